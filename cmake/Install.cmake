@@ -1,0 +1,1 @@
+# Filled with the install rules of header, library, tool and package files.
