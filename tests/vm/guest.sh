@@ -32,7 +32,8 @@ has() {
 
 calc() { awk "BEGIN { printf \"%.17g\", $1 }"; }
 
-# The registers, read and written by none of our code.
+# The registers, reached without any of our code.
+
 # msr_low CPU INDEX: the low half of a model-specific register, in decimal.
 msr_low() {
   dd if="/dev/cpu/$1/msr" bs=8 count=1 skip=$(($2)) iflag=skip_bytes 2>/dev/null |
@@ -62,14 +63,14 @@ bytes() {
   printf "$bytes_text"
 }
 
-# call CALL...: the tool's results, one a line, without the log lines that share its output.
-# The failure text goes to /tmp/stderr, the exit status is the tool's.
+# call CALL...: the tool's results, one a line, and its exit status. The failure texts go to /tmp/stderr,
+# the log of just this call is what `log` prints.
 call() {
-  hwprobe call "$@" >/tmp/stdout 2>/tmp/stderr
-  call_status=$?
-  grep -vE '^\[[0-9]{4}-[0-9-]+ [0-9:.]+\] ' /tmp/stdout
-  return $call_status
+  rm -rf /tmp/resources
+  hwprobe call "$@" 2>/tmp/stderr
 }
+log() { cat /tmp/resources/log/cpp/*.log; }
+line() { echo "$1" | sed -n "$2p"; }
 
 # call_fails NAME TEXT CALL...: the tool tells failure by its status, and its text has TEXT in it.
 call_fails() {

@@ -1,5 +1,5 @@
 # What the other checks stand on: the devices through which hardware is reached. Asks nothing of the tool.
-# machines: intel amd
+# machines: intel amd memory laptop
 # shellcheck shell=sh
 
 # config_has NAME FUNCTION REGISTER WANTED
