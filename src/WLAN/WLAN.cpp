@@ -35,12 +35,6 @@ std::string_view upToNul(std::string_view text) {
     return text.substr(0, text.find('\0'));
 }
 
-std::uint32_t rowOf(std::string_view description, const std::vector<platform::InterfaceRow>& table) {
-    for (std::uint32_t row = 0; row < table.size(); ++row)
-        if (upToNul(table[row].description) == description) return row;
-    return findIfRow(description, table);
-}
-
 void bindToRow(Connection& connection, const std::vector<platform::InterfaceRow>& table) {
     connection.row = rowOf(connection.description, table);
     connection.time = connection.lastTime = clockTicks();
@@ -104,6 +98,12 @@ void GetInternetSpeed(std::vector<Connection>& connections) {
         log::info(wlanLogger, L"GetInternetSpeed: Ok, name: {}, download: {}, upload: {}",
                   EncodedText(connection.description).wide, connection.download, connection.upload);
     }
+}
+
+std::uint32_t rowOf(std::string_view description, const std::vector<platform::InterfaceRow>& table) {
+    for (std::uint32_t row = 0; row < table.size(); ++row)
+        if (upToNul(table[row].description) == description) return row;
+    return findIfRow(description, table);
 }
 
 std::uint32_t findIfRow(std::string_view description, const std::vector<platform::InterfaceRow>& table) {

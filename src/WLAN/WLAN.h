@@ -35,6 +35,10 @@ std::vector<Connection> GetAllNetWorkConnection();
 /// cannot be read; the records then keep their samples.
 void GetInternetSpeed(std::vector<Connection>& connections);
 
+/// The row of the interface table that belongs to an adapter: the first whose description is the same, else
+/// findIfRow's.
+std::uint32_t rowOf(std::string_view description, const std::vector<platform::InterfaceRow>& table);
+
 /// The row whose description contains `description` or is contained in it; with none, the most similar row,
 /// row 0 when none is similar at all.
 std::uint32_t findIfRow(std::string_view description, const std::vector<platform::InterfaceRow>& table);

@@ -37,40 +37,36 @@ std::string underSehGuard(Builder builder) {
     return text;
 }
 
-[[noreturn]] void notInThisVersion(std::wstring_view domain) {
-    throwHW(L"{} readings are not part of this version", domain);
-}
-
 } // namespace
 
 double getCpuLoad(void) {
-    return guarded(-1.0, []() -> double { notInThisVersion(L"processor"); });
+    return guarded(-1.0, []() -> double { throwHW(L"processor readings are not part of this version"); });
 }
 
 double getCpuTemperature(void) {
     return guarded(-1.0, []() -> double {
         if (!frame::isSupportedArch()) return -1.0;
-        notInThisVersion(L"processor");
+        throwHW(L"processor readings are not part of this version");
     });
 }
 
 double getCpuFrequency(void) {
     return guarded(-1.0, []() -> double {
         if (!frame::isSupportedArch()) return -1.0;
-        notInThisVersion(L"processor");
+        throwHW(L"processor readings are not part of this version");
     });
 }
 
 int32_t getCpuBaseFrequency(void) {
-    return guarded(-1, []() -> int32_t { notInThisVersion(L"processor"); });
+    return guarded(-1, []() -> int32_t { throwHW(L"processor readings are not part of this version"); });
 }
 
 double getGpuLoad(void) {
-    return guarded(-1.0, []() -> double { notInThisVersion(L"graphics"); });
+    return guarded(-1.0, []() -> double { throwHW(L"graphics readings are not part of this version"); });
 }
 
 double getGpuTemperature(void) {
-    return guarded(-1.0, []() -> double { notInThisVersion(L"graphics"); });
+    return guarded(-1.0, []() -> double { throwHW(L"graphics readings are not part of this version"); });
 }
 
 int32_t getMemoryLoad(void) {
@@ -79,50 +75,60 @@ int32_t getMemoryLoad(void) {
 
 const char* getMemoryManufacturerAndModel(void) {
     return guardedText(
-        texts().memoryManufacturerAndModel, []() -> std::string { notInThisVersion(L"memory module"); },
+        texts().memoryManufacturerAndModel,
+        []() -> std::string { throwHW(L"memory module readings are not part of this version"); },
         frame::codeObject);
 }
 
 int32_t initDisk(void) {
-    return guarded(-1, []() -> int32_t { notInThisVersion(L"disk"); });
+    return guarded(-1, []() -> int32_t { throwHW(L"disk readings are not part of this version"); });
 }
 
 const char* getAllDiskType(void) {
     return guardedText(
-        texts().allDiskType, [] { return underSehGuard([]() -> std::string { notInThisVersion(L"disk"); }); },
+        texts().allDiskType,
+        [] {
+            return underSehGuard(
+                []() -> std::string { throwHW(L"disk readings are not part of this version"); });
+        },
         frame::errorObject);
 }
 
 double getDiskTemperature(uint32_t) {
-    return guarded(-1.0, []() -> double { notInThisVersion(L"disk"); });
+    return guarded(-1.0, []() -> double { throwHW(L"disk readings are not part of this version"); });
 }
 
 const char* getDiskReadWriteSpeed(uint32_t) {
     return guardedText(
-        texts().diskReadWriteSpeed, []() -> std::string { notInThisVersion(L"disk"); },
+        texts().diskReadWriteSpeed,
+        []() -> std::string { throwHW(L"disk readings are not part of this version"); },
         frame::boundedErrorText<1024>);
 }
 
 const char* getDiskNameWhichOsInstalled(void) {
     return guardedText(
-        texts().diskNameWhichOsInstalled, []() -> std::string { notInThisVersion(L"disk"); },
-        frame::codeObject);
+        texts().diskNameWhichOsInstalled,
+        []() -> std::string { throwHW(L"disk readings are not part of this version"); }, frame::codeObject);
 }
 
 int32_t initBattery(void) {
-    return guarded(-1, []() -> int32_t { notInThisVersion(L"battery"); });
+    return guarded(-1, []() -> int32_t { throwHW(L"battery readings are not part of this version"); });
 }
 
 const char* getBatteryAllMessage(uint32_t) {
     return guardedText(
-        texts().batteryAllMessage, []() -> std::string { notInThisVersion(L"battery"); },
+        texts().batteryAllMessage,
+        []() -> std::string { throwHW(L"battery readings are not part of this version"); },
         frame::boundedErrorText<4096>);
 }
 
 const char* getNetCardMessage(void) {
     return guardedText(
         texts().netCardMessage,
-        [] { return underSehGuard([]() -> std::string { notInThisVersion(L"network card"); }); },
+        [] {
+            return underSehGuard(
+                []() -> std::string { throwHW(L"network card readings are not part of this version"); });
+        },
         frame::errorObject);
 }
 

@@ -74,21 +74,24 @@ void onFault(int signal, siginfo_t* info, void* context) {
     siglongjmp(guard->back, 1);
 }
 
+/// The alternate stack of a thread that has none, kept for its next guarded call.
+std::byte* alternateStack() {
+    thread_local const auto memory = std::make_unique<std::byte[]>(kAlternateStackSize);
+    return memory.get();
+}
+
 /// Arms the guard for the length of a scope and puts everything back, also when an exception passes.
 class Armed {
   public:
     explicit Armed(Guard& guard) : guard_(guard) {
-        stack_t current{};
-        if (::sigaltstack(nullptr, &current) == 0 && (current.ss_flags & SS_DISABLE)) {
-            memory_ = std::make_unique<std::byte[]>(kAlternateStackSize);
-            stack_t own{};
-            own.ss_sp = memory_.get();
-            own.ss_size = kAlternateStackSize;
-            if (::sigaltstack(&own, &former_) != 0) memory_.reset();
-        }
+        stack_t own{};
+        own.ss_sp = alternateStack();
+        own.ss_size = kAlternateStackSize;
+        ::sigaltstack(&own, &former_);
+        // Nothing is blocked while the handler runs, so that the jump out of it has no mask to put back.
         struct sigaction action {};
         action.sa_sigaction = onFault;
-        action.sa_flags = SA_SIGINFO | SA_ONSTACK;
+        action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
         ::sigemptyset(&action.sa_mask);
         for (std::size_t i = 0; i < kSignals.size(); ++i)
             ::sigaction(kSignals[i], &action, &guard_.previous[i]);
@@ -101,14 +104,13 @@ class Armed {
         --guardedCalls;
         for (std::size_t i = 0; i < kSignals.size(); ++i)
             ::sigaction(kSignals[i], &guard_.previous[i], nullptr);
-        if (memory_) ::sigaltstack(&former_, nullptr);
+        ::sigaltstack(&former_, nullptr);
     }
     Armed(const Armed&) = delete;
     Armed& operator=(const Armed&) = delete;
 
   private:
     Guard& guard_;
-    std::unique_ptr<std::byte[]> memory_;
     stack_t former_{};
 };
 
@@ -117,7 +119,7 @@ class Armed {
 std::uint32_t LinuxFaultTrap::run(const std::function<void()>& body) {
     Guard guard;
     const Armed armed(guard);
-    if (sigsetjmp(guard.back, 1) == 0) body();
+    if (sigsetjmp(guard.back, 0) == 0) body();
     return guard.code;
 }
 

@@ -89,7 +89,7 @@ std::string gatewayOf(std::string_view routes, std::string_view interface) {
 
 Result<std::vector<AdapterRecord>> LinuxNetworkTables::adapters() {
     using Answer = Result<std::vector<AdapterRecord>>;
-    const auto devices = files_.read("/proc/net/dev");
+    const auto devices = devices_.read();
     if (!devices.ok()) return Answer::failed(devices.error);
     const std::string routes = files_.read("/proc/net/route").value;
 
@@ -122,7 +122,7 @@ bool LinuxNetworkTables::isLoopback(std::string_view interface) const {
 }
 
 ErrorCode LinuxNetworkTables::interfaceRows(std::vector<InterfaceRow>& rows) {
-    const auto devices = files_.read("/proc/net/dev");
+    const auto devices = devices_.read();
     if (!devices.ok()) return devices.error;
     std::size_t count = 0;
     forEachDevice(devices.value, [&](const DeviceLine& device) {

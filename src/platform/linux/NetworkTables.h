@@ -2,7 +2,7 @@
 
 #include "platform/NetworkTables.h"
 #include "platform/linux/InterfaceNames.h"
-#include "platform/linux/RootedFiles.h"
+#include "platform/linux/PolledFile.h"
 
 #include <string_view>
 
@@ -12,7 +12,8 @@ namespace orv::platform {
 /// the running system, "0.0.0.0" in a captured tree. The loopback interface has a row but is no adapter.
 class LinuxNetworkTables : public NetworkTables {
   public:
-    LinuxNetworkTables(const RootedFiles& files, InterfaceNames& names) : files_(files), names_(names) {}
+    LinuxNetworkTables(const RootedFiles& files, InterfaceNames& names)
+        : files_(files), names_(names), devices_(files, "/proc/net/dev") {}
 
     Result<std::vector<AdapterRecord>> adapters() override;
     ErrorCode interfaceRows(std::vector<InterfaceRow>& rows) override;
@@ -22,6 +23,7 @@ class LinuxNetworkTables : public NetworkTables {
 
     const RootedFiles& files_;
     InterfaceNames& names_;
+    PolledFile devices_;
 };
 
 } // namespace orv::platform

@@ -5,7 +5,7 @@
 #include "platform/Clock.h"
 #include "platform/FaultTrap.h"
 #include "platform/SystemFacts.h"
-#include "platform/linux/RootedFiles.h"
+#include "platform/linux/PolledFile.h"
 
 #include <memory>
 
@@ -19,13 +19,15 @@ class LinuxClock : public Clock {
 
 class LinuxSystemFacts : public SystemFacts {
   public:
-    explicit LinuxSystemFacts(const RootedFiles& files) : files_(files) {}
+    explicit LinuxSystemFacts(const RootedFiles& files)
+        : meminfo_(files, "/proc/meminfo"), statm_(files, "/proc/self/statm") {}
     Result<MemoryFacts> memoryStatus() override;
     Architecture architecture() override;
     std::wstring errorText(ErrorCode code) override;
 
   private:
-    const RootedFiles& files_;
+    PolledFile meminfo_;
+    PolledFile statm_;
 };
 
 /// Signals on an alternate stack. While a call runs, the host's handlers of the four fault signals are put

@@ -33,8 +33,8 @@ bool kibibytes(std::string_view meminfo, std::string_view name, std::uint64_t& b
 }
 
 /// Address space in use, bytes: the first number of statm, in pages. 0 when it cannot be read.
-std::uint64_t virtualInUse(const RootedFiles& files) {
-    const std::string text = files.line("/proc/self/statm");
+std::uint64_t virtualInUse(PolledFile& statm) {
+    const std::string_view text = statm.read().value;
     std::uint64_t pages = 0;
     std::from_chars(text.data(), text.data() + text.size(), pages);
     return pages * static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
@@ -54,7 +54,7 @@ constexpr MachineName kMachineNames[] = {
 } // namespace
 
 Result<MemoryFacts> LinuxSystemFacts::memoryStatus() {
-    const auto meminfo = files_.read("/proc/meminfo");
+    const auto meminfo = meminfo_.read();
     if (!meminfo.ok()) return Result<MemoryFacts>::failed(meminfo.error);
     MemoryFacts facts;
     std::uint64_t committed = 0;
@@ -69,7 +69,7 @@ Result<MemoryFacts> LinuxSystemFacts::memoryStatus() {
     // A kernel that overcommits promises more than its limit; nothing is free then.
     facts.availPageFile = facts.totalPageFile - std::min(committed, facts.totalPageFile);
     facts.totalVirtual = kUserAddressSpace;
-    facts.availVirtual = kUserAddressSpace - std::min(virtualInUse(files_), kUserAddressSpace);
+    facts.availVirtual = kUserAddressSpace - std::min(virtualInUse(statm_), kUserAddressSpace);
     return {facts};
 }
 

@@ -64,9 +64,15 @@ char32_t takeCodePoint(std::string_view& text) {
 } // namespace
 
 std::string wideToUtf8(std::wstring_view text) {
-    std::string narrow;
-    narrow.reserve(text.size());
-    for (const wchar_t unit : text) {
+    // Log lines are plain ASCII nearly always: those letters are copied one by one, the rest is encoded.
+    std::string narrow(text.size(), '\0');
+    std::size_t plain = 0;
+    while (plain < text.size() && static_cast<char32_t>(text[plain]) < 0x80) {
+        narrow[plain] = static_cast<char>(text[plain]);
+        ++plain;
+    }
+    narrow.resize(plain);
+    for (const wchar_t unit : text.substr(plain)) {
         const auto point = static_cast<char32_t>(unit);
         appendUtf8(narrow, isSurrogate(point) || point > kLastCodePoint ? kReplacement : point);
     }
