@@ -1,0 +1,130 @@
+/*
+ * Orvane HwProbe: the state of this machine in 19 C functions.
+ *
+ * Loading      Load the library once and poll it. Loading opens the log file
+ *              ./resources/log/cpp/orvaneHwProbe_YYYY-MM-DD.log below the current directory and touches no
+ *              hardware. If the file cannot be made, everything else works without it.
+ * Threads      Call one function at a time, from any thread. Nothing here takes a lock for you.
+ * Text         Every text is UTF-8, ends in a NUL and belongs to the library: never free it. A pointer stays
+ *              valid until the same function gives an answer of the same kind again (answers and failures
+ *              have a buffer each), and at the latest until the library is unloaded.
+ * Failures     A failure never leaves the library. The function gives the failure value told below, and
+ *              getLastError gives the reason. The next call starts fresh.
+ * Calling      Functions without an index can be called at any time. getDiskTemperature and
+ * order        getDiskReadWriteSpeed need initDisk (or getAllDiskType, or getDiskNameWhichOsInstalled)
+ *              before them, getBatteryAllMessage needs initBattery. releaseRing0 comes last.
+ */
+#ifndef ORVANE_HWPROBE_H
+#define ORVANE_HWPROBE_H
+
+#include <stdint.h>
+
+#if defined(_WIN32) && defined(ORVANE_HWPROBE_BUILD)
+#define ORVANE_HWPROBE_API __declspec(dllexport)
+#elif defined(_WIN32)
+#define ORVANE_HWPROBE_API __declspec(dllimport)
+#else
+#define ORVANE_HWPROBE_API __attribute__((visibility("default")))
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- Processor ------------------------------------------------------------------------------------------
+ */
+
+/* Load since the previous call, as a fraction of 1 (0.25 is 25 percent). The first call gives 0.0.
+   Failure: -1.0. */
+ORVANE_HWPROBE_API double getCpuLoad(void);
+
+/* Temperature in degrees Celsius; needs access to machine registers. Failure: -1.0. An Intel processor that
+   refuses the register read gives 4294967295.0. */
+ORVANE_HWPROBE_API double getCpuTemperature(void);
+
+/* Current clock in MHz. The first call gives 0.0. Failure: -1.0. */
+ORVANE_HWPROBE_API double getCpuFrequency(void);
+
+/* Measured base clock in MHz. The first call of any processor function takes over half a second, the time of
+   the measurement. Failure: -1. */
+ORVANE_HWPROBE_API int32_t getCpuBaseFrequency(void);
+
+/* ---- Graphics: the first usable adapter, NVIDIA before AMD ----------------------------------------------
+ */
+
+/* Load as a fraction of 1. Failure: -1.0; without an adapter the reason is "No gpu found". */
+ORVANE_HWPROBE_API double getGpuLoad(void);
+
+/* Temperature in degrees Celsius. Failure: -1.0, as above. */
+ORVANE_HWPROBE_API double getGpuTemperature(void);
+
+/* ---- Memory ---------------------------------------------------------------------------------------------
+ */
+
+/* Physical memory in use, in percent, 0 to 100. Failure: -1. */
+ORVANE_HWPROBE_API int32_t getMemoryLoad(void);
+
+/* Memory modules: {"code":1,"data":[{"manufacturer":TEXT,"model":TEXT},...]}; "data" is null when none is
+   listed. Failure: {"code":0,"data":REASON}. */
+ORVANE_HWPROBE_API const char* getMemoryManufacturerAndModel(void);
+
+/* ---- Disks ----------------------------------------------------------------------------------------------
+ */
+
+/* Finds the drives, once, and gives their number; `index` below counts from 0 up to it. Failure: -1. */
+ORVANE_HWPROBE_API int32_t initDisk(void);
+
+/* Drives with serial number and kind, as a JSON array, or null without drives. Finds the drives by itself.
+   Failure: {"error":REASON}. */
+ORVANE_HWPROBE_API const char* getAllDiskType(void);
+
+/* Temperature of a drive in degrees Celsius. Failure: -1.0. */
+ORVANE_HWPROBE_API double getDiskTemperature(uint32_t index);
+
+/* Throughput of a drive since the previous call, in bytes per millisecond: {"write": N, "read": N}.
+   Failure: {"error": "REASON"} with the reason unescaped, so it can be broken JSON. */
+ORVANE_HWPROBE_API const char* getDiskReadWriteSpeed(uint32_t index);
+
+/* The drive that the system is installed on, as JSON. Finds the drives by itself.
+   Failure: {"code":0,"data":REASON}. */
+ORVANE_HWPROBE_API const char* getDiskNameWhichOsInstalled(void);
+
+/* ---- Batteries ------------------------------------------------------------------------------------------
+ */
+
+/* Finds the system batteries anew and gives their number; `index` below counts from 0 up to it.
+   Failure: -1. */
+ORVANE_HWPROBE_API int32_t initBattery(void);
+
+/* A fresh reading of a battery as a JSON object: capacities in mWh, "power" in mW and "electricCurrent" in A
+   (negative while discharging), "voltage" in mV, "estimatedTime" in seconds, "temperature" in degrees
+   Celsius. Failure: {"error": "REASON"} with the reason unescaped, so it can be broken JSON. */
+ORVANE_HWPROBE_API const char* getBatteryAllMessage(uint32_t index);
+
+/* ---- Network --------------------------------------------------------------------------------------------
+ */
+
+/* Physical network cards, found once:
+   [{"macAddress":TEXT,"manufacture":TEXT,"model":TEXT,"type":"Ethernet"|"WLAN"},...], or null without one.
+   Failure: {"error":REASON}. */
+ORVANE_HWPROBE_API const char* getNetCardMessage(void);
+
+/* Rates since the previous call, in bytes per millisecond: [{"down":N,"model":TEXT,"up":N},...], or null
+   without an adapter. The first call gives rates close to zero. Failure: {"error":REASON}. */
+ORVANE_HWPROBE_API const char* getNetCurrentSpeed(void);
+
+/* ---- Ending and failures --------------------------------------------------------------------------------
+ */
+
+/* Ends the access to machine registers for the rest of the process. Call it once, when finished. */
+ORVANE_HWPROBE_API void releaseRing0(void);
+
+/* The reason of the most recent failure of any function; an empty text before the first. A success does not
+   clear it. The pointer is valid until the next failure. */
+ORVANE_HWPROBE_API const char* getLastError(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,144 @@
+// The sealed border of the library: each export is a few lines over the frame of callFrame.h.
+
+#include "WLAN/WLAN.h"
+#include "frame/HWException.h"
+#include "frame/callFrame.h"
+#include "frame/sehGuard.h"
+#include "frame/supportedArch.h"
+#include "memory/MemoryStatus.h"
+#include "orvane/hwprobe.h"
+
+using namespace orv;
+using frame::guarded;
+using frame::guardedText;
+
+namespace {
+
+/// Result texts of the text exports, a pair each.
+struct TextResults {
+    frame::TextResult memoryManufacturerAndModel;
+    frame::TextResult allDiskType;
+    frame::TextResult diskReadWriteSpeed;
+    frame::TextResult diskNameWhichOsInstalled;
+    frame::TextResult batteryAllMessage;
+    frame::TextResult netCardMessage;
+    frame::TextResult netCurrentSpeed;
+};
+
+TextResults& texts() {
+    return processWide<TextResults>();
+}
+
+/// The text of a report builder that runs under the hardware-fault guard.
+template <class Builder>
+std::string underSehGuard(Builder builder) {
+    std::string text;
+    sehGuard([&] { text = builder(); });
+    return text;
+}
+
+} // namespace
+
+double getCpuLoad(void) {
+    return guarded(-1.0, []() -> double { throwHW(L"processor readings are not part of this version"); });
+}
+
+double getCpuTemperature(void) {
+    return guarded(-1.0, []() -> double {
+        if (!frame::isSupportedArch()) return -1.0;
+        throwHW(L"processor readings are not part of this version");
+    });
+}
+
+double getCpuFrequency(void) {
+    return guarded(-1.0, []() -> double {
+        if (!frame::isSupportedArch()) return -1.0;
+        throwHW(L"processor readings are not part of this version");
+    });
+}
+
+int32_t getCpuBaseFrequency(void) {
+    return guarded(-1, []() -> int32_t { throwHW(L"processor readings are not part of this version"); });
+}
+
+double getGpuLoad(void) {
+    return guarded(-1.0, []() -> double { throwHW(L"graphics readings are not part of this version"); });
+}
+
+double getGpuTemperature(void) {
+    return guarded(-1.0, []() -> double { throwHW(L"graphics readings are not part of this version"); });
+}
+
+int32_t getMemoryLoad(void) {
+    return guarded(-1, [] { return static_cast<int32_t>(memory::getMemoryStatus().memLoad); });
+}
+
+const char* getMemoryManufacturerAndModel(void) {
+    return guardedText(
+        texts().memoryManufacturerAndModel,
+        []() -> std::string { throwHW(L"memory module readings are not part of this version"); },
+        frame::codeObject);
+}
+
+int32_t initDisk(void) {
+    return guarded(-1, []() -> int32_t { throwHW(L"disk readings are not part of this version"); });
+}
+
+const char* getAllDiskType(void) {
+    return guardedText(
+        texts().allDiskType,
+        [] {
+            return underSehGuard(
+                []() -> std::string { throwHW(L"disk readings are not part of this version"); });
+        },
+        frame::errorObject);
+}
+
+double getDiskTemperature(uint32_t) {
+    return guarded(-1.0, []() -> double { throwHW(L"disk readings are not part of this version"); });
+}
+
+const char* getDiskReadWriteSpeed(uint32_t) {
+    return guardedText(
+        texts().diskReadWriteSpeed,
+        []() -> std::string { throwHW(L"disk readings are not part of this version"); },
+        frame::boundedErrorText<1024>);
+}
+
+const char* getDiskNameWhichOsInstalled(void) {
+    return guardedText(
+        texts().diskNameWhichOsInstalled,
+        []() -> std::string { throwHW(L"disk readings are not part of this version"); }, frame::codeObject);
+}
+
+int32_t initBattery(void) {
+    return guarded(-1, []() -> int32_t { throwHW(L"battery readings are not part of this version"); });
+}
+
+const char* getBatteryAllMessage(uint32_t) {
+    return guardedText(
+        texts().batteryAllMessage,
+        []() -> std::string { throwHW(L"battery readings are not part of this version"); },
+        frame::boundedErrorText<4096>);
+}
+
+const char* getNetCardMessage(void) {
+    return guardedText(
+        texts().netCardMessage,
+        [] {
+            return underSehGuard(
+                []() -> std::string { throwHW(L"network card readings are not part of this version"); });
+        },
+        frame::errorObject);
+}
+
+const char* getNetCurrentSpeed(void) {
+    return guardedText(
+        texts().netCurrentSpeed, [] { return underSehGuard(wlan::currentSpeedReport); }, frame::errorObject);
+}
+
+void releaseRing0(void) {}
+
+const char* getLastError(void) {
+    return processWide<frame::LastError>().text.c_str();
+}

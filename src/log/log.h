@@ -1,0 +1,73 @@
+#pragma once
+
+#include "log/LocatedFormat.h"
+
+#include <string_view>
+
+namespace orv {
+
+class Logger;
+
+/// The loggers of the modules, made when the library is loaded. The order of their making stands in
+/// frame/globals.cpp.
+extern Logger cpuLogger;
+extern Logger diskLogger;
+extern Logger batteryLogger;
+extern Logger memoryLogger;
+extern Logger networkAdapterLogger;
+extern Logger wlanLogger;
+extern Logger winRing0Logger;
+extern Logger cpuInfoLogger;
+extern Logger hwExceptionLogger;
+extern Logger wmiLogger;
+extern Logger nvidiaGpuLogger;
+extern Logger amdGpuLogger;
+extern Logger spdLogger;
+extern Logger regeditLogger;
+extern Logger cpuFrequencyLogger;
+extern Logger mutexesLogger;
+extern Logger smbusLogger;
+
+namespace log {
+
+enum class Level { trace, debug, info, warn, error };
+
+/// Writes a text as it stands. Never throws.
+void write(Logger& logger, Level level, std::wstring_view text) noexcept;
+
+/// Formats and writes "FILE@LINE: message". Never throws.
+void writeLocated(Logger& logger, Level level, const std::source_location& where, fmt::wstring_view format,
+                  fmt::wformat_args args) noexcept;
+
+template <class... Args>
+using Format = LocatedFormat<std::type_identity_t<Args>...>;
+
+template <class... Args>
+void trace(Logger& logger, Format<Args...> format, const Args&... args) {
+    writeLocated(logger, Level::trace, format.where, format.text, fmt::make_wformat_args(args...));
+}
+template <class... Args>
+void debug(Logger& logger, Format<Args...> format, const Args&... args) {
+    writeLocated(logger, Level::debug, format.where, format.text, fmt::make_wformat_args(args...));
+}
+template <class... Args>
+void info(Logger& logger, Format<Args...> format, const Args&... args) {
+    writeLocated(logger, Level::info, format.where, format.text, fmt::make_wformat_args(args...));
+}
+template <class... Args>
+void warn(Logger& logger, Format<Args...> format, const Args&... args) {
+    writeLocated(logger, Level::warn, format.where, format.text, fmt::make_wformat_args(args...));
+}
+template <class... Args>
+void error(Logger& logger, Format<Args...> format, const Args&... args) {
+    writeLocated(logger, Level::error, format.where, format.text, fmt::make_wformat_args(args...));
+}
+
+/// Entry trace: the first act of a function that matters, with its qualified name.
+inline void entry(Logger& logger, std::wstring_view qualifiedName,
+                  std::source_location where = std::source_location::current()) {
+    writeLocated(logger, Level::trace, where, L"{}", fmt::make_wformat_args(qualifiedName));
+}
+
+} // namespace log
+} // namespace orv

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <memory>
+
+namespace orv::platform {
+
+class Clock;
+class FaultTrap;
+class NetworkTables;
+class SystemFacts;
+
+/// What the logic asks of a system, one service an operation. Each service lives as long as the platform.
+class Platform {
+  public:
+    virtual ~Platform() = default;
+
+    virtual SystemFacts& systemFacts() = 0;
+    virtual FaultTrap& faultTrap() = 0;
+    virtual Clock& clock() = 0;
+    virtual NetworkTables& networkTables() = 0;
+};
+
+/// The platform that this build runs on. Opens nothing.
+std::unique_ptr<Platform> makeHostPlatform();
+
+/// The platform in use. The library's load code sets the host's; the tool and the tests may set another one
+/// before first use. The caller keeps `next` alive.
+Platform& current();
+void use(Platform& next);
+
+} // namespace orv::platform

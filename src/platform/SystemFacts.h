@@ -1,0 +1,54 @@
+#pragma once
+
+#include "platform/Result.h"
+
+#include <cstdint>
+#include <string>
+
+namespace orv::platform {
+
+/// Memory of machine and process, as the system reports it. Sizes are bytes.
+struct MemoryFacts {
+    std::uint32_t loadPercent = 0; ///< Physical memory in use, 0 to 100.
+    std::uint64_t totalPhys = 0;
+    std::uint64_t availPhys = 0;
+    std::uint64_t totalPageFile = 0; ///< Commit limit.
+    std::uint64_t availPageFile = 0;
+    std::uint64_t totalVirtual = 0; ///< User address space of the process.
+    std::uint64_t availVirtual = 0;
+    std::uint64_t availExtendedVirtual = 0;
+};
+
+/// IMAGE_FILE_MACHINE_* numbers of the PE format.
+inline constexpr std::uint16_t kMachineUnknown = 0; ///< For the process: it runs natively.
+inline constexpr std::uint16_t kMachineI386 = 0x14C;
+inline constexpr std::uint16_t kMachineArm = 0x1C0;
+inline constexpr std::uint16_t kMachineAmd64 = 0x8664;
+inline constexpr std::uint16_t kMachineArm64 = 0xAA64;
+
+/// Answer to "which machine does this process run on, and which does it believe in".
+struct Architecture {
+    enum class Outcome {
+        answered,
+        noSystemLibrary, ///< The system's base library could not be loaded by name.
+        noFunction,      ///< An older system, which cannot tell.
+        callFailed,
+    };
+    Outcome outcome = Outcome::answered;
+    std::uint16_t processMachine = kMachineUnknown;
+    std::uint16_t nativeMachine = kMachineAmd64;
+};
+
+class SystemFacts {
+  public:
+    virtual ~SystemFacts() = default;
+
+    virtual Result<MemoryFacts> memoryStatus() = 0;
+    virtual Architecture architecture() = 0;
+
+    /// The system's sentence for a code, in the user's language, ending in a carriage return and a line
+    /// feed; empty when the system has none. Cannot fail.
+    virtual std::wstring errorText(ErrorCode code) = 0;
+};
+
+} // namespace orv::platform

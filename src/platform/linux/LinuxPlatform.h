@@ -1,0 +1,32 @@
+#pragma once
+
+#include "platform/Platform.h"
+#include "platform/linux/InterfaceNames.h"
+#include "platform/linux/NetworkTables.h"
+#include "platform/linux/RootedFiles.h"
+#include "platform/linux/Services.h"
+
+#include <string>
+
+namespace orv::platform {
+
+/// The running system, or a captured tree of its files below `root`.
+class LinuxPlatform : public Platform {
+  public:
+    explicit LinuxPlatform(std::string root = {}) : files_(std::move(root)) {}
+
+    SystemFacts& systemFacts() override { return systemFacts_; }
+    FaultTrap& faultTrap() override { return faultTrap_; }
+    Clock& clock() override { return clock_; }
+    NetworkTables& networkTables() override { return networkTables_; }
+
+  private:
+    RootedFiles files_;
+    InterfaceNames interfaceNames_{files_};
+    LinuxSystemFacts systemFacts_{files_};
+    LinuxFaultTrap faultTrap_;
+    LinuxClock clock_;
+    LinuxNetworkTables networkTables_{files_, interfaceNames_};
+};
+
+} // namespace orv::platform

@@ -1,0 +1,63 @@
+#include "platform/linux/PolledFile.h"
+
+#include "platform/linux/ErrorCodes.h"
+
+#include <atomic>
+#include <cerrno>
+#include <fcntl.h>
+#include <pthread.h>
+#include <unistd.h>
+
+namespace orv::platform {
+
+namespace {
+constexpr std::size_t kFirstSize = 8192;
+
+// A /proc file is made record by record in the kernel's page: a read is short only when the next record does
+// not fit or there is none. One that leaves this much of the page free was the last, and asking again would
+// make the kernel form the whole content once more.
+constexpr std::size_t kKernelPage = 4096;
+constexpr std::size_t kLongestRecord = 1024;
+
+/// Counts the forks that led to this process, without a system call on each poll.
+std::atomic<unsigned> forks{0};
+[[maybe_unused]] const int forkHandler =
+    ::pthread_atfork(nullptr, nullptr, [] { forks.fetch_add(1, std::memory_order_relaxed); });
+} // namespace
+
+Result<std::string_view> PolledFile::read() {
+    using Answer = Result<std::string_view>;
+    // What stands below /proc/self belongs to the process that opened it: a forked child opens its own.
+    if (file_ >= 0 && generation_ != forks.load(std::memory_order_relaxed)) close();
+    if (file_ < 0)
+        if (const ErrorCode error = open()) return Answer::failed(error);
+
+    if (content_.empty()) content_.resize(kFirstSize);
+    for (std::size_t used = 0;;) {
+        const ssize_t got =
+            ::pread(file_, content_.data() + used, content_.size() - used, static_cast<off_t>(used));
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) {
+            const ErrorCode error = errorFromErrno(errno);
+            close();
+            return Answer::failed(error);
+        }
+        used += static_cast<std::size_t>(got);
+        const bool last = got == 0 || static_cast<std::size_t>(got) + kLongestRecord <= kKernelPage;
+        if (last && used < content_.size()) return {std::string_view(content_.data(), used)};
+        if (used == content_.size()) content_.resize(used * 2);
+    }
+}
+
+ErrorCode PolledFile::open() {
+    file_ = ::open(files_.full(path_).c_str(), O_RDONLY | O_CLOEXEC);
+    generation_ = forks.load(std::memory_order_relaxed);
+    return file_ < 0 ? errorFromErrno(errno) : kSuccess;
+}
+
+void PolledFile::close() {
+    if (file_ >= 0) ::close(file_);
+    file_ = -1;
+}
+
+} // namespace orv::platform

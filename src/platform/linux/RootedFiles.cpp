@@ -1,0 +1,101 @@
+#include "platform/linux/RootedFiles.h"
+
+#include "platform/linux/ErrorCodes.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <dirent.h>
+#include <fcntl.h>
+#include <memory>
+#include <unistd.h>
+
+namespace orv::platform {
+
+namespace {
+
+constexpr std::size_t kFirstRead = 8192;
+constexpr std::size_t kLargestFile = std::size_t{16} << 20;
+
+ssize_t readSome(int file, char* into, std::size_t size) {
+    ssize_t got = 0;
+    do
+        got = ::read(file, into, size);
+    while (got < 0 && errno == EINTR);
+    return got;
+}
+
+std::string_view lastComponent(std::string_view path) {
+    const auto slash = path.rfind('/');
+    return slash == path.npos ? path : path.substr(slash + 1);
+}
+
+} // namespace
+
+Result<std::string> RootedFiles::read(std::string_view path) const {
+    const int file = ::open(full(path).c_str(), O_RDONLY | O_CLOEXEC);
+    if (file < 0) return Result<std::string>::failed(errorFromErrno(errno));
+    Result<std::string> content;
+    std::size_t used = 0;
+    for (;;) {
+        if (used == content.value.size()) content.value.resize(used == 0 ? kFirstRead : used * 2);
+        const ssize_t got = readSome(file, content.value.data() + used, content.value.size() - used);
+        if (got < 0) content.error = errorFromErrno(errno);
+        if (got <= 0) break;
+        used += static_cast<std::size_t>(got);
+        if (used > kLargestFile) {
+            content.error = kInvalidData;
+            break;
+        }
+    }
+    ::close(file);
+    content.value.resize(content.ok() ? used : 0);
+    return content;
+}
+
+std::string RootedFiles::line(std::string_view path) const {
+    std::string text = read(path).value;
+    text.erase(std::min(text.find('\n'), text.size()));
+    const auto first = text.find_first_not_of(" \t");
+    if (first == text.npos) return {};
+    return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
+}
+
+Result<std::vector<std::string>> RootedFiles::list(std::string_view path) const {
+    const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir(full(path).c_str()), ::closedir);
+    Result<std::vector<std::string>> names;
+    if (!folder) {
+        names.error = errorFromErrno(errno);
+        return names;
+    }
+    while (const dirent* entry = ::readdir(folder.get())) {
+        const std::string_view name = entry->d_name;
+        if (name != "." && name != "..") names.value.emplace_back(name);
+    }
+    std::sort(names.value.begin(), names.value.end());
+    return names;
+}
+
+bool RootedFiles::exists(std::string_view path) const {
+    return ::access(full(path).c_str(), F_OK) == 0;
+}
+
+std::string RootedFiles::linkName(std::string_view path) const {
+    char target[4096];
+    const ssize_t length = ::readlink(full(path).c_str(), target, sizeof target);
+    if (length <= 0) return {};
+    return std::string(lastComponent({target, static_cast<std::size_t>(length)}));
+}
+
+std::string RootedFiles::resolved(std::string_view path) const {
+    const std::unique_ptr<char, void (*)(void*)> real(::realpath(full(path).c_str(), nullptr), std::free);
+    if (!real) return {};
+    std::string_view text = real.get();
+    if (isRunningSystem()) return std::string(text);
+    const std::unique_ptr<char, void (*)(void*)> root(::realpath(root_.c_str(), nullptr), std::free);
+    if (!root || !text.starts_with(root.get())) return {};
+    text.remove_prefix(std::string_view(root.get()).size());
+    return std::string(text);
+}
+
+} // namespace orv::platform

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "platform/Result.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace orv::platform {
+
+/// Files of the system below a root folder: "" for the running system, a captured tree for a test. Paths are
+/// absolute as the running system has them. Errors are the Windows codes.
+class RootedFiles {
+  public:
+    explicit RootedFiles(std::string root) : root_(std::move(root)) {}
+
+    /// True for the system that this process runs on, whose kernel can also be asked by calls.
+    bool isRunningSystem() const { return root_.empty(); }
+    std::string full(std::string_view path) const { return root_ + std::string(path); }
+
+    /// A whole file; sized by reading, since files of /proc and /sys have no size. At most 16 MiB.
+    Result<std::string> read(std::string_view path) const;
+    /// First line without its line end and surrounding blanks; empty when the file cannot be read.
+    std::string line(std::string_view path) const;
+    /// Names in a folder, sorted, without "." and "..".
+    Result<std::vector<std::string>> list(std::string_view path) const;
+    bool exists(std::string_view path) const;
+    /// Last component of what a symbolic link points to; empty when there is none.
+    std::string linkName(std::string_view path) const;
+    /// The path with its links resolved, still relative to the root; empty when it does not exist.
+    std::string resolved(std::string_view path) const;
+
+  private:
+    std::string root_;
+};
+
+} // namespace orv::platform

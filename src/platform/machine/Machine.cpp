@@ -1,0 +1,21 @@
+#include "platform/machine/Machine.h"
+
+namespace orv::platform {
+
+Machine::Machine(const Node& root)
+    : name_(root.text("name")), systemFacts_(root, requests_), networkTables_(root, requests_, clock_) {
+    root.text("description", ""); // for the reader of the file
+    requests_.load(root);
+    clock_.load(root);
+    root.done();
+}
+
+std::unique_ptr<Machine> Machine::fromFile(const std::string& path) {
+    return std::unique_ptr<Machine>(new Machine(Node::parseFile(path)));
+}
+
+std::unique_ptr<Machine> Machine::fromText(std::string_view text) {
+    return std::unique_ptr<Machine>(new Machine(Node::parseText(text, "machine")));
+}
+
+} // namespace orv::platform

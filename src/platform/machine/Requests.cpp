@@ -1,0 +1,42 @@
+#include "platform/machine/Requests.h"
+
+#include "platform/machine/Node.h"
+
+#include <limits>
+
+namespace orv::platform {
+
+void Requests::load(const Node& root) {
+    constexpr std::uint64_t anyCode = std::numeric_limits<std::uint32_t>::max();
+    for (const Node& entry : root.list("faults")) {
+        Fault fault;
+        fault.operation = entry.text("request");
+        fault.nth = entry.number("nth", std::numeric_limits<std::uint32_t>::max(), 0);
+        fault.error = static_cast<ErrorCode>(entry.number("error", anyCode, 0));
+        fault.hardwareFault = static_cast<std::uint32_t>(entry.number("hardwareFault", anyCode, 0));
+        entry.done();
+        if ((fault.error == 0) == (fault.hardwareFault == 0))
+            entry.fail("needs either \"error\" or \"hardwareFault\", not 0");
+        plan(std::move(fault));
+    }
+}
+
+void Requests::write(std::string_view operation, std::string detail) {
+    std::string line(operation);
+    if (!detail.empty()) line += " " + detail;
+    record_.push_back(std::move(line));
+}
+
+ErrorCode Requests::faultFor(std::string_view operation) {
+    auto count = counts_.find(operation);
+    if (count == counts_.end()) count = counts_.emplace(operation, 0).first;
+    const std::uint64_t number = ++count->second;
+    for (const Fault& fault : faults_) {
+        if (fault.operation != operation || (fault.nth != 0 && fault.nth != number)) continue;
+        if (fault.hardwareFault != 0) throw HardwareFault{fault.hardwareFault};
+        return fault.error;
+    }
+    return kSuccess;
+}
+
+} // namespace orv::platform

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "platform/Result.h"
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace orv::platform {
+
+class Node;
+
+/// A hardware fault of a described machine on its way to the fault trap. Not derived from the standard
+/// exception: nothing but the trap stops it, as on a real machine.
+struct HardwareFault {
+    std::uint32_t code;
+};
+
+/// A planned failure: the nth request of an operation (0: every one) fails with an error code, or raises a
+/// hardware fault.
+struct Fault {
+    std::string operation;
+    std::uint64_t nth = 0;
+    ErrorCode error = kSuccess;
+    std::uint32_t hardwareFault = 0;
+};
+
+/// Every request that reaches a described machine passes here: it is counted, written down when a record is
+/// kept, and failed when a fault is planned for it.
+class Requests {
+  public:
+    /// "faults": [{"request": NAME, "nth": N, "error": CODE | "hardwareFault": CODE}]
+    void load(const Node& root);
+    void plan(Fault fault) { faults_.push_back(std::move(fault)); }
+    void clearFaults() { faults_.clear(); }
+
+    /// Gives the error planned for this request, kSuccess for none; throws HardwareFault for a planned one.
+    ErrorCode enter(std::string_view operation) {
+        return enter(operation, [] { return std::string(); });
+    }
+    /// `detail` is called only when a record is kept.
+    template <class Detail>
+    ErrorCode enter(std::string_view operation, Detail&& detail) {
+        if (recording_) write(operation, detail());
+        return faults_.empty() ? kSuccess : faultFor(operation);
+    }
+
+    /// The record is off at first: it grows with each request.
+    void keepRecord(bool on) { recording_ = on; }
+    /// Lines "operation" or "operation detail", oldest first.
+    const std::vector<std::string>& record() const { return record_; }
+    void clearRecord() { record_.clear(); }
+
+  private:
+    void write(std::string_view operation, std::string detail);
+    ErrorCode faultFor(std::string_view operation);
+
+    bool recording_ = false;
+    std::vector<std::string> record_;
+    std::vector<Fault> faults_;
+    std::map<std::string, std::uint64_t, std::less<>> counts_;
+};
+
+} // namespace orv::platform

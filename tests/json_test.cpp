@@ -1,0 +1,178 @@
+#include "json/serializer.h"
+#include "json/streams.h"
+#include "json/value.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <locale>
+#include <random>
+#include <sstream>
+
+namespace orv::json {
+namespace {
+
+std::string dumped(const std::string& text) {
+    return dump(value(text));
+}
+
+TEST(JsonValue, BuildsArraysAndObjectsFromNull) {
+    value entry;
+    entry["up"] = 1;
+    entry["model"] = "x";
+    entry["down"] = 2.5;
+    value report;
+    report.push_back(std::move(entry));
+    EXPECT_EQ(kind::null, entry.type()); // NOLINT(bugprone-use-after-move): a moved value is null
+    report.emplace_back(true);
+    report.emplace_back();
+    EXPECT_EQ(R"([{"down":2.5,"model":"x","up":1},true,null])", dump(report));
+
+    const value copy = report;
+    report.push_back(7);
+    EXPECT_EQ(R"([{"down":2.5,"model":"x","up":1},true,null])", dump(copy));
+}
+
+TEST(JsonValue, KeysAreSortedByBytesAndTheFirstOfARepeatedOneWins) {
+    const value object{{"b", 1}, {"B", 2}, {"ab", 3}, {"a", 4}, {"b", 5}};
+    EXPECT_EQ(R"({"B":2,"a":4,"ab":3,"b":1})", dump(object));
+}
+
+TEST(JsonValue, EmptyKinds) {
+    const std::pair<kind, const char*> cases[] = {
+        {kind::null, "null"}, {kind::integer, "0"}, {kind::floating, "0.0"},  {kind::string, "\"\""},
+        {kind::array, "[]"},  {kind::object, "{}"}, {kind::boolean, "false"},
+    };
+    for (const auto& [empty, text] : cases)
+        EXPECT_EQ(text, dump(value(empty)));
+}
+
+TEST(JsonValue, IntegersKeepTheirSign) {
+    EXPECT_EQ("4294967295", dump(value(0xFFFFFFFFu)));
+    EXPECT_EQ("-1", dump(value(-1)));
+    EXPECT_EQ("-9223372036854775808", dump(value(std::numeric_limits<std::int64_t>::min())));
+}
+
+template <class Error>
+std::string reason(void (*action)()) {
+    try {
+        action();
+    } catch (const Error& error) {
+        return error.what();
+    }
+    return "nothing thrown";
+}
+
+TEST(JsonValue, WrongUseThrows) {
+    EXPECT_EQ("invalid value key error: operator[] called on a non-object object",
+              reason<json_invalid_key>([] { value(1)["key"]; }));
+    EXPECT_EQ("value type error: use push_back() or emplace_back() with non-array value",
+              reason<json_type_error>([] { value("text").push_back(1); }));
+    EXPECT_THROW(value(kind::array)["key"], json_exception);
+}
+
+TEST(JsonFloat, WholeNumbersGetAPointAndAZero) {
+    const std::pair<double, const char*> cases[] = {
+        {12, "12.0"},
+        {0, "0.0"},
+        {-3, "-3.0"},
+        {1000000, "1000000.0"},
+        {100.0, "100.0"},
+        {99.5, "99.5"},
+        {0.1 + 0.2, "0.3"},
+        {1234.5678, "1234.57"},
+        {1.2345e-05, "1.2345e-05"},
+        {1e18, "1000000000000000000.0"},
+        {1e19, "1e+19"},
+        {NAN, "null"},
+        {INFINITY, "null"},
+        {-INFINITY, "null"},
+        {1234567.5, "1.23457e+06"},
+    };
+    for (const auto& [number, text] : cases)
+        EXPECT_EQ(text, dump(value(number)));
+}
+
+TEST(JsonFloat, FractionsHaveTheTextOfAClassicStream) {
+    std::mt19937_64 random(20261124);
+    std::uniform_real_distribution<double> mantissa(-10.0, 10.0);
+    std::uniform_int_distribution<int> exponent(-30, 14);
+    for (int i = 0; i < 20000; ++i) {
+        const double number = mantissa(random) * std::pow(10.0, exponent(random));
+        if (std::ceil(number) == std::floor(number)) continue;
+        std::ostringstream expected;
+        expected.imbue(std::locale::classic());
+        expected << number;
+        ASSERT_EQ(expected.str(), dump(value(number)));
+    }
+}
+
+TEST(JsonString, EscapesAndDropsControls) {
+    EXPECT_EQ(R"("\b\t\n\f\r\"\\/")", dumped("\b\t\n\f\r\"\\/"));
+    EXPECT_EQ("\"ab\x7F\"", dumped("a\x01"
+                                   "b\x1F\x7F"));
+    EXPECT_EQ("\"\"", dumped(std::string(3, '\0')));
+    EXPECT_EQ("{\"k\\n\":1}", dump(value{{"k\n", 1}}));
+}
+
+TEST(JsonString, KeepsUtf8AndStripsTheRest) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"gr\xC3\xBC\xC3\x9F \xE2\x82\xAC \xF0\x9F\x98\x80",
+         "gr\xC3\xBC\xC3\x9F \xE2\x82\xAC \xF0\x9F\x98\x80"},
+        {"a\xFF"
+         "b",
+         "ab"},
+        {"cut \xE2\x82", "cut "},
+        {"M\xFCnchen", "Mnchen"},         // a legacy code page loses its letters
+        {"\x80\x80x", "x"},               // trailing bytes without a lead
+        {"\xE2\x28\xA1", "\x28"},         // a broken sequence is judged anew byte by byte
+        {"\xC0\x80", "\xC0\x80"},         // overlong forms pass
+        {"\xED\xA0\x80", "\xED\xA0\x80"}, // surrogates pass
+        {"\xF4\x90\x80\x80z", "z"},       // above the last code point
+        {"\xF8\x88\x80\x80\x80z", "z"},
+        {"\xFD\xBF\xBF\xBF\xBF\xBFz", "z"},
+    };
+    for (const auto& [input, clean] : cases)
+        EXPECT_EQ("\"" + clean + "\"", dumped(input));
+}
+
+class RefusingBuffer : public std::streambuf {
+    std::streamsize xsputn(const char*, std::streamsize) override { return 0; }
+};
+
+TEST(JsonWriter, AnOutputThatFailsIsReported) {
+    RefusingBuffer refusing;
+    std::ostream output(&refusing);
+    json_serializer writer(output);
+    try {
+        writer.dump(value("x"));
+        FAIL();
+    } catch (const json_serialization_error& error) {
+        EXPECT_STREQ("value serialization error: encoding failed with codepoint '\\u0022'", error.what());
+    }
+}
+
+TEST(JsonWriter, IgnoresTheStreamsFormatButItsPrecision) {
+    std::string text;
+    fast_string_ostreambuf buffer(text);
+    std::ostream output(&buffer);
+    output << std::hexfloat;
+    json_serializer(output).dump(value{{"a", 255}, {"b", 0.5}});
+    EXPECT_EQ(R"({"a":255,"b":0.5})", text);
+}
+
+TEST(JsonStreams, ReadAndBuildTexts) {
+    fast_string_istreambuf buffer("12 rest");
+    std::istream input(&buffer);
+    int number = 0;
+    input >> number;
+    EXPECT_EQ(12, number);
+    EXPECT_EQ(" rest", buffer.rest());
+    fast_basic_ostringstream text;
+    text << "n=" << number;
+    EXPECT_EQ("n=12", text.str());
+}
+
+} // namespace
+} // namespace orv::json

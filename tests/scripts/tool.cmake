@@ -1,0 +1,5 @@
+find_package(Python3 REQUIRED COMPONENTS Interpreter)
+add_test(NAME tool
+  COMMAND "${Python3_EXECUTABLE}" "${CMAKE_CURRENT_SOURCE_DIR}/tool/tool_test.py"
+    ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:hwprobe> "${PROJECT_SOURCE_DIR}"
+  WORKING_DIRECTORY "${TEST_WORK_DIR}")

@@ -1,0 +1,75 @@
+#include "Commands.h"
+#include "Exports.h"
+
+#include <charconv>
+#include <cstdio>
+#include <optional>
+
+namespace tool {
+
+namespace {
+
+struct Step {
+    const Export* entry = nullptr; // null: a pause
+    std::uint32_t number = 0;      // index, or milliseconds
+};
+
+/// Null, with the reason on standard error, when the text is no CALL.
+std::optional<Step> parse(const std::string& text) {
+    const auto colon = text.find(':');
+    const std::string name = text.substr(0, colon);
+    Step step;
+    const bool hasNumber = colon != text.npos;
+    if (hasNumber) {
+        const char* end = text.data() + text.size();
+        const auto parsed = std::from_chars(text.data() + colon + 1, end, step.number);
+        if (parsed.ec != std::errc() || parsed.ptr != end) {
+            std::fprintf(stderr, "%s: a whole number from 0 to 4294967295 must follow the colon\n",
+                         text.c_str());
+            return std::nullopt;
+        }
+    }
+    if (name == "sleep" && hasNumber) return step;
+    step.entry = findExport(name);
+    if (!step.entry) {
+        std::fprintf(stderr, "%s: not an export; the names are:\n", text.c_str());
+        for (const Export& entry : allExports())
+            std::fprintf(stderr, "  %s%s\n", entry.name.data(), entry.takesIndex() ? ":INDEX" : "");
+        std::fprintf(stderr, "  sleep:MS\n");
+        return std::nullopt;
+    }
+    if (step.entry->takesIndex() != hasNumber) {
+        std::fprintf(stderr, hasNumber ? "%s: this export takes no index\n" : "%s: write it as %s:INDEX\n",
+                     text.c_str(), name.c_str());
+        return std::nullopt;
+    }
+    return step;
+}
+
+} // namespace
+
+int call(const std::vector<std::string>& calls) {
+    std::vector<Step> steps;
+    for (const std::string& text : calls) {
+        const auto step = parse(text);
+        if (!step) return kExitUsage;
+        steps.push_back(*step);
+    }
+    int status = kExitOk;
+    for (const Step& step : steps) {
+        if (!step.entry) {
+            waitMilliseconds(step.number);
+            continue;
+        }
+        const Outcome outcome = run(*step.entry, step.number);
+        std::printf("%s\n", outcome.raw().c_str());
+        std::fflush(stdout);
+        if (outcome.failed) {
+            std::fprintf(stderr, "%s\n", outcome.reason.c_str());
+            status = kExitFailedCall;
+        }
+    }
+    return status;
+}
+
+} // namespace tool

@@ -1,0 +1,231 @@
+#include "Readings.h"
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include <array>
+#include <cmath>
+
+namespace tool {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+using Lines = std::vector<std::string>;
+
+// The value that an Intel processor gives whose thermal status register cannot be read.
+constexpr double kRefusedRegister = 4294967295.0;
+
+double asDouble(const Outcome& outcome) {
+    if (const auto* number = std::get_if<double>(&outcome.value)) return *number;
+    return std::get<std::int32_t>(outcome.value);
+}
+
+Json asJson(const Outcome& outcome) {
+    return Json::parse(std::get<std::string>(outcome.value), nullptr, false);
+}
+
+std::string text(const Json& object, const char* key) {
+    return object.is_object() && object.contains(key) && object[key].is_string()
+               ? object[key].get<std::string>()
+               : std::string("unknown");
+}
+
+double number(const Json& object, const char* key) {
+    return object.is_object() && object.contains(key) && object[key].is_number() ? object[key].get<double>()
+                                                                                 : std::nan("");
+}
+
+Lines megahertz(const Outcome& outcome) {
+    return {fmt::format("{:.0f} MHz", asDouble(outcome))};
+}
+Lines fraction(const Outcome& outcome) {
+    return {fmt::format("{:.1f} %", asDouble(outcome) * 100.0)};
+}
+Lines percent(const Outcome& outcome) {
+    return {fmt::format("{:.0f} %", asDouble(outcome))};
+}
+
+Lines celsius(const Outcome& outcome) {
+    const double value = asDouble(outcome);
+    if (value == kRefusedRegister) return {"none: the processor refused the register read"};
+    return {fmt::format("{:.1f} °C", value)};
+}
+
+template <const char* noneText>
+Lines count(const Outcome& outcome) {
+    const double value = asDouble(outcome);
+    return {value == 0 ? std::string(noneText) : fmt::format("{:.0f}", value)};
+}
+
+/// A rate in bytes per millisecond with the unit that keeps it short.
+std::string rate(double bytesPerMillisecond) {
+    const double bytesPerSecond = bytesPerMillisecond * 1000.0;
+    if (!(bytesPerSecond >= 1000.0)) return fmt::format("{:.0f} B/s", bytesPerSecond);
+    if (bytesPerSecond < 1e6) return fmt::format("{:.1f} kB/s", bytesPerSecond / 1e3);
+    if (bytesPerSecond < 1e9) return fmt::format("{:.1f} MB/s", bytesPerSecond / 1e6);
+    return fmt::format("{:.2f} GB/s", bytesPerSecond / 1e9);
+}
+
+Lines networkRates(const Outcome& outcome) {
+    Lines lines;
+    for (const Json& entry : asJson(outcome))
+        lines.push_back(fmt::format("{:>11} down {:>11} up   {}", rate(number(entry, "down")),
+                                    rate(number(entry, "up")), text(entry, "model")));
+    return lines.empty() ? Lines{"no adapter"} : lines;
+}
+
+Lines networkCards(const Outcome& outcome) {
+    Lines lines;
+    for (const Json& entry : asJson(outcome))
+        lines.push_back(fmt::format("{:<8} {}  {}", text(entry, "type"), text(entry, "macAddress"),
+                                    text(entry, "model")));
+    return lines.empty() ? Lines{"no physical card"} : lines;
+}
+
+Lines memoryModules(const Outcome& outcome) {
+    Lines lines;
+    const Json report = asJson(outcome);
+    if (report.is_object() && report.contains("data"))
+        for (const Json& module : report["data"])
+            lines.push_back(text(module, "manufacturer") + " " + text(module, "model"));
+    return lines.empty() ? Lines{"none listed"} : lines;
+}
+
+Lines battery(const Outcome& outcome) {
+    const Json report = asJson(outcome);
+    std::string state;
+    if (report.is_object() && report.contains("status"))
+        for (const Json& word : report["status"])
+            state += (state.empty() ? "" : ", ") + word.get<std::string>();
+    Lines lines = {fmt::format("{}: {}", text(report, "manufacturer"), state.empty() ? "idle" : state)};
+    lines.push_back(fmt::format("{:.0f} of {:.0f} mWh (designed for {:.0f}), {:.0f} cycles",
+                                number(report, "capacity"), number(report, "fullChargedCapacity"),
+                                number(report, "designCapacity"), number(report, "cycleCount")));
+    lines.push_back(fmt::format("{:.0f} mW, {:.2f} A at {:.0f} mV", number(report, "power"),
+                                number(report, "electricCurrent"), number(report, "voltage")));
+    if (const double seconds = number(report, "estimatedTime"); seconds > 0)
+        lines.push_back(fmt::format("{:.0f} min left", seconds / 60.0));
+    if (const double degrees = number(report, "temperature"); degrees > 0)
+        lines.push_back(fmt::format("{:.0f} °C", degrees));
+    return lines;
+}
+
+Lines diskRates(const Outcome& outcome) {
+    const Json report = asJson(outcome);
+    return {fmt::format("{} read, {} write", rate(number(report, "read")), rate(number(report, "write")))};
+}
+
+/// A report without a form of its own: its text, one line an array entry.
+Lines report(const Outcome& outcome) {
+    const Json value = asJson(outcome);
+    if (value.is_discarded()) return {std::get<std::string>(outcome.value)};
+    if (value.is_null()) return {"none"};
+    if (!value.is_array()) return {value.dump()};
+    Lines lines;
+    for (const Json& entry : value)
+        lines.push_back(entry.dump());
+    return lines;
+}
+
+Lines released(const Outcome&) {
+    return {"released"};
+}
+
+Lines lastFailure(const Outcome& outcome) {
+    const std::string reason = onOneLine(std::get<std::string>(outcome.value));
+    return {reason.empty() ? "none" : reason};
+}
+
+constexpr char kNoDrive[] = "no drive";
+constexpr char kNoBattery[] = "no battery";
+
+constexpr std::array kPresentations = {
+    Presentation{"getCpuBaseFrequency", "Processor", "Base clock", megahertz, false},
+    Presentation{"getCpuFrequency", "Processor", "Clock", megahertz, true},
+    Presentation{"getCpuLoad", "Processor", "Load", fraction, true},
+    Presentation{"getCpuTemperature", "Processor", "Temperature", celsius, true},
+    Presentation{"getGpuLoad", "Graphics", "Load", fraction, true},
+    Presentation{"getGpuTemperature", "Graphics", "Temperature", celsius, true},
+    Presentation{"getMemoryLoad", "Memory", "In use", percent, true},
+    Presentation{"getMemoryManufacturerAndModel", "Memory", "Modules", memoryModules, false},
+    Presentation{"initDisk", "Disks", "Drives", count<kNoDrive>, false},
+    Presentation{"getAllDiskType", "Disks", "Kinds", report, false},
+    Presentation{"getDiskTemperature", "Disks", "Temperature", celsius, true},
+    Presentation{"getDiskReadWriteSpeed", "Disks", "Throughput", diskRates, true},
+    Presentation{"getDiskNameWhichOsInstalled", "Disks", "System drive", report, false},
+    Presentation{"initBattery", "Batteries", "Number", count<kNoBattery>, false},
+    Presentation{"getBatteryAllMessage", "Batteries", "Battery", battery, true},
+    Presentation{"getNetCardMessage", "Network", "Cards", networkCards, false},
+    Presentation{"getNetCurrentSpeed", "Network", "Rates", networkRates, true},
+    Presentation{"releaseRing0", "Library", "Registers", released, false},
+    Presentation{"getLastError", "Library", "Last failure", lastFailure, false},
+};
+
+/// The export that says how many entries an indexed export has.
+std::string_view counterOf(std::string_view name) {
+    return name == "getBatteryAllMessage" ? "initBattery" : "initDisk";
+}
+
+void addIndexed(std::vector<Reading>& readings, const Export& entry) {
+    for (const Reading& reading : readings) {
+        if (reading.entry->name != counterOf(entry.name)) continue;
+        if (reading.outcome.failed) { // no list to index: the reason is the list's
+            readings.push_back({&entry, reading.outcome, 0});
+            return;
+        }
+        const auto entries = static_cast<std::uint32_t>(std::get<std::int32_t>(reading.outcome.value));
+        for (std::uint32_t index = 0; index < entries; ++index)
+            readings.push_back({&entry, run(entry, index), index});
+        return;
+    }
+}
+
+} // namespace
+
+const Presentation* presentationOf(std::string_view name) {
+    for (const Presentation& row : kPresentations)
+        if (row.name == name) return &row;
+    return nullptr;
+}
+
+std::string asTable(const std::vector<Reading>& readings) {
+    std::string table;
+    std::string_view group;
+    for (const Reading& reading : readings) {
+        const Presentation& form = *presentationOf(reading.entry->name);
+        if (form.group != group) table += fmt::format("\n{}\n", group = form.group);
+        const bool numbered = reading.entry->takesIndex() && !reading.outcome.failed;
+        const std::string label =
+            numbered ? fmt::format("{} {}", form.label, reading.index) : std::string(form.label);
+        const Lines lines =
+            reading.outcome.failed ? Lines{"failed: " + reading.outcome.reason} : form.lines(reading.outcome);
+        for (std::size_t i = 0; i < lines.size(); ++i)
+            table += fmt::format("  {:<14}  {}\n", i == 0 ? label : "", lines[i]);
+    }
+    return table;
+}
+
+std::vector<Reading> readAll(std::int64_t gapMilliseconds) {
+    for (const Export& entry : allExports()) {
+        if (!entry.needsTwoSamples) continue;
+        if (!entry.takesIndex()) {
+            run(entry);
+            continue;
+        }
+        const Outcome count = run(*findExport(counterOf(entry.name)));
+        for (std::int32_t index = 0; !count.failed && index < std::get<std::int32_t>(count.value); ++index)
+            run(entry, static_cast<std::uint32_t>(index));
+    }
+    waitMilliseconds(gapMilliseconds);
+    std::vector<Reading> readings;
+    for (const Export& entry : allExports()) {
+        if (entry.takesIndex())
+            addIndexed(readings, entry);
+        else
+            readings.push_back({&entry, run(entry)});
+    }
+    return readings;
+}
+
+} // namespace tool

@@ -1,0 +1,60 @@
+#include "Commands.h"
+#include "Readings.h"
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include <cstdio>
+
+namespace tool {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr std::int64_t kGapMilliseconds = 1000;
+
+Json valueOf(const Outcome& outcome) {
+    if (outcome.failed) return {{"error", outcome.reason}};
+    if (const auto* number = std::get_if<double>(&outcome.value)) return *number;
+    if (const auto* number = std::get_if<std::int32_t>(&outcome.value)) return *number;
+    if (const auto* text = std::get_if<std::string>(&outcome.value)) {
+        Json parsed = Json::parse(*text, nullptr, false);
+        return parsed.is_discarded() ? Json(*text) : parsed;
+    }
+    return nullptr;
+}
+
+/// Export name to value; an indexed export has an array of its entries, or the reason why there is no list.
+void printJson(const std::vector<Reading>& readings) {
+    Json object = Json::object();
+    for (const Export& entry : allExports())
+        if (entry.takesIndex()) object[std::string(entry.name)] = Json::array();
+    for (const Reading& reading : readings) {
+        Json& place = object[std::string(reading.entry->name)];
+        const bool isList = reading.entry->takesIndex();
+        if (reading.entry->name == "getLastError")
+            place = std::get<std::string>(reading.outcome.value);
+        else if (isList && std::holds_alternative<std::int32_t>(reading.outcome.value))
+            place = valueOf(reading.outcome); // the list could not be made
+        else if (isList)
+            place.push_back(valueOf(reading.outcome));
+        else
+            place = valueOf(reading.outcome);
+    }
+    fmt::print("{}\n", object.dump(2, ' ', false, Json::error_handler_t::replace));
+}
+
+} // namespace
+
+int show(const std::string& title, bool json) {
+    std::fprintf(stderr, "Reading twice, %.0f s apart ...\n", kGapMilliseconds / 1000.0);
+    const auto readings = readAll(kGapMilliseconds);
+    if (json)
+        printJson(readings);
+    else
+        fmt::print("{}\n{}", title, asTable(readings));
+    return kExitOk;
+}
+
+} // namespace tool
