@@ -5,7 +5,7 @@
 machine=$(sed -n 's/.*vm\.machine=\([^ ]*\).*/\1/p' /proc/cmdline)
 
 ok() { echo "ok $1"; }
-fail() { echo "FAIL $1: $2"; }
+fail() { echo "FAIL $1: $(echo "$2" | tr '\n' ' ')"; }
 
 # is NAME GOT WANTED
 is() {
