@@ -19,7 +19,9 @@
 
 #include <stdint.h>
 
-#if defined(_WIN32) && defined(ORVANE_HWPROBE_BUILD)
+#if defined(ORVANE_HWPROBE_STATIC)
+#define ORVANE_HWPROBE_API
+#elif defined(_WIN32) && defined(ORVANE_HWPROBE_BUILD)
 #define ORVANE_HWPROBE_API __declspec(dllexport)
 #elif defined(_WIN32)
 #define ORVANE_HWPROBE_API __declspec(dllimport)

@@ -6,6 +6,7 @@ namespace orv::platform {
 
 class Clock;
 class FaultTrap;
+class ManagementData;
 class NetworkTables;
 class SystemFacts;
 
@@ -18,6 +19,7 @@ class Platform {
     virtual FaultTrap& faultTrap() = 0;
     virtual Clock& clock() = 0;
     virtual NetworkTables& networkTables() = 0;
+    virtual ManagementData& managementData() = 0;
 };
 
 /// The platform that this build runs on. Opens nothing.

@@ -2,6 +2,7 @@
 
 #include "platform/Platform.h"
 #include "platform/linux/InterfaceNames.h"
+#include "platform/linux/ManagementData.h"
 #include "platform/linux/NetworkTables.h"
 #include "platform/linux/RootedFiles.h"
 #include "platform/linux/Services.h"
@@ -19,6 +20,7 @@ class LinuxPlatform : public Platform {
     FaultTrap& faultTrap() override { return faultTrap_; }
     Clock& clock() override { return clock_; }
     NetworkTables& networkTables() override { return networkTables_; }
+    ManagementData& managementData() override { return managementData_; }
 
   private:
     RootedFiles files_;
@@ -27,6 +29,7 @@ class LinuxPlatform : public Platform {
     LinuxFaultTrap faultTrap_;
     LinuxClock clock_;
     LinuxNetworkTables networkTables_{files_, interfaceNames_};
+    LinuxManagementData managementData_{files_};
 };
 
 } // namespace orv::platform

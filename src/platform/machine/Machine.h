@@ -2,6 +2,7 @@
 
 #include "platform/Platform.h"
 #include "platform/machine/MachineClock.h"
+#include "platform/machine/MachineManagement.h"
 #include "platform/machine/MachineNetwork.h"
 #include "platform/machine/MachineSystem.h"
 #include "platform/machine/Node.h"
@@ -28,6 +29,7 @@ class Machine : public Platform {
     FaultTrap& faultTrap() override { return faultTrap_; }
     Clock& clock() override { return clock_; }
     NetworkTables& networkTables() override { return networkTables_; }
+    ManagementData& managementData() override { return managementData_; }
 
   private:
     explicit Machine(const Node& root);
@@ -38,6 +40,7 @@ class Machine : public Platform {
     MachineSystemFacts systemFacts_;
     MachineFaultTrap faultTrap_;
     MachineNetworkTables networkTables_;
+    MachineManagementData managementData_;
 };
 
 } // namespace orv::platform

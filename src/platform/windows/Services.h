@@ -1,0 +1,46 @@
+#pragma once
+
+// The services of the Windows side that need no declaration of their own outside of it.
+
+#include "platform/Clock.h"
+#include "platform/FaultTrap.h"
+#include "platform/NetworkTables.h"
+#include "platform/SystemFacts.h"
+
+#include <cstddef>
+
+namespace orv::platform {
+
+class WindowsClock : public Clock {
+  public:
+    std::int64_t monotonicNs() override;
+    void sleepNs(std::int64_t nanoseconds) override;
+};
+
+class WindowsSystemFacts : public SystemFacts {
+  public:
+    Result<MemoryFacts> memoryStatus() override;
+    Architecture architecture() override;
+    std::wstring errorText(ErrorCode code) override;
+};
+
+/// A vectored handler that answers only on the guarded thread while its guard is armed. Exceptions of the
+/// languages and messages to a debugger pass.
+class WindowsFaultTrap : public FaultTrap {
+  public:
+    std::uint32_t run(const std::function<void()>& body) override;
+    void resetStack() override;
+    void clearFloatingPointStatus() override;
+};
+
+/// IP Helper. The tables can grow between two calls, so a read is repeated a few times at most.
+class WindowsNetworkTables : public NetworkTables {
+  public:
+    Result<std::vector<AdapterRecord>> adapters() override;
+    ErrorCode interfaceRows(std::vector<InterfaceRow>& rows) override;
+
+  private:
+    std::vector<std::byte> tableMemory_; // kept from poll to poll
+};
+
+} // namespace orv::platform
