@@ -3,7 +3,8 @@
 namespace orv::platform {
 
 Machine::Machine(const Node& root)
-    : name_(root.text("name")), systemFacts_(root, requests_), networkTables_(root, requests_, clock_) {
+    : name_(root.text("name")), systemFacts_(root, requests_), networkTables_(root, requests_, clock_),
+      nvidia_(root, requests_), amd_(root, requests_) {
     root.text("description", ""); // for the reader of the file
     requests_.load(root);
     clock_.load(root);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Platform.h"
+#include "platform/windows/Graphics.h"
 #include "platform/windows/Services.h"
 
 namespace orv::platform {
@@ -11,12 +12,18 @@ class WindowsPlatform : public Platform {
     FaultTrap& faultTrap() override { return faultTrap_; }
     Clock& clock() override { return clock_; }
     NetworkTables& networkTables() override { return networkTables_; }
+    Libraries& libraries() override { return libraries_; }
+    GraphicsSdk& graphicsSdk() override { return graphicsSdk_; }
+    Processes& processes() override { return processes_; }
 
   private:
     WindowsSystemFacts systemFacts_;
     WindowsFaultTrap faultTrap_;
     WindowsClock clock_;
     WindowsNetworkTables networkTables_;
+    WindowsLibraries libraries_;
+    WindowsGraphicsSdk graphicsSdk_;
+    WindowsProcesses processes_;
 };
 
 } // namespace orv::platform
