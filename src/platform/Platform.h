@@ -8,6 +8,7 @@ class Clock;
 class FaultTrap;
 class GraphicsSdk;
 class Libraries;
+class ManagementData;
 class NetworkTables;
 class Processes;
 class SystemFacts;
@@ -24,6 +25,7 @@ class Platform {
     virtual Libraries& libraries() = 0;
     virtual GraphicsSdk& graphicsSdk() = 0;
     virtual Processes& processes() = 0;
+    virtual ManagementData& managementData() = 0;
 };
 
 /// The platform that this build runs on. Opens nothing.

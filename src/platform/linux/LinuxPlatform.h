@@ -4,6 +4,7 @@
 #include "platform/linux/GraphicsSdk.h"
 #include "platform/linux/InterfaceNames.h"
 #include "platform/linux/Libraries.h"
+#include "platform/linux/ManagementData.h"
 #include "platform/linux/NetworkTables.h"
 #include "platform/linux/RootedFiles.h"
 #include "platform/linux/Services.h"
@@ -24,6 +25,7 @@ class LinuxPlatform : public Platform {
     Libraries& libraries() override { return libraries_; }
     GraphicsSdk& graphicsSdk() override { return graphicsSdk_; }
     Processes& processes() override { return processes_; }
+    ManagementData& managementData() override { return managementData_; }
 
   private:
     RootedFiles files_;
@@ -35,6 +37,7 @@ class LinuxPlatform : public Platform {
     LinuxLibraries libraries_{files_};
     LinuxGraphicsSdk graphicsSdk_{files_};
     LinuxProcesses processes_;
+    LinuxManagementData managementData_{files_};
 };
 
 } // namespace orv::platform

@@ -3,6 +3,7 @@
 #include "platform/Platform.h"
 #include "platform/machine/MachineClock.h"
 #include "platform/machine/MachineGraphics.h"
+#include "platform/machine/MachineManagement.h"
 #include "platform/machine/MachineNetwork.h"
 #include "platform/machine/MachineSystem.h"
 #include "platform/machine/Node.h"
@@ -32,6 +33,7 @@ class Machine : public Platform {
     Libraries& libraries() override { return libraries_; }
     GraphicsSdk& graphicsSdk() override { return graphicsSdk_; }
     Processes& processes() override { return processes_; }
+    ManagementData& managementData() override { return managementData_; }
 
   private:
     explicit Machine(const Node& root);
@@ -47,6 +49,7 @@ class Machine : public Platform {
     MachineLibraries libraries_{amd_, requests_};
     MachineGraphicsSdk graphicsSdk_{nvidia_, requests_};
     MachineProcesses processes_{nvidia_, requests_};
+    MachineManagementData managementData_;
 };
 
 } // namespace orv::platform

@@ -2,6 +2,7 @@
 
 #include "platform/Platform.h"
 #include "platform/windows/Graphics.h"
+#include "platform/windows/ManagementData.h"
 #include "platform/windows/Services.h"
 
 namespace orv::platform {
@@ -15,6 +16,7 @@ class WindowsPlatform : public Platform {
     Libraries& libraries() override { return libraries_; }
     GraphicsSdk& graphicsSdk() override { return graphicsSdk_; }
     Processes& processes() override { return processes_; }
+    ManagementData& managementData() override { return managementData_; }
 
   private:
     WindowsSystemFacts systemFacts_;
@@ -24,6 +26,7 @@ class WindowsPlatform : public Platform {
     WindowsLibraries libraries_;
     WindowsGraphicsSdk graphicsSdk_;
     WindowsProcesses processes_;
+    WindowsManagementData managementData_;
 };
 
 } // namespace orv::platform
