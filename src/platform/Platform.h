@@ -6,8 +6,11 @@ namespace orv::platform {
 
 class Clock;
 class FaultTrap;
+class GraphicsSdk;
+class Libraries;
 class ManagementData;
 class NetworkTables;
+class Processes;
 class SystemFacts;
 
 /// What the logic asks of a system, one service an operation. Each service lives as long as the platform.
@@ -19,6 +22,9 @@ class Platform {
     virtual FaultTrap& faultTrap() = 0;
     virtual Clock& clock() = 0;
     virtual NetworkTables& networkTables() = 0;
+    virtual Libraries& libraries() = 0;
+    virtual GraphicsSdk& graphicsSdk() = 0;
+    virtual Processes& processes() = 0;
     virtual ManagementData& managementData() = 0;
 };
 

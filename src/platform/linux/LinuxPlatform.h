@@ -1,7 +1,9 @@
 #pragma once
 
 #include "platform/Platform.h"
+#include "platform/linux/GraphicsSdk.h"
 #include "platform/linux/InterfaceNames.h"
+#include "platform/linux/Libraries.h"
 #include "platform/linux/ManagementData.h"
 #include "platform/linux/NetworkTables.h"
 #include "platform/linux/RootedFiles.h"
@@ -20,6 +22,9 @@ class LinuxPlatform : public Platform {
     FaultTrap& faultTrap() override { return faultTrap_; }
     Clock& clock() override { return clock_; }
     NetworkTables& networkTables() override { return networkTables_; }
+    Libraries& libraries() override { return libraries_; }
+    GraphicsSdk& graphicsSdk() override { return graphicsSdk_; }
+    Processes& processes() override { return processes_; }
     ManagementData& managementData() override { return managementData_; }
 
   private:
@@ -29,6 +34,9 @@ class LinuxPlatform : public Platform {
     LinuxFaultTrap faultTrap_;
     LinuxClock clock_;
     LinuxNetworkTables networkTables_{files_, interfaceNames_};
+    LinuxLibraries libraries_{files_};
+    LinuxGraphicsSdk graphicsSdk_{files_};
+    LinuxProcesses processes_;
     LinuxManagementData managementData_{files_};
 };
 

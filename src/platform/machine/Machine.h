@@ -2,6 +2,7 @@
 
 #include "platform/Platform.h"
 #include "platform/machine/MachineClock.h"
+#include "platform/machine/MachineGraphics.h"
 #include "platform/machine/MachineManagement.h"
 #include "platform/machine/MachineNetwork.h"
 #include "platform/machine/MachineSystem.h"
@@ -29,6 +30,9 @@ class Machine : public Platform {
     FaultTrap& faultTrap() override { return faultTrap_; }
     Clock& clock() override { return clock_; }
     NetworkTables& networkTables() override { return networkTables_; }
+    Libraries& libraries() override { return libraries_; }
+    GraphicsSdk& graphicsSdk() override { return graphicsSdk_; }
+    Processes& processes() override { return processes_; }
     ManagementData& managementData() override { return managementData_; }
 
   private:
@@ -40,6 +44,11 @@ class Machine : public Platform {
     MachineSystemFacts systemFacts_;
     MachineFaultTrap faultTrap_;
     MachineNetworkTables networkTables_;
+    MachineNvidia nvidia_;
+    MachineAmd amd_;
+    MachineLibraries libraries_{amd_, requests_};
+    MachineGraphicsSdk graphicsSdk_{nvidia_, requests_};
+    MachineProcesses processes_{nvidia_, requests_};
     MachineManagementData managementData_;
 };
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Platform.h"
+#include "platform/windows/Graphics.h"
 #include "platform/windows/ManagementData.h"
 #include "platform/windows/Services.h"
 
@@ -12,6 +13,9 @@ class WindowsPlatform : public Platform {
     FaultTrap& faultTrap() override { return faultTrap_; }
     Clock& clock() override { return clock_; }
     NetworkTables& networkTables() override { return networkTables_; }
+    Libraries& libraries() override { return libraries_; }
+    GraphicsSdk& graphicsSdk() override { return graphicsSdk_; }
+    Processes& processes() override { return processes_; }
     ManagementData& managementData() override { return managementData_; }
 
   private:
@@ -19,6 +23,9 @@ class WindowsPlatform : public Platform {
     WindowsFaultTrap faultTrap_;
     WindowsClock clock_;
     WindowsNetworkTables networkTables_;
+    WindowsLibraries libraries_;
+    WindowsGraphicsSdk graphicsSdk_;
+    WindowsProcesses processes_;
     WindowsManagementData managementData_;
 };
 
