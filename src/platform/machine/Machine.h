@@ -2,7 +2,10 @@
 
 #include "platform/Platform.h"
 #include "platform/machine/MachineClock.h"
+#include "platform/machine/MachineCounters.h"
 #include "platform/machine/MachineNetwork.h"
+#include "platform/machine/MachineProcessor.h"
+#include "platform/machine/MachineRing0.h"
 #include "platform/machine/MachineSystem.h"
 #include "platform/machine/Node.h"
 #include "platform/machine/Requests.h"
@@ -28,6 +31,11 @@ class Machine : public Platform {
     FaultTrap& faultTrap() override { return faultTrap_; }
     Clock& clock() override { return clock_; }
     NetworkTables& networkTables() override { return networkTables_; }
+    MachineProcessor& processor() override { return processor_; }
+    MachineRing0& ring0() override { return ring0_; }
+    NamedMutexes& namedMutexes() override { return namedMutexes_; }
+    Timers& timers() override { return timers_; }
+    PerformanceCounters& performanceCounters() override { return performanceCounters_; }
 
   private:
     explicit Machine(const Node& root);
@@ -38,6 +46,11 @@ class Machine : public Platform {
     MachineSystemFacts systemFacts_;
     MachineFaultTrap faultTrap_;
     MachineNetworkTables networkTables_;
+    MachineProcessor processor_;
+    MachineRing0 ring0_;
+    MachineNamedMutexes namedMutexes_;
+    MachineTimers timers_;
+    MachinePerformanceCounters performanceCounters_;
 };
 
 } // namespace orv::platform

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "platform/Platform.h"
+#include "platform/windows/ProcessorServices.h"
+#include "platform/windows/Ring0.h"
 #include "platform/windows/Services.h"
 
 namespace orv::platform {
@@ -11,12 +13,22 @@ class WindowsPlatform : public Platform {
     FaultTrap& faultTrap() override { return faultTrap_; }
     Clock& clock() override { return clock_; }
     NetworkTables& networkTables() override { return networkTables_; }
+    Processor& processor() override { return processor_; }
+    Ring0& ring0() override { return ring0_; }
+    NamedMutexes& namedMutexes() override { return namedMutexes_; }
+    Timers& timers() override { return timers_; }
+    PerformanceCounters& performanceCounters() override { return performanceCounters_; }
 
   private:
     WindowsSystemFacts systemFacts_;
     WindowsFaultTrap faultTrap_;
     WindowsClock clock_;
     WindowsNetworkTables networkTables_;
+    WindowsProcessor processor_;
+    WindowsRing0 ring0_;
+    WindowsNamedMutexes namedMutexes_;
+    WindowsTimers timers_;
+    WindowsPerformanceCounters performanceCounters_;
 };
 
 } // namespace orv::platform
