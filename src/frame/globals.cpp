@@ -5,6 +5,7 @@
 
 #include "log/Logger.h"
 #include "log/log.h"
+#include "memory/MemoryTables.h"
 #include "platform/Platform.h"
 #include "platform/floatingPoint.h"
 
@@ -40,6 +41,41 @@ const std::unordered_map<std::uint32_t, std::string> sehExceptionNames = {
 namespace {
 const bool floatingPointSet = (platform::setLoadFloatingPointControl(), true);
 } // namespace
+
+namespace memory {
+
+const NameTable memoryTypeName = {
+    {0, L"Unknown"}, {24, L"DDR3"},   {26, L"DDR4"}, {28, L"LPDDR2"},
+    {29, L"LPDDR3"}, {30, L"LPDDR4"}, {34, L"DDR5"}, {35, L"LPDDR5"},
+};
+
+const NameTable smbiosMemoryTypeName = {
+    {1, L"Other"},   {2, L"Unknown"}, {3, L"DRAM"},    {4, L"EDRAM"},
+    {5, L"VRAM"},    {6, L"SRAM"},    {7, L"RAM"},     {8, L"ROM"},
+    {9, L"FLASH"},   {10, L"EEPROM"}, {11, L"FEPROM"}, {12, L"EPROM"},
+    {13, L"CDRAM"},  {14, L"3DRAM"},  {15, L"SDRAM"},  {16, L"SGRAM"},
+    {17, L"RDRAM"},  {18, L"DDR"},    {19, L"DDR2"},   {20, L"DDR2 FB-DIMM"},
+    {24, L"DDR3"},   {25, L"FBD2"},   {26, L"DDR4"},   {27, L"LPDDR"},
+    {28, L"LPDDR2"}, {29, L"LPDDR3"}, {30, L"LPDDR4"}, {31, L"Logical non-volatile device"},
+    {32, L"HBM"},    {33, L"HBM2"},   {34, L"DDR5"},   {35, L"LPDDR5"},
+};
+
+const NameTable cimFormFactorName = {
+    {-1, L"Unknown"}, {0, L"RowOfChip"}, {1, L"Other"},       {2, L"SIP"},     {3, L"DIP"},
+    {4, L"ZIP"},      {5, L"SOJ"},       {6, L"Proprietary"}, {7, L"SIMM"},    {8, L"DIMM"},
+    {9, L"TSOP"},     {10, L"PGA"},      {11, L"RIMM"},       {12, L"SODIMM"}, {13, L"SRIMM"},
+    {14, L"SMD"},     {15, L"SSMP"},     {16, L"QFP"},        {17, L"TQFP"},   {18, L"SOIC"},
+    {19, L"LCC"},     {20, L"PLCC"},     {21, L"BGA"},        {22, L"FPBGA"},  {23, L"LGA"},
+};
+
+const NameTable smbiosFormFactorName = {
+    {1, L"Other"},   {2, L"Unknown"}, {3, L"SIMM"},          {4, L"SIP"},
+    {5, L"Chip"},    {6, L"DIP"},     {7, L"ZIP"},           {8, L"Proprietary Card"},
+    {9, L"DIMM"},    {10, L"TSOP"},   {11, L"Row of chips"}, {12, L"RIMM"},
+    {13, L"SODIMM"}, {14, L"SRIMM"},  {15, L"FB-DIMM"},      {16, L"Die"},
+};
+
+} // namespace memory
 
 Logger cpuLogger("cpu");
 Logger diskLogger("disk");

@@ -7,6 +7,7 @@ namespace orv::platform {
 class Clock;
 class FaultTrap;
 class NamedMutexes;
+class ManagementData;
 class NetworkTables;
 class PerformanceCounters;
 class Processor;
@@ -28,6 +29,7 @@ class Platform {
     virtual NamedMutexes& namedMutexes() = 0;
     virtual Timers& timers() = 0;
     virtual PerformanceCounters& performanceCounters() = 0;
+    virtual ManagementData& managementData() = 0;
 };
 
 /// The platform that this build runs on. Opens nothing.

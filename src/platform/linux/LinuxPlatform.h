@@ -2,6 +2,7 @@
 
 #include "platform/Platform.h"
 #include "platform/linux/InterfaceNames.h"
+#include "platform/linux/ManagementData.h"
 #include "platform/linux/NamedMutexes.h"
 #include "platform/linux/NetworkTables.h"
 #include "platform/linux/PerformanceCounters.h"
@@ -28,6 +29,7 @@ class LinuxPlatform : public Platform {
     NamedMutexes& namedMutexes() override { return namedMutexes_; }
     Timers& timers() override { return timers_; }
     PerformanceCounters& performanceCounters() override { return performanceCounters_; }
+    ManagementData& managementData() override { return managementData_; }
 
   private:
     RootedFiles files_;
@@ -41,6 +43,7 @@ class LinuxPlatform : public Platform {
     LinuxNamedMutexes namedMutexes_{files_};
     LinuxTimers timers_;
     LinuxPerformanceCounters performanceCounters_{files_};
+    LinuxManagementData managementData_{files_};
 };
 
 } // namespace orv::platform

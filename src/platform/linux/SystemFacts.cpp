@@ -1,3 +1,4 @@
+#include "platform/ManagementData.h"
 #include "platform/linux/ErrorCodes.h"
 #include "platform/linux/Services.h"
 #include "platform/text.h"
@@ -92,6 +93,7 @@ Architecture LinuxSystemFacts::architecture() {
 }
 
 std::wstring LinuxSystemFacts::errorText(ErrorCode code) {
+    if ((code & 0xFFFF0000) == kComWin32) code &= 0xFFFF; // a system error that travelled as an HRESULT
     const int value = errnoFromError(code);
     if (value == 0) return {};
     char buffer[256] = {};

@@ -3,6 +3,7 @@
 #include "platform/Platform.h"
 #include "platform/machine/MachineClock.h"
 #include "platform/machine/MachineCounters.h"
+#include "platform/machine/MachineManagement.h"
 #include "platform/machine/MachineNetwork.h"
 #include "platform/machine/MachineProcessor.h"
 #include "platform/machine/MachineRing0.h"
@@ -36,6 +37,7 @@ class Machine : public Platform {
     NamedMutexes& namedMutexes() override { return namedMutexes_; }
     Timers& timers() override { return timers_; }
     PerformanceCounters& performanceCounters() override { return performanceCounters_; }
+    ManagementData& managementData() override { return managementData_; }
 
   private:
     explicit Machine(const Node& root);
@@ -51,6 +53,7 @@ class Machine : public Platform {
     MachineNamedMutexes namedMutexes_;
     MachineTimers timers_;
     MachinePerformanceCounters performanceCounters_;
+    MachineManagementData managementData_;
 };
 
 } // namespace orv::platform

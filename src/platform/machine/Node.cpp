@@ -204,6 +204,14 @@ std::vector<std::uint8_t> Node::bytes(std::string_view key) const {
     return bytes;
 }
 
+std::vector<std::uint8_t> Node::fileBytes(std::string_view key) const {
+    const Node node = required(key);
+    const std::filesystem::path path = std::filesystem::path(folder()) / node.asText();
+    std::ifstream file(path, std::ios::binary);
+    if (!file) node.fail("the file " + path.string() + " cannot be opened");
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
 void Node::done() const {
     for (const auto& [key, value] : json(value_).items())
         if (!asked_->contains(key)) fail("unknown key \"" + key + "\"");

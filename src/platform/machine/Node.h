@@ -32,6 +32,8 @@ class Node {
     std::optional<Node> find(std::string_view key) const;
     /// The entries of an array; none when the key is missing.
     std::vector<Node> list(std::string_view key) const;
+    /// Any value that has to be there.
+    Node at(std::string_view key) const { return required(key); }
     /// The keys of this object, for maps whose keys are data; each key counts as asked for.
     std::vector<std::string> keys() const;
 
@@ -44,6 +46,8 @@ class Node {
     bool flag(std::string_view key, bool fallback) const;
     /// Bytes from hexadecimal text, blanks allowed between bytes: "00 1A ff".
     std::vector<std::uint8_t> bytes(std::string_view key) const;
+    /// Content of the file that the text names, relative to the machine file's folder.
+    std::vector<std::uint8_t> fileBytes(std::string_view key) const;
 
     /// This place itself as a value, for arrays of plain values.
     std::string asText() const;

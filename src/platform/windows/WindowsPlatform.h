@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Platform.h"
+#include "platform/windows/ManagementData.h"
 #include "platform/windows/ProcessorServices.h"
 #include "platform/windows/Ring0.h"
 #include "platform/windows/Services.h"
@@ -18,6 +19,7 @@ class WindowsPlatform : public Platform {
     NamedMutexes& namedMutexes() override { return namedMutexes_; }
     Timers& timers() override { return timers_; }
     PerformanceCounters& performanceCounters() override { return performanceCounters_; }
+    ManagementData& managementData() override { return managementData_; }
 
   private:
     WindowsSystemFacts systemFacts_;
@@ -29,6 +31,7 @@ class WindowsPlatform : public Platform {
     WindowsNamedMutexes namedMutexes_;
     WindowsTimers timers_;
     WindowsPerformanceCounters performanceCounters_;
+    WindowsManagementData managementData_;
 };
 
 } // namespace orv::platform

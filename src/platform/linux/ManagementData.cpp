@@ -1,0 +1,50 @@
+#include "platform/linux/ManagementData.h"
+
+#include "platform/Smbios.h"
+
+namespace orv::platform {
+
+namespace {
+
+std::span<const std::uint8_t> bytesOf(const std::string& text) {
+    return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
+class LinuxServices : public ManagementServices {
+  public:
+    explicit LinuxServices(const RootedFiles& files) : files_(files) {}
+    ErrorCode setProxyBlanket() override { return kSuccess; }
+
+    Result<std::unique_ptr<ManagementEnumerator>> execQuery(std::wstring_view wql) override {
+        using Answer = Result<std::unique_ptr<ManagementEnumerator>>;
+        if (classOfQuery(wql) != L"Win32_PhysicalMemory") return Answer::failed(kManagementClass);
+        const auto table = files_.read("/sys/firmware/dmi/tables/DMI");
+        if (!table.ok()) return Answer::failed(kComWin32 | table.error);
+        return {enumerate(physicalMemoryRows(bytesOf(table.value)))};
+    }
+
+  private:
+    const RootedFiles& files_;
+};
+
+class LinuxLocator : public ManagementLocator {
+  public:
+    explicit LinuxLocator(const RootedFiles& files) : files_(files) {}
+
+    Result<std::unique_ptr<ManagementServices>> connectServer(std::wstring_view space) override {
+        using Answer = Result<std::unique_ptr<ManagementServices>>;
+        if (space != L"ROOT\\CIMV2") return Answer::failed(kManagementNamespace);
+        return {std::make_unique<LinuxServices>(files_)};
+    }
+
+  private:
+    const RootedFiles& files_;
+};
+
+} // namespace
+
+Result<std::unique_ptr<ManagementLocator>> LinuxManagementData::createLocator() {
+    return {std::make_unique<LinuxLocator>(files_)};
+}
+
+} // namespace orv::platform

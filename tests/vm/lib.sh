@@ -1,0 +1,174 @@
+# What scripts/vm-test is made of: packages, kernel, initial RAM disk, boot and verdict.
+# Sourced by bash in the root of the repository.
+# shellcheck shell=bash disable=SC2154 # board, cpu and smp come from the machine's file
+
+vm_source=tests/vm
+vm_work=build/vm
+
+die() {
+  echo "vm-test: $*" >&2
+  exit 2
+}
+
+all_machines() { basename -s .sh "$vm_source"/machines/*.sh; }
+
+# The check files that name the machine in their "# machines:" line, cut down to the wanted ones.
+checks_of() {
+  local machine=$1 file name
+  shift
+  for file in "$vm_source"/checks/*.sh; do
+    name=$(basename "$file" .sh)
+    [[ $# == 0 || " $* " == *" $name "* ]] || continue
+    [[ " $(sed -n 's/^# machines://p' "$file") " == *" $machine "* ]] && echo "$name"
+  done
+  return 0
+}
+
+# Package by the program that it brings.
+declare -A package_of=(
+  [qemu-system-x86_64]=qemu-system-x86
+  [busybox]=busybox-static
+  [iasl]=acpica-tools
+  [lscpu]=util-linux
+)
+
+need_packages() {
+  local program missing=()
+  for program in "${!package_of[@]}"; do
+    command -v "$program" >/dev/null || missing+=("${package_of[$program]}")
+  done
+  ((${#missing[@]})) || return 0
+  echo "vm-test: installing ${missing[*]}"
+  if [[ -x scripts/install-packages ]]; then
+    scripts/install-packages vm
+  else
+    apt-get install -y --no-install-recommends "${missing[@]}" >/dev/null
+  fi
+}
+
+# Downloads the distribution's kernel package and unpacks it; nothing of it is installed.
+# Sets `vmlinuz`, `kernel_version` and `kernel_modules`.
+need_kernel() {
+  local kernel=$vm_work/kernel package
+  if [[ ! -e $kernel/complete ]]; then
+    package=$(apt-cache depends linux-image-amd64 | awk '/Depends:/ { print $2; exit }')
+    [[ $package ]] || die "linux-image-amd64 is unknown here; run apt-get update"
+    echo "vm-test: downloading and unpacking $package"
+    rm -rf "$kernel"
+    mkdir -p "$kernel"
+    (cd "$kernel" && apt-get download "$package" >download.log 2>&1) ||
+      die "$package can't be downloaded: $(tail -1 "$kernel/download.log")"
+    dpkg -x "$kernel"/*.deb "$kernel"
+    rm "$kernel"/*.deb
+    busybox depmod -b "$PWD/$kernel" "$(basename "$kernel"/lib/modules/*)"
+    touch "$kernel/complete"
+  fi
+  kernel_modules=$(echo "$kernel"/lib/modules/*)
+  kernel_version=$(basename "$kernel_modules")
+  vmlinuz=$kernel/boot/vmlinuz-$kernel_version
+}
+
+# copy_program ROOT PROGRAM: the program into /bin and the libraries that it loads into /lib.
+copy_program() {
+  local root=$1 library
+  cp -L "$2" "$root/bin/"
+  # The loader stands in the program with its full path; the others are found through /lib.
+  for library in $(ldd "$2" 2>/dev/null | grep -o '/[^ ]*'); do
+    if [[ $library == /lib64/* ]]; then
+      mkdir -p "$root/lib64"
+      cp -L "$library" "$root/lib64/"
+    else
+      cp -L "$library" "$root/lib/"
+    fi
+  done
+}
+
+# copy_modules ROOT MODULE...: the modules with all that they depend on, and an index of just these.
+copy_modules() {
+  local root=$1/lib/modules/$kernel_version module line file
+  shift
+  mkdir -p "$root"
+  cp "$kernel_modules/modules.builtin" "$root/"
+  for module in "$@"; do
+    line=$(grep -m1 "/$module\.ko:" "$kernel_modules/modules.dep") ||
+      die "the kernel package has no module $module"
+    for file in ${line/:/}; do
+      mkdir -p "$root/$(dirname "$file")"
+      cp "$kernel_modules/$file" "$root/$file"
+    done
+  done
+  busybox depmod -b "$PWD/${root%/lib/modules/*}" "$kernel_version"
+}
+
+# make_initrd MACHINE BUILD CHECK...: the initial RAM disk of a machine whose file has been sourced.
+make_initrd() {
+  local machine=$1 build=$2 root=$vm_work/$1/root name
+  shift 2
+  rm -rf "$root"
+  mkdir -p "$root"/{bin,dev,lib,proc,sys,tmp,vm/checks}
+  copy_program "$root" "$(command -v busybox)"
+  copy_program "$root" "$(command -v lscpu)"
+  [[ ! -x $build/hwprobe ]] || copy_program "$root" "$build/hwprobe"
+  # shellcheck disable=SC2086 # a list of words
+  copy_modules "$root" ${modules:-}
+  install -m 755 "$vm_source/init" "$root/init"
+  cp "$vm_source/guest.sh" "$root/vm/"
+  cp "$vm_source/machines/$machine.sh" "$root/vm/machine.sh"
+  for name in "$@"; do
+    cp "$vm_source/checks/$name.sh" "$root/vm/checks/"
+  done
+  # Not compressed: the emulated processor would take longer to unpack it than to read it.
+  (cd "$root" && find . | busybox cpio -o -H newc 2>/dev/null) >"$vm_work/$machine/initrd"
+}
+
+# run_machine MACHINE BUILD TIMEOUT CHECK...: boots it, shows the verdicts, and says whether all is well.
+# A subshell, so that one machine's settings don't reach the next.
+run_machine() (
+  machine=$1 build=$2 limit=$3
+  shift 3
+  work=$vm_work/$machine
+  console=$work/console.log
+  mkdir -p "$work"
+  # shellcheck source=/dev/null
+  . "$vm_source/machines/$machine.sh"
+  if declare -F prepare >/dev/null; then prepare; fi
+  mapfile -t arguments < <(devices)
+  make_initrd "$machine" "$build" "$@"
+
+  echo "vm-test: $machine ($board, $cpu): $*"
+  start=$SECONDS
+  status=0
+  timeout "$limit" qemu-system-x86_64 -accel tcg -M "$board" -cpu "$cpu" -smp "$smp" -m 512 \
+    -nodefaults -display none -no-reboot -serial stdio \
+    -kernel "$vmlinuz" -initrd "$work/initrd" \
+    -append "console=ttyS0 quiet loglevel=1 panic=-1 vm.machine=$machine" \
+    "${arguments[@]}" </dev/null 2>"$work/qemu.log" | tr -d '\r' >"$console" || status=$?
+  grep -aE '^(ok|FAIL) ' "$console" | sed 's/^/  /' || true
+  verdict "$console" "$status" "$@" || exit 1
+  echo "  $(grep -ac '^ok ' "$console") checks passed in $((SECONDS - start)) s"
+)
+
+# verdict CONSOLE STATUS CHECK...: every check file must have come to its end with a verdict of its own.
+verdict() {
+  local console=$1 status=$2 name bad=0
+  shift 2
+  if ((status == 124)); then
+    echo "  FAIL boot: the machine didn't come to its end in time"
+    bad=1
+  elif ! grep -aq '^all checks ended$' "$console"; then
+    echo "  FAIL boot: the machine stopped early (status $status)"
+    bad=1
+  fi
+  for name in "$@"; do
+    if ! grep -aq "^ended $name 0 [1-9]" "$console"; then
+      echo "  FAIL $name: its checks didn't run to the end or gave no verdict"
+      bad=1
+    fi
+  done
+  ! grep -aq '^FAIL ' "$console" || bad=1
+  if ((bad)); then
+    # What the kernel or a shell said is what a verdict doesn't show.
+    grep -avE '^(ok|FAIL) ' "$console" | tail -n 15 | sed 's/^/  | /'
+    return 1
+  fi
+}
