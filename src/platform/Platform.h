@@ -7,8 +7,13 @@ namespace orv::platform {
 class Clock;
 class FaultTrap;
 class ManagementData;
+class NamedMutexes;
 class NetworkTables;
+class PerformanceCounters;
+class Processor;
+class Ring0;
 class SystemFacts;
+class Timers;
 
 /// What the logic asks of a system, one service an operation. Each service lives as long as the platform.
 class Platform {
@@ -20,6 +25,11 @@ class Platform {
     virtual Clock& clock() = 0;
     virtual NetworkTables& networkTables() = 0;
     virtual ManagementData& managementData() = 0;
+    virtual Processor& processor() = 0;
+    virtual Ring0& ring0() = 0;
+    virtual NamedMutexes& namedMutexes() = 0;
+    virtual Timers& timers() = 0;
+    virtual PerformanceCounters& performanceCounters() = 0;
 };
 
 /// The platform that this build runs on. Opens nothing.

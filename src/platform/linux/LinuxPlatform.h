@@ -3,7 +3,11 @@
 #include "platform/Platform.h"
 #include "platform/linux/InterfaceNames.h"
 #include "platform/linux/ManagementData.h"
+#include "platform/linux/NamedMutexes.h"
 #include "platform/linux/NetworkTables.h"
+#include "platform/linux/PerformanceCounters.h"
+#include "platform/linux/Processor.h"
+#include "platform/linux/Ring0.h"
 #include "platform/linux/RootedFiles.h"
 #include "platform/linux/Services.h"
 
@@ -21,6 +25,11 @@ class LinuxPlatform : public Platform {
     Clock& clock() override { return clock_; }
     NetworkTables& networkTables() override { return networkTables_; }
     ManagementData& managementData() override { return managementData_; }
+    Processor& processor() override { return processor_; }
+    Ring0& ring0() override { return ring0_; }
+    NamedMutexes& namedMutexes() override { return namedMutexes_; }
+    Timers& timers() override { return timers_; }
+    PerformanceCounters& performanceCounters() override { return performanceCounters_; }
 
   private:
     RootedFiles files_;
@@ -30,6 +39,11 @@ class LinuxPlatform : public Platform {
     LinuxClock clock_;
     LinuxNetworkTables networkTables_{files_, interfaceNames_};
     LinuxManagementData managementData_{files_};
+    LinuxProcessor processor_{files_};
+    LinuxRing0 ring0_{files_};
+    LinuxNamedMutexes namedMutexes_{files_};
+    LinuxTimers timers_;
+    LinuxPerformanceCounters performanceCounters_{files_};
 };
 
 } // namespace orv::platform

@@ -2,8 +2,12 @@
 
 #include "platform/Platform.h"
 #include "platform/machine/MachineClock.h"
+#include "platform/machine/MachineCounters.h"
 #include "platform/machine/MachineManagement.h"
 #include "platform/machine/MachineNetwork.h"
+#include "platform/machine/MachineProcessor.h"
+#include "platform/machine/MachineRing0.h"
+#include "platform/machine/MachineSmbus.h"
 #include "platform/machine/MachineSystem.h"
 #include "platform/machine/Node.h"
 #include "platform/machine/Requests.h"
@@ -30,6 +34,11 @@ class Machine : public Platform {
     Clock& clock() override { return clock_; }
     NetworkTables& networkTables() override { return networkTables_; }
     ManagementData& managementData() override { return managementData_; }
+    MachineProcessor& processor() override { return processor_; }
+    MachineRing0& ring0() override { return ring0_; }
+    NamedMutexes& namedMutexes() override { return namedMutexes_; }
+    Timers& timers() override { return timers_; }
+    PerformanceCounters& performanceCounters() override { return performanceCounters_; }
 
   private:
     explicit Machine(const Node& root);
@@ -41,6 +50,12 @@ class Machine : public Platform {
     MachineFaultTrap faultTrap_;
     MachineNetworkTables networkTables_;
     MachineManagementData managementData_;
+    MachineProcessor processor_;
+    MachineRing0 ring0_;
+    MachineNamedMutexes namedMutexes_;
+    MachineTimers timers_;
+    MachinePerformanceCounters performanceCounters_;
+    MachineSmbus smbus_;
 };
 
 } // namespace orv::platform

@@ -2,6 +2,8 @@
 
 #include "platform/Platform.h"
 #include "platform/windows/ManagementData.h"
+#include "platform/windows/ProcessorServices.h"
+#include "platform/windows/Ring0.h"
 #include "platform/windows/Services.h"
 
 namespace orv::platform {
@@ -13,6 +15,11 @@ class WindowsPlatform : public Platform {
     Clock& clock() override { return clock_; }
     NetworkTables& networkTables() override { return networkTables_; }
     ManagementData& managementData() override { return managementData_; }
+    Processor& processor() override { return processor_; }
+    Ring0& ring0() override { return ring0_; }
+    NamedMutexes& namedMutexes() override { return namedMutexes_; }
+    Timers& timers() override { return timers_; }
+    PerformanceCounters& performanceCounters() override { return performanceCounters_; }
 
   private:
     WindowsSystemFacts systemFacts_;
@@ -20,6 +27,11 @@ class WindowsPlatform : public Platform {
     WindowsClock clock_;
     WindowsNetworkTables networkTables_;
     WindowsManagementData managementData_;
+    WindowsProcessor processor_;
+    WindowsRing0 ring0_;
+    WindowsNamedMutexes namedMutexes_;
+    WindowsTimers timers_;
+    WindowsPerformanceCounters performanceCounters_;
 };
 
 } // namespace orv::platform
