@@ -28,15 +28,11 @@ class Smbus : public testing::Test {
         platform::use(before_);
     }
 
-    /// `command` and `hostConfig` are the registers that may have to be switched on.
-    void intel(const std::string& smbus, const char* command = "0x00000001",
-               const char* hostConfig = "0x01") {
-        use(fmt::format(R"("processor": {{"vendor": "GenuineIntel", "highestLeaf": 1}},
-            "ring0": {{"pci": [{{"address": "00:02.0", "registers": [{{"at": 8, "value": "0x03000000"}}]}},
-                {{"address": "00:1f.4", "registers": [{{"at": 4, "value": "{}"}}, {{"at": 8, "value": "0x0C050031"}},
-                {{"at": 32, "value": "0xF041"}}, {{"at": 64, "value": "{}"}}]}}]}},
-            "smbus": {{"controller": "intel", "base": "0xF040", {}}})",
-                        command, hostConfig, smbus));
+    void intel(const std::string& smbus) {
+        use(R"("processor": {"vendor": "GenuineIntel", "highestLeaf": 1},
+            "ring0": {"pci": [{"address": "00:02.0", "registers": [{"at": 8, "value": "0x03000000"}]}]},
+            "smbus": {"controller": "intel", "base": "0xF040", )" +
+            smbus + "}");
     }
     void amd(const std::string& smbus) {
         use(R"("processor": {"vendor": "AuthenticAMD", "highestLeaf": 1}, "ring0": {}, "smbus": {"controller": "amd", )" +
@@ -80,13 +76,13 @@ std::string reasonOfSearch() {
 
 TEST_F(Smbus, FindsTheIntelControllerAndSwitchesItOn) {
     test::CapturedLog log({&smbusLogger});
-    intel(kOneModule, "0x02900000", "0x00");
+    intel(std::string(R"("enabled": false, )") + kOneModule);
     SMBus smbus;
-    EXPECT_THAT(taken("WritePciConfigDword"), ElementsAre("WritePciConfigDword 00:1f.4 0x4 0x2900001",
-                                                          "WritePciConfigDword 00:1f.4 0x40 0x1"));
+    EXPECT_THAT(taken("WritePciConfigDword"),
+                ElementsAre("WritePciConfigDword 00:1f.4 0x4 0x1", "WritePciConfigDword 00:1f.4 0x40 0x1"));
     EXPECT_THAT(log.lines(spdlog::level::debug),
                 ElementsAre("info CPU Vendor: Intel", "info SMBus found at: 0xfc",
-                            "info I/O Space state: 0x02900000", "info I/O Space disable, enable it",
+                            "info I/O Space state: 0x00000000", "info I/O Space disable, enable it",
                             "info HST_EN state: 0x00000000", "info HST_EN disable, enable it",
                             "debug SMBus Base: 0xf040"));
     intel(kOneModule);
@@ -120,7 +116,7 @@ TEST_F(Smbus, MachinesWithoutAController) {
     EXPECT_EQ("SMBus not found", reasonOfSearch());
     use(R"("processor": {"vendor": "GenuineMaker", "highestLeaf": 1}, "ring0": {})");
     EXPECT_EQ("Unknown CPU Vendor", reasonOfSearch());
-    use(R"("processor": {"vendor": "GenuineIntel", "highestLeaf": 1}, "ring0": {"statuses": [2]})");
+    use(R"("processor": {"vendor": "GenuineIntel", "highestLeaf": 1}, "ring0": {"statuses": [2]}, "management": {})");
     EXPECT_EQ("DLL Status Error: DRIVER_NOT_LOADED", reasonOfSearch());
     EXPECT_THROW(memory::readSPD(), HWException);
     EXPECT_THAT(taken("GetDllStatus"), ElementsAre("GetDllStatus", "GetDllStatus"))

@@ -23,6 +23,8 @@ constexpr std::uint8_t kStart = 0x40;
 constexpr unsigned kByteData = 2;    // protocol, bits 2 to 4 of the control: bit 0 of the address decides
 constexpr unsigned kProcessCall = 4; // carries a byte to the device whatever bit 0 of the address says
 
+constexpr pciAddress kPciFunction = 0xFC; // 00:1f.4, where Intel's chipsets have it
+
 constexpr std::uint16_t kPmIndex = 0xCD6;
 constexpr std::uint16_t kPmData = 0xCD7;
 
@@ -37,7 +39,8 @@ constexpr std::uint8_t kHubMemory = 0x80;
 
 } // namespace
 
-MachineSmbus::MachineSmbus(const Node& root, Requests& requests) : requests_(requests) {
+MachineSmbus::MachineSmbus(const Node& root, Requests& requests, MachineRing0& ring0) : requests_(requests) {
+    ring0.attach(*this);
     const auto smbus = root.find("smbus");
     if (!smbus) return;
     const std::string controller = smbus->text("controller");
@@ -54,6 +57,15 @@ MachineSmbus::MachineSmbus(const Node& root, Requests& requests) : requests_(req
         smbus->fail("behaviour must be ready, busy, failing or silent");
     base_ = static_cast<std::uint16_t>(smbus->number("base", 0xFFF0));
     busyReads_ = smbus->number("busyReads", 1'000'000, 1);
+    if (!isAmd_) {
+        const auto function = static_cast<pciAddress>(smbus->number("pci", 0xFFFF, kPciFunction));
+        const std::uint32_t enabled = smbus->flag("enabled", true) ? 1 : 0;
+        ring0.addFunction(function, {{0x00, 0xA1238086},
+                                     {0x04, enabled},
+                                     {0x08, 0x0C050000}, // class: SMBus controller
+                                     {0x20, base_ | 1u},
+                                     {0x40, enabled}});
+    }
     for (const Node& entry : smbus->list("eeproms"))
         eeproms_.push_back(loadEeprom(entry));
     smbus->done();

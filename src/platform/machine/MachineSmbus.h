@@ -14,7 +14,8 @@ class Node;
 /// "smbusWrite ADDRESS REGISTER DATA", in hexadecimal; a planned fault makes it a device error.
 class MachineSmbus : public PortDevice {
   public:
-    MachineSmbus(const Node& root, Requests& requests);
+    /// Takes its ports and, on an Intel machine, its PCI function there.
+    MachineSmbus(const Node& root, Requests& requests, MachineRing0& ring0);
 
     std::optional<std::uint8_t> readByte(std::uint16_t port) override;
     bool writeByte(std::uint16_t port, std::uint8_t value) override;
