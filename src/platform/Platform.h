@@ -6,8 +6,8 @@ namespace orv::platform {
 
 class Clock;
 class FaultTrap;
-class ManagementData;
 class NamedMutexes;
+class ManagementData;
 class NetworkTables;
 class PerformanceCounters;
 class Processor;
@@ -24,12 +24,12 @@ class Platform {
     virtual FaultTrap& faultTrap() = 0;
     virtual Clock& clock() = 0;
     virtual NetworkTables& networkTables() = 0;
-    virtual ManagementData& managementData() = 0;
     virtual Processor& processor() = 0;
     virtual Ring0& ring0() = 0;
     virtual NamedMutexes& namedMutexes() = 0;
     virtual Timers& timers() = 0;
     virtual PerformanceCounters& performanceCounters() = 0;
+    virtual ManagementData& managementData() = 0;
 };
 
 /// The platform that this build runs on. Opens nothing.

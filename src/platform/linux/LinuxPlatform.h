@@ -24,12 +24,12 @@ class LinuxPlatform : public Platform {
     FaultTrap& faultTrap() override { return faultTrap_; }
     Clock& clock() override { return clock_; }
     NetworkTables& networkTables() override { return networkTables_; }
-    ManagementData& managementData() override { return managementData_; }
     Processor& processor() override { return processor_; }
     Ring0& ring0() override { return ring0_; }
     NamedMutexes& namedMutexes() override { return namedMutexes_; }
     Timers& timers() override { return timers_; }
     PerformanceCounters& performanceCounters() override { return performanceCounters_; }
+    ManagementData& managementData() override { return managementData_; }
 
   private:
     RootedFiles files_;
@@ -38,12 +38,12 @@ class LinuxPlatform : public Platform {
     LinuxFaultTrap faultTrap_;
     LinuxClock clock_;
     LinuxNetworkTables networkTables_{files_, interfaceNames_};
-    LinuxManagementData managementData_{files_};
     LinuxProcessor processor_{files_};
     LinuxRing0 ring0_{files_};
     LinuxNamedMutexes namedMutexes_{files_};
     LinuxTimers timers_;
     LinuxPerformanceCounters performanceCounters_{files_};
+    LinuxManagementData managementData_{files_};
 };
 
 } // namespace orv::platform

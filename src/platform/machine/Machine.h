@@ -33,12 +33,12 @@ class Machine : public Platform {
     FaultTrap& faultTrap() override { return faultTrap_; }
     Clock& clock() override { return clock_; }
     NetworkTables& networkTables() override { return networkTables_; }
-    ManagementData& managementData() override { return managementData_; }
     MachineProcessor& processor() override { return processor_; }
     MachineRing0& ring0() override { return ring0_; }
     NamedMutexes& namedMutexes() override { return namedMutexes_; }
     Timers& timers() override { return timers_; }
     PerformanceCounters& performanceCounters() override { return performanceCounters_; }
+    ManagementData& managementData() override { return managementData_; }
 
   private:
     explicit Machine(const Node& root);
@@ -49,12 +49,12 @@ class Machine : public Platform {
     MachineSystemFacts systemFacts_;
     MachineFaultTrap faultTrap_;
     MachineNetworkTables networkTables_;
-    MachineManagementData managementData_;
     MachineProcessor processor_;
     MachineRing0 ring0_;
     MachineNamedMutexes namedMutexes_;
     MachineTimers timers_;
     MachinePerformanceCounters performanceCounters_;
+    MachineManagementData managementData_;
     MachineSmbus smbus_;
 };
 

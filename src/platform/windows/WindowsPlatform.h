@@ -14,24 +14,24 @@ class WindowsPlatform : public Platform {
     FaultTrap& faultTrap() override { return faultTrap_; }
     Clock& clock() override { return clock_; }
     NetworkTables& networkTables() override { return networkTables_; }
-    ManagementData& managementData() override { return managementData_; }
     Processor& processor() override { return processor_; }
     Ring0& ring0() override { return ring0_; }
     NamedMutexes& namedMutexes() override { return namedMutexes_; }
     Timers& timers() override { return timers_; }
     PerformanceCounters& performanceCounters() override { return performanceCounters_; }
+    ManagementData& managementData() override { return managementData_; }
 
   private:
     WindowsSystemFacts systemFacts_;
     WindowsFaultTrap faultTrap_;
     WindowsClock clock_;
     WindowsNetworkTables networkTables_;
-    WindowsManagementData managementData_;
     WindowsProcessor processor_;
     WindowsRing0 ring0_;
     WindowsNamedMutexes namedMutexes_;
     WindowsTimers timers_;
     WindowsPerformanceCounters performanceCounters_;
+    WindowsManagementData managementData_;
 };
 
 } // namespace orv::platform
