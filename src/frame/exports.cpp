@@ -8,6 +8,7 @@
 #include "frame/sehGuard.h"
 #include "frame/supportedArch.h"
 #include "gpu/Gpu.h"
+#include "memory/MemInfo.h"
 #include "memory/MemoryStatus.h"
 #include "orvane/hwprobe.h"
 
@@ -90,10 +91,8 @@ int32_t getMemoryLoad(void) {
 }
 
 const char* getMemoryManufacturerAndModel(void) {
-    return guardedText(
-        texts().memoryManufacturerAndModel,
-        []() -> std::string { throwHW(L"memory module readings are not part of this version"); },
-        frame::codeObject);
+    return guardedText(texts().memoryManufacturerAndModel, memory::manufacturerAndModelReport,
+                       frame::codeObject);
 }
 
 int32_t initDisk(void) {

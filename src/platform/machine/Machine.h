@@ -8,6 +8,7 @@
 #include "platform/machine/MachineNetwork.h"
 #include "platform/machine/MachineProcessor.h"
 #include "platform/machine/MachineRing0.h"
+#include "platform/machine/MachineSmbus.h"
 #include "platform/machine/MachineSystem.h"
 #include "platform/machine/Node.h"
 #include "platform/machine/Requests.h"
@@ -63,6 +64,7 @@ class Machine : public Platform {
     MachineTimers timers_;
     MachinePerformanceCounters performanceCounters_;
     MachineManagementData managementData_;
+    MachineSmbus smbus_;
 };
 
 } // namespace orv::platform
