@@ -2,11 +2,13 @@
 
 #include "platform/Platform.h"
 #include "platform/machine/MachineClock.h"
+#include "platform/machine/MachineGraphics.h"
 #include "platform/machine/MachineCounters.h"
 #include "platform/machine/MachineManagement.h"
 #include "platform/machine/MachineNetwork.h"
 #include "platform/machine/MachineProcessor.h"
 #include "platform/machine/MachineRing0.h"
+#include "platform/machine/MachineSmbus.h"
 #include "platform/machine/MachineSystem.h"
 #include "platform/machine/Node.h"
 #include "platform/machine/Requests.h"
@@ -34,6 +36,9 @@ class Machine : public Platform {
     FaultTrap& faultTrap() override { return faultTrap_; }
     Clock& clock() override { return clock_; }
     NetworkTables& networkTables() override { return networkTables_; }
+    Libraries& libraries() override { return libraries_; }
+    GraphicsSdk& graphicsSdk() override { return graphicsSdk_; }
+    Processes& processes() override { return processes_; }
     MachineProcessor& processor() override { return processor_; }
     MachineRing0& ring0() override { return ring0_; }
     NamedMutexes& namedMutexes() override { return *mutexesInUse_; }
@@ -50,6 +55,11 @@ class Machine : public Platform {
     MachineSystemFacts systemFacts_;
     MachineFaultTrap faultTrap_;
     MachineNetworkTables networkTables_;
+    MachineNvidia nvidia_;
+    MachineAmd amd_;
+    MachineLibraries libraries_{amd_, requests_};
+    MachineGraphicsSdk graphicsSdk_{nvidia_, requests_};
+    MachineProcesses processes_{nvidia_, requests_};
     MachineProcessor processor_;
     MachineRing0 ring0_;
     MachineNamedMutexes namedMutexes_;
@@ -57,6 +67,7 @@ class Machine : public Platform {
     MachineTimers timers_;
     MachinePerformanceCounters performanceCounters_;
     MachineManagementData managementData_;
+    MachineSmbus smbus_;
 };
 
 } // namespace orv::platform

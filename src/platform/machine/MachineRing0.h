@@ -30,6 +30,10 @@ class MachineRing0 : public Ring0 {
 
     /// A port that no device claims reads 0xFF and takes any write. The caller keeps the device alive.
     void attach(PortDevice& device) { ports_.push_back(&device); }
+    /// The configuration of a function that another section describes; what stands under "pci" goes first.
+    void addFunction(pciAddress address, std::map<std::uint32_t, std::uint32_t> registers) {
+        functions_.try_emplace(address, Function{std::move(registers), {}});
+    }
 
     Ring0Status GetDllStatus() override;
     ErrorCode InitializeOls() override;
