@@ -170,6 +170,9 @@ bool isErrorObject(const std::string& text) {
 const Swept kSwept[] = {
     {"getMemoryLoad", [] { return std::to_string(getMemoryLoad()); }, isMinusOne},
     {"getNetCurrentSpeed", [] { return std::string(getNetCurrentSpeed()); }, isErrorObject},
+    {"getCpuLoad", [] { return std::to_string(getCpuLoad()); }, isMinusOne},
+    {"getCpuTemperature", [] { return std::to_string(getCpuTemperature()); }, isMinusOne},
+    {"getCpuBaseFrequency", [] { return std::to_string(getCpuBaseFrequency()); }, isMinusOne},
 };
 
 /// After the first few hundred requests only some fail: an EEPROM is read by thousands of like ones.
