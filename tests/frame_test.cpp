@@ -170,6 +170,8 @@ bool isErrorObject(const std::string& text) {
 const Swept kSwept[] = {
     {"getMemoryLoad", [] { return std::to_string(getMemoryLoad()); }, isMinusOne},
     {"getNetCurrentSpeed", [] { return std::string(getNetCurrentSpeed()); }, isErrorObject},
+    {"getMemoryManufacturerAndModel", [] { return std::string(getMemoryManufacturerAndModel()); },
+     isErrorObject},
 };
 
 /// After the first few hundred requests only some fail: an EEPROM is read by thousands of like ones.
