@@ -172,6 +172,9 @@ const Swept kSwept[] = {
     {"getNetCurrentSpeed", [] { return std::string(getNetCurrentSpeed()); }, isErrorObject},
     {"getMemoryManufacturerAndModel", [] { return std::string(getMemoryManufacturerAndModel()); },
      isErrorObject},
+    {"getCpuLoad", [] { return std::to_string(getCpuLoad()); }, isMinusOne},
+    {"getCpuTemperature", [] { return std::to_string(getCpuTemperature()); }, isMinusOne},
+    {"getCpuBaseFrequency", [] { return std::to_string(getCpuBaseFrequency()); }, isMinusOne},
 };
 
 /// After the first few hundred requests only some fail: an EEPROM is read by thousands of like ones.

@@ -7,6 +7,7 @@
 #include "frame/callFrame.h"
 #include "frame/sehGuard.h"
 #include "frame/supportedArch.h"
+#include "gpu/Gpu.h"
 #include "memory/MemInfo.h"
 #include "memory/MemoryStatus.h"
 #include "orvane/hwprobe.h"
@@ -40,6 +41,16 @@ std::string underSehGuard(Builder builder) {
     return text;
 }
 
+/// A reading of the first adapter; a machine without one is told apart without an exception.
+double ofFirstGpu(double (Gpu::*reading)()) {
+    const GpuList& gpus = GetGpuList();
+    if (gpus.empty()) {
+        frame::setLastError("No gpu found");
+        return -1.0;
+    }
+    return (gpus.front().get()->*reading)();
+}
+
 } // namespace
 
 double getCpuLoad(void) {
@@ -68,11 +79,11 @@ int32_t getCpuBaseFrequency(void) {
 }
 
 double getGpuLoad(void) {
-    return guarded(-1.0, []() -> double { throwHW(L"graphics readings are not part of this version"); });
+    return guarded(-1.0, [] { return ofFirstGpu(&Gpu::GetGpuLoad); });
 }
 
 double getGpuTemperature(void) {
-    return guarded(-1.0, []() -> double { throwHW(L"graphics readings are not part of this version"); });
+    return guarded(-1.0, [] { return ofFirstGpu(&Gpu::GetTemperature); });
 }
 
 int32_t getMemoryLoad(void) {

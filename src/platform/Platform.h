@@ -6,10 +6,13 @@ namespace orv::platform {
 
 class Clock;
 class FaultTrap;
-class NamedMutexes;
+class GraphicsSdk;
+class Libraries;
 class ManagementData;
+class NamedMutexes;
 class NetworkTables;
 class PerformanceCounters;
+class Processes;
 class Processor;
 class Ring0;
 class SystemFacts;
@@ -24,6 +27,9 @@ class Platform {
     virtual FaultTrap& faultTrap() = 0;
     virtual Clock& clock() = 0;
     virtual NetworkTables& networkTables() = 0;
+    virtual Libraries& libraries() = 0;
+    virtual GraphicsSdk& graphicsSdk() = 0;
+    virtual Processes& processes() = 0;
     virtual Processor& processor() = 0;
     virtual Ring0& ring0() = 0;
     virtual NamedMutexes& namedMutexes() = 0;

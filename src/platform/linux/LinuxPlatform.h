@@ -1,7 +1,9 @@
 #pragma once
 
 #include "platform/Platform.h"
+#include "platform/linux/GraphicsSdk.h"
 #include "platform/linux/InterfaceNames.h"
+#include "platform/linux/Libraries.h"
 #include "platform/linux/ManagementData.h"
 #include "platform/linux/NamedMutexes.h"
 #include "platform/linux/NetworkTables.h"
@@ -24,6 +26,9 @@ class LinuxPlatform : public Platform {
     FaultTrap& faultTrap() override { return faultTrap_; }
     Clock& clock() override { return clock_; }
     NetworkTables& networkTables() override { return networkTables_; }
+    Libraries& libraries() override { return libraries_; }
+    GraphicsSdk& graphicsSdk() override { return graphicsSdk_; }
+    Processes& processes() override { return processes_; }
     Processor& processor() override { return processor_; }
     Ring0& ring0() override { return ring0_; }
     NamedMutexes& namedMutexes() override { return namedMutexes_; }
@@ -38,6 +43,9 @@ class LinuxPlatform : public Platform {
     LinuxFaultTrap faultTrap_;
     LinuxClock clock_;
     LinuxNetworkTables networkTables_{files_, interfaceNames_};
+    LinuxLibraries libraries_{files_};
+    LinuxGraphicsSdk graphicsSdk_{files_};
+    LinuxProcesses processes_;
     LinuxProcessor processor_{files_};
     LinuxRing0 ring0_{files_};
     LinuxNamedMutexes namedMutexes_{files_};

@@ -2,6 +2,7 @@
 
 #include "platform/Platform.h"
 #include "platform/machine/MachineClock.h"
+#include "platform/machine/MachineGraphics.h"
 #include "platform/machine/MachineCounters.h"
 #include "platform/machine/MachineManagement.h"
 #include "platform/machine/MachineNetwork.h"
@@ -28,14 +29,19 @@ class Machine : public Platform {
     const std::string& name() const { return name_; }
     Requests& requests() { return requests_; }
     MachineClock& machineClock() { return clock_; }
+    /// Another side's mutexes in place of the described ones, to meet other processes on a real system.
+    void useMutexes(NamedMutexes& other) { mutexesInUse_ = &other; }
 
     SystemFacts& systemFacts() override { return systemFacts_; }
     FaultTrap& faultTrap() override { return faultTrap_; }
     Clock& clock() override { return clock_; }
     NetworkTables& networkTables() override { return networkTables_; }
+    Libraries& libraries() override { return libraries_; }
+    GraphicsSdk& graphicsSdk() override { return graphicsSdk_; }
+    Processes& processes() override { return processes_; }
     MachineProcessor& processor() override { return processor_; }
     MachineRing0& ring0() override { return ring0_; }
-    NamedMutexes& namedMutexes() override { return namedMutexes_; }
+    NamedMutexes& namedMutexes() override { return *mutexesInUse_; }
     Timers& timers() override { return timers_; }
     PerformanceCounters& performanceCounters() override { return performanceCounters_; }
     ManagementData& managementData() override { return managementData_; }
@@ -49,9 +55,15 @@ class Machine : public Platform {
     MachineSystemFacts systemFacts_;
     MachineFaultTrap faultTrap_;
     MachineNetworkTables networkTables_;
+    MachineNvidia nvidia_;
+    MachineAmd amd_;
+    MachineLibraries libraries_{amd_, requests_};
+    MachineGraphicsSdk graphicsSdk_{nvidia_, requests_};
+    MachineProcesses processes_{nvidia_, requests_};
     MachineProcessor processor_;
     MachineRing0 ring0_;
     MachineNamedMutexes namedMutexes_;
+    NamedMutexes* mutexesInUse_ = &namedMutexes_;
     MachineTimers timers_;
     MachinePerformanceCounters performanceCounters_;
     MachineManagementData managementData_;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Platform.h"
+#include "platform/windows/Graphics.h"
 #include "platform/windows/ManagementData.h"
 #include "platform/windows/ProcessorServices.h"
 #include "platform/windows/Ring0.h"
@@ -14,6 +15,9 @@ class WindowsPlatform : public Platform {
     FaultTrap& faultTrap() override { return faultTrap_; }
     Clock& clock() override { return clock_; }
     NetworkTables& networkTables() override { return networkTables_; }
+    Libraries& libraries() override { return libraries_; }
+    GraphicsSdk& graphicsSdk() override { return graphicsSdk_; }
+    Processes& processes() override { return processes_; }
     Processor& processor() override { return processor_; }
     Ring0& ring0() override { return ring0_; }
     NamedMutexes& namedMutexes() override { return namedMutexes_; }
@@ -26,6 +30,9 @@ class WindowsPlatform : public Platform {
     WindowsFaultTrap faultTrap_;
     WindowsClock clock_;
     WindowsNetworkTables networkTables_;
+    WindowsLibraries libraries_;
+    WindowsGraphicsSdk graphicsSdk_;
+    WindowsProcesses processes_;
     WindowsProcessor processor_;
     WindowsRing0 ring0_;
     WindowsNamedMutexes namedMutexes_;
