@@ -170,6 +170,8 @@ bool isErrorObject(const std::string& text) {
 const Swept kSwept[] = {
     {"getMemoryLoad", [] { return std::to_string(getMemoryLoad()); }, isMinusOne},
     {"getNetCurrentSpeed", [] { return std::string(getNetCurrentSpeed()); }, isErrorObject},
+    {"getMemoryManufacturerAndModel", [] { return std::string(getMemoryManufacturerAndModel()); },
+     isErrorObject},
     {"getCpuLoad", [] { return std::to_string(getCpuLoad()); }, isMinusOne},
     {"getCpuTemperature", [] { return std::to_string(getCpuTemperature()); }, isMinusOne},
     {"getCpuBaseFrequency", [] { return std::to_string(getCpuBaseFrequency()); }, isMinusOne},
