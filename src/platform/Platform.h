@@ -9,9 +9,14 @@ class FaultTrap;
 class GraphicsSdk;
 class Libraries;
 class ManagementData;
+class NamedMutexes;
 class NetworkTables;
+class PerformanceCounters;
 class Processes;
+class Processor;
+class Ring0;
 class SystemFacts;
+class Timers;
 
 /// What the logic asks of a system, one service an operation. Each service lives as long as the platform.
 class Platform {
@@ -25,6 +30,11 @@ class Platform {
     virtual Libraries& libraries() = 0;
     virtual GraphicsSdk& graphicsSdk() = 0;
     virtual Processes& processes() = 0;
+    virtual Processor& processor() = 0;
+    virtual Ring0& ring0() = 0;
+    virtual NamedMutexes& namedMutexes() = 0;
+    virtual Timers& timers() = 0;
+    virtual PerformanceCounters& performanceCounters() = 0;
     virtual ManagementData& managementData() = 0;
 };
 

@@ -5,7 +5,11 @@
 #include "platform/linux/InterfaceNames.h"
 #include "platform/linux/Libraries.h"
 #include "platform/linux/ManagementData.h"
+#include "platform/linux/NamedMutexes.h"
 #include "platform/linux/NetworkTables.h"
+#include "platform/linux/PerformanceCounters.h"
+#include "platform/linux/Processor.h"
+#include "platform/linux/Ring0.h"
 #include "platform/linux/RootedFiles.h"
 #include "platform/linux/Services.h"
 
@@ -25,6 +29,11 @@ class LinuxPlatform : public Platform {
     Libraries& libraries() override { return libraries_; }
     GraphicsSdk& graphicsSdk() override { return graphicsSdk_; }
     Processes& processes() override { return processes_; }
+    Processor& processor() override { return processor_; }
+    Ring0& ring0() override { return ring0_; }
+    NamedMutexes& namedMutexes() override { return namedMutexes_; }
+    Timers& timers() override { return timers_; }
+    PerformanceCounters& performanceCounters() override { return performanceCounters_; }
     ManagementData& managementData() override { return managementData_; }
 
   private:
@@ -37,6 +46,11 @@ class LinuxPlatform : public Platform {
     LinuxLibraries libraries_{files_};
     LinuxGraphicsSdk graphicsSdk_{files_};
     LinuxProcesses processes_;
+    LinuxProcessor processor_{files_};
+    LinuxRing0 ring0_{files_};
+    LinuxNamedMutexes namedMutexes_{files_};
+    LinuxTimers timers_;
+    LinuxPerformanceCounters performanceCounters_{files_};
     LinuxManagementData managementData_{files_};
 };
 

@@ -3,8 +3,12 @@
 #include "platform/Platform.h"
 #include "platform/machine/MachineClock.h"
 #include "platform/machine/MachineGraphics.h"
+#include "platform/machine/MachineCounters.h"
 #include "platform/machine/MachineManagement.h"
 #include "platform/machine/MachineNetwork.h"
+#include "platform/machine/MachineProcessor.h"
+#include "platform/machine/MachineRing0.h"
+#include "platform/machine/MachineSmbus.h"
 #include "platform/machine/MachineSystem.h"
 #include "platform/machine/Node.h"
 #include "platform/machine/Requests.h"
@@ -33,6 +37,11 @@ class Machine : public Platform {
     Libraries& libraries() override { return libraries_; }
     GraphicsSdk& graphicsSdk() override { return graphicsSdk_; }
     Processes& processes() override { return processes_; }
+    MachineProcessor& processor() override { return processor_; }
+    MachineRing0& ring0() override { return ring0_; }
+    NamedMutexes& namedMutexes() override { return namedMutexes_; }
+    Timers& timers() override { return timers_; }
+    PerformanceCounters& performanceCounters() override { return performanceCounters_; }
     ManagementData& managementData() override { return managementData_; }
 
   private:
@@ -49,7 +58,13 @@ class Machine : public Platform {
     MachineLibraries libraries_{amd_, requests_};
     MachineGraphicsSdk graphicsSdk_{nvidia_, requests_};
     MachineProcesses processes_{nvidia_, requests_};
+    MachineProcessor processor_;
+    MachineRing0 ring0_;
+    MachineNamedMutexes namedMutexes_;
+    MachineTimers timers_;
+    MachinePerformanceCounters performanceCounters_;
     MachineManagementData managementData_;
+    MachineSmbus smbus_;
 };
 
 } // namespace orv::platform

@@ -3,6 +3,8 @@
 #include "platform/Platform.h"
 #include "platform/windows/Graphics.h"
 #include "platform/windows/ManagementData.h"
+#include "platform/windows/ProcessorServices.h"
+#include "platform/windows/Ring0.h"
 #include "platform/windows/Services.h"
 
 namespace orv::platform {
@@ -16,6 +18,11 @@ class WindowsPlatform : public Platform {
     Libraries& libraries() override { return libraries_; }
     GraphicsSdk& graphicsSdk() override { return graphicsSdk_; }
     Processes& processes() override { return processes_; }
+    Processor& processor() override { return processor_; }
+    Ring0& ring0() override { return ring0_; }
+    NamedMutexes& namedMutexes() override { return namedMutexes_; }
+    Timers& timers() override { return timers_; }
+    PerformanceCounters& performanceCounters() override { return performanceCounters_; }
     ManagementData& managementData() override { return managementData_; }
 
   private:
@@ -26,6 +33,11 @@ class WindowsPlatform : public Platform {
     WindowsLibraries libraries_;
     WindowsGraphicsSdk graphicsSdk_;
     WindowsProcesses processes_;
+    WindowsProcessor processor_;
+    WindowsRing0 ring0_;
+    WindowsNamedMutexes namedMutexes_;
+    WindowsTimers timers_;
+    WindowsPerformanceCounters performanceCounters_;
     WindowsManagementData managementData_;
 };
 
