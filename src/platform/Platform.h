@@ -5,9 +5,13 @@
 namespace orv::platform {
 
 class Clock;
+class DeviceFiles;
+class DeviceTree;
 class FaultTrap;
 class ManagementData;
 class NetworkTables;
+class Privileges;
+class Registry;
 class SystemFacts;
 
 /// What the logic asks of a system, one service an operation. Each service lives as long as the platform.
@@ -20,6 +24,10 @@ class Platform {
     virtual Clock& clock() = 0;
     virtual NetworkTables& networkTables() = 0;
     virtual ManagementData& managementData() = 0;
+    virtual DeviceTree& deviceTree() = 0;
+    virtual DeviceFiles& deviceFiles() = 0;
+    virtual Registry& registry() = 0;
+    virtual Privileges& privileges() = 0;
 };
 
 /// The platform that this build runs on. Opens nothing.

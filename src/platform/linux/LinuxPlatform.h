@@ -1,9 +1,11 @@
 #pragma once
 
 #include "platform/Platform.h"
+#include "platform/linux/DeviceServices.h"
 #include "platform/linux/InterfaceNames.h"
 #include "platform/linux/ManagementData.h"
 #include "platform/linux/NetworkTables.h"
+#include "platform/linux/Registry.h"
 #include "platform/linux/RootedFiles.h"
 #include "platform/linux/Services.h"
 
@@ -21,6 +23,10 @@ class LinuxPlatform : public Platform {
     Clock& clock() override { return clock_; }
     NetworkTables& networkTables() override { return networkTables_; }
     ManagementData& managementData() override { return managementData_; }
+    DeviceTree& deviceTree() override { return deviceTree_; }
+    DeviceFiles& deviceFiles() override { return deviceFiles_; }
+    Registry& registry() override { return registry_; }
+    Privileges& privileges() override { return privileges_; }
 
   private:
     RootedFiles files_;
@@ -30,6 +36,10 @@ class LinuxPlatform : public Platform {
     LinuxClock clock_;
     LinuxNetworkTables networkTables_{files_, interfaceNames_};
     LinuxManagementData managementData_{files_};
+    LinuxDeviceTree deviceTree_{files_};
+    LinuxDeviceFiles deviceFiles_{files_};
+    LinuxRegistry registry_{files_, interfaceNames_};
+    LinuxPrivileges privileges_;
 };
 
 } // namespace orv::platform

@@ -4,7 +4,9 @@ namespace orv::platform {
 
 Machine::Machine(const Node& root)
     : name_(root.text("name")), systemFacts_(root, requests_), networkTables_(root, requests_, clock_),
-      managementData_(root, requests_) {
+      managementData_(root, requests_), batteries_(root, clock_), deviceTree_(batteries_, requests_),
+      deviceFiles_(batteries_, requests_), registry_(networkTables_.cards(), requests_),
+      privileges_(requests_) {
     root.text("description", ""); // for the reader of the file
     requests_.load(root);
     clock_.load(root);

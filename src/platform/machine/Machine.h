@@ -2,8 +2,10 @@
 
 #include "platform/Platform.h"
 #include "platform/machine/MachineClock.h"
+#include "platform/machine/MachineDevices.h"
 #include "platform/machine/MachineManagement.h"
 #include "platform/machine/MachineNetwork.h"
+#include "platform/machine/MachineRegistry.h"
 #include "platform/machine/MachineSystem.h"
 #include "platform/machine/Node.h"
 #include "platform/machine/Requests.h"
@@ -30,6 +32,10 @@ class Machine : public Platform {
     Clock& clock() override { return clock_; }
     NetworkTables& networkTables() override { return networkTables_; }
     ManagementData& managementData() override { return managementData_; }
+    DeviceTree& deviceTree() override { return deviceTree_; }
+    DeviceFiles& deviceFiles() override { return deviceFiles_; }
+    Registry& registry() override { return registry_; }
+    Privileges& privileges() override { return privileges_; }
 
   private:
     explicit Machine(const Node& root);
@@ -41,6 +47,11 @@ class Machine : public Platform {
     MachineFaultTrap faultTrap_;
     MachineNetworkTables networkTables_;
     MachineManagementData managementData_;
+    MachineBatteries batteries_;
+    MachineDeviceTree deviceTree_;
+    MachineDeviceFiles deviceFiles_;
+    MachineRegistry registry_;
+    MachinePrivileges privileges_;
 };
 
 } // namespace orv::platform

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Platform.h"
+#include "platform/windows/DeviceServices.h"
 #include "platform/windows/ManagementData.h"
 #include "platform/windows/Services.h"
 
@@ -13,6 +14,10 @@ class WindowsPlatform : public Platform {
     Clock& clock() override { return clock_; }
     NetworkTables& networkTables() override { return networkTables_; }
     ManagementData& managementData() override { return managementData_; }
+    DeviceTree& deviceTree() override { return deviceTree_; }
+    DeviceFiles& deviceFiles() override { return deviceFiles_; }
+    Registry& registry() override { return registry_; }
+    Privileges& privileges() override { return privileges_; }
 
   private:
     WindowsSystemFacts systemFacts_;
@@ -20,6 +25,10 @@ class WindowsPlatform : public Platform {
     WindowsClock clock_;
     WindowsNetworkTables networkTables_;
     WindowsManagementData managementData_;
+    WindowsDeviceTree deviceTree_;
+    WindowsDeviceFiles deviceFiles_;
+    WindowsRegistry registry_;
+    WindowsPrivileges privileges_;
 };
 
 } // namespace orv::platform
