@@ -1,24 +1,32 @@
 #include "json/serializer.h"
 
+#include "json/numberText.h"
 #include "json/streams.h"
+#include "json/utf8.h"
 
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <iomanip>
+#include <cstring>
 
 namespace orv::json {
 
 namespace {
 
-constexpr std::array<std::string_view, 13> kTokenTexts = {"",  "true", "false", "null", "",  "", "",
-                                                          "[", "]",    "{",     "}",    ":", ","};
+// By token; those without a letter have a word or write nothing.
+constexpr std::array<char, 13> kTokenLetters = {0, 0, 0, 0, 0, 0, 0, '[', ']', '{', '}', ':', ','};
 
-/// What is written for a byte: itself (0), nothing (1), or a backslash and the letter.
+// What becomes of a byte: it stands for itself, nothing is written, it is part of a longer code point, or a
+// backslash and the letter of the table are written.
+constexpr char kPlain = 0;
+constexpr char kDropped = 1;
+constexpr char kNotAscii = 2;
 constexpr std::array<char, 256> makeEscapes() {
     std::array<char, 256> escapes{};
     for (int control = 0; control < 32; ++control)
-        escapes[control] = 1;
+        escapes[control] = kDropped;
+    for (int byte = 128; byte < 256; ++byte)
+        escapes[byte] = kNotAscii;
     escapes['\b'] = 'b';
     escapes['\t'] = 't';
     escapes['\n'] = 'n';
@@ -30,11 +38,31 @@ constexpr std::array<char, 256> makeEscapes() {
 }
 constexpr std::array<char, 256> kEscapes = makeEscapes();
 
-[[noreturn]] void throwEncodingFailed(unsigned char codePoint) {
-    fast_basic_ostringstream text;
-    text << "encoding failed with codepoint '\\u" << std::hex << std::uppercase << std::setw(4)
-         << std::setfill('0') << static_cast<unsigned>(codePoint) << "'";
-    throw json_serialization_error(text.str());
+constexpr std::uint64_t eightTimes(unsigned char byte) {
+    return 0x0101010101010101u * byte;
+}
+
+/// Whether one of eight bytes is zero. A borrow runs into a higher byte only from one that is.
+constexpr std::uint64_t hasZero(std::uint64_t bytes) {
+    return (bytes - eightTimes(1)) & ~bytes & eightTimes(0x80);
+}
+
+/// How many bytes at the start of the text stand for themselves, looked at eight at a time.
+std::size_t plainLength(std::string_view text) {
+    std::size_t i = 0;
+    for (; i + 8 <= text.size(); i += 8) {
+        std::uint64_t bytes = 0;
+        std::memcpy(&bytes, text.data() + i, sizeof bytes);
+        const std::uint64_t notAsciiOrControl = (bytes | (bytes - eightTimes(0x20))) & eightTimes(0x80);
+        if (notAsciiOrControl | hasZero(bytes ^ eightTimes('"')) | hasZero(bytes ^ eightTimes('\\'))) break;
+    }
+    while (i < text.size() && kEscapes[static_cast<unsigned char>(text[i])] == kPlain)
+        ++i;
+    return i;
+}
+
+[[noreturn]] void throwEncodingFailed(std::uint32_t codePoint) {
+    throw json_serialization_error("encoding failed with codepoint " + quotedCodePoint(codePoint));
 }
 
 } // namespace
@@ -91,75 +119,97 @@ json_serializer::json_serializer(std::ostream& output) : output_(output), target
 }
 
 // Straight to the stream's buffer: a formatted write would build a sentry for every comma.
-void json_serializer::put(std::string_view text) {
-    const auto size = static_cast<std::streamsize>(text.size());
-    if (target_.sputn(text.data(), size) != size)
-        throwEncodingFailed(static_cast<unsigned char>(text.front()));
+void json_serializer::put(char letter) {
+    using traits = std::streambuf::traits_type;
+    if (traits::eq_int_type(target_.sputc(letter), traits::eof()))
+        throwEncodingFailed(static_cast<unsigned char>(letter));
+}
+
+void json_serializer::put(std::string_view ascii) {
+    const auto size = static_cast<std::streamsize>(ascii.size());
+    const std::streamsize written = target_.sputn(ascii.data(), size);
+    if (written != size) throwEncodingFailed(static_cast<unsigned char>(ascii[written]));
 }
 
 void json_serializer::put_token(token mark) {
-    put(kTokenTexts[static_cast<std::size_t>(mark)]);
+    if (const char letter = kTokenLetters[static_cast<std::size_t>(mark)]) return put(letter);
+    if (mark == token::true_value) return put("true");
+    if (mark == token::false_value) return put("false");
+    if (mark == token::null_value) return put("null");
 }
 
 void json_serializer::put_integer(std::int64_t number) {
-    std::array<char, 24> digits{};
-    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
-    put({digits.data(), end});
+    NumberBuffer buffer;
+    put({buffer.data(), std::to_chars(buffer.data(), buffer.data() + buffer.size(), number).ptr});
 }
 
+/// A whole number beyond 64 bits takes the form of a fraction, since its integer conversion is not defined.
 void json_serializer::put_float(double number) {
-    if (!std::isfinite(number)) return put_token(token::null_value);
     constexpr double beyondInteger = 9223372036854775808.0; // 2^63
-    if (std::ceil(number) == std::floor(number) && number >= -beyondInteger && number < beyondInteger) {
-        put_integer(static_cast<std::int64_t>(number));
-        return put(".0");
+    if (number >= -beyondInteger && number < beyondInteger) {
+        const auto whole = static_cast<std::int64_t>(number);
+        if (static_cast<double>(whole) == number) {
+            NumberBuffer buffer;
+            char* end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), whole).ptr;
+            *end++ = '.';
+            *end++ = '0';
+            return put({buffer.data(), end});
+        }
+    } else if (!std::isfinite(number)) {
+        return put("null");
     }
-    // The text of a default-formatted stream of the classic locale. A whole number beyond 64 bits takes this
-    // form too, since its integer conversion is not defined.
-    std::array<char, 40> digits{};
-    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number,
-                                   std::chars_format::general, static_cast<int>(output_.precision()))
-                         .ptr;
-    put({digits.data(), end});
+    NumberBuffer buffer;
+    put(fractionText(number, static_cast<int>(output_.precision()), buffer));
 }
 
 void json_serializer::put_string(const std::string& text) {
-    put("\"");
-    bool ascii = true;
-    for (const char letter : text)
-        ascii &= static_cast<unsigned char>(letter) < 0x80;
-    if (ascii) {
+    put('"');
+    const std::size_t plain = plainLength(text);
+    if (plain == text.size()) {
+        put(std::string_view(text));
+    } else if (isCleanUtf8(std::string_view(text).substr(plain))) {
         put_code_points(text);
     } else {
         std::string clean = text;
         stripInvalidUtf8(clean);
         put_code_points(clean);
     }
-    put("\"");
+    put('"');
 }
 
-/// Runs of letters that stand for themselves go out in one piece. Only ASCII is ever escaped or dropped, so
-/// the bytes of a longer code point are part of a run.
+/// Runs of letters that stand for themselves go out in one piece.
 void json_serializer::put_code_points(std::string_view text) {
-    std::size_t runStart = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const char escape = kEscapes[static_cast<unsigned char>(text[i])];
-        if (escape == 0) continue;
-        if (i > runStart) put(text.substr(runStart, i - runStart));
-        if (escape != 1) {
-            const char pair[] = {'\\', escape};
-            put({pair, 2});
-        }
-        runStart = i + 1;
+    fast_string_istreambuf input(text);
+    while (!input.rest().empty()) {
+        const std::string_view run = input.rest().substr(0, plainLength(input.rest()));
+        if (!run.empty()) put(run);
+        input.skip(run.size());
+        if (!input.rest().empty()) put_code_point(readCodePoint(input));
     }
-    if (text.size() > runStart) put(text.substr(runStart));
+}
+
+/// An overlong form is judged by what it stands for, and written in its shortest form.
+void json_serializer::put_code_point(std::uint32_t codePoint) {
+    if (codePoint >= 0x80) {
+        std::array<char, 4> bytes{};
+        for (const char byte : utf8Of(codePoint, bytes))
+            if (target_.sputc(byte) == std::streambuf::traits_type::eof()) throwEncodingFailed(codePoint);
+        return;
+    }
+    const char escape = kEscapes[codePoint];
+    if (escape == kDropped) return;
+    if (escape == kPlain) return put(static_cast<char>(codePoint));
+    put('\\');
+    put(escape);
 }
 
 std::string dump(const value& document) {
     std::string text;
-    fast_string_ostreambuf buffer(text);
-    std::ostream output(&buffer);
-    json_serializer(output).dump(document);
+    {
+        fast_string_ostreambuf buffer(text);
+        std::ostream output(&buffer);
+        json_serializer(output).dump(document);
+    }
     return text;
 }
 

@@ -2,6 +2,7 @@
 
 #include "json/value.h"
 
+#include <cstdint>
 #include <ostream>
 #include <string_view>
 
@@ -34,7 +35,7 @@ class basic_serializer {
 };
 
 /// Writes compact JSON to a stream.
-class json_serializer : public basic_serializer {
+class json_serializer final : public basic_serializer {
   public:
     explicit json_serializer(std::ostream& output);
     ~json_serializer() override = default;
@@ -44,7 +45,9 @@ class json_serializer : public basic_serializer {
     void put_string(const std::string& text) override;
 
   private:
-    void put(std::string_view text);
+    void put(char letter);
+    void put(std::string_view ascii);
+    void put_code_point(std::uint32_t codePoint);
     void put_code_points(std::string_view text);
 
     std::ostream& output_;

@@ -70,7 +70,10 @@ class basic_value {
         : held_(object_type(entries)) {}
 
     basic_value(const basic_value&) = default;
-    basic_value& operator=(const basic_value&) = default;
+    /// By a copy of its own, since `other` may be a part of this value.
+    basic_value& operator=(const basic_value& other) { // NOLINT(bugprone-unhandled-self-assignment)
+        return *this = basic_value(other);
+    }
     basic_value(basic_value&& other) noexcept : held_(std::exchange(other.held_, std::monostate())) {}
     basic_value& operator=(basic_value&& other) noexcept {
         held_ = std::exchange(other.held_, std::monostate());
@@ -138,8 +141,5 @@ using value = basic_value<value_tplargs>;
 
 /// The compact text of a value: no blank, no line break.
 std::string dump(const value& document);
-
-/// Removes from `text` what cannot be UTF-8, one byte at a time. Overlong forms and surrogates stay.
-void stripInvalidUtf8(std::string& text);
 
 } // namespace orv::json

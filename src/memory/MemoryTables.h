@@ -19,4 +19,7 @@ extern const NameTable cimFormFactorName;
 /// Form factors as SMBIOS numbers them (DMTF DSP0134, type 17, Form Factor).
 extern const NameTable smbiosFormFactorName;
 
+/// The name of a memory type, or its decimal number when memoryTypeName has none.
+std::wstring memoryTypeText(std::int32_t type);
+
 } // namespace orv::memory

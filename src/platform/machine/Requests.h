@@ -36,6 +36,17 @@ class Requests {
     void plan(Fault fault) { faults_.push_back(std::move(fault)); }
     void clearFaults() { faults_.clear(); }
 
+    /// For fault sweeps: the `number`th request from now on fails, whatever it asks for; 0 counts only.
+    void failRequest(std::uint64_t number, ErrorCode error) {
+        sweepAt_ = number;
+        sweepError_ = error;
+        sweepCount_ = 0;
+    }
+    /// For a machine where nothing works.
+    void failEveryRequest(ErrorCode error) { everyError_ = error; }
+    /// Requests since failRequest.
+    std::uint64_t count() const { return sweepCount_; }
+
     /// Gives the error planned for this request, kSuccess for none; throws HardwareFault for a planned one.
     ErrorCode enter(std::string_view operation) {
         return enter(operation, [] { return std::string(); });
@@ -44,6 +55,8 @@ class Requests {
     template <class Detail>
     ErrorCode enter(std::string_view operation, Detail&& detail) {
         if (recording_) write(operation, detail());
+        if (++sweepCount_ == sweepAt_) return sweepError_;
+        if (everyError_ != kSuccess) return everyError_;
         return faults_.empty() ? kSuccess : faultFor(operation);
     }
 
@@ -57,6 +70,10 @@ class Requests {
     void write(std::string_view operation, std::string detail);
     ErrorCode faultFor(std::string_view operation);
 
+    std::uint64_t sweepAt_ = 0;
+    std::uint64_t sweepCount_ = 0;
+    ErrorCode sweepError_ = kSuccess;
+    ErrorCode everyError_ = kSuccess;
     bool recording_ = false;
     std::vector<std::string> record_;
     std::vector<Fault> faults_;

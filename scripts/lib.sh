@@ -1,0 +1,41 @@
+# What the scripts share. Sourced by bash in the root of the repository.
+# shellcheck shell=bash
+
+say() { echo "== $*"; }
+
+die() {
+  echo "$*" >&2
+  exit 2
+}
+
+as_root() {
+  if ((EUID == 0)); then "$@"; else sudo "$@"; fi
+}
+
+installed() { dpkg-query -W -f='${Status}\n' "$1" 2>/dev/null | grep -q '^install ok installed$'; }
+
+# install PACKAGE...: what is missing of them; asks no network when nothing is.
+install_missing() {
+  local package missing=()
+  for package in "$@"; do
+    installed "$package" || missing+=("$package")
+  done
+  ((${#missing[@]})) || return 0
+  say "installing ${missing[*]}"
+  as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "${missing[@]}" >/dev/null 2>&1 && return
+  # An old package list is the usual reason.
+  as_root apt-get update -q
+  as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "${missing[@]}"
+}
+
+# build PRESET [CMAKE-ARGUMENT...]: configures when needed, and builds.
+build() {
+  local preset=$1
+  shift
+  if [[ ! -f build/$preset/build.ninja ]] || (($#)); then
+    say "configuring build/$preset"
+    cmake --preset "$preset" "$@" >/dev/null
+  fi
+  say "building build/$preset"
+  cmake --build "build/$preset"
+}

@@ -1,0 +1,119 @@
+// What every side promises for the ground-floor services.
+
+#include "platform/Clock.h"
+#include "platform/FaultTrap.h"
+#include "platform/NetworkTables.h"
+#include "platform/SystemFacts.h"
+#include "support/Sides.h"
+
+#include <gmock/gmock.h>
+
+#include <stdexcept>
+
+namespace orv::test {
+namespace {
+
+class SystemFactsContract : public Contract {};
+
+TEST_P(SystemFactsContract, MemoryAddsUp) {
+    const auto answer = side().systemFacts().memoryStatus();
+    ASSERT_TRUE(answer.ok()) << answer.error;
+    const platform::MemoryFacts& facts = answer.value;
+    EXPECT_GT(facts.totalPhys, 1u << 20);
+    EXPECT_LE(facts.availPhys, facts.totalPhys);
+    EXPECT_LE(facts.availVirtual, facts.totalVirtual);
+    const double used =
+        100.0 * static_cast<double>(facts.totalPhys - facts.availPhys) / static_cast<double>(facts.totalPhys);
+    EXPECT_NEAR(used, facts.loadPercent, 1.0);
+}
+
+TEST_P(SystemFactsContract, KnowsTheMachineAndItsSentences) {
+    const platform::Architecture machine = side().systemFacts().architecture();
+    EXPECT_NE(platform::Architecture::Outcome::callFailed, machine.outcome);
+    EXPECT_THAT(machine.nativeMachine, ::testing::AnyOf(platform::kMachineAmd64, platform::kMachineI386));
+    const std::wstring text = side().systemFacts().errorText(platform::kFileNotFound);
+    ASSERT_GT(text.size(), 2u);
+    EXPECT_EQ(L"\r\n", text.substr(text.size() - 2));
+    EXPECT_EQ(L"", side().systemFacts().errorText(0xFFFFFFFF));
+}
+INSTANTIATE_SIDES(SystemFactsContract);
+
+class ClockContract : public Contract {};
+
+TEST_P(ClockContract, NeverGoesBackAndSleepsAtLeastAsLongAsAsked) {
+    platform::Clock& clock = side().clock();
+    const std::int64_t start = clock.monotonicNs();
+    clock.sleepNs(3'000'000);
+    std::int64_t last = clock.monotonicNs();
+    EXPECT_GE(last - start, 3'000'000);
+    for (int i = 0; i < 1000; ++i) {
+        const std::int64_t now = clock.monotonicNs();
+        ASSERT_GE(now, last);
+        last = now;
+    }
+}
+INSTANTIATE_SIDES(ClockContract);
+
+class FaultTrapContract : public Contract {};
+
+TEST_P(FaultTrapContract, ReturnsAndExceptionsPass) {
+    platform::FaultTrap& trap = side().faultTrap();
+    int calls = 0;
+    EXPECT_EQ(0u, trap.run([&] { ++calls; }));
+    EXPECT_THROW(trap.run([&] { throw std::runtime_error("through"); }), std::runtime_error);
+    EXPECT_EQ(0u, trap.run([&] { EXPECT_THROW(trap.run([] { throw 1; }), int); }));
+    EXPECT_EQ(1, calls);
+}
+INSTANTIATE_SIDES(FaultTrapContract);
+
+class NetworkTablesContract : public Contract {};
+
+TEST_P(NetworkTablesContract, EveryAdapterHasADescriptionAndRowsAreReplaced) {
+    const auto adapters = side().networkTables().adapters();
+    ASSERT_TRUE(adapters.ok()) << adapters.error;
+    for (const auto& adapter : adapters.value) {
+        EXPECT_NE("", adapter.description);
+        EXPECT_THAT(adapter.ipAddress, ::testing::ContainsRegex("^[0-9]+\\.[0-9]+\\.[0-9]+\\.[0-9]+$"));
+    }
+    std::vector<platform::InterfaceRow> rows(500, {"stale", 1, 1});
+    ASSERT_EQ(platform::kSuccess, side().networkTables().interfaceRows(rows));
+    EXPECT_LT(rows.size(), 500u);
+    for (const auto& row : rows)
+        EXPECT_NE("stale", row.description);
+}
+INSTANTIATE_SIDES(NetworkTablesContract);
+
+/// Real faults on the host's own trap.
+void nullWrite() {
+    *static_cast<volatile int*>(nullptr) = 1;
+}
+void illegalInstruction() {
+    __builtin_trap();
+}
+void integerDivision() {
+    volatile int zero = 0;
+    volatile int result = 0;
+    asm volatile("cltd\n\tidivl %2" : "=a"(result) : "0"(1), "m"(zero) : "edx", "cc");
+}
+
+TEST(FaultTrap, RealFaultsBecomeTheirCodesAlsoNested) {
+    const auto host = platform::makeHostPlatform();
+    platform::FaultTrap& trap = host->faultTrap();
+    const std::pair<void (*)(), std::uint32_t> cases[] = {
+        {nullWrite, 0xC0000005}, {integerDivision, 0xC0000094}, {illegalInstruction, 0xC000001D}};
+    for (const auto& [fault, code] : cases) {
+        EXPECT_EQ(code, trap.run(fault));
+        std::uint32_t inner = 0;
+        EXPECT_EQ(code, trap.run([&, action = fault] {
+            inner = trap.run(action);
+            action();
+        }));
+        EXPECT_EQ(code, inner);
+        trap.resetStack();
+        trap.clearFloatingPointStatus();
+    }
+    EXPECT_EQ(0u, trap.run([] {}));
+}
+
+} // namespace
+} // namespace orv::test

@@ -1,0 +1,218 @@
+#include "frame/EncodedText.h"
+#include "frame/HWException.h"
+#include "frame/callFrame.h"
+#include "frame/sehGuard.h"
+#include "frame/supportedArch.h"
+#include "orvane/hwprobe.h"
+#include "support/TestMachine.h"
+
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+
+#include <regex>
+
+namespace orv::test {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
+
+constexpr char kPlain[] = R"({"name": "plain", "memory": {"totalPhys": 1000, "availPhys": 620}})";
+
+TEST(Text, WideAndUtf8AreTheSameText) {
+    const std::pair<std::wstring, std::string> cases[] = {
+        {L"", ""},
+        {L"Gr\u00FC\u00DFe \u20AC", "Gr\xC3\xBC\xC3\x9F"
+                                    "e \xE2\x82\xAC"},
+        {std::wstring(L"a\0b", 3), std::string("a\0b", 3)},
+    };
+    for (const auto& [wide, narrow] : cases) {
+        EXPECT_EQ(narrow, EncodedText(wide).narrow);
+        EXPECT_EQ(wide, EncodedText(narrow).wide);
+    }
+    // What cannot be converted becomes U+FFFD, never an exception.
+    const std::wstring lone = {L'a', static_cast<wchar_t>(0xD800), L'b'};
+    EXPECT_EQ("a\xEF\xBF\xBD"
+              "b",
+              EncodedText(lone).narrow);
+    EXPECT_EQ(L"a\uFFFD", EncodedText(std::string("a\xFF")).wide);
+}
+
+TEST(Failure, TextStartsWithThePlaceOfTheThrow) {
+    try {
+        throwHW(L"CreateFile failed: {}", getSystemErrorText(2));
+    } catch (const std::exception& failure) {
+        EXPECT_TRUE(std::regex_search(
+            failure.what(),
+            std::regex("^frame_test@[0-9]+: CreateFile failed: error code: 2 message: .+\r\n$")))
+            << failure.what();
+    }
+    EXPECT_EQ(L"error code: 4294967295 message: ", getSystemErrorText(0xFFFFFFFF));
+}
+
+TEST(Frame, LastErrorIsEmptyAtFirstAndKeptBySuccesses) {
+    TestMachine machine(kPlain);
+    EXPECT_STREQ("", getLastError());
+    machine->requests().plan({"memoryStatus", 1, 5, 0});
+    EXPECT_EQ(-1, getMemoryLoad());
+    EXPECT_THAT(
+        getLastError(),
+        MatchesRegex("MemoryStatus@[0-9]+: GlobalMemoryStatusEx failed, error code: 5 message: Access is "
+                     "denied\\.\r\n"));
+    const std::string reason = getLastError();
+    EXPECT_EQ(38, getMemoryLoad());
+    EXPECT_EQ(reason, getLastError());
+}
+
+TEST(Frame, AnswersAndFailuresHaveABufferEach) {
+    TestMachine machine = TestMachine::sample("intel-desktop");
+    const char* answer = getNetCurrentSpeed();
+    const std::string kept = answer;
+    machine->requests().plan({"interfaceRows", 1, 5, 0});
+    const char* failure = getNetCurrentSpeed();
+    const std::string failureKept = failure;
+    EXPECT_THAT(failure, HasSubstr("GetIfTable failed: error code: 5"));
+    EXPECT_EQ(kept, answer);
+    machine->requests().clearFaults();
+    getNetCurrentSpeed();
+    EXPECT_EQ(failureKept, failure);
+    // The line break that system texts end in stays valid JSON.
+    EXPECT_EQ(getLastError(), nlohmann::json::parse(failure)["error"].get<std::string>());
+}
+
+TEST(Frame, FailureFormsAreExact) {
+    const char* reason = "a \"quoted\"\r\ntext";
+    EXPECT_EQ(R"({"error":"a \"quoted\"\r\ntext"})", frame::errorObject(reason));
+    EXPECT_EQ(R"({"code":0,"data":"a \"quoted\"\r\ntext"})", frame::codeObject(reason));
+    EXPECT_EQ("{\"error\": \"a \"quoted\"\r\ntext\"}", frame::boundedErrorText<1024>(reason));
+    const std::string endless(5000, 'x'); // cut to what the buffer holds beside its NUL
+    EXPECT_EQ(R"({"error": ")" + std::string(1012, 'x'), frame::boundedErrorText<1024>(endless.c_str()));
+}
+
+TEST(Frame, AnIndexPastTheListIsTheStandardError) {
+    std::vector<int> list = {7};
+    EXPECT_EQ(7, frame::at(list, 0));
+    const auto text = [&] {
+        return frame::guarded(std::string("failed"), [&] { return std::to_string(frame::at(list, 1)); });
+    };
+    EXPECT_EQ("failed", text());
+    EXPECT_STREQ("invalid vector subscript", getLastError());
+}
+
+TEST(Frame, ArchitectureDecidesBeforeAnyObjectIsMade) {
+    const std::tuple<const char*, bool, const char*> cases[] = {
+        {R"({"nativeMachine": "0x8664"})", true, ""},
+        {R"({"nativeMachine": "0x14C"})", true, ""},
+        {R"({"nativeMachine": "0xAA64"})", false, "Not x86 arch"},
+        {R"({"processMachine": "0x1C0"})", false, "Not x86 arch"},
+        {R"({"architecture": "noFunction", "nativeMachine": "0xAA64"})", true, ""},
+        {R"({"architecture": "noSystemLibrary"})", false, "Load kernel32.dll failed"},
+        {R"({"architecture": "callFailed"})", false, "Call IsWow64Process2 failed"},
+    };
+    for (const auto& [system, supported, reason] : cases) {
+        TestMachine machine(std::string(R"({"name": "x", "system": )") + system + "}");
+        EXPECT_EQ(supported, frame::isSupportedArch()) << system;
+        EXPECT_STREQ(reason, getLastError());
+        if (supported) continue;
+        EXPECT_EQ(-1.0, getCpuTemperature());
+        EXPECT_EQ(-1.0, getCpuFrequency());
+        EXPECT_STREQ(reason, getLastError());
+    }
+}
+
+TEST(SehGuard, FaultsBecomeTexts) {
+    EXPECT_EQ("EXCEPTION_ACCESS_VIOLATION", sehExceptionText(0xC0000005));
+    EXPECT_EQ("EXCEPTION_INVALID_HANDLE", sehExceptionText(0xC0000008));
+    EXPECT_EQ("0xdeadbeef", sehExceptionText(0xDEADBEEF));
+
+    TestMachine machine = TestMachine::sample("intel-desktop");
+    machine->requests().plan({"adapters", 1, 0, 0xC0000094});
+    EXPECT_STREQ(R"({"error":"catch SEH exception: EXCEPTION_INT_DIVIDE_BY_ZERO"})", getNetCurrentSpeed());
+    EXPECT_STREQ("catch SEH exception: EXCEPTION_INT_DIVIDE_BY_ZERO", getLastError());
+    EXPECT_THAT(getNetCurrentSpeed(), HasSubstr("ACME")) << "the list is made by the next call";
+
+    // A real fault of the machine that runs this.
+    const auto host = platform::makeHostPlatform();
+    InUse inUse(*host);
+    EXPECT_THROW(sehGuard([] { *static_cast<volatile int*>(nullptr) = 1; }), std::runtime_error);
+    EXPECT_THROW(sehGuard([] { throw std::out_of_range("passes"); }), std::out_of_range);
+}
+
+TEST(ProcessStateTest, AFailedMakerRunsAgainAndTheExitListRunsBackwards) {
+    OnceCell<int> cell;
+    EXPECT_THROW(cell.get([]() -> int { throw std::runtime_error("not yet"); }), std::runtime_error);
+    EXPECT_EQ(1, cell.get([] { return 1; }));
+    EXPECT_EQ(1, cell.get([] { return 2; }));
+
+    static std::string order;
+    order.clear();
+    ProcessState::renew();
+    ProcessState::current().atExit([] { order += "first "; });
+    ProcessState::current().atExit([] { order += "second "; });
+    ProcessState::renew();
+    EXPECT_EQ("second first ", order);
+}
+
+/// One export for the fault sweep: its answer as text, and whether that is its failure value.
+struct Swept {
+    const char* name;
+    std::string (*call)();
+    bool (*failed)(const std::string&);
+};
+
+bool isMinusOne(const std::string& text) {
+    return text == "-1" || text == std::to_string(-1.0);
+}
+bool isErrorObject(const std::string& text) {
+    return text.starts_with("{\"error\"") || text.starts_with("{\"code\":0");
+}
+
+const Swept kSwept[] = {
+    {"getMemoryLoad", [] { return std::to_string(getMemoryLoad()); }, isMinusOne},
+    {"getNetCurrentSpeed", [] { return std::string(getNetCurrentSpeed()); }, isErrorObject},
+};
+
+/// After the first few hundred requests only some fail: an EEPROM is read by thousands of like ones.
+std::uint64_t nextSwept(std::uint64_t number) {
+    return number < 300 ? number + 1 : number + number / 7;
+}
+
+TEST(FaultSweep, AnyRequestMayFailAndTheNextCallIsGood) {
+    for (const Swept& entry : kSwept) {
+        SCOPED_TRACE(entry.name);
+        std::string good;
+        std::uint64_t requests = 0;
+        {
+            TestMachine machine = TestMachine::sample("intel-desktop");
+            machine->requests().failRequest(0, platform::kSuccess);
+            good = entry.call();
+            requests = machine->requests().count();
+            EXPECT_FALSE(entry.failed(good)) << good;
+        }
+        EXPECT_GT(requests, 0u);
+        for (std::uint64_t number = 1; number <= requests; number = nextSwept(number)) {
+            SCOPED_TRACE(number);
+            TestMachine machine = TestMachine::sample("intel-desktop");
+            machine->requests().failRequest(number, platform::kAccessDenied);
+            // A failure that is tolerated gives a good answer; one that is not gives value and text.
+            if (entry.failed(entry.call())) {
+                EXPECT_STRNE("", getLastError());
+            }
+            machine->requests().failRequest(0, platform::kSuccess);
+            EXPECT_FALSE(entry.failed(entry.call()));
+        }
+    }
+}
+
+TEST(FaultSweep, AMachineWhereEverythingFailsGivesFailureValues) {
+    TestMachine machine = TestMachine::sample("intel-desktop");
+    machine->requests().failEveryRequest(platform::kAccessDenied);
+    for (const Swept& entry : kSwept) {
+        const std::string answer = entry.call();
+        EXPECT_TRUE(entry.failed(answer)) << entry.name << ": " << answer;
+        EXPECT_STRNE("", getLastError());
+    }
+}
+
+} // namespace
+} // namespace orv::test

@@ -1,0 +1,159 @@
+// What only the Linux side has: captured trees, signal handlers, descriptors.
+
+#include "orvane/hwprobe.h"
+#include "platform/FaultTrap.h"
+#include "platform/linux/LinuxPlatform.h"
+#include "support/TestMachine.h"
+
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+
+namespace orv::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// A tree of files below a temporary root.
+class Tree {
+  public:
+    Tree() { fs::remove_all(root_); }
+    ~Tree() { fs::remove_all(root_); }
+    void file(const std::string& path, const std::string& content) const {
+        fs::create_directories((root_ / path).parent_path());
+        std::ofstream(root_ / path) << content;
+    }
+    void link(const std::string& path, const std::string& target) const {
+        fs::create_directories((root_ / path).parent_path());
+        fs::create_symlink(target, root_ / path);
+    }
+    std::string root() const { return fs::absolute(root_).string(); }
+
+  private:
+    fs::path root_ = "captured-tree";
+};
+
+constexpr char kDevHead[] = "Inter-|   Receive                     |  Transmit\n"
+                            " face |bytes    packets errs drop fifo frame compressed multicast|bytes\n";
+
+std::string devLine(const std::string& name, const std::string& in, const std::string& out) {
+    return "  " + name + ":" + in + " 1 0 0 0 0 0 0 " + out + " 1 0 0 0 0 0 0\n";
+}
+
+TEST(LinuxNetwork, InterfacesAreNamedAsAPersonKnowsThem) {
+    Tree tree;
+    tree.file("proc/net/dev", kDevHead + devLine("lo", " 10", "10") + devLine("eth0", "4294967300", "7") +
+                                  devLine("eth1", " 1", "2") + devLine("usb0", " 3", "4") +
+                                  devLine("enp9", " 5", "6") + devLine("br0", " 8", "9"));
+    tree.file("proc/net/route", "Iface\tDestination\tGateway\neth0\t00000000\t0101A8C0\n");
+    tree.file("usr/share/misc/pci.ids",
+              "# ids\n1af4  Other\n\t15f2  Wrong\n8086  ACME Inc.\n\t15f2  Gigabit Port\n"
+              "\t\t8086 0001  Sub\nffff  End\n");
+    tree.file("sys/class/net/lo/type", "772\n");
+    for (const std::string port : {"0", "1"}) {
+        const std::string device = "sys/devices/pci0000:00/0000:00:0" + port + ".0";
+        tree.file(device + "/vendor", "0x8086\n");
+        tree.file(device + "/device", "0x15f2\n");
+        tree.link(device + "/subsystem", "../../../bus/pci");
+        tree.link("sys/class/net/eth" + port + "/device", "../../../../" + device);
+    }
+    const std::string usb = "sys/devices/pci0000:00/0000:00:14.0/usb1/1-2";
+    tree.file(usb + "/idVendor", "0bda\n");
+    tree.file(usb + "/idProduct", "8153\n");
+    tree.file(usb + "/manufacturer", "Nordwind\n");
+    tree.file(usb + "/product", "USB LAN\n");
+    tree.link(usb + "/subsystem", "../../../../../bus/usb");
+    tree.link(usb + "/1-2:1.0/subsystem", "../../../../../../bus/usb");
+    tree.link("sys/class/net/usb0/device", "../../../../" + usb + "/1-2:1.0");
+    const std::string unknown = "sys/devices/platform/mac";
+    tree.link(unknown + "/driver", "../../../bus/platform/drivers/stmac");
+    tree.link("sys/class/net/enp9/device", "../../../../" + unknown);
+    tree.file("sys/class/net/br0/uevent", "DEVTYPE=bridge\nINTERFACE=br0\n");
+
+    platform::LinuxPlatform system(tree.root());
+    std::vector<std::string> names;
+    const auto adapters = system.networkTables().adapters();
+    ASSERT_TRUE(adapters.ok());
+    for (const auto& adapter : adapters.value)
+        names.push_back(adapter.description);
+    EXPECT_THAT(names, ::testing::ElementsAre("ACME Inc. Gigabit Port", "ACME Inc. Gigabit Port #2",
+                                              "Nordwind USB LAN", "stmac enp9", "bridge br0"));
+    EXPECT_EQ("192.168.1.1", adapters.value[0].gateway);
+    EXPECT_EQ("0.0.0.0", adapters.value[1].gateway);
+
+    std::vector<platform::InterfaceRow> rows;
+    ASSERT_EQ(platform::kSuccess, system.networkTables().interfaceRows(rows));
+    ASSERT_EQ(6u, rows.size());
+    EXPECT_EQ("virtual lo", rows[0].description);
+    EXPECT_EQ("ACME Inc. Gigabit Port", rows[1].description);
+    EXPECT_EQ(4u, rows[1].inOctets) << "the low half of a 64-bit counter";
+    EXPECT_EQ(7u, rows[1].outOctets);
+}
+
+TEST(LinuxMemory, ReadsMeminfoAndRefusesWhatIsNone) {
+    Tree tree;
+    platform::LinuxPlatform system(tree.root());
+    EXPECT_EQ(platform::kFileNotFound, system.systemFacts().memoryStatus().error);
+    tree.file("proc/meminfo", "MemTotal: lots\n");
+    EXPECT_EQ(platform::kInvalidData, system.systemFacts().memoryStatus().error);
+
+    Tree whole;
+    whole.file("proc/meminfo", "MemTotal:  1000 kB\nMemFree:  1 kB\nMemAvailable:   250 kB\n"
+                               "CommitLimit: 400 kB\nCommitted_AS: 500 kB\n");
+    platform::LinuxPlatform known(whole.root());
+    const auto answer = known.systemFacts().memoryStatus();
+    ASSERT_TRUE(answer.ok());
+    EXPECT_EQ(75u, answer.value.loadPercent);
+    EXPECT_EQ(1000u * 1024, answer.value.totalPhys);
+    EXPECT_EQ(0u, answer.value.availPageFile) << "more promised than the limit";
+}
+
+TEST(LinuxFaultTrap, TheHostsHandlersAndStackComeBack) {
+    struct sigaction mine {};
+    mine.sa_handler = SIG_IGN;
+    struct sigaction before {};
+    ::sigaction(SIGFPE, &mine, &before);
+    const auto host = platform::makeHostPlatform();
+    host->faultTrap().run([] { *static_cast<volatile int*>(nullptr) = 1; });
+    struct sigaction after {};
+    ::sigaction(SIGFPE, &before, &after);
+    EXPECT_EQ(SIG_IGN, after.sa_handler);
+    sigset_t blocked;
+    ::sigprocmask(SIG_BLOCK, nullptr, &blocked);
+    EXPECT_EQ(0, ::sigismember(&blocked, SIGSEGV));
+}
+
+std::size_t openDescriptors() {
+    return static_cast<std::size_t>(
+        std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()));
+}
+
+std::size_t residentPages() {
+    std::ifstream statm("/proc/self/statm");
+    std::size_t size = 0;
+    std::size_t resident = 0;
+    statm >> size >> resident;
+    return resident;
+}
+
+TEST(LinuxPolling, TenThousandPollsLeaveMemoryAndDescriptorsWhereTheyWere) {
+    const auto host = platform::makeHostPlatform();
+    InUse inUse(*host);
+    const auto poll = [](int times) {
+        for (int i = 0; i < times; ++i) {
+            ASSERT_NE(-1, getMemoryLoad());
+            ASSERT_NE('{', getNetCurrentSpeed()[0]);
+        }
+    };
+    poll(500);
+    const std::size_t descriptors = openDescriptors();
+    const std::size_t pages = residentPages();
+    poll(10000);
+    EXPECT_EQ(descriptors, openDescriptors());
+    EXPECT_LT(residentPages(), pages + 256) << "a megabyte over twenty thousand calls would be a leak";
+}
+
+} // namespace
+} // namespace orv::test

@@ -1,0 +1,97 @@
+#include "log/Logger.h"
+#include "log/log.h"
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <sstream>
+
+namespace orv::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+class LogFile : public ::testing::Test {
+  protected:
+    void SetUp() override { fs::remove_all(folder_); }
+    void TearDown() override { fs::remove_all(folder_); }
+
+    std::vector<std::string> lines() const {
+        std::vector<std::string> found;
+        for (const auto& entry : fs::directory_iterator(folder_)) {
+            std::ifstream file(entry.path());
+            for (std::string line; std::getline(file, line);)
+                found.push_back(line);
+        }
+        return found;
+    }
+
+    const std::string folder_ = "log-test/deep";
+};
+
+TEST_F(LogFile, IsNamedByTheDayAndAppendedToWithASeparatorALoad) {
+    for (int load = 0; load < 2; ++load) {
+        const auto sinks = log::makeSinks(folder_);
+        ASSERT_EQ(3u, sinks.size());
+        spdlog::logger logger("wmi", sinks[1]);
+        logger.set_level(spdlog::level::trace);
+        logger.flush_on(spdlog::level::trace);
+        logger.trace("a trace line");
+        logger.debug("wmi@34: wmi init");
+        logger.warn("a warning");
+    }
+    const auto found = lines();
+    ASSERT_EQ(6u, found.size());
+    const std::string stamp = R"(^\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}\] )";
+    for (std::size_t load : {0u, 3u}) {
+        EXPECT_TRUE(
+            std::regex_search(found[load], std::regex(stamp + R"(\[init\] \[info\] -+file log init-+\r?$)")));
+        EXPECT_TRUE(std::regex_search(found[load + 1],
+                                      std::regex(stamp + R"(\[wmi\] \[debug\] wmi@34: wmi init\r?$)")));
+        EXPECT_TRUE(
+            std::regex_search(found[load + 2], std::regex(stamp + R"(\[wmi\] \[warning\] a warning\r?$)")));
+    }
+    const std::string name = fs::directory_iterator(folder_)->path().filename().string();
+    EXPECT_TRUE(std::regex_match(name, std::regex(R"(orvaneHwProbe_\d{4}-\d\d-\d\d\.log)"))) << name;
+}
+
+TEST_F(LogFile, APathInTheWayLeavesTheOtherSinks) {
+    fs::create_directories("log-test");
+    std::ofstream(folder_) << "a file where the folder should be";
+    const auto sinks = log::makeSinks(folder_ + "/below");
+    ASSERT_EQ(2u, sinks.size());
+    EXPECT_EQ(spdlog::level::info, sinks[0]->level());
+    EXPECT_EQ(spdlog::level::trace, sinks[1]->level());
+}
+
+TEST_F(LogFile, EachSinkHasItsLevel) {
+    const auto sinks = log::makeSinks(folder_);
+    EXPECT_EQ(spdlog::level::info, sinks[0]->level());
+    EXPECT_EQ(spdlog::level::debug, sinks[1]->level());
+    EXPECT_EQ(spdlog::level::trace, sinks[2]->level());
+}
+
+TEST(LogRing, KeepsTheLatest64LinesOfEveryLogger) {
+    log::RingSink ring(log::kRingCapacity);
+    for (int i = 1; i <= 65; ++i)
+        ring.log({"x", spdlog::level::trace, "message " + std::to_string(i)});
+    ASSERT_EQ(64u, ring.lines().size());
+    EXPECT_THAT(ring.lines().front(), ::testing::HasSubstr("message 2"));
+    EXPECT_THAT(ring.lines().back(), ::testing::HasSubstr("message 65"));
+
+    auto& shared = dynamic_cast<log::RingSink&>(*log::sharedSinks().back());
+    log::entry(memoryLogger, L"orv::memory::getMemoryStatus");
+    EXPECT_TRUE(
+        std::regex_search(shared.lines().back(),
+                          std::regex(R"(\[memory\] \[trace\] log_test@\d+: orv::memory::getMemoryStatus)")))
+        << shared.lines().back();
+    Logger later("CpuIntel");
+    log::warn(later, L"caf\u00E9 {}", 1);
+    EXPECT_THAT(shared.lines().back(), ::testing::HasSubstr("[CpuIntel] [warning] log_test@"));
+    EXPECT_THAT(shared.lines().back(), ::testing::HasSubstr(": caf\xC3\xA9 1"));
+}
+
+} // namespace
+} // namespace orv::test

@@ -1,0 +1,149 @@
+#include "platform/Smbios.h"
+#include "support/MemoryImages.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+namespace orv::platform {
+namespace {
+
+using test::Bytes;
+using test::MemoryDevice;
+using test::structureOf;
+using test::tableOf;
+
+/// "name=value" of each column, a text in quotes; "-" for a missing one.
+std::string shown(const ManagementColumns& row, const std::wstring& column) {
+    const auto found = row.find(column);
+    if (found == row.end()) return "-";
+    const ManagementValue& value = found->second;
+    if (value.type == ManagementType::i4) return std::to_string(value.number);
+    return "\"" + std::string(value.text.begin(), value.text.end()) + "\"";
+}
+
+std::string shown(const ManagementColumns& row) {
+    std::string text;
+    for (const wchar_t* column :
+         {L"Manufacturer", L"PartNumber", L"SerialNumber", L"Capacity", L"Speed", L"ConfiguredClockSpeed",
+          L"TotalWidth", L"MaxVoltage", L"SMBIOSMemoryType", L"FormFactor"})
+        text += (text.empty() ? "" : " ") + shown(row, column);
+    return text;
+}
+
+MemoryDevice changed(void (*change)(MemoryDevice&)) {
+    MemoryDevice device;
+    change(device);
+    return device;
+}
+
+TEST(Smbios, MemoryDeviceColumns) {
+    const struct {
+        const char* why;
+        void (*change)(MemoryDevice&);
+        const char* row;
+    } cases[] = {
+        {"all known", [](MemoryDevice&) {},
+         R"("Acme" "AM4-16G-3200" "001AFF0B" "17179869184" 3200 2933 64 1200 26 8)"},
+        {"texts keep their blanks", [](MemoryDevice& d) { d.partNumber = " AM4  "; },
+         R"("Acme" " AM4  " "001AFF0B" "17179869184" 3200 2933 64 1200 26 8)"},
+        {"a missing text ends the list", [](MemoryDevice& d) { d.serialNumber.clear(); },
+         R"("Acme" - - "17179869184" 3200 2933 64 1200 26 8)"},
+        {"extended size and speed",
+         [](MemoryDevice& d) {
+             d.size = 0x7FFF;
+             d.extendedSize = 131072;
+             d.speed = 0xFFFF;
+             d.extendedSpeed = 70000;
+         },
+         R"("Acme" "AM4-16G-3200" "001AFF0B" "137438953472" 70000 2933 64 1200 26 8)"},
+        {"kibibytes", [](MemoryDevice& d) { d.size = 0x8000 | 512; },
+         R"("Acme" "AM4-16G-3200" "001AFF0B" "524288" 3200 2933 64 1200 26 8)"},
+        {"nothing known but that there is one",
+         [](MemoryDevice& d) {
+             d.size = d.totalWidth = 0xFFFF;
+             d.formFactor = d.type = 2;
+             d.speed = d.configuredSpeed = d.maxVoltage = 0;
+         },
+         R"("Acme" "AM4-16G-3200" "001AFF0B" - - - - - 2 -)"},
+        {"an old structure ends behind the type",
+         [](MemoryDevice& d) {
+             d.length = 0x15;
+             d.formFactor = 13;
+         },
+         R"(- - - "17179869184" - - 64 - 26 12)"},
+    };
+    for (const auto& [why, change, row] : cases) {
+        const auto rows = physicalMemoryRows(tableOf({changed(change)}));
+        ASSERT_EQ(1u, rows.size()) << why;
+        EXPECT_EQ(row, shown(rows[0])) << why;
+    }
+}
+
+TEST(Smbios, FormFactorsInTheManagementNumbering) {
+    const std::int32_t expected[] = {1, -1, 7, 2, 1, 3, 4, 6, 8, 9, 0, 11, 12, 13, 8, 1, -1};
+    for (std::uint8_t smbios = 1; smbios <= 17; ++smbios) {
+        MemoryDevice device;
+        device.formFactor = smbios;
+        const auto rows = physicalMemoryRows(tableOf({device}));
+        const auto found = rows.at(0).find(L"FormFactor");
+        EXPECT_EQ(expected[smbios - 1], found == rows[0].end() ? -1 : found->second.number) << int{smbios};
+    }
+}
+
+TEST(Smbios, BadTablesEndWhereTheyStopMakingSense) {
+    const MemoryDevice emptySlot = changed([](MemoryDevice& d) { d.size = 0; });
+    const Bytes good = tableOf({MemoryDevice{}, emptySlot, MemoryDevice{}});
+    EXPECT_EQ(2u, physicalMemoryRows(good).size());
+    EXPECT_EQ(2u, physicalMemoryRows(smbiosTableOfDump(test::dumpOf(good))).size());
+    EXPECT_EQ(2u, physicalMemoryRows(Bytes(good.begin(), good.end() - 6)).size()) << "no end marker";
+
+    const std::size_t one = structureOf(MemoryDevice{}).size();
+    for (std::size_t cut = 0; cut <= good.size(); ++cut) {
+        const auto rows = physicalMemoryRows(Bytes(good.begin(), good.begin() + static_cast<long>(cut)));
+        EXPECT_EQ(cut < one ? 0u : cut < good.size() - 6 ? 1u : 2u, rows.size()) << cut;
+    }
+    for (const std::uint8_t length : {0, 3, 255}) {
+        Bytes table = good;
+        table[one + 1] = length; // of the second structure
+        EXPECT_EQ(1u, physicalMemoryRows(table).size()) << int{length};
+    }
+    Bytes table = good;
+    table[0x17] = 200; // a text number past the end
+    EXPECT_EQ("-", shown(physicalMemoryRows(table).at(0), L"Manufacturer"));
+}
+
+TEST(Smbios, DumpsWithBadEntryPoints) {
+    const Bytes table = tableOf({MemoryDevice{}});
+    Bytes dump = test::dumpOf(table);
+    dump[0x0C] = 0xFF; // a length past the end
+    dump[0x0D] = 0xFF;
+    EXPECT_EQ(1u, physicalMemoryRows(smbiosTableOfDump(dump)).size());
+    dump[0x13] = 0x80; // an address past the end
+    EXPECT_TRUE(smbiosTableOfDump(dump).empty());
+    // The 32-bit form, with the table's length and address at other places.
+    Bytes old = {'_', 'S', 'M', '_'};
+    old.resize(0x16);
+    test::append(old, table.size(), 2);
+    test::append(old, 0x20, 4);
+    old.resize(0x20);
+    old.insert(old.end(), table.begin(), table.end());
+    EXPECT_EQ(1u, physicalMemoryRows(smbiosTableOfDump(old)).size());
+    EXPECT_EQ(3u, smbiosTableOfDump(Bytes{'_', 'S', 'M'}).size());
+}
+
+TEST(Smbios, RandomChangesStayInsideTheTable) {
+    std::mt19937 random(127);
+    const Bytes good = tableOf({MemoryDevice{}, MemoryDevice{}, MemoryDevice{}});
+    for (int i = 0; i < 3000; ++i) {
+        // Exactly as large as its bytes, so that the sanitizers see a read past the end.
+        std::vector<std::uint8_t> table(good);
+        table.shrink_to_fit();
+        for (int change = 0; change < 4; ++change)
+            table[random() % table.size()] = static_cast<std::uint8_t>(random());
+        EXPECT_LE(physicalMemoryRows(table).size(), 3u + table.size() / 4);
+    }
+}
+
+} // namespace
+} // namespace orv::platform

@@ -1,0 +1,142 @@
+#include "frame/HWException.h"
+#include "memory/SPDDecoders.h"
+#include "support/MemoryImages.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+namespace orv::memory {
+namespace {
+
+using test::Bytes;
+using test::spdOf;
+
+template <class Call>
+std::string reason(Call call) {
+    try {
+        call();
+    } catch (const HWException& failure) {
+        const std::string text = failure.what();
+        return text.substr(text.find(": ") + 2);
+    }
+    return "nothing thrown";
+}
+
+TEST(SpdDDR4, HighestLatencyOfEachRange) {
+    const struct {
+        Bytes bytes; // 20 to 23
+        std::uint32_t latency;
+    } cases[] = {
+        {{0x01, 0x00, 0x00, 0x00}, 7},  {{0x80, 0x00, 0x00, 0x00}, 14}, {{0xFF, 0x01, 0x00, 0x00}, 15},
+        {{0x00, 0x00, 0x01, 0x00}, 23}, {{0xFF, 0xFF, 0x04, 0x00}, 25}, {{0x00, 0x00, 0x80, 0x40}, 30},
+        {{0x00, 0x00, 0x00, 0x01}, 31}, {{0x00, 0x00, 0xFF, 0x20}, 36}, {{0x01, 0x00, 0x00, 0x80}, 23},
+        {{0x00, 0x00, 0x00, 0x81}, 47}, {{0x00, 0x00, 0x00, 0xBF}, 52},
+    };
+    for (const auto& [bytes, latency] : cases)
+        EXPECT_EQ(latency, parseLargeCLDDR4(spdOf(512, {{20, bytes}}))) << latency;
+}
+
+TEST(SpdDDR5, HighestLatencyOfEachByte) {
+    const std::pair<Bytes, std::uint32_t> cases[] = {
+        {{0x01, 0, 0, 0, 0}, 20},    {{0x80, 0, 0, 0, 0}, 34},    {{0xFF, 0x01, 0, 0, 0}, 36},
+        {{0, 0, 0xFF, 0x10, 0}, 76}, {{0, 0, 0, 0xFF, 0x01}, 84}, {{0, 0, 0, 0, 0x80}, 98},
+    };
+    for (const auto& [bytes, latency] : cases)
+        EXPECT_EQ(latency, parseLargeCLDDR5(spdOf(1024, {{24, bytes}}))) << latency;
+}
+
+// Times are in units of 125 ps with a correction of -128 to 127 ps.
+TEST(SpdDDR4, TimingRoundsUp) {
+    const struct {
+        const char* why;
+        std::vector<std::pair<std::size_t, Bytes>> runs;
+        const wchar_t* timing;
+    } cases[] = {
+        {"whole quotients: 13.75 / 0.625 is 22, 32 / 0.625 is 51.2",
+         {{18, {0x05}}, {20, {0, 0x80}}, {25, {0x6E, 0x6E, 0x01, 0x00}}},
+         L"22-22-22-52"},
+        {"negative corrections: 0x0A and 0xC2 are 1.188 ns, 13.75 / 1.188 is 11.6",
+         {{18, {0x0A}}, {125, {0xC2}}, {20, {0, 0x10}}, {25, {0x6E, 0x6E, 0x01, 0x18}}},
+         L"19-12-12-30"},
+        {"tRCD and tRP have corrections of their own: 13.751 and 13.749 ns",
+         {{18, {0x05}}, {20, {0, 0x80}}, {25, {0x6E, 0x6E, 0x01, 0x00}}, {121, {0xFF, 0x01}}},
+         L"22-23-22-52"},
+        {"the upper half of byte 27 belongs to tRC: 48 ns",
+         {{18, {0x08}}, {20, {0x01}}, {25, {0x08, 0x10, 0x21, 0x80}}},
+         L"07-01-02-48"},
+        {"three digits", {{18, {0x01}}, {20, {0x01}}, {25, {0x64, 0x00, 0x00, 0x00}}}, L"07-100-00-00"},
+        {"no clock", {{20, {0x01}}, {25, {0x6E, 0x6E, 0x01, 0x00}}}, L"00-00-00-00"},
+        {"a correction takes the whole clock", {{18, {1}}, {20, {1}}, {125, {0x83}}}, L"00-00-00-00"},
+    };
+    for (const auto& [why, runs, timing] : cases)
+        EXPECT_EQ(timing, parseDDR4TimingBySPD(spdOf(512, runs))) << why;
+}
+
+// Little-endian picoseconds: CK at 20, tRCD, tRP and tRAS from 32 on.
+TEST(SpdDDR5, TimingRoundsUp) {
+    const struct {
+        Bytes clock, latencies, times;
+        const wchar_t* timing;
+    } cases[] = {
+        // 416 ps; 16000 / 416 is 38.46, 32000 / 416 is 76.9. Bit 2 of byte 26 is 20 + 2 * 18 = 56.
+        {{0xA0, 0x01}, {0, 0, 0x04}, {0x80, 0x3E, 0x80, 0x3E, 0x00, 0x7D}, L"56-39-39-77"},
+        // 357 ps (0x0165); 14280 / 357 is 40 and 14281 a little more; 65535 is not negative.
+        {{0x65, 0x01}, {0x01}, {0xC8, 0x37, 0xC9, 0x37, 0xFF, 0xFF}, L"20-40-41-184"},
+        {{0x00, 0x00}, {0x01}, {0x80, 0x3E, 0x80, 0x3E, 0x00, 0x7D}, L"00-00-00-00"},
+    };
+    for (const auto& row : cases)
+        EXPECT_EQ(row.timing,
+                  parseDDR5TimingBySPD(spdOf(1024, {{20, row.clock}, {24, row.latencies}, {32, row.times}})));
+}
+
+TEST(SpdSerialNumber, UpperCaseDigitsFromTheLowestOffset) {
+    const Bytes serial = {0x00, 0x1A, 0xFF, 0x0B};
+    EXPECT_EQ(L"001AFF0B", parseSerialNumberDDR4(spdOf(512, {{325, serial}})));
+    EXPECT_EQ(L"001AFF0B", parseSerialNumberDDR5(spdOf(1024, {{517, serial}})));
+    EXPECT_EQ("Not implemented", reason([] { parseSerialNumberDDR3(Spd(512)); }));
+}
+
+TEST(SpdDecoders, UnusableContent) {
+    const Spd oddTimebase = spdOf(512, {{17, {0x01}}, {20, {0x01}}});
+    const struct {
+        std::string expected;
+        std::function<void()> call;
+    } cases[] = {
+        {"SPD data size is less than 512, size: 511", [] { parseLargeCLDDR4(Spd(511)); }},
+        {"SPD data size is less than 512, size: 0", [] { parseDDR4TimingBySPD(Spd()); }},
+        {"SPD data size is less than 512, size: 511", [] { parseSerialNumberDDR4(Spd(511)); }},
+        {"SPD data size is less than 1024, size: 1023", [] { parseLargeCLDDR5(Spd(1023)); }},
+        {"SPD data size is less than 1024, size: 1023", [] { parseDDR5TimingBySPD(Spd(1023)); }},
+        {"SPD data size is less than 1024, size: 512", [] { parseSerialNumberDDR5(Spd(512)); }},
+        {"parseLargeCLDDR4 failed, timebase is not standard", [&] { parseLargeCLDDR4(oddTimebase); }},
+        {"parseDDR4TimingBySPD failed, timebase is not standard", [&] { parseDDR4TimingBySPD(oddTimebase); }},
+        {"parseDDR4TimingBySPD failed, timebase is not standard",
+         [] { parseDDR4TimingBySPD(Spd(512, 0xFF)); }},
+        {"parseLargeCLDDR4 failed", [] { parseDDR4TimingBySPD(Spd(512)); }},
+        {"parseLargeCLDDR5 failed", [] { parseDDR5TimingBySPD(Spd(1024)); }},
+    };
+    for (const auto& row : cases)
+        EXPECT_EQ(row.expected, reason(row.call));
+    EXPECT_EQ(L"98-01-01-01", parseDDR5TimingBySPD(Spd(1024, 0xFF)));
+}
+
+TEST(SpdDecoders, RandomBytesGiveATextOrAReason) {
+    std::mt19937 random(17);
+    for (int i = 0; i < 2000; ++i) {
+        Spd spd(1024);
+        for (auto& byte : spd)
+            byte = static_cast<std::uint8_t>(random());
+        if (i % 2 == 0) spd[17] = 0;
+        EXPECT_EQ(8u, parseSerialNumberDDR4(spd).size());
+        try {
+            EXPECT_GE(parseDDR5TimingBySPD(spd).size(), 11u);
+            EXPECT_GE(parseDDR4TimingBySPD(spd).size(), 11u);
+        } catch (const HWException&) {
+            EXPECT_NE(0, spd[17]); // the only thing that can be wrong with so many bits set
+        }
+    }
+}
+
+} // namespace
+} // namespace orv::memory

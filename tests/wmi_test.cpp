@@ -1,0 +1,150 @@
+#include "frame/HWException.h"
+#include "log/log.h"
+#include "platform/machine/Machine.h"
+#include "support/CapturedLog.h"
+#include "wmi/wmi.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace orv {
+namespace {
+
+using platform::ManagementType;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using Lines = std::vector<std::string>;
+
+constexpr const wchar_t* kQuery = L"SELECT * FROM Win32_PhysicalMemory";
+
+class Wmi : public testing::Test {
+  protected:
+    Wmi() : before_(platform::current()) { platform::use(*machine); }
+    ~Wmi() override { platform::use(before_); }
+
+    void fail(const char* request, platform::ErrorCode error) {
+        machine->requests().plan({request, 0, error, 0});
+    }
+
+    std::unique_ptr<platform::Machine> machine = platform::Machine::fromText(R"({"name": "m", "management":
+        {"Empty": [], "Win32_PhysicalMemory": [{"A": "x", "N": -5, "B": {"type": 11, "number": 1}}, {"A": "y"}]}})");
+
+  private:
+    platform::Platform& before_;
+};
+
+TEST_F(Wmi, StepsInTheirOrder) {
+    machine->requests().keepRecord(true);
+    test::CapturedLog log({&wmiLogger});
+    {
+        wmi session;
+        EXPECT_TRUE(session.query(kQuery));
+        const auto values = session.get(L"A");
+        ASSERT_EQ(2u, values.size());
+        EXPECT_EQ(L"x", values[0].text);
+        EXPECT_EQ(ManagementType::bstr, values[1].type);
+    }
+    EXPECT_THAT(machine->requests().record(),
+                ElementsAre("initializeCom", "initializeSecurity", "createLocator",
+                            R"(connectServer ROOT\CIMV2)", "setProxyBlanket",
+                            "execQuery SELECT * FROM Win32_PhysicalMemory", "nextRow", "nextRow", "nextRow",
+                            "getColumn A", "getColumn A", "uninitializeCom"));
+    EXPECT_EQ((Lines{
+                  "trace wmi::wmiImpl::wmiImpl",
+                  "debug wmi init",
+                  "debug Connected to ROOT\\CIMV2 WMI namespace",
+                  "debug wmi init over",
+                  "trace wmi::wmiImpl::query",
+                  "info query: SELECT * FROM Win32_PhysicalMemory",
+                  "debug query success, size: 2",
+                  "trace wmi::wmiImpl::get",
+                  "info get key: A",
+                  "info get success, size: 2",
+                  "trace wmi::wmiImpl::~wmiImpl",
+                  "debug wmi destroy, pEnumerator: true, pSvc: true, pLoc: true, coUnInitFlag: true",
+              }),
+              log.lines());
+}
+
+TEST_F(Wmi, FailedStepsEndTheSessionWithTheirCode) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"initializeSecurity", "CoInitializeSecurity failed, error code: 2147942405 message: "},
+        {"createLocator", "CoCreateInstance failed: error code: 2147942405 message: "},
+        {"connectServer", "ConnectServer failed: error code: 2147942405 message: "},
+        {"setProxyBlanket", "CoSetProxyBlanket failed: error code: 2147942405 message: "},
+    };
+    for (const auto& [request, text] : cases) {
+        machine->requests().clearFaults();
+        machine->requests().clearRecord();
+        machine->requests().keepRecord(true);
+        fail(request, 0x80070005);
+        try {
+            wmi session;
+            FAIL() << request;
+        } catch (const HWException& failure) {
+            EXPECT_THAT(failure.what(), HasSubstr(text));
+        }
+        EXPECT_EQ("uninitializeCom", machine->requests().record().back()) << request;
+    }
+}
+
+// What a host does to COM before: a thread of another model, security that was set already.
+TEST_F(Wmi, AHostWithItsOwnComSettingsGetsASession) {
+    fail("initializeCom", 0x80010106);
+    fail("initializeSecurity", 0x80010119);
+    machine->requests().keepRecord(true);
+    test::CapturedLog log({&wmiLogger});
+    EXPECT_TRUE(wmi().query(kQuery));
+    EXPECT_THAT(log.lines(spdlog::level::warn),
+                ElementsAre("warning CoInitializeEx failed: error code: 2147549446 message: ",
+                            "warning CoInitializeSecurity RPC_E_TOO_LATE, ignore"));
+    EXPECT_THAT(machine->requests().record(), testing::Not(testing::Contains("uninitializeCom")));
+}
+
+TEST_F(Wmi, ColumnsOfAnyTypeOrNone) {
+    wmi session;
+    ASSERT_TRUE(session.query(kQuery));
+    test::CapturedLog log({&wmiLogger});
+    const auto numbers = session.get(L"N");
+    EXPECT_EQ(ManagementType::i4, numbers[0].type);
+    EXPECT_EQ(-5, numbers[0].number);
+    EXPECT_EQ(ManagementType::empty, numbers[1].type);
+    EXPECT_EQ(11, static_cast<int>(session.get(L"B")[0].type));
+    EXPECT_THAT(log.lines(spdlog::level::err),
+                testing::Each("error Get failed: error code: 2147749890 message: "));
+    ASSERT_TRUE(session.query(kQuery));
+    EXPECT_EQ(4u, session.get(L"A").size()) << "a second query adds its rows";
+}
+
+TEST_F(Wmi, QueriesThatGiveNothing) {
+    wmi empty;
+    EXPECT_TRUE(empty.query(L"SELECT * FROM Empty"));
+    EXPECT_TRUE(empty.get(L"A").empty());
+
+    wmi failing;
+    test::CapturedLog log({&wmiLogger});
+    EXPECT_FALSE(failing.query(L"SELECT * FROM NoSuchClass"));
+    EXPECT_FALSE(failing.query(L"SELECT * FROM Empty WHERE A = 1")) << "conditions are not served";
+    EXPECT_THAT(log.lines(spdlog::level::err),
+                ElementsAre("error ExecQuery failed: error code: 2147749904 message: ",
+                            "error ExecQuery failed: error code: 2147749904 message: "));
+    EXPECT_THROW(failing.get(L"A"), HWException);
+
+    wmi moved(std::move(failing));
+    EXPECT_THROW(failing.query(kQuery), HWException); // NOLINT(bugprone-use-after-move)
+    EXPECT_TRUE(moved.query(kQuery));
+}
+
+TEST_F(Wmi, AMachineWithoutManagementDataSaysSo) {
+    machine = platform::Machine::fromText(R"({"name": "bare"})");
+    platform::use(*machine);
+    try {
+        wmi session;
+        FAIL();
+    } catch (const HWException& failure) {
+        EXPECT_THAT(failure.what(), HasSubstr("CoCreateInstance failed: error code: 2147746132 message: "));
+    }
+}
+
+} // namespace
+} // namespace orv
