@@ -2,8 +2,8 @@
 
 #include "WLAN/WLAN.h"
 #include "WinRing0/WinRing0.h"
-#include "cpu/cpu.h"
 #include "battery/BatteryReport.h"
+#include "cpu/cpu.h"
 #include "frame/HWException.h"
 #include "frame/callFrame.h"
 #include "frame/sehGuard.h"

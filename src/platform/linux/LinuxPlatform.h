@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/Platform.h"
-#include "platform/linux/GraphicsSdk.h"
 #include "platform/linux/DeviceServices.h"
+#include "platform/linux/GraphicsSdk.h"
 #include "platform/linux/InterfaceNames.h"
 #include "platform/linux/Libraries.h"
 #include "platform/linux/ManagementData.h"
@@ -10,8 +10,8 @@
 #include "platform/linux/NetworkTables.h"
 #include "platform/linux/PerformanceCounters.h"
 #include "platform/linux/Processor.h"
-#include "platform/linux/Ring0.h"
 #include "platform/linux/Registry.h"
+#include "platform/linux/Ring0.h"
 #include "platform/linux/RootedFiles.h"
 #include "platform/linux/Services.h"
 

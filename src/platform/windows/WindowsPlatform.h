@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/Platform.h"
-#include "platform/windows/Graphics.h"
 #include "platform/windows/DeviceServices.h"
+#include "platform/windows/Graphics.h"
 #include "platform/windows/ManagementData.h"
 #include "platform/windows/ProcessorServices.h"
 #include "platform/windows/Ring0.h"
