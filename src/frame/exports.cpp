@@ -1,11 +1,15 @@
 // The sealed border of the library: each export is a few lines over the frame of callFrame.h.
 
 #include "WLAN/WLAN.h"
+#include "WinRing0/WinRing0.h"
 #include "battery/BatteryReport.h"
+#include "cpu/cpu.h"
 #include "frame/HWException.h"
 #include "frame/callFrame.h"
 #include "frame/sehGuard.h"
 #include "frame/supportedArch.h"
+#include "gpu/Gpu.h"
+#include "memory/MemInfo.h"
 #include "memory/MemoryStatus.h"
 #include "networks/Adapter.h"
 #include "orvane/hwprobe.h"
@@ -39,36 +43,49 @@ std::string underSehGuard(Builder builder) {
     return text;
 }
 
+/// A reading of the first adapter; a machine without one is told apart without an exception.
+double ofFirstGpu(double (Gpu::*reading)()) {
+    const GpuList& gpus = GetGpuList();
+    if (gpus.empty()) {
+        frame::setLastError("No gpu found");
+        return -1.0;
+    }
+    return (gpus.front().get()->*reading)();
+}
+
 } // namespace
 
 double getCpuLoad(void) {
-    return guarded(-1.0, []() -> double { throwHW(L"processor readings are not part of this version"); });
+    return guarded(-1.0, [] {
+        GetCpuInstance();
+        return Cpu::GetCpuLoad();
+    });
 }
 
 double getCpuTemperature(void) {
-    return guarded(-1.0, []() -> double {
+    return guarded(-1.0, [] {
         if (!frame::isSupportedArch()) return -1.0;
-        throwHW(L"processor readings are not part of this version");
+        return GetCpuInstance()->GetTemperature();
     });
 }
 
 double getCpuFrequency(void) {
-    return guarded(-1.0, []() -> double {
+    return guarded(-1.0, [] {
         if (!frame::isSupportedArch()) return -1.0;
-        throwHW(L"processor readings are not part of this version");
+        return GetCpuInstance()->GetCpuSpeed();
     });
 }
 
 int32_t getCpuBaseFrequency(void) {
-    return guarded(-1, []() -> int32_t { throwHW(L"processor readings are not part of this version"); });
+    return guarded(-1, [] { return GetCpuInstance()->GetCpuBaseFrequency(); });
 }
 
 double getGpuLoad(void) {
-    return guarded(-1.0, []() -> double { throwHW(L"graphics readings are not part of this version"); });
+    return guarded(-1.0, [] { return ofFirstGpu(&Gpu::GetGpuLoad); });
 }
 
 double getGpuTemperature(void) {
-    return guarded(-1.0, []() -> double { throwHW(L"graphics readings are not part of this version"); });
+    return guarded(-1.0, [] { return ofFirstGpu(&Gpu::GetTemperature); });
 }
 
 int32_t getMemoryLoad(void) {
@@ -76,10 +93,8 @@ int32_t getMemoryLoad(void) {
 }
 
 const char* getMemoryManufacturerAndModel(void) {
-    return guardedText(
-        texts().memoryManufacturerAndModel,
-        []() -> std::string { throwHW(L"memory module readings are not part of this version"); },
-        frame::codeObject);
+    return guardedText(texts().memoryManufacturerAndModel, memory::manufacturerAndModelReport,
+                       frame::codeObject);
 }
 
 int32_t initDisk(void) {
@@ -133,7 +148,9 @@ const char* getNetCurrentSpeed(void) {
         texts().netCurrentSpeed, [] { return underSehGuard(wlan::currentSpeedReport); }, frame::errorObject);
 }
 
-void releaseRing0(void) {}
+void releaseRing0(void) {
+    WinRing0Release();
+}
 
 const char* getLastError(void) {
     return processWide<frame::LastError>().text.c_str();

@@ -3,6 +3,7 @@
 
 #include "frame/globals.h"
 
+#include "gpu/AdlFunctionTable.h"
 #include "log/Logger.h"
 #include "log/log.h"
 #include "memory/MemoryTables.h"
@@ -89,6 +90,8 @@ Logger hwExceptionLogger("HWException");
 Logger wmiLogger("wmi");
 Logger nvidiaGpuLogger("nvidia gpu");
 Logger amdGpuLogger("amd gpu");
+
+AdlFunctionTable adlFunctionTable;
 
 Logger spdLogger("SPD");
 Logger regeditLogger("regedit");

@@ -8,11 +8,19 @@ class Clock;
 class DeviceFiles;
 class DeviceTree;
 class FaultTrap;
+class GraphicsSdk;
+class Libraries;
 class ManagementData;
+class NamedMutexes;
 class NetworkTables;
 class Privileges;
 class Registry;
+class PerformanceCounters;
+class Processes;
+class Processor;
+class Ring0;
 class SystemFacts;
+class Timers;
 
 /// What the logic asks of a system, one service an operation. Each service lives as long as the platform.
 class Platform {
@@ -23,6 +31,14 @@ class Platform {
     virtual FaultTrap& faultTrap() = 0;
     virtual Clock& clock() = 0;
     virtual NetworkTables& networkTables() = 0;
+    virtual Libraries& libraries() = 0;
+    virtual GraphicsSdk& graphicsSdk() = 0;
+    virtual Processes& processes() = 0;
+    virtual Processor& processor() = 0;
+    virtual Ring0& ring0() = 0;
+    virtual NamedMutexes& namedMutexes() = 0;
+    virtual Timers& timers() = 0;
+    virtual PerformanceCounters& performanceCounters() = 0;
     virtual ManagementData& managementData() = 0;
     virtual DeviceTree& deviceTree() = 0;
     virtual DeviceFiles& deviceFiles() = 0;

@@ -2,10 +2,15 @@
 
 #include "platform/Platform.h"
 #include "platform/machine/MachineClock.h"
+#include "platform/machine/MachineCounters.h"
 #include "platform/machine/MachineDevices.h"
+#include "platform/machine/MachineGraphics.h"
 #include "platform/machine/MachineManagement.h"
 #include "platform/machine/MachineNetwork.h"
+#include "platform/machine/MachineProcessor.h"
 #include "platform/machine/MachineRegistry.h"
+#include "platform/machine/MachineRing0.h"
+#include "platform/machine/MachineSmbus.h"
 #include "platform/machine/MachineSystem.h"
 #include "platform/machine/Node.h"
 #include "platform/machine/Requests.h"
@@ -31,6 +36,14 @@ class Machine : public Platform {
     FaultTrap& faultTrap() override { return faultTrap_; }
     Clock& clock() override { return clock_; }
     NetworkTables& networkTables() override { return networkTables_; }
+    Libraries& libraries() override { return libraries_; }
+    GraphicsSdk& graphicsSdk() override { return graphicsSdk_; }
+    Processes& processes() override { return processes_; }
+    MachineProcessor& processor() override { return processor_; }
+    MachineRing0& ring0() override { return ring0_; }
+    NamedMutexes& namedMutexes() override { return namedMutexes_; }
+    Timers& timers() override { return timers_; }
+    PerformanceCounters& performanceCounters() override { return performanceCounters_; }
     ManagementData& managementData() override { return managementData_; }
     DeviceTree& deviceTree() override { return deviceTree_; }
     DeviceFiles& deviceFiles() override { return deviceFiles_; }
@@ -46,12 +59,23 @@ class Machine : public Platform {
     MachineSystemFacts systemFacts_;
     MachineFaultTrap faultTrap_;
     MachineNetworkTables networkTables_;
+    MachineNvidia nvidia_;
+    MachineAmd amd_;
+    MachineLibraries libraries_{amd_, requests_};
+    MachineGraphicsSdk graphicsSdk_{nvidia_, requests_};
+    MachineProcesses processes_{nvidia_, requests_};
+    MachineProcessor processor_;
+    MachineRing0 ring0_;
+    MachineNamedMutexes namedMutexes_;
+    MachineTimers timers_;
+    MachinePerformanceCounters performanceCounters_;
     MachineManagementData managementData_;
     MachineBatteries batteries_;
     MachineDeviceTree deviceTree_;
     MachineDeviceFiles deviceFiles_;
     MachineRegistry registry_;
     MachinePrivileges privileges_;
+    MachineSmbus smbus_;
 };
 
 } // namespace orv::platform

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <cfloat>
+#include <cstddef>
 #include <malloc.h>
 
 namespace orv::platform {
@@ -11,61 +12,60 @@ namespace {
 
 // Codes with which the languages mark their own exceptions; they pass to the ordinary catch.
 constexpr DWORD kMsvcException = 0xE06D7363;
-constexpr DWORD kGccExceptions = 0x20474343; // "GCC" with its class in the top byte: throw, unwind, forced
+constexpr DWORD kGccException = 0x20474343; // "GCC" below a byte that says throw, unwind or forced unwind
 constexpr DWORD kGccMask = 0x20FFFFFF;
-constexpr DWORD kNameThread = 0x406D1388; // tells a debugger the name of a thread
+// Messages to a debugger are informational; the one that names a thread is, too.
 constexpr DWORD kSeverityMask = 0xC0000000;
-constexpr DWORD kInformational = 0x40000000; // messages to a debugger, control-C
+constexpr DWORD kInformational = 0x40000000;
 
 bool passes(DWORD code) {
-    return code == kMsvcException || code == kNameThread || (code & kGccMask) == kGccExceptions ||
-           (code & kSeverityMask) == kInformational || (code & kSeverityMask) == 0;
+    return code == kMsvcException || (code & kGccMask) == kGccException ||
+           (code & kSeverityMask) == kInformational;
 }
 
-/// One guarded call on this thread's stack of them. The jump buffer is the compiler's: the run-time's
-/// longjmp would unwind structured frames that are not there.
+/// One guarded call: a frame of the thread's chain of structured exception handlers. The system asks the
+/// frames of the chain from the innermost on, so a fault that a library handles by itself never comes here,
+/// no other thread is touched, and guards nest by themselves.
 struct Guard {
-    void* back[5];
-    volatile DWORD code = 0;
-    Guard* outer = nullptr;
+    EXCEPTION_REGISTRATION_RECORD frame;
+    void* back[5]; // the compiler's jump buffer: the run-time's longjmp would unwind a second time
+    volatile DWORD code;
 };
 
-// Not a C++ thread_local: its first access inside the handler could allocate.
-DWORD guardSlot() {
-    static const DWORD slot = ::TlsAlloc();
-    return slot;
+/// The head of the thread's chain.
+EXCEPTION_REGISTRATION_RECORD*& innermostFrame() {
+    NT_TIB* thread = nullptr;
+    asm("movl %%fs:0x18, %0" : "=r"(thread));
+    static_assert(offsetof(NT_TIB, Self) == 0x18);
+    return thread->ExceptionList;
 }
 
-[[noreturn]] __attribute__((noinline)) void jumpBack(Guard& guard) {
-    __builtin_longjmp(guard.back, 1);
+// A frame's handler has the C calling convention, whatever the header's type says.
+EXCEPTION_DISPOSITION __cdecl onException(EXCEPTION_RECORD* record, Guard* guard, CONTEXT*, void*) {
+    if (IS_UNWINDING(record->ExceptionFlags) || passes(record->ExceptionCode)) return ExceptionContinueSearch;
+    guard->code = record->ExceptionCode;
+    // Gives the frames inside the guarded call their chance to release what they hold, and takes them off
+    // the chain. The system's function does not keep these registers.
+    ::RtlUnwind(guard, nullptr, record, nullptr);
+    asm volatile("" ::: "ebx", "esi", "edi");
+    __builtin_longjmp(guard->back, 1);
 }
 
-LONG CALLBACK onException(EXCEPTION_POINTERS* exception) {
-    const DWORD code = exception->ExceptionRecord->ExceptionCode;
-    auto* guard = static_cast<Guard*>(::TlsGetValue(guardSlot()));
-    if (!guard || passes(code)) return EXCEPTION_CONTINUE_SEARCH;
-    guard->code = code;
-    jumpBack(*guard);
-}
-
-/// Arms a guard for the length of a scope.
+/// Puts a guard on the chain for the length of a scope, also when an exception passes.
 class Armed {
   public:
-    explicit Armed(Guard& guard) : outer_(static_cast<Guard*>(::TlsGetValue(guardSlot()))) {
-        guard.outer = outer_;
-        ::TlsSetValue(guardSlot(), &guard);
-        handler_ = ::AddVectoredExceptionHandler(1, onException);
+    explicit Armed(Guard& guard) : guard_(guard) {
+        guard.frame.Next = innermostFrame();
+        guard.frame.Handler = reinterpret_cast<PEXCEPTION_ROUTINE>(reinterpret_cast<void*>(onException));
+        guard.code = 0;
+        innermostFrame() = &guard.frame;
     }
-    ~Armed() {
-        ::RemoveVectoredExceptionHandler(handler_);
-        ::TlsSetValue(guardSlot(), outer_);
-    }
+    ~Armed() { innermostFrame() = guard_.frame.Next; }
     Armed(const Armed&) = delete;
     Armed& operator=(const Armed&) = delete;
 
   private:
-    Guard* outer_;
-    void* handler_;
+    Guard& guard_;
 };
 
 /// The frame of the jump: nothing in it has to be destroyed, and nothing is kept in registers across it.
@@ -77,8 +77,13 @@ __attribute__((noinline)) void callGuarded(Guard& guard, const std::function<voi
 
 std::uint32_t WindowsFaultTrap::run(const std::function<void()>& body) {
     Guard guard;
-    const Armed armed(guard);
-    callGuarded(guard, body);
+    {
+        const Armed armed(guard);
+        callGuarded(guard, body);
+    }
+    // The fault may have left values on the x87 stack, or an exception that the next floating-point
+    // instruction would raise again.
+    if (guard.code != 0) asm volatile("fnclex\n\temms");
     return guard.code;
 }
 

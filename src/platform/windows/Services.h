@@ -24,8 +24,8 @@ class WindowsSystemFacts : public SystemFacts {
     std::wstring errorText(ErrorCode code) override;
 };
 
-/// A vectored handler that answers only on the guarded thread while its guard is armed. Exceptions of the
-/// languages and messages to a debugger pass.
+/// A frame on the thread's chain of structured exception handlers while a call runs, and nothing that another
+/// thread or the process could notice. Exceptions of the languages and messages to a debugger pass.
 class WindowsFaultTrap : public FaultTrap {
   public:
     std::uint32_t run(const std::function<void()>& body) override;

@@ -1,0 +1,171 @@
+#include "platform/machine/MachineProcessor.h"
+
+#include "platform/machine/Node.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+namespace orv::platform {
+
+namespace {
+
+constexpr std::uint64_t kAny32 = std::numeric_limits<std::uint32_t>::max();
+constexpr std::uint64_t kAny16 = std::numeric_limits<std::uint16_t>::max();
+constexpr std::uint64_t kAny8 = std::numeric_limits<std::uint8_t>::max();
+constexpr std::uint64_t kFastestTscKHz = 100'000'000;
+
+constexpr std::uint32_t kExtendedLeaves = 0x80000000;
+constexpr std::uint32_t kBrandLeaves = 0x80000002; // three leaves of 16 characters
+constexpr std::size_t kBrandSize = 48;
+constexpr std::size_t kVendorSize = 12;
+constexpr std::uint32_t kApicIdShift = 24; // leaf 1, EBX 31:24
+
+constexpr std::int64_t kNsPerMillisecond = 1'000'000;
+constexpr std::int64_t kNsPerPerformanceTick = 100; // a counter of 10 MHz
+
+std::uint32_t field32(const Node& node, std::string_view key) {
+    return static_cast<std::uint32_t>(node.number(key, kAny32, 0));
+}
+
+} // namespace
+
+MachineProcessor::MachineProcessor(const Node& root, Requests& requests, const MachineClock& clock)
+    : requests_(requests), clock_(clock) {
+    const auto processor = root.find("processor");
+    if (!processor) return;
+    tscKHz_ = processor->number("tscKHz", kFastestTscKHz, 0);
+    loadLeaves(*processor);
+    for (const Node& entry : processor->list("apicIds"))
+        apicIds_.push_back(static_cast<std::uint8_t>(entry.asNumber(kAny8)));
+    for (std::size_t i = 0; i < std::min(apicIds_.size(), affinity_.size()); ++i)
+        affinity_.set(i);
+    loadRecords(*processor);
+    processor->done();
+}
+
+void MachineProcessor::loadLeaves(const Node& processor) {
+    for (const Node& entry : processor.list("leaves")) {
+        CpuidRegisters& leaf = leaves_[static_cast<std::uint32_t>(entry.number("leaf", kAny32))];
+        leaf = {field32(entry, "eax"), field32(entry, "ebx"), field32(entry, "ecx"), field32(entry, "edx")};
+        entry.done();
+    }
+    const std::string vendor = processor.text("vendor", "");
+    if (!vendor.empty()) {
+        if (vendor.size() != kVendorSize) processor.fail("vendor must have 12 characters");
+        CpuidRegisters& leaf = leaves_[0];
+        std::memcpy(&leaf.ebx, &vendor[0], sizeof leaf.ebx);
+        std::memcpy(&leaf.edx, &vendor[4], sizeof leaf.edx);
+        std::memcpy(&leaf.ecx, &vendor[8], sizeof leaf.ecx);
+    }
+    if (processor.has("brand")) setBrand(processor.text("brand"));
+    // The first leaf of each range names the last one of it.
+    for (const auto& [number, leaf] : leaves_) {
+        const std::uint32_t first = number & kExtendedLeaves;
+        leaves_[first].eax = std::max(leaves_[first].eax, number);
+    }
+    if (processor.has("highestLeaf")) leaves_[0].eax = field32(processor, "highestLeaf");
+}
+
+void MachineProcessor::setBrand(const std::string& brand) {
+    char text[kBrandSize] = {};
+    brand.copy(text, kBrandSize);
+    for (std::uint32_t i = 0; i < 3; ++i)
+        std::memcpy(&leaves_[kBrandLeaves + i], &text[i * sizeof(CpuidRegisters)], sizeof(CpuidRegisters));
+    leaves_.try_emplace(kExtendedLeaves);
+}
+
+void MachineProcessor::loadRecords(const Node& processor) {
+    for (const Node& entry : processor.list("records")) {
+        LogicalProcessorRecord record;
+        record.relationship = static_cast<std::uint32_t>(entry.number("relationship", kAny32));
+        record.processorMask = field32(entry, "mask");
+        record.cacheLevel = static_cast<std::uint8_t>(entry.number("level", kAny8, 0));
+        record.cacheLineSize = static_cast<std::uint16_t>(entry.number("lineSize", kAny16, 0));
+        record.cacheSize = field32(entry, "size");
+        record.cacheType = field32(entry, "type");
+        entry.done();
+        records_.push_back(record);
+    }
+}
+
+CpuidRegisters MachineProcessor::cpuid(std::uint32_t number) {
+    requests_.enter("cpuid", [&] { return fmt::format("{:#x}", number); });
+    const auto found = leaves_.find(number);
+    if (found == leaves_.end()) return {};
+    CpuidRegisters leaf = found->second;
+    if (number == 1 && !apicIds_.empty()) {
+        std::size_t processor = 0;
+        while (processor + 1 < apicIds_.size() && !affinity_[processor])
+            ++processor;
+        leaf.ebx |= std::uint32_t{apicIds_[processor]} << kApicIdShift;
+    }
+    return leaf;
+}
+
+std::uint64_t MachineProcessor::timeStampCounter() {
+    // kHz times nanoseconds, split so that hours of clock fit.
+    const auto now = static_cast<std::uint64_t>(clock_.now());
+    return now / kNsPerMillisecond * tscKHz_ + now % kNsPerMillisecond * tscKHz_ / kNsPerMillisecond;
+}
+
+ErrorCode MachineProcessor::findLogicalProcessorInformation() {
+    return requests_.enter("findLogicalProcessorInformation");
+}
+
+ErrorCode MachineProcessor::GetLogicalProcessorInformation(LogicalProcessorRecord* records,
+                                                           std::uint32_t& length) {
+    if (const ErrorCode error = requests_.enter("GetLogicalProcessorInformation")) return error;
+    const auto needed = static_cast<std::uint32_t>(records_.size() * sizeof(LogicalProcessorRecord));
+    const bool fits = needed <= length;
+    length = needed;
+    if (!fits) return kInsufficientBuffer;
+    std::copy(records_.begin(), records_.end(), records);
+    return kSuccess;
+}
+
+Result<AffinityMask> MachineProcessor::SetThreadAffinityMask(const AffinityMask& mask) {
+    const ErrorCode error = requests_.enter("SetThreadAffinityMask", [&] {
+        static const AffinityMask shown(std::numeric_limits<std::uint64_t>::max());
+        return fmt::format("{:#x}", (mask & shown).to_ullong());
+    });
+    if (error != kSuccess) return Result<AffinityMask>::failed(error);
+    return {std::exchange(affinity_, mask)};
+}
+
+Result<TimerPeriods> MachineTimers::timeGetDevCaps() {
+    if (const ErrorCode error = requests_.enter("timeGetDevCaps")) return Result<TimerPeriods>::failed(error);
+    return {{1, 1'000'000}}; // as the common Windows systems have it
+}
+
+void MachineTimers::timeBeginPeriod(std::uint32_t milliseconds) {
+    requests_.enter("timeBeginPeriod", [&] { return std::to_string(milliseconds); });
+}
+
+void MachineTimers::timeEndPeriod(std::uint32_t milliseconds) {
+    requests_.enter("timeEndPeriod", [&] { return std::to_string(milliseconds); });
+}
+
+std::uint32_t MachineTimers::timeGetTime() {
+    return static_cast<std::uint32_t>(clock_.monotonicNs() / kNsPerMillisecond);
+}
+
+Result<std::int64_t> MachineTimers::queryPerformanceFrequency() {
+    if (const ErrorCode error = requests_.enter("queryPerformanceFrequency"))
+        return Result<std::int64_t>::failed(error);
+    return {1'000'000'000 / kNsPerPerformanceTick};
+}
+
+std::int64_t MachineTimers::queryPerformanceCounter() {
+    return clock_.monotonicNs() / kNsPerPerformanceTick;
+}
+
+void MachineTimers::setPriorities(const Priorities& priorities) {
+    requests_.enter("setPriorities",
+                    [&] { return fmt::format("{:#x} {}", priorities.processClass, priorities.thread); });
+    priorities_ = priorities;
+}
+
+} // namespace orv::platform

@@ -1,0 +1,45 @@
+#include "platform/windows/ProcessorServices.h"
+
+#include <windows.h>
+
+#include <string>
+
+namespace orv::platform {
+
+namespace {
+
+static_assert(WAIT_OBJECT_0 == kWaitOwned && WAIT_ABANDONED == kWaitAbandoned &&
+              WAIT_TIMEOUT == kWaitTimeout && WAIT_FAILED == kWaitFailed);
+
+HANDLE handleOf(MutexHandle mutex) {
+    return reinterpret_cast<HANDLE>(mutex);
+}
+
+Result<MutexHandle> opened(HANDLE handle) {
+    if (!handle) return Result<MutexHandle>::failed(::GetLastError());
+    return {reinterpret_cast<MutexHandle>(handle)};
+}
+
+} // namespace
+
+Result<MutexHandle> WindowsNamedMutexes::CreateMutexW(std::wstring_view name) {
+    return opened(::CreateMutexW(nullptr, FALSE, std::wstring(name).c_str()));
+}
+
+Result<MutexHandle> WindowsNamedMutexes::OpenMutexW(std::uint32_t access, std::wstring_view name) {
+    return opened(::OpenMutexW(access, FALSE, std::wstring(name).c_str()));
+}
+
+std::uint32_t WindowsNamedMutexes::WaitForSingleObject(MutexHandle mutex, std::uint32_t milliseconds) {
+    return ::WaitForSingleObject(handleOf(mutex), milliseconds);
+}
+
+ErrorCode WindowsNamedMutexes::ReleaseMutex(MutexHandle mutex) {
+    return ::ReleaseMutex(handleOf(mutex)) ? kSuccess : ::GetLastError();
+}
+
+void WindowsNamedMutexes::CloseHandle(MutexHandle mutex) {
+    ::CloseHandle(handleOf(mutex));
+}
+
+} // namespace orv::platform

@@ -1,0 +1,231 @@
+#include "gpu/Gpu.h"
+#include "gpu/gpu_amd.h"
+#include "log/log.h"
+#include "orvane/hwprobe.h"
+#include "support/CapturedLog.h"
+#include "support/TestMachine.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace orv {
+namespace {
+
+using test::TestMachine;
+using testing::ElementsAre;
+using testing::EndsWith;
+
+/// A machine with AMD's library; `adapters` and `rest` are the inside of the array and what follows it.
+std::string withAmd(const std::string& adapters, const std::string& rest = "") {
+    return R"({"name": "m", "graphics": {"amd": {"adapters": [)" + adapters + "]" + rest + "}}}";
+}
+
+std::string card(const std::string& readings, const std::string& name = "RX", int device = 0) {
+    return R"({"bus": 3, "device": )" + std::to_string(device) + R"(, "name": ")" + name + "\"" +
+           (readings.empty() ? "" : ", ") + readings + "}";
+}
+
+TEST(GpuAmd, OfEntriesInOneSlotTheOneThatAnswersMostStays) {
+    auto machine = TestMachine::sample("amd-ryzen-desktop");
+    machine->requests().keepRecord(true);
+    EXPECT_EQ(getGpuTemperature(), 58.0);
+    EXPECT_EQ(getGpuLoad(), 0.34); // the PM log's, over the 31 percent of the activity call
+    ASSERT_EQ(GetGpuList().size(), 1u);
+    EXPECT_EQ(GetGpuList()[0]->gpuType, 2u);
+    EXPECT_EQ(GetGpuList()[0]->GetTotalMemory(), 12868124672 / 1024);
+    const auto& record = machine->requests().record();
+    EXPECT_EQ(std::count(record.begin(), record.end(), "ADL2_Main_Control_Destroy"), 2); // the two losers
+}
+
+TEST(GpuAmd, StepsOfTheListInTheirOrder) {
+    TestMachine machine(
+        withAmd(card(R"("overdrive": {"version": 6}, "od5Temperature": 45500, "activity": 120)"),
+                R"(, "missing": ["ADL_Adapter_ID_Get"])"));
+    const test::CapturedLog log({&amdGpuLogger});
+    EXPECT_EQ(getGpuLoad(), 1.0);
+    EXPECT_EQ(getGpuTemperature(), 45.5);
+    const auto lines = log.lines(spdlog::level::debug);
+    const auto afterLoading =
+        std::find(lines.begin(), lines.end(), "info AdlInit: OK, init functions size: 15");
+    ASSERT_EQ(afterLoading - lines.begin(), 16); // one line a function
+    EXPECT_EQ(lines[0], "debug Load function: ADL_Main_Control_Create");
+    EXPECT_EQ(lines[4], "error Can not load function: ADL_Adapter_ID_Get");
+    EXPECT_THAT(
+        std::vector<std::string>(afterLoading + 1, lines.end() - 3),
+        ElementsAre(
+            "info GetAllAmdGpus: number of adapters: 1", "debug adapter name: RX, index: 0",
+            "info Construct a GpuAmd, adapter index: 0", "info Overdrive api supported, current api level: 6",
+            "info GetGpuTemperatureAmdOD5: Ok, temperature: 45.5", "debug Index: 0, GetTemperature: OK",
+            "debug GetGpuLoad: ADL_Overdrive5_CurrentActivity_Get", "info Gpu RX GetGpuLoad: Ok, load: 1",
+            "debug Index: 0, GetGpuLoad: OK", "info GetAllAmdGpus: OK, size: 1"));
+}
+
+struct Case {
+    const char* name;
+    const char* readings;
+    double temperature; ///< -1 when the entry is dropped.
+    double load;
+    const char* rest = "";
+};
+
+class AmdReading : public testing::TestWithParam<Case> {};
+
+TEST_P(AmdReading, FollowsTheOverdriveGeneration) {
+    const Case& row = GetParam();
+    TestMachine machine(withAmd(card(row.readings), row.rest));
+    EXPECT_EQ(getGpuTemperature(), row.temperature);
+    EXPECT_EQ(getGpuLoad(), row.load);
+    EXPECT_EQ(GetGpuList().size(), row.temperature == -1 ? 0u : 1u);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, AmdReading,
+    testing::Values(
+        Case{"Level5ByParameters", R"("overdrive5": true, "od5Temperature": 40000, "activity": 9)", 40, 0.09},
+        Case{"Level6ByCapabilities", R"("overdrive6": 1, "od5Temperature": 41000, "activity": 37)", 41, 0.37},
+        Case{"Capabilities0AreNone", R"("overdrive6": 0, "pmLog": {"sensors": {"8": 42, "19": 3}})", 42,
+             0.03},
+        Case{"Level7", R"("overdrive": {"version": 7}, "odnTemperature": -256, "activity": 0)", -256, 0},
+        Case{"Level7OutOfRange", R"("overdrive": {"version": 7}, "odnTemperature": 257, "activity": 5)", -1,
+             -1},
+        Case{"Level8KeepsTheActivityWithoutALog", R"("overdrive": {"version": 8}, "odnTemperature": 50,
+             "activity": 21)",
+             50, 0.21},
+        Case{"Level8WithALogAlone", R"("overdrive": {"version": 8}, "odnTemperature": 50,
+             "pmLog": {"sensors": {"19": 250}})",
+             50, 1},
+        Case{"NotSupportedReadsTheLog", R"("overdrive": {"version": 8, "supported": false},
+             "odnTemperature": 1, "activity": 1, "pmLog": {"sensors": {"8": 66, "19": 44}})",
+             66, 0.44},
+        Case{"LogOfEightSensors", R"("pmLog": {"size": 8, "sensors": {"8": 66, "19": 44}})", 0, 0},
+        Case{"LogLargerThanItsTable", R"("pmLog": {"size": 2147483647, "sensors": {"8": 66, "19": 44}})", 66,
+             0.44},
+        Case{"LogOfNegativeSize", R"("pmLog": {"size": -1, "sensors": {"8": 66}})", 0, 0},
+        Case{"NoReadingAtAll", "", -1, -1},
+        Case{"TemperatureAlone", R"("overdrive": {"version": 5}, "od5Temperature": 30000)", 30, -1},
+        Case{"LoadAloneIsDropped", R"("overdrive": {"version": 5}, "activity": 30)", -1, -1},
+        Case{"NoContextNoTemperature", R"("overdrive": {"version": 5}, "od5Temperature": 30000)", -1, -1,
+             R"(, "missing": ["ADL2_Main_Control_Create"])"},
+        Case{"NoDestroyFunction", R"("overdrive": {"version": 5}, "od5Temperature": 30000, "activity": 1)",
+             30, 0.01, R"(, "missing": ["ADL2_Main_Control_Destroy"])"},
+        Case{"MissingReadingFunctionFailsItsTest", R"("overdrive": {"version": 5}, "od5Temperature": 30000)",
+             -1, -1, R"(, "missing": ["ADL_Overdrive5_Temperature_Get"])"},
+        Case{"OtherLibraryName", R"("overdrive": {"version": 5}, "od5Temperature": 30000, "activity": 1)", 30,
+             0.01, R"(, "library": "atiadlxy.dll")"},
+        Case{"NegativeCount", R"("overdrive": {"version": 5}, "od5Temperature": 30000)", -1, -1,
+             R"(, "count": -2147483648)"}),
+    [](const auto& row) { return row.param.name; });
+
+TEST(GpuAmd, ALevelWithoutALoadSaysSo) {
+    TestMachine machine(withAmd(card(R"("overdrive": {"version": 5}, "od5Temperature": 30000)")));
+    EXPECT_EQ(getGpuLoad(), -1.0);
+    EXPECT_THAT(getLastError(), EndsWith(": GetGpuLoad: no implementation for currentOverdriveApiLevel: 5"));
+}
+
+TEST(GpuAmd, WhatEndsTheMakingOfTheListAndIsTriedAgain) {
+    const struct {
+        const char* rest;
+        const char* fault;
+        const char* error;
+    } rows[] = {
+        {R"(, "missing": ["ADL_Main_Control_Create"])", nullptr,
+         ": no load function: ADL_Main_Control_Create"},
+        {R"(, "missing": ["ADL_Adapter_Active_Get"])", nullptr, ": no load function: ADL_Adapter_Active_Get"},
+        {R"(, "count": 2147483647)", nullptr,
+         ": ADL_Adapter_NumberOfAdapters_Get gave 2147483647 adapters, more than the 250 that there can be"},
+        {"", "ADL2_Main_Control_Create", ": ADL2_Main_Control_Create failed, error code: 7"},
+        {"", "ADL_Main_Control_Create", "No gpu found"}, // logged, not thrown
+    };
+    for (const auto& row : rows) {
+        TestMachine machine(withAmd(
+            card(R"("overdrive": {"version": 5}, "od5Temperature": 30000, "activity": 1)"), row.rest));
+        if (row.fault) machine->requests().plan({row.fault, 1, 7, 0});
+        EXPECT_EQ(getGpuLoad(), -1.0);
+        EXPECT_THAT(getLastError(), EndsWith(row.error));
+        const bool thrownOnce = row.fault && std::string_view(row.error) != "No gpu found";
+        EXPECT_EQ(getGpuLoad(), thrownOnce ? 0.01 : -1.0) << row.error;
+    }
+}
+
+TEST(GpuAmd, NamesDecideWhichEntriesAreAsked) {
+    const std::string readings = R"("overdrive": {"version": 5}, "od5Temperature": 30000, "activity": 1)";
+    const std::string full(256, 'x'); // no end in the record
+    const struct {
+        std::string name;
+        bool listed;
+    } rows[] = {
+        {"AMD Radeon(TM) Graphics", false}, {"An AMD Radeon(TM) Vega 8 Graphics", false},
+        {"AMD Radeon(TM) Vega", true},      {"AMD Radeon (TM) 780M Graphics", false},
+        {"amd radeon(tm) graphics", true},  {"NVIDIA GeForce", false},
+        {"Intel(R) UHD Graphics", false},   {"MICROSOFT Basic Render Driver", false},
+        {"AMD Radeon RX 7600", true},       {full, true},
+    };
+    for (const auto& row : rows) {
+        TestMachine machine(withAmd(card(readings, row.name)));
+        ASSERT_EQ(GetGpuList().size(), row.listed ? 1u : 0u) << row.name;
+        if (row.listed) {
+            EXPECT_EQ(GetGpuList()[0]->gpuName, row.name);
+        }
+    }
+}
+
+TEST(GpuAmd, CardsInSlotsOfTheirOwnAllStay) {
+    const std::string readings = R"("overdrive": {"version": 5}, "od5Temperature": 30000)";
+    TestMachine machine(withAmd(card(readings, "A", 0) + "," + card(readings, "B", 1), R"(, "count": 2)"));
+    std::vector<std::string> names;
+    for (const auto& gpu : GetGpuList())
+        names.push_back(gpu->gpuName);
+    EXPECT_THAT(names, testing::UnorderedElementsAre("A", "B"));
+}
+
+TEST(GpuAmd, TotalMemoryByWhatTheLibraryHas) {
+    const struct {
+        const char* missing;
+        std::uint32_t kilobytes;
+    } rows[] = {
+        {"", 8192},
+        {R"("ADL2_Adapter_MemoryInfoX4_Get")", 8192},
+        {R"("ADL2_Adapter_MemoryInfoX4_Get", "ADL2_Adapter_MemoryInfo_Get")", 0},
+    };
+    for (const auto& row : rows) {
+        TestMachine machine(
+            withAmd(card(R"("overdrive": {"version": 5}, "od5Temperature": 1, "memory": 8388608)"),
+                    std::string(R"(, "missing": [)") + row.missing + "]"));
+        ASSERT_EQ(GetGpuList().size(), 1u);
+        EXPECT_EQ(GetGpuList()[0]->GetTotalMemory(), row.kilobytes) << row.missing;
+        if (row.kilobytes == 0) continue;
+        machine->requests().plan({"ADL2_Adapter_MemoryInfo", 0, 3, 0});
+        EXPECT_THROW(GetGpuList()[0]->GetTotalMemory(), std::exception);
+    }
+}
+
+TEST(Gpu, AnyRequestMayFailAndNothingLeavesTheExports) {
+    const struct {
+        const char* sample;
+        double temperature;
+    } rows[] = {{"intel-desktop", 47}, {"amd-ryzen-desktop", 58}};
+    for (const auto& row : rows) {
+        std::uint64_t requests = 1;
+        std::uint64_t survived = 0;
+        for (std::uint64_t number = 1; number <= requests; ++number) {
+            auto machine = TestMachine::sample(row.sample);
+            machine->requests().failRequest(number, platform::kAccessDenied);
+            if (getGpuTemperature() == -1.0) {
+                EXPECT_STRNE(getLastError(), "") << row.sample << number;
+            }
+            requests = std::max(requests, machine->requests().count());
+            // A driver that could not be started at first use stays away: an empty list is a made one. The
+            // third Radeon entry (61) stands in for a second one that does not answer.
+            const double later = getGpuTemperature();
+            EXPECT_TRUE(later == row.temperature || later == 61.0 || later == -1.0) << row.sample << number;
+            if (later == row.temperature) ++survived;
+        }
+        EXPECT_GT(requests, 10u);
+        EXPECT_GT(survived, requests / 2);
+    }
+}
+
+} // namespace
+} // namespace orv

@@ -1,0 +1,176 @@
+#include "gpu/Gpu.h"
+#include "gpu/gpu_nvidia.h"
+#include "log/log.h"
+#include "orvane/hwprobe.h"
+#include "support/CapturedLog.h"
+#include "support/TestMachine.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+namespace orv {
+namespace {
+
+using test::TestMachine;
+using testing::ElementsAre;
+using testing::EndsWith;
+using Lines = std::vector<std::string>;
+
+/// A machine whose section "graphics.nvidia" is `nvidia`.
+std::string withNvidia(const std::string& nvidia) {
+    return R"({"name": "m", "graphics": {"nvidia": )" + nvidia + "}}";
+}
+
+constexpr char kPlain[] = R"({"adapters": [{"name": "A", "temperature": 50, "load": 37, "memory": 4096},
+                                           {"name": "B", "temperature": 60, "load": 80}]})";
+
+Lines requestsOf(TestMachine& machine, const std::string& prefix) {
+    Lines lines;
+    for (const std::string& line : machine->requests().record())
+        if (line.starts_with(prefix)) lines.push_back(line);
+    return lines;
+}
+
+TEST(GpuNvidia, TheFirstAdapterAnswersWithItsLines) {
+    TestMachine machine(withNvidia(kPlain));
+    machine->requests().keepRecord(true);
+    const test::CapturedLog log({&nvidiaGpuLogger});
+    EXPECT_EQ(getGpuLoad(), 0.37);
+    EXPECT_EQ(getGpuTemperature(), 50.0);
+    EXPECT_EQ(GetGpuList().front()->GetTotalMemory(), 4096u);
+    EXPECT_EQ(GetGpuList().front()->gpuType, 1u);
+    EXPECT_EQ(GetGpuList().back()->gpuName, "B");
+    EXPECT_THAT(
+        log.lines(),
+        ElementsAre("trace orv::GetAllNvidiaGpus", "trace orv::NvApiInit", "info NvAPI_Initialize: Ok",
+                    "trace GetGpuModleNvidia", "info GetGpuModleNvidia: Ok, model: A",
+                    "trace GetGpuModleNvidia", "info GetGpuModleNvidia: Ok, model: B",
+                    "info GetAllNvidiaGpus: Ok, size: 2", "trace orv::GpuNvidia::GetGpuLoad",
+                    "info GetGpuLoad: Ok, load: 0.37", "trace orv::GetGpuTemperatureNvidia",
+                    "info GetGpuTemperatureNvidia: Ok, temperature: 50", "trace GetGpuTotalMemoryNvidia",
+                    "info GetGpuTotalMemoryNvidia: Ok, total memory: 4096"));
+    // A working adapter pays for two thermal calls a reading.
+    EXPECT_THAT(requestsOf(machine, "NvAPI_GPU_GetThermalSettings"),
+                ElementsAre("NvAPI_GPU_GetThermalSettings gpu 0", "NvAPI_GPU_GetThermalSettings gpu 0"));
+}
+
+TEST(GpuNvidia, ASleepingAdapterIsWokenUpByTheHelperOfTheCurrentDirectory) {
+    auto machine = TestMachine::sample("intel-desktop");
+    machine->requests().keepRecord(true);
+    const test::CapturedLog log({&nvidiaGpuLogger});
+    EXPECT_EQ(getGpuTemperature(), 47.0);
+    EXPECT_EQ(getGpuTemperature(), 47.0); // awake by now
+    EXPECT_THAT(requestsOf(machine, "runAndWait"),
+                ElementsAre("runAndWait " + std::filesystem::current_path().string() +
+                            R"(\resources\lib\active_nvidia.exe)"));
+    EXPECT_THAT(log.lines(spdlog::level::warn),
+                ElementsAre("warning Run NvAPI_GPU_GetThermalSettings fail, try to run "
+                            "\"./active_nvidia.exe\" to active gpu"));
+}
+
+TEST(GpuNvidia, TheHelperRunsAgainAtEachFailingReading) {
+    TestMachine machine(withNvidia(R"({"helper": true, "adapters": [{"name": "A"}]})"));
+    machine->requests().keepRecord(true);
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(getGpuTemperature(), -1.0);
+    EXPECT_THAT(getLastError(), EndsWith(": NvAPI_GPU_GetThermalSettings failed: NVAPI_NOT_SUPPORTED"));
+    EXPECT_EQ(requestsOf(machine, "runAndWait").size(), 2u);
+}
+
+struct Case {
+    const char* name;
+    const char* nvidia;
+    const char* fault; ///< Request whose every call fails with status -1; nullptr for none.
+    double load;
+    double temperature;
+    const char* error; ///< End of the last error after both readings.
+};
+
+class NvidiaCase : public testing::TestWithParam<Case> {};
+
+TEST_P(NvidiaCase, Reads) {
+    const Case& row = GetParam();
+    TestMachine machine(withNvidia(row.nvidia));
+    if (row.fault) machine->requests().plan({row.fault, 0, static_cast<std::uint32_t>(-1), 0});
+    EXPECT_EQ(getGpuLoad(), row.load);
+    EXPECT_EQ(getGpuTemperature(), row.temperature);
+    EXPECT_THAT(getLastError(), EndsWith(row.error));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, NvidiaCase,
+    testing::Values(
+        Case{"NoAdapter", "{}", nullptr, -1, -1, "No gpu found"},
+        Case{"InitializeFails", kPlain, "NvAPI_Initialize", -1, -1, "No gpu found"},
+        Case{"EnumerationFails", kPlain, "NvAPI_EnumPhysicalGPUs", -1, -1, "No gpu found"},
+        Case{"NameFails", kPlain, "NvAPI_GPU_GetFullName", -1, -1,
+             ": NvAPI_GPU_GetFullName failed, error code: -1, message: NVAPI_ERROR"},
+        Case{"LoadFails", kPlain, "NvAPI_GPU_GetDynamicPstatesInfoEx", -1, 50,
+             ": NvAPI_GPU_GetDynamicPstatesInfoEx failed: NVAPI_ERROR"},
+        Case{"LoadIsMissing", R"({"missing": ["NvAPI_GPU_GetDynamicPstatesInfoEx"],
+             "adapters": [{"name": "A", "temperature": 1}]})",
+             nullptr, -1, 1, ": NvAPI_GPU_GetDynamicPstatesInfoEx failed: NVAPI_NO_IMPLEMENTATION"},
+        Case{"StatusTextIsMissing", R"({"missing": ["NvAPI_GetErrorMessage"],
+             "adapters": [{"name": "A", "temperature": 1}]})",
+             nullptr, -1, 1, ": NvAPI_GPU_GetDynamicPstatesInfoEx failed: "},
+        Case{"NoHelper", R"({"adapters": [{"name": "A", "load": 5}]})", nullptr, 0.05, -1,
+             ": CreateProcess failed: error code: 2 message: The system cannot find the file specified.\r\n"},
+        Case{"NoSensor", R"({"adapters": [{"name": "A", "load": 5, "sensor": false}]})", nullptr, 0.05, 0,
+             ""},
+        Case{"BelowFreezing", R"({"adapters": [{"name": "A", "load": 5, "temperature": -4}]})", nullptr, 0.05,
+             -4, ""},
+        Case{"HugeCount",
+             R"({"count": 4294967295, "adapters": [{"name": "A", "load": 5, "temperature": 9}]})", nullptr,
+             0.05, 9, ""}),
+    [](const auto& row) { return row.param.name; });
+
+TEST(GpuNvidia, ACountBeyondTheFilledHandlesAndANameWithoutAnEnd) {
+    const std::string longName(64, 'x');
+    TestMachine machine(withNvidia(R"({"count": 5, "adapters": [{"name": ")" + longName + R"("}]})"));
+    ASSERT_EQ(GetGpuList().size(), 1u);
+    EXPECT_EQ(GetGpuList().front()->gpuName, longName);
+}
+
+TEST(GpuNvidia, AFailedListIsMadeAnewAndAMadeOneIsKept) {
+    TestMachine machine(withNvidia(kPlain));
+    machine->requests().keepRecord(true);
+    machine->requests().plan({"NvAPI_GPU_GetFullName", 2, 5, 0}); // the second adapter's name, once
+    EXPECT_EQ(getGpuLoad(), -1.0);
+    EXPECT_EQ(getGpuLoad(), 0.37);
+    EXPECT_EQ(getGpuLoad(), 0.37);
+    EXPECT_EQ(requestsOf(machine, "NvAPI_EnumPhysicalGPUs").size(), 2u);
+    EXPECT_EQ(requestsOf(machine, "NvAPI_Initialize").size(), 1u); // initialised stays initialised
+    EXPECT_EQ(requestsOf(machine, "loadLibrary").size(), 2u);      // both names of AMD's library, once
+}
+
+TEST(Gpu, AnEmptyListIsAMadeList) {
+    auto machine = TestMachine::sample("laptop");
+    machine->requests().keepRecord(true);
+    const test::CapturedLog log({&nvidiaGpuLogger, &amdGpuLogger});
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(getGpuLoad(), -1.0);
+        EXPECT_EQ(getGpuTemperature(), -1.0);
+        EXPECT_STREQ(getLastError(), "No gpu found");
+    }
+    EXPECT_THAT(machine->requests().record(),
+                ElementsAre("graphicsFunction NvAPI_Initialize", "loadLibrary atiadlxx.dll",
+                            "loadLibrary atiadlxy.dll"));
+    EXPECT_THAT(log.lines(spdlog::level::info),
+                ElementsAre("error NvAPI_Initialize failed, error code: -2, error message: "
+                            "NVAPI_LIBRARY_NOT_FOUND",
+                            "error Can not load atiadlxx.dll or atiadlxy.dll"));
+}
+
+TEST(Gpu, FailingLibrariesAreNoAdapters) {
+    for (const char* request : {"graphicsFunction", "loadLibrary"}) {
+        TestMachine machine(R"({"name": "m"})");
+        machine->requests().plan({request, 0, 5, 0});
+        EXPECT_EQ(getGpuLoad(), -1.0) << request;
+        EXPECT_STREQ(getLastError(), "No gpu found") << request;
+    }
+}
+
+} // namespace
+} // namespace orv

@@ -1,0 +1,311 @@
+#include "frame/HWException.h"
+#include "log/log.h"
+#include "memory/MemInfo.h"
+#include "memory/MemoryTables.h"
+#include "memory/SPD.h"
+#include "orvane/hwprobe.h"
+#include "platform/machine/Machine.h"
+#include "state/ProcessState.h"
+#include "support/CapturedLog.h"
+#include "support/MemoryImages.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+
+namespace orv::memory {
+namespace {
+
+using platform::ManagementType;
+using platform::ManagementValue;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using Columns = std::map<std::wstring, std::vector<ManagementValue>, std::less<>>;
+
+ManagementValue text(std::wstring value) {
+    return {ManagementType::bstr, std::move(value), 0};
+}
+ManagementValue number(std::int32_t value) {
+    return {ManagementType::i4, {}, value};
+}
+
+/// Two modules with every column of its right type.
+Columns twoModules() {
+    return {{L"Manufacturer", {text(L"A"), text(L"B")}},
+            {L"PartNumber", {text(L"a"), text(L"b ")}},
+            {L"Capacity", {text(L"1024"), text(L"2048")}},
+            {L"SerialNumber", {text(L"S1"), text(L"S2")}},
+            {L"Speed", {number(3200), number(3200)}},
+            {L"ConfiguredClockSpeed", {number(2933), number(2933)}},
+            {L"TotalWidth", {number(64), number(72)}},
+            {L"MaxVoltage", {number(1200), number(1350)}},
+            {L"SMBIOSMemoryType", {number(26), number(34)}},
+            {L"FormFactor", {number(8), number(12)}}};
+}
+
+std::vector<MemoryInfo> read(const Columns& columns) {
+    return readModules([&](std::wstring_view column) { return columns.find(column)->second; });
+}
+
+TEST(MemoryTables, NamesAndGaps) {
+    EXPECT_EQ(8u, memoryTypeName.size());
+    EXPECT_EQ(32u, smbiosMemoryTypeName.size());
+    EXPECT_EQ(25u, cimFormFactorName.size());
+    EXPECT_EQ(16u, smbiosFormFactorName.size());
+    EXPECT_EQ(L"LPDDR5", memoryTypeText(35));
+    EXPECT_EQ(L"-7", memoryTypeText(-7));
+    EXPECT_FALSE(smbiosMemoryTypeName.contains(22));
+    EXPECT_EQ(L"RowOfChip", cimFormFactorName.at(0));
+    EXPECT_EQ(L"LGA", cimFormFactorName.at(23));
+    EXPECT_EQ(L"Die", smbiosFormFactorName.at(16));
+}
+
+TEST(MemoryRows, ColumnsFillTheRecord) {
+    const MemoryInfo module = read(twoModules()).at(1);
+    EXPECT_EQ(L"B", module.manufacturer);
+    EXPECT_EQ(L"b ", module.model);
+    EXPECT_EQ(2048u, module.capacity);
+    EXPECT_EQ(L"S2", module.serialNumber);
+    EXPECT_EQ(
+        (std::vector<std::uint32_t>{3200, 2933, 72, 1350}),
+        (std::vector<std::uint32_t>{module.speed, module.currentSpeed, module.totalWidth, module.voltage}));
+    EXPECT_EQ(34, module.type);
+    EXPECT_EQ(12, module.formFactor);
+    EXPECT_EQ(L"00-00-00-00", module.timing);
+    EXPECT_TRUE(read({{L"Manufacturer", {}}}).empty());
+}
+
+// The first entry of a column has another type: its field stays fresh and one line tells the type.
+TEST(MemoryRows, AnEntryOfTheWrongType) {
+    const std::pair<const wchar_t*, const char*> cases[] = {
+        {L"Manufacturer", "error wmi result is no BSTR, current: 19"},
+        {L"PartNumber", "info wmi result is no BSTR, current: 19"},
+        {L"Capacity", "info wmi result is no BSTR, current: 19"},
+        {L"SerialNumber", "error serial number type wrong, index: 0, type: 19"},
+        {L"Speed", "info wmi result is no VT_UI4, current: 19"},
+        {L"ConfiguredClockSpeed", "info wmi result is no VT_UI4, current: 19"},
+        {L"TotalWidth", "info wmi result is no VT_UI4, current: 19"},
+        {L"MaxVoltage", "info wmi result is no VT_UI4, current: 19"},
+        {L"SMBIOSMemoryType", "info wmi result is no VT_UI4, current: 19"},
+        {L"FormFactor", "info wmi result is no VT_I4, current: 19"},
+    };
+    for (const auto& [column, line] : cases) {
+        Columns columns = twoModules();
+        columns[column][0] = {static_cast<ManagementType>(19), L"9", 9};
+        test::CapturedLog log({&memoryLogger});
+        const auto modules = read(columns);
+        EXPECT_THAT(log.lines(), ElementsAre("info memory count: 2", line));
+        const MemoryInfo& first = modules.at(0);
+        EXPECT_EQ(1, first.manufacturer.empty() + first.model.empty() + (first.capacity == 0) +
+                         first.serialNumber.empty() + (first.speed == 0) + (first.currentSpeed == 0) +
+                         (first.totalWidth == 0) + (first.voltage == 0) + (first.type == 0) +
+                         (first.formFactor == 0))
+            << line;
+        EXPECT_EQ(34, modules.at(1).type);
+    }
+}
+
+TEST(MemoryRows, AColumnWithAWrongCount) {
+    const std::pair<const wchar_t*, const char*> cases[] = {
+        {L"PartNumber", "module"},
+        {L"Capacity", "capacity"},
+        {L"SerialNumber", "serial number"},
+        {L"Speed", "speed"},
+        {L"ConfiguredClockSpeed", "ConfiguredClockSpeed"},
+        {L"TotalWidth", "TotalWidth"},
+        {L"MaxVoltage", "MaxVoltage"},
+        {L"SMBIOSMemoryType", "SMBIOSMemoryType"},
+        {L"FormFactor", "FormFactor"},
+    };
+    for (const auto& [column, noun] : cases) {
+        Columns columns = twoModules();
+        columns[column].resize(1);
+        test::CapturedLog log({&memoryLogger});
+        const auto modules = read(columns);
+        EXPECT_THAT(
+            log.lines(),
+            ElementsAre("info memory count: 2",
+                        fmt::format("error get {0} count wrong, {0} count: 1, memory count: 2", noun)));
+        EXPECT_EQ(column == std::wstring_view(L"FormFactor") ? -1 : 8, modules.at(0).formFactor);
+        EXPECT_EQ(column == std::wstring_view(L"Capacity") ? 0u : 1024u, modules.at(0).capacity);
+    }
+}
+
+TEST(MemoryRows, CapacitiesThatAreNoNumber) {
+    const auto reason = [](const wchar_t* capacity) -> std::string {
+        Columns columns = twoModules();
+        columns[L"Capacity"][0] = text(capacity);
+        try {
+            return std::to_string(read(columns)[0].capacity);
+        } catch (const std::exception& failure) {
+            return failure.what();
+        }
+    };
+    EXPECT_EQ("18446744073709551615", reason(L"18446744073709551615"));
+    EXPECT_EQ("stoull argument out of range", reason(L"18446744073709551616"));
+    EXPECT_EQ("invalid stoull argument", reason(L""));
+    EXPECT_EQ("invalid stoull argument", reason(L"many"));
+    EXPECT_EQ("16", reason(L" 16 GB"));
+}
+
+MemoryInfo module(const wchar_t* model, std::int32_t type, std::uint64_t capacity,
+                  const wchar_t* serial = L"") {
+    MemoryInfo info;
+    info.model = model;
+    info.type = type;
+    info.capacity = capacity;
+    info.serialNumber = serial;
+    return info;
+}
+
+TEST(MemoryMerge, SolderedModulesBecomeOneAtTheEnd) {
+    const auto merged = [](std::vector<MemoryInfo> modules) {
+        mergeSoldered(modules);
+        std::wstring text;
+        for (const MemoryInfo& entry : modules)
+            text += fmt::format(L"{}:{} ", entry.model, entry.capacity);
+        return text;
+    };
+    EXPECT_EQ(L"d:3 b:16 ", merged({module(L"a", 30, 8), module(L"d", 26, 3), module(L"b", 30, 8)}));
+    EXPECT_EQ(L"a:1 c:2 ", merged({module(L"a", 28, 1), module(L"c", 24, 2)})) << "LPDDR2 and DDR stay";
+    EXPECT_EQ(L"d:3 ", merged({module(L"a", 29, 0), module(L"d", 26, 3), module(L"b", 29, 0)}));
+    try {
+        merged({module(L"a", 30, 8), module(L"b", 35, 8)});
+        FAIL();
+    } catch (const HWException& failure) {
+        EXPECT_THAT(
+            failure.what(),
+            HasSubstr("Memory types are inconsistent before and after, before: LPDDR4, after: LPDDR5"));
+    }
+}
+
+TEST(MemoryJoin, BySerialNumberAsItStands) {
+    const Spd ddr4 = test::spdOf(
+        512, {{18, {0x05}}, {20, {0, 0x80}}, {25, {0x6E, 0x6E, 1}}, {325, {0, 0x1A, 0xFF, 0x0B}}});
+    std::vector<MemoryInfo> modules = {
+        module(L"case", 26, 1, L"001aff0b"), module(L"blank", 26, 1, L"001AFF0B "),
+        module(L"first", 26, 1, L"001AFF0B"), module(L"second", 26, 1, L"001AFF0B"), module(L"none", 26, 1)};
+    test::CapturedLog log({&memoryLogger});
+    joinSpds(modules, {ddr4, Spd(512)});
+    for (const MemoryInfo& entry : modules)
+        EXPECT_EQ(entry.model == L"first" ? L"22-22-22-52" : L"00-00-00-00", entry.timing);
+    EXPECT_EQ(ddr4, modules[2].spd);
+    EXPECT_THAT(log.lines(),
+                ElementsAre("info spd serial number: 001AFF0B", "info spd serial number: 00000000",
+                            "error can not find memory by serial number: 00000000"));
+    // The first module's type chooses the serial number's place, each module's own its timing.
+    modules = {module(L"a", 35, 1, L"00000000"), module(L"b", 24, 1, L"01000000")};
+    const Spd ddr5 = test::spdOf(1024, {{517, {1}}});
+    joinSpds(modules, {ddr5});
+    EXPECT_EQ(L"00-00-00-00", modules[1].timing);
+    EXPECT_EQ(ddr5, modules[1].spd);
+    modules[0].type = 24;
+    EXPECT_THROW(joinSpds(modules, {ddr5}), HWException);
+}
+
+class MemoryReport : public testing::Test {
+  protected:
+    MemoryReport() : before_(platform::current()) {}
+    ~MemoryReport() override {
+        ProcessState::renew();
+        platform::use(before_);
+    }
+    platform::Machine& use(std::unique_ptr<platform::Machine> machine) {
+        ProcessState::renew();
+        machine_ = std::move(machine);
+        platform::use(*machine_);
+        machine_->requests().keepRecord(true);
+        return *machine_;
+    }
+    platform::Machine& sample(const std::string& name) {
+        return use(platform::Machine::fromFile(HWPROBE_SOURCE_DIR "/machines/" + name + ".json"));
+    }
+    static std::vector<std::wstring> timings() {
+        std::vector<std::wstring> timings;
+        for (const MemoryInfo& entry : MemoryInfo::getMemoryInfo())
+            timings.push_back(entry.timing);
+        return timings;
+    }
+
+  private:
+    platform::Platform& before_;
+    std::unique_ptr<platform::Machine> machine_;
+};
+
+TEST_F(MemoryReport, SampleMachines) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"intel-desktop",
+         R"({"code":1,"data":[{"manufacturer":"Acme","model":"AM4-16G-3200"},{"manufacturer":"Borealis","model":"BX416G2666-8  "}]})"},
+        {"amd-ryzen-desktop",
+         R"({"code":1,"data":[{"manufacturer":"Acme","model":"AM5-32G-4800"},{"manufacturer":"Acme","model":"AM5-32G-4800"}]})"},
+        {"laptop", R"({"code":1,"data":[{"manufacturer":"Acme","model":"ALP5-8G-B"}]})"},
+        {"amd-apu",
+         R"({"code":1,"data":[{"manufacturer":"Nordwind","model":"NW-4G-2133"},{"manufacturer":"Nordwind","model":"NW-4G-2133"}]})"},
+        {"amd-k10",
+         R"({"code":1,"data":[{"manufacturer":"Acme","model":"AM3-4G-1333"},{"manufacturer":"Acme","model":"AM3-4G-1333"}]})"},
+    };
+    for (const auto& [name, answer] : cases) {
+        sample(name);
+        EXPECT_STREQ(answer, getMemoryManufacturerAndModel()) << name;
+    }
+    sample("amd-k8");
+    const std::string failure = getMemoryManufacturerAndModel();
+    EXPECT_THAT(failure, testing::StartsWith(R"({"code":0,"data":"MemInfo@)"));
+    EXPECT_THAT(failure, HasSubstr("Memory type is not DDR4, DDR5, LPDDR4, LPDDR5, type: 19"));
+    EXPECT_EQ(failure, R"({"code":0,"data":")" + std::string(getLastError()) + "\"}");
+}
+
+TEST_F(MemoryReport, TimingsOfTheSampleMachines) {
+    sample("intel-desktop");
+    EXPECT_EQ((std::vector<std::wstring>{L"22-22-22-52", L"18-19-19-43"}), timings());
+    sample("amd-ryzen-desktop");
+    EXPECT_EQ((std::vector<std::wstring>{L"40-39-39-77", L"40-39-39-77"}), timings());
+    sample("amd-apu"); // 15 / 16 ns less 0.5 ps; the second EEPROM belongs to no module
+    test::CapturedLog log({&memoryLogger});
+    EXPECT_EQ((std::vector<std::wstring>{L"16-15-15-35", L"00-00-00-00"}), timings());
+    EXPECT_THAT(log.lines(), Contains("error can not find memory by serial number: DEADBEEF"));
+}
+
+TEST_F(MemoryReport, RowsFromAFirmwareDump) {
+    test::MemoryDevice device;
+    device.manufacturer = "M\xC3\xBCller";
+    device.type = 24;
+    const test::Bytes dump = test::dumpOf(test::tableOf({device}));
+    std::ofstream("firmware.bin", std::ios::binary)
+        .write(reinterpret_cast<const char*>(dump.data()), static_cast<std::streamsize>(dump.size()));
+    std::ofstream("firmware.json") << R"({"name": "f", "management": {"smbios": "firmware.bin"}})";
+    use(platform::Machine::fromFile("firmware.json"));
+    // A type without EEPROM support passes until the controller is asked, which this machine has not.
+    EXPECT_THAT(getMemoryManufacturerAndModel(), HasSubstr("DLL Status Error"));
+    EXPECT_EQ(24, getMemoryType());
+}
+
+TEST_F(MemoryReport, NoRowsOrNoAnswer) {
+    const std::pair<const char*, const char*> cases[] = {
+        {R"({"Win32_PhysicalMemory": []})", R"({"code":1,"data":null})"},
+        {R"({"Other": []})", R"({"code":1,"data":null})"},
+    };
+    for (const auto& [management, answer] : cases) {
+        auto& machine =
+            use(platform::Machine::fromText(fmt::format(R"({{"name": "m", "management": {}}})", management)));
+        EXPECT_STREQ(answer, getMemoryManufacturerAndModel());
+        EXPECT_THAT(machine.requests().record(), testing::Not(Contains(HasSubstr("Dll"))));
+        EXPECT_EQ(0, getMemoryType());
+    }
+    use(platform::Machine::fromText(R"({"name": "bare"})"));
+    EXPECT_THAT(getMemoryManufacturerAndModel(),
+                HasSubstr("CoCreateInstance failed: error code: 2147746132"));
+    use(platform::Machine::fromText(
+        R"({"name": "m", "management": {"Win32_PhysicalMemory": [{"Manufacturer": "A"}]}})"));
+    EXPECT_THAT(getMemoryManufacturerAndModel(), HasSubstr("LPDDR5, type: 0"));
+    test::CapturedLog log({&memoryLogger});
+    EXPECT_EQ(0, getMemoryType());
+    EXPECT_THAT(log.lines(), Contains("error wmi result is no VT_UI4, current: 0"));
+}
+
+} // namespace
+} // namespace orv::memory

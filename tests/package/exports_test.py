@@ -1,0 +1,25 @@
+"""Compares the names that a built library exports with those of the public header:
+exports_test.py HEADER LIBRARY NM OBJDUMP"""
+
+import re
+import subprocess
+import sys
+
+HEADER, LIBRARY, NM, OBJDUMP = sys.argv[1:]
+
+
+def exported():
+    if LIBRARY.endswith(".dll"):
+        listing = subprocess.run([OBJDUMP, "-p", LIBRARY], capture_output=True, text=True, check=True).stdout
+        table = listing.split("[Ordinal/Name Pointer] Table", 1)[1].split("\n\n", 1)[0]
+        return re.findall(r"^\s*\[\s*\d+\]\s+(\S+)$", table, re.MULTILINE)
+    listing = subprocess.run([NM, "-D", "--defined-only", LIBRARY], capture_output=True, text=True, check=True).stdout
+    return [line.split()[-1] for line in listing.splitlines()]
+
+
+with open(HEADER, encoding="utf-8") as header:
+    declared = re.findall(r"^ORVANE_HWPROBE_API .*?(\w+)\(", header.read(), re.MULTILINE)
+found = sorted(exported())
+if len(declared) != 19 or found != sorted(declared):
+    sys.exit(f"{LIBRARY} exports {found}\nthe header declares {sorted(declared)}")
+print(f"{LIBRARY} exports the {len(found)} names of the header alone")

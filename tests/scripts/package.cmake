@@ -1,0 +1,20 @@
+# What a host sees of the library: its exported names, the examples that load it, the installed package.
+find_package(Python3 REQUIRED COMPONENTS Interpreter)
+set(PACKAGE_TESTS "${CMAKE_CURRENT_SOURCE_DIR}/package")
+add_test(NAME exported_names
+  COMMAND "${Python3_EXECUTABLE}" "${PACKAGE_TESTS}/exports_test.py" "${PROJECT_SOURCE_DIR}/include/orvane/hwprobe.h"
+    $<TARGET_FILE:Orvane_HwProbe> "${CMAKE_NM}" "${CMAKE_OBJDUMP}")
+add_test(NAME example_host_c
+  COMMAND "${Python3_EXECUTABLE}" "${PACKAGE_TESTS}/host_test.py" $<TARGET_FILE:Orvane_HwProbe>
+    ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:example_host>
+  WORKING_DIRECTORY "${TEST_WORK_DIR}")
+# A sanitized library needs its run-time first in the process, so it is no library for a plain Python or C host.
+if(NOT CMAKE_CROSSCOMPILING AND NOT HWPROBE_SANITIZE)
+  add_test(NAME example_host_python
+    COMMAND "${Python3_EXECUTABLE}" "${PACKAGE_TESTS}/host_test.py" $<TARGET_FILE:Orvane_HwProbe>
+      "${Python3_EXECUTABLE}" "${PROJECT_SOURCE_DIR}/examples/host.py"
+    WORKING_DIRECTORY "${TEST_WORK_DIR}")
+  add_test(NAME installed_package
+    COMMAND "${Python3_EXECUTABLE}" "${PACKAGE_TESTS}/install_test.py" "${CMAKE_BINARY_DIR}"
+      "${PACKAGE_TESTS}/consumer" "${CMAKE_C_COMPILER}")
+endif()
