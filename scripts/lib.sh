@@ -1,6 +1,9 @@
 # What the scripts share. Sourced by bash in the root of the repository.
 # shellcheck shell=bash
 
+# Where ccache is installed, a checkout in another folder shares its results.
+export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
+
 say() { echo "== $*"; }
 
 die() {
