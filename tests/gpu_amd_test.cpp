@@ -201,27 +201,29 @@ TEST(GpuAmd, TotalMemoryByWhatTheLibraryHas) {
     }
 }
 
-TEST(GpuAmd, NoRequestThatFailsLeavesTheExport) {
-    const std::string cards = card(R"("overdrive": {"version": 8}, "odnTemperature": 50, "activity": 21,
-                                       "pmLog": {"sensors": {"8": 50, "19": 22}})");
-    for (const char* request :
-         {"loadLibrary", "libraryFunction", "ADL_Main_Control_Create", "ADL_Adapter_NumberOfAdapters_Get",
-          "ADL_Adapter_AdapterInfo_Get", "ADL_Adapter_Active_Get", "ADL2_Main_Control_Create",
-          "ADL_Overdrive_Caps", "ADL2_OverdriveN_Temperature_Get", "ADL2_New_QueryPMLogData_Get",
-          "ADL_Overdrive5_CurrentActivity_Get"}) {
-        for (std::uint64_t nth = 0; nth < 4; ++nth) {
-            TestMachine machine(withAmd(cards));
-            machine->requests().plan({request, nth, 5, 0});
-            for (const double value : {getGpuLoad(), getGpuTemperature()}) {
-                if (value == -1.0) {
-                    EXPECT_STRNE(getLastError(), "") << request;
-                }
+TEST(Gpu, AnyRequestMayFailAndNothingLeavesTheExports) {
+    const struct {
+        const char* sample;
+        double temperature;
+    } rows[] = {{"intel-desktop", 47}, {"amd-ryzen-desktop", 58}};
+    for (const auto& row : rows) {
+        std::uint64_t requests = 1;
+        std::uint64_t survived = 0;
+        for (std::uint64_t number = 1; number <= requests; ++number) {
+            auto machine = TestMachine::sample(row.sample);
+            machine->requests().failRequest(number, platform::kAccessDenied);
+            if (getGpuTemperature() == -1.0) {
+                EXPECT_STRNE(getLastError(), "") << row.sample << number;
             }
-            machine->requests().clearFaults();
-            // A list that was made stays, and so does a function that was not found.
-            const double later = getGpuLoad();
-            EXPECT_TRUE(later == 0.22 || later == -1.0) << request << nth << later;
+            requests = std::max(requests, machine->requests().count());
+            // A driver that could not be started at first use stays away: an empty list is a made one. The
+            // third Radeon entry (61) stands in for a second one that does not answer.
+            const double later = getGpuTemperature();
+            EXPECT_TRUE(later == row.temperature || later == 61.0 || later == -1.0) << row.sample << number;
+            if (later == row.temperature) ++survived;
         }
+        EXPECT_GT(requests, 10u);
+        EXPECT_GT(survived, requests / 2);
     }
 }
 
