@@ -5,7 +5,7 @@
 board=pc
 cpu=EPYC,topoext=on
 smp=4,sockets=1,cores=2,threads=2
-modules="e1000 8139cp"
+modules="msr e1000 8139cp"
 
 manufacturer_1=Acme serial_1=1A2B3C4D part_1=AM4-8G-3200
 
