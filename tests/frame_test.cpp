@@ -171,6 +171,12 @@ bool isErrorObject(const std::string& text) {
 const Swept kSwept[] = {
     {"getMemoryLoad", "intel-desktop", [] { return std::to_string(getMemoryLoad()); }, isMinusOne},
     {"getNetCurrentSpeed", "intel-desktop", [] { return std::string(getNetCurrentSpeed()); }, isErrorObject},
+    {"getMemoryManufacturerAndModel", "intel-desktop",
+     [] { return std::string(getMemoryManufacturerAndModel()); }, isErrorObject},
+    {"getCpuLoad", "intel-desktop", [] { return std::to_string(getCpuLoad()); }, isMinusOne},
+    {"getCpuTemperature", "intel-desktop", [] { return std::to_string(getCpuTemperature()); }, isMinusOne},
+    {"getCpuBaseFrequency", "intel-desktop", [] { return std::to_string(getCpuBaseFrequency()); },
+     isMinusOne},
     {"getNetCardMessage", "intel-desktop", [] { return std::string(getNetCardMessage()); }, isErrorObject},
     {"initBattery", "laptop", [] { return std::to_string(initBattery()); }, isMinusOne},
     {"getBatteryAllMessage", "laptop",

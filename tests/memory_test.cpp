@@ -4,15 +4,13 @@
 #include "memory/MemoryTables.h"
 #include "memory/SPD.h"
 #include "orvane/hwprobe.h"
-#include "platform/machine/Machine.h"
-#include "state/ProcessState.h"
 #include "support/CapturedLog.h"
 #include "support/MemoryImages.h"
+#include "support/TestMachine.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <fstream>
 #include <map>
 
@@ -207,36 +205,14 @@ TEST(MemoryJoin, BySerialNumberAsItStands) {
     EXPECT_THROW(joinSpds(modules, {ddr5}), HWException);
 }
 
-class MemoryReport : public testing::Test {
-  protected:
-    MemoryReport() : before_(platform::current()) {}
-    ~MemoryReport() override {
-        ProcessState::renew();
-        platform::use(before_);
-    }
-    platform::Machine& use(std::unique_ptr<platform::Machine> machine) {
-        ProcessState::renew();
-        machine_ = std::move(machine);
-        platform::use(*machine_);
-        machine_->requests().keepRecord(true);
-        return *machine_;
-    }
-    platform::Machine& sample(const std::string& name) {
-        return use(platform::Machine::fromFile(HWPROBE_SOURCE_DIR "/machines/" + name + ".json"));
-    }
-    static std::vector<std::wstring> timings() {
-        std::vector<std::wstring> timings;
-        for (const MemoryInfo& entry : MemoryInfo::getMemoryInfo())
-            timings.push_back(entry.timing);
-        return timings;
-    }
+std::vector<std::wstring> timings() {
+    std::vector<std::wstring> timings;
+    for (const MemoryInfo& entry : MemoryInfo::getMemoryInfo())
+        timings.push_back(entry.timing);
+    return timings;
+}
 
-  private:
-    platform::Platform& before_;
-    std::unique_ptr<platform::Machine> machine_;
-};
-
-TEST_F(MemoryReport, SampleMachines) {
+TEST(MemoryReport, SampleMachines) {
     const std::pair<const char*, const char*> cases[] = {
         {"intel-desktop",
          R"({"code":1,"data":[{"manufacturer":"Acme","model":"AM4-16G-3200"},{"manufacturer":"Borealis","model":"BX416G2666-8  "}]})"},
@@ -249,28 +225,35 @@ TEST_F(MemoryReport, SampleMachines) {
          R"({"code":1,"data":[{"manufacturer":"Acme","model":"AM3-4G-1333"},{"manufacturer":"Acme","model":"AM3-4G-1333"}]})"},
     };
     for (const auto& [name, answer] : cases) {
-        sample(name);
+        const auto machine = test::TestMachine::sample(name);
         EXPECT_STREQ(answer, getMemoryManufacturerAndModel()) << name;
     }
-    sample("amd-k8");
+    const auto machine = test::TestMachine::sample("amd-k8");
     const std::string failure = getMemoryManufacturerAndModel();
     EXPECT_THAT(failure, testing::StartsWith(R"({"code":0,"data":"MemInfo@)"));
     EXPECT_THAT(failure, HasSubstr("Memory type is not DDR4, DDR5, LPDDR4, LPDDR5, type: 19"));
     EXPECT_EQ(failure, R"({"code":0,"data":")" + std::string(getLastError()) + "\"}");
 }
 
-TEST_F(MemoryReport, TimingsOfTheSampleMachines) {
-    sample("intel-desktop");
-    EXPECT_EQ((std::vector<std::wstring>{L"22-22-22-52", L"18-19-19-43"}), timings());
-    sample("amd-ryzen-desktop");
-    EXPECT_EQ((std::vector<std::wstring>{L"40-39-39-77", L"40-39-39-77"}), timings());
-    sample("amd-apu"); // 15 / 16 ns less 0.5 ps; the second EEPROM belongs to no module
+TEST(MemoryReport, TimingsOfTheSampleMachines) {
+    const struct {
+        const char* name;
+        std::vector<std::wstring> timings;
+    } cases[] = {
+        {"intel-desktop", {L"22-22-22-52", L"18-19-19-43"}},
+        {"amd-ryzen-desktop", {L"40-39-39-77", L"40-39-39-77"}},
+        {"amd-apu", {L"16-15-15-35", L"00-00-00-00"}}, // 0.937 ns; the second EEPROM belongs to no module
+        {"laptop", {L"00-00-00-00"}},
+    };
     test::CapturedLog log({&memoryLogger});
-    EXPECT_EQ((std::vector<std::wstring>{L"16-15-15-35", L"00-00-00-00"}), timings());
+    for (const auto& row : cases) {
+        const auto machine = test::TestMachine::sample(row.name);
+        EXPECT_EQ(row.timings, timings()) << row.name;
+    }
     EXPECT_THAT(log.lines(), Contains("error can not find memory by serial number: DEADBEEF"));
 }
 
-TEST_F(MemoryReport, RowsFromAFirmwareDump) {
+TEST(MemoryReport, RowsFromAFirmwareDump) {
     test::MemoryDevice device;
     device.manufacturer = "M\xC3\xBCller";
     device.type = 24;
@@ -278,29 +261,29 @@ TEST_F(MemoryReport, RowsFromAFirmwareDump) {
     std::ofstream("firmware.bin", std::ios::binary)
         .write(reinterpret_cast<const char*>(dump.data()), static_cast<std::streamsize>(dump.size()));
     std::ofstream("firmware.json") << R"({"name": "f", "management": {"smbios": "firmware.bin"}})";
-    use(platform::Machine::fromFile("firmware.json"));
+    const auto machine = platform::Machine::fromFile("firmware.json");
+    const test::InUse inUse(*machine);
     // A type without EEPROM support passes until the controller is asked, which this machine has not.
     EXPECT_THAT(getMemoryManufacturerAndModel(), HasSubstr("DLL Status Error"));
     EXPECT_EQ(24, getMemoryType());
 }
 
-TEST_F(MemoryReport, NoRowsOrNoAnswer) {
-    const std::pair<const char*, const char*> cases[] = {
-        {R"({"Win32_PhysicalMemory": []})", R"({"code":1,"data":null})"},
-        {R"({"Other": []})", R"({"code":1,"data":null})"},
-    };
-    for (const auto& [management, answer] : cases) {
-        auto& machine =
-            use(platform::Machine::fromText(fmt::format(R"({{"name": "m", "management": {}}})", management)));
-        EXPECT_STREQ(answer, getMemoryManufacturerAndModel());
-        EXPECT_THAT(machine.requests().record(), testing::Not(Contains(HasSubstr("Dll"))));
+TEST(MemoryReport, NoRowsOrNoAnswer) {
+    for (const char* management : {R"({"Win32_PhysicalMemory": []})", R"({"Other": []})"}) {
+        test::TestMachine machine(fmt::format(R"({{"name": "m", "management": {}}})", management));
+        machine->requests().keepRecord(true);
+        EXPECT_STREQ(R"({"code":1,"data":null})", getMemoryManufacturerAndModel());
+        EXPECT_THAT(machine->requests().record(), testing::Not(Contains(HasSubstr("Dll"))));
         EXPECT_EQ(0, getMemoryType());
     }
-    use(platform::Machine::fromText(R"({"name": "bare"})"));
+    const test::TestMachine bare(R"({"name": "bare"})");
     EXPECT_THAT(getMemoryManufacturerAndModel(),
                 HasSubstr("CoCreateInstance failed: error code: 2147746132"));
-    use(platform::Machine::fromText(
-        R"({"name": "m", "management": {"Win32_PhysicalMemory": [{"Manufacturer": "A"}]}})"));
+}
+
+TEST(MemoryReport, AFirstModuleOfNoType) {
+    const test::TestMachine machine(
+        R"({"name": "m", "management": {"Win32_PhysicalMemory": [{"Manufacturer": "A"}]}})");
     EXPECT_THAT(getMemoryManufacturerAndModel(), HasSubstr("LPDDR5, type: 0"));
     test::CapturedLog log({&memoryLogger});
     EXPECT_EQ(0, getMemoryType());

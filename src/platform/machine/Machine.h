@@ -31,6 +31,8 @@ class Machine : public Platform {
     const std::string& name() const { return name_; }
     Requests& requests() { return requests_; }
     MachineClock& machineClock() { return clock_; }
+    /// Another side's mutexes in place of the described ones, to meet other processes on a real system.
+    void useMutexes(NamedMutexes& other) { mutexesInUse_ = &other; }
 
     SystemFacts& systemFacts() override { return systemFacts_; }
     FaultTrap& faultTrap() override { return faultTrap_; }
@@ -41,7 +43,7 @@ class Machine : public Platform {
     Processes& processes() override { return processes_; }
     MachineProcessor& processor() override { return processor_; }
     MachineRing0& ring0() override { return ring0_; }
-    NamedMutexes& namedMutexes() override { return namedMutexes_; }
+    NamedMutexes& namedMutexes() override { return *mutexesInUse_; }
     Timers& timers() override { return timers_; }
     PerformanceCounters& performanceCounters() override { return performanceCounters_; }
     ManagementData& managementData() override { return managementData_; }
@@ -67,15 +69,16 @@ class Machine : public Platform {
     MachineProcessor processor_;
     MachineRing0 ring0_;
     MachineNamedMutexes namedMutexes_;
+    NamedMutexes* mutexesInUse_ = &namedMutexes_;
     MachineTimers timers_;
     MachinePerformanceCounters performanceCounters_;
     MachineManagementData managementData_;
+    MachineSmbus smbus_;
     MachineBatteries batteries_;
     MachineDeviceTree deviceTree_;
     MachineDeviceFiles deviceFiles_;
     MachineRegistry registry_;
     MachinePrivileges privileges_;
-    MachineSmbus smbus_;
 };
 
 } // namespace orv::platform

@@ -1,0 +1,435 @@
+// The processor from detection to its four readings, over described machines.
+
+#include "cpu/CpuAmd0F.h"
+#include "cpu/CpuAmd10.h"
+#include "cpu/CpuIntel.h"
+#include "cpu/cpu.h"
+#include "cpu/cpuFrequency.h"
+#include "cpu/cpu_info.h"
+#include "frame/HWException.h"
+#include "log/log.h"
+#include "orvane/hwprobe.h"
+#include "support/CapturedLog.h"
+#include "support/TestMachine.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+
+namespace orv::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr std::int64_t kMillisecond = 1'000'000; // ns
+
+std::string processor(const std::string& inside) {
+    return R"("processor": {)" + inside + "}";
+}
+std::string machineWith(const std::string& sections) {
+    return R"({"name": "m", )" + sections + "}";
+}
+
+struct Sample {
+    const char* name;
+    double temperature;
+    int baseClock;
+    double load;  // of one second, the second one of the counters' steps
+    double speed; // performance * frequency / 100
+};
+
+// intel-desktop   IA32_THERM_STATUS of threads 1, 3, 5, 7: readout 0x2D 0x27 0x28 0x2C = 45 39 40 44
+//                 below 100: 55 61 60 56, mean 58
+// laptop          readout 0x30 0x32 0x31 0x33: 52 50 51 49, mean 50.5
+// amd-k8          model 0x48: sensor 4 reads 0x00620000, 0x62 = 98, less 49
+// amd-k10         0x2F800000 >> 21 = 380, eighths of a degree
+// amd-apu         behind the SMU 0x34400000 >> 21 = 418, eighths of a degree
+// amd-ryzen       0x6A880000 >> 21 = 852, 106.5 degrees; bit 19 set: less 49
+// Its counter runs at 3593 MHz: 54 * 66666.66 kHz is the nearest multiple of a bus clock.
+constexpr Sample kSamples[] = {
+    {"intel-desktop", 58.0, 3600, 0.25, 4320.0}, {"laptop", 50.5, 2000, 0.12, 1500.0},
+    {"amd-k8", 49.0, 2000, 0.50, 2000.0},        {"amd-k10", 47.5, 3200, 0.30, 3200.0},
+    {"amd-apu", 52.25, 2100, 0.20, 2310.0},      {"amd-ryzen-desktop", 57.5, 3600, 0.10, 4140.0},
+};
+
+TEST(CpuSamples, GiveWhatTheirRegistersHold) {
+    for (const Sample& sample : kSamples) {
+        SCOPED_TRACE(sample.name);
+        TestMachine machine = TestMachine::sample(sample.name);
+        EXPECT_EQ(sample.baseClock, getCpuBaseFrequency());
+        EXPECT_EQ(sample.temperature, getCpuTemperature());
+        EXPECT_EQ(0.0, getCpuFrequency());
+        EXPECT_DOUBLE_EQ(sample.speed, getCpuFrequency());
+        EXPECT_EQ(0.0, getCpuLoad());
+        machine->machineClock().sleepNs(100 * kMillisecond); // still in the first step of the load
+        EXPECT_DOUBLE_EQ(sample.load, getCpuLoad());
+        releaseRing0();
+        EXPECT_EQ(-1.0, getCpuTemperature());
+        EXPECT_THAT(getLastError(), HasSubstr(": WinRing0 has been released"));
+        EXPECT_DOUBLE_EQ(sample.speed, getCpuFrequency());
+    }
+}
+
+TEST(CpuSamples, TheIndexWriteAndTheDataReadStandAloneBetweenWaitAndRelease) {
+    const struct {
+        const char* sample;
+        const char* write;
+        const char* read;
+    } rows[] = {
+        {"amd-k8", "WritePciConfigDwordEx 00:18.3 0xe4 0x4", "ReadPciConfigDwordEx 00:18.3 0xe4"},
+        {"amd-apu", "WritePciConfigDwordEx 00:00.0 0xb8 0xd8200ca4", "ReadPciConfigDwordEx 00:00.0 0xbc"},
+        {"amd-ryzen-desktop", "WritePciConfigDwordEx 00:00.0 0x60 0x59800",
+         "ReadPciConfigDwordEx 00:00.0 0x64"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.sample);
+        TestMachine machine = TestMachine::sample(row.sample);
+        ASSERT_GT(getCpuTemperature(), 0.0);
+        machine->requests().keepRecord(true);
+        machine->requests().clearRecord();
+        ASSERT_GT(getCpuTemperature(), 0.0);
+        EXPECT_THAT(machine->requests().record(),
+                    ElementsAre("architecture", "WaitForSingleObject Global\\Access_PCI", row.write, row.read,
+                                "ReleaseMutex Global\\Access_PCI"));
+    }
+}
+
+TEST(CpuInfo, CountsTheRecordsAndDecodesTheVersion) {
+    TestMachine machine = TestMachine::sample("intel-desktop");
+    const CpuInfo info = GetCpuInfo();
+    EXPECT_EQ(CpuVendor::intel, info.vendor);
+    EXPECT_EQ(1u, info.processorPackageCount);
+    EXPECT_EQ(1u, info.numaNodeCount);
+    EXPECT_EQ(4u, info.processorCoreCount);
+    EXPECT_EQ(8u, info.logicalProcessorCount);
+    EXPECT_EQ(4u * 65536, info.processorL1CacheSize); // data and instructions
+    EXPECT_EQ(4u * 262144, info.processorL2CacheSize);
+    EXPECT_EQ(8388608u, info.processorL3CacheSize);
+    EXPECT_EQ(6u, info.family);
+    EXPECT_EQ(0x9Eu, info.model);
+    EXPECT_EQ("Intel(R) Core(TM) i7 Desktop CPU @ 3.60GHz", info.name);
+}
+
+TEST(CpuInfo, OddProcessorsAndFailures) {
+    {
+        // No leaf above 0, a cache of level 4, no brand.
+        TestMachine machine(
+            machineWith(processor(R"("vendor": "GenuineIntel", "highestLeaf": 0, "apicIds": [0],
+            "records": [{"relationship": 2, "mask": 1, "level": 4, "size": 9}])")));
+        EXPECT_EQ(CpuVendor::unknown, GetCpuVendor());
+        EXPECT_EQ(-1, GetCoreIdByAffinityMask(1));
+        EXPECT_EQ("", GetCpuInfo().name);
+        EXPECT_EQ(0, getCpuBaseFrequency()); // a counter that stands still
+        EXPECT_EQ(-1.0, getCpuTemperature());
+        EXPECT_THAT(getLastError(), HasSubstr(": unknown cpu, not support temperature"));
+    }
+    {
+        TestMachine machine(
+            machineWith(processor(R"("vendor": "GenuineIntel", "records": [{"relationship": 7}])")));
+        EXPECT_EQ(-1.0, getCpuLoad());
+        EXPECT_THAT(getLastError(),
+                    HasSubstr(": Error: Unsupported LOGICAL_PROCESSOR_RELATIONSHIP value: 7"));
+    }
+    const struct {
+        const char* request;
+        int nth;
+        const char* text;
+    } rows[] = {
+        {"findLogicalProcessorInformation", 1,
+         ": GetProcAddress(GetLogicalProcessorInformation) failed with error: error code: 5 "},
+        {"GetLogicalProcessorInformation", 1, ": Error: error code: 5 "},
+        {"GetLogicalProcessorInformation", 2, ": Error: error code: 5 "},
+    };
+    for (const auto& row : rows) {
+        TestMachine machine = TestMachine::sample("laptop");
+        machine->requests().plan(
+            {row.request, static_cast<std::uint64_t>(row.nth), platform::kAccessDenied, 0});
+        EXPECT_EQ(-1, getCpuBaseFrequency());
+        EXPECT_THAT(getLastError(), HasSubstr(row.text));
+        EXPECT_EQ(2000, getCpuBaseFrequency());
+    }
+}
+
+TEST(CoreId, DividesTheApicIdByVendor) {
+    struct Row {
+        const char* inside;
+        std::int32_t core;
+    };
+    const Row rows[] = {
+        // 16 ids of 8 cores: one bit for the thread, three for the core; the package's bits go.
+        {R"("vendor": "GenuineIntel", "apicIds": [27],
+            "leaves": [{"leaf": 1, "ebx": "0x00100000"}, {"leaf": 4, "eax": "0x1C000000"}])",
+         5},
+        // Without leaf 4 a package is one core with 2 threads.
+        {R"("vendor": "GenuineIntel", "apicIds": [5], "leaves": [{"leaf": 1, "ebx": "0x00020000"}])", 0},
+        // Fewer ids than cores: no bit for the thread.
+        {R"("vendor": "GenuineIntel", "apicIds": [3],
+            "leaves": [{"leaf": 1, "ebx": "0x00010000"}, {"leaf": 4, "eax": "0x0C000000"}])",
+         3},
+        {R"("vendor": "AuthenticAMD", "apicIds": [19],
+            "leaves": [{"leaf": 1}, {"leaf": "0x80000008", "ecx": "0x4003"}])",
+         3},
+        {R"("vendor": "AuthenticAMD", "apicIds": [35],
+            "leaves": [{"leaf": 1}, {"leaf": "0x80000008", "ecx": "0x5003"}])",
+         3},
+        {R"("vendor": "AuthenticAMD", "apicIds": [70],
+            "leaves": [{"leaf": 1}, {"leaf": "0x80000008", "ecx": "0x6003"}])",
+         6},
+        {R"("vendor": "AuthenticAMD", "apicIds": [3],
+            "leaves": [{"leaf": 1}, {"leaf": "0x80000008", "ecx": "0x2003"}])",
+         0},
+        {R"("vendor": "AuthenticAMD", "apicIds": [3], "leaves": [{"leaf": 1}])", 0},
+        {R"("vendor": "CentaurHauls", "apicIds": [3], "leaves": [{"leaf": 1}])", -1},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.inside);
+        TestMachine machine(machineWith(processor(row.inside)));
+        machine->requests().keepRecord(true);
+        EXPECT_EQ(row.core, GetCoreIdByAffinityMask(1));
+        EXPECT_EQ("SetThreadAffinityMask 0x1", machine->requests().record().back()); // put back
+    }
+}
+
+TEST(CpuIntel, ReadsEachCoreOnceThroughItsLastThread) {
+    TestMachine machine = TestMachine::sample("intel-desktop");
+    machine->requests().keepRecord(true);
+    getCpuTemperature();
+    std::vector<std::string> reads;
+    for (const std::string& line : machine->requests().record())
+        if (line.starts_with("RdmsrTx")) reads.push_back(line);
+    EXPECT_THAT(reads, testing::UnorderedElementsAre("RdmsrTx 0x19c 0x2", "RdmsrTx 0x19c 0x8",
+                                                     "RdmsrTx 0x19c 0x20", "RdmsrTx 0x19c 0x80"));
+    // A register that is refused gives its own value and leaves the last error alone.
+    const std::string before = getLastError();
+    machine->requests().plan({"RdmsrTx", 0, platform::kAccessDenied, 0});
+    EXPECT_EQ(4294967295.0, getCpuTemperature());
+    EXPECT_EQ(before, getLastError());
+}
+
+TEST(CpuIntel, MasksRepeatAfter32Processors) {
+    TestMachine machine(machineWith(processor(R"("vendor": "GenuineIntel", "apicIds": [0, 1],
+        "leaves": [{"leaf": 1, "ebx": "0x00400000"}])")));
+    machine->requests().keepRecord(true);
+    CpuInfo info;
+    info.logicalProcessorCount = 64;
+    const CpuIntel cpu(info);
+    const auto& record = machine->requests().record();
+    EXPECT_EQ(2, std::ranges::count(record, "SetThreadAffinityMask 0x1"));
+    EXPECT_EQ(2, std::ranges::count(record, "SetThreadAffinityMask 0x80000000"));
+}
+
+std::string amdMachine(const std::string& pci) {
+    return machineWith(processor(R"("vendor": "AuthenticAMD")") + R"(, "ring0": {"pci": [)" + pci + "]}");
+}
+
+TEST(CpuAmd0F, TheModelChoosesSensorAndOffset) {
+    // Sensor 0 reads 100, sensor 4 reads 101.
+    const std::string pci = R"({"address": "00:18.3", "registers": [{"at": 0, "value": "0x11031022"}],
+        "pairs": [{"index": "0xE4", "data": "0xE4", "registers":
+            [{"at": 0, "value": "0x00640000"}, {"at": 4, "value": "0x00650000"}]}]})";
+    const struct {
+        std::uint32_t model;
+        double temperature;
+    } rows[] = {{0x04, 51}, {0x27, 51}, {0x28, 52}, {0x68, 52}, {0x69, 73}, {0x6B, 73},
+                {0x6C, 52}, {0x6D, 73}, {0x7C, 52}, {0x7D, 73}, {0xC1, 52}, {0xFF, 73}};
+    for (const auto& row : rows) {
+        TestMachine machine(amdMachine(pci));
+        CpuInfo info;
+        info.model = row.model;
+        EXPECT_EQ(row.temperature, CpuAmd0F(info).GetTemperature()) << row.model;
+    }
+}
+
+TEST(CpuAmd10, TheFamilyChoosesTheNorthbridge) {
+    const struct {
+        std::uint32_t family;
+        std::uint32_t model;
+        const char* id;
+        double temperature; // 10.0 from the register, 20.0 from behind the SMU
+    } rows[] = {
+        {0x10, 0x04, "0x12031022", 10}, {0x11, 0x03, "0x13031022", 10}, {0x12, 0x01, "0x17031022", 10},
+        {0x14, 0x02, "0x17031022", 10}, {0x15, 0x02, "0x16031022", 10}, {0x15, 0x13, "0x14031022", 10},
+        {0x15, 0x38, "0x141D1022", 10}, {0x15, 0x65, "0x15731022", 20}, {0x15, 0x70, "0x15B31022", 20},
+        {0x16, 0x00, "0x15331022", 10}, {0x16, 0x30, "0x15831022", 10}, {0x15, 0x20, "0x00001022", 10},
+        {0x15, 0x20, "0x16031022", -1}, {0x16, 0x60, "0x15331022", -1}, {0x10, 0x04, "0xFFFFFFFF", -1},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::to_string(row.family) + "/" + std::to_string(row.model) + " " + row.id);
+        TestMachine machine(amdMachine(
+            R"({"address": "00:18.3", "registers": [{"at": 0, "value": ")" + std::string(row.id) +
+            R"("}, {"at": "0xA4", "value": "0x0A000000"}]}, {"address": "00:00.0", "pairs": [{"index": "0xB8",
+            "data": "0xBC", "registers": [{"at": "0xD8200CA4", "value": "0x14000000"}]}]})"));
+        CpuInfo info;
+        info.family = row.family;
+        info.model = row.model;
+        CpuAmd10 cpu(info);
+        if (row.temperature > 0) {
+            EXPECT_EQ(row.temperature, cpu.GetTemperature());
+            continue;
+        }
+        try {
+            cpu.GetTemperature();
+            ADD_FAILURE();
+        } catch (const HWException& failure) {
+            EXPECT_THAT(failure.what(), HasSubstr(": miscellaneousControlAddress is not initialized"));
+        }
+    }
+}
+
+TEST(CpuAmd, EachFailureHasItsText) {
+    const struct {
+        const char* sample;
+        const char* request;
+        const char* text;
+    } rows[] = {
+        {"amd-k8", "WaitForSingleObject", ": WaitPciBus failed: 4294967295"},
+        {"amd-k8", "WritePciConfigDwordEx", ": WritePciConfigDwordEx failed"},
+        {"amd-k8", "ReadPciConfigDwordEx", ": ReadPciConfigDwordEx failed"},
+        {"amd-k8", "ReleaseMutex", ": ReleaseMutex failed: error code: 5 "},
+        {"amd-k10", "ReadPciConfigDwordEx", ": Failed to read PCI config dword"},
+        {"amd-apu", "WaitForSingleObject", ": Failed to read PCI config dword"},
+        {"amd-apu", "WritePciConfigDwordEx", ": Failed to read PCI config dword"},
+        {"amd-ryzen-desktop", "WaitForSingleObject", ": Failed to wait for PCI bus mutex"},
+        {"amd-ryzen-desktop", "WritePciConfigDwordEx", ": Failed to write PCI config dword, error code: 5 "},
+        {"amd-ryzen-desktop", "ReadPciConfigDwordEx", ": Failed to read PCI config dword"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.sample) + " " + row.request);
+        TestMachine machine = TestMachine::sample(row.sample);
+        const double good = getCpuTemperature();
+        machine->requests().plan({row.request, 0, platform::kAccessDenied, 0});
+        EXPECT_EQ(-1.0, getCpuTemperature());
+        EXPECT_THAT(getLastError(), HasSubstr(row.text));
+        machine->requests().clearFaults();
+        EXPECT_EQ(good, getCpuTemperature());
+    }
+}
+
+TEST(CpuAmd, FamiliesWithoutAReaderFailEveryReading) {
+    for (const char* version : {"0x00A00F10", "0x00B00F00", "0x00400F00", "0x00900F00"}) {
+        TestMachine machine(machineWith(processor(
+            R"("vendor": "AuthenticAMD", "leaves": [{"leaf": 1, "eax": ")" + std::string(version) + "\"}]")));
+        const std::uint32_t family = 15 + (std::stoul(version, nullptr, 16) >> 20 & 0xFF);
+        const bool known = family == 0x19;
+        EXPECT_EQ(known ? 0 : -1, getCpuBaseFrequency()) << version;
+        if (known) continue;
+        EXPECT_EQ(-1.0, getCpuLoad());
+        EXPECT_THAT(getLastError(), HasSubstr(": AMD family not support: " + std::to_string(family)));
+    }
+}
+
+TEST(CpuLoad, EveryStepMayFailAndTheSampleBeforeIsKept) {
+    const struct {
+        const char* request;
+        const char* text;
+    } rows[] = {
+        {"openQuery", ": PdhOpenQuery failed, error code: 5 "},
+        {"addCounter", ": PdhAddCounter failed, error code: 5 "},
+        {"collectQueryData", ": PdhCollectQueryData failed, error code: 5 "},
+        {"getRawCounterValue", ": PdhGetRawCounterValue failed, error code: 5 "},
+        {"calculateCounterFromRawValue", ": PdhCalculateCounterFromRawValue failed, error code: 5 "},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.request);
+        TestMachine machine = TestMachine::sample("intel-desktop");
+        getCpuLoad();
+        machine->machineClock().sleepNs(4000 * kMillisecond); // 60 percent through all of the last seconds
+        getCpuLoad();
+        machine->machineClock().sleepNs(50 * kMillisecond);
+        machine->requests().plan({row.request, 0, platform::kAccessDenied, 0});
+        machine->requests().keepRecord(true);
+        EXPECT_EQ(-1.0, getCpuLoad());
+        EXPECT_THAT(getLastError(), HasSubstr(row.text));
+        const auto& record = machine->requests().record();
+        const bool opened = std::string_view(row.request) != "openQuery";
+        EXPECT_EQ(opened ? 1 : 0, std::ranges::count(record, "closeQuery"));
+        machine->requests().clearFaults();
+        EXPECT_DOUBLE_EQ(0.6, getCpuLoad());
+    }
+}
+
+TEST(CpuLoad, AFirstValueOfNothingIsNoSample) {
+    TestMachine machine(
+        machineWith(processor(R"("vendor": "CentaurHauls")") +
+                    R"(, "counters": {"utilityStart": 0, "utility": [{"fromMs": 9000, "value": 50}]})"));
+    EXPECT_EQ(0.0, getCpuLoad());
+    EXPECT_EQ(0.0, getCpuLoad());
+    machine->machineClock().sleepNs(9000 * kMillisecond);
+    EXPECT_EQ(0.0, getCpuLoad()); // the first real sample
+    machine->machineClock().sleepNs(1000 * kMillisecond);
+    EXPECT_DOUBLE_EQ(0.5, getCpuLoad());
+}
+
+TEST(CpuSpeed, FailuresOfSetUpAndSampling) {
+    const struct {
+        const char* request;
+        int nth;
+        const char* first; // of the set-up; empty: it succeeds
+        const char* later; // of every call after it; empty: the speed
+    } rows[] = {
+        {"openQuery", 1, ": PdhOpenQuery failed, ", ""},
+        {"addCounter", 1, ": PdhAddCounter Performance failed, ",
+         ": PdhGetFormattedCounterValue cpuPerformance failed, "},
+        {"addCounter", 2, ": PdhAddCounter Frequency failed, ",
+         ": PdhGetFormattedCounterValue cpuBasicSpeed failed, "},
+        {"getFormattedCounterValue", 2, "", ": PdhGetFormattedCounterValue cpuBasicSpeed failed, "},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.request) + std::to_string(row.nth));
+        TestMachine machine = TestMachine::sample("intel-desktop");
+        machine->requests().plan(
+            {row.request, static_cast<std::uint64_t>(row.nth), platform::kAccessDenied, 0});
+        EXPECT_EQ(*row.first ? -1.0 : 0.0, getCpuFrequency());
+        if (*row.first) {
+            EXPECT_THAT(getLastError(), HasSubstr(row.first));
+        }
+        if (!*row.later) {
+            EXPECT_EQ(0.0, getCpuFrequency());
+            EXPECT_DOUBLE_EQ(4320.0, getCpuFrequency());
+            continue;
+        }
+        EXPECT_EQ(-1.0, getCpuFrequency());
+        EXPECT_THAT(getLastError(), HasSubstr(row.later));
+    }
+}
+
+TEST(Clock, RoundsTiesToTheEvenNeighbour) {
+    const struct {
+        double x;
+        double rounded;
+    } rows[] = {{0.5, 0}, {1.5, 2}, {2.5, 2}, {2.4999, 2}, {2.5001, 3}, {-0.5, 0}, {-1.5, -2}, {72, 72}};
+    for (const auto& row : rows)
+        EXPECT_EQ(row.rounded, RoundHalfEven(row.x)) << row.x;
+}
+
+TEST(Clock, SnapsTheFirstMeasurementAndTakesTheSecondRaw) {
+    const struct {
+        std::uint32_t tscKHz;
+        const char* missing; // the clock that fails
+        const char* line;
+    } rows[] = {
+        {3600000, "", "3600MHz, Freq: 3600MHz, RealFreq: 3600MHz"},
+        // 50 * 66666.66 kHz
+        {3333000, "", "3333MHz, Freq: 3333MHz, RealFreq: 3333MHz"},
+        {2394000, "", "2400MHz, Freq: 2400MHz, RealFreq: 2394MHz"},
+        // Above its nearest multiples, 52 * 50000 and 39 * 66666.66: the lower one wins by its sign.
+        {2612345, "", "2613MHz, Freq: 2600MHz, RealFreq: 2613MHz"},
+        {2612345, "timeGetDevCaps", "2613MHz, Freq: 0MHz, RealFreq: 2613MHz"},
+        {2394000, "queryPerformanceFrequency", "2400MHz, Freq: 2400MHz, RealFreq: 0MHz"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.line);
+        TestMachine machine(machineWith(processor("\"tscKHz\": " + std::to_string(row.tscKHz))));
+        if (*row.missing) machine->requests().plan({row.missing, 0, platform::kAccessDenied, 0});
+        machine->requests().keepRecord(true);
+        CapturedLog log({&cpuFrequencyLogger});
+        CCpuInfo::GetCPUSpeed();
+        EXPECT_THAT(log.lines(), ElementsAre(std::string("info CCpuInfo::GetCPUSpeed: ") + row.line));
+        EXPECT_EQ("setPriorities 0x20 0", machine->requests().record().back()); // as it was
+    }
+}
+
+} // namespace
+} // namespace orv::test

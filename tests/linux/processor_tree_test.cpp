@@ -1,0 +1,199 @@
+// The Linux side over captured trees: register files, topology, clocks, lock files.
+
+#include "cpu/cpu_info.h"
+#include "platform/NamedMutexes.h"
+#include "platform/PerformanceCounters.h"
+#include "platform/Processor.h"
+#include "platform/Ring0.h"
+#include "platform/linux/LinuxPlatform.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <vector>
+
+namespace orv::test {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace platform;
+
+class Tree : public testing::Test {
+  protected:
+    Tree() {
+        char name[] = "/tmp/hwprobe-tree-XXXXXX";
+        root_ = ::mkdtemp(name);
+        side = std::make_unique<LinuxPlatform>(root_);
+    }
+    ~Tree() override { fs::remove_all(root_); }
+
+    void file(const std::string& path, const std::string& content) const {
+        fs::create_directories(fs::path(root_ + path).parent_path());
+        std::ofstream(root_ + path, std::ios::binary) << content;
+    }
+
+    std::string root_;
+    std::unique_ptr<LinuxPlatform> side;
+};
+
+TEST_F(Tree, StatusFollowsTheRegisterDevice) {
+    Ring0& ring0 = side->ring0();
+    EXPECT_EQ(kFileNotFound, ring0.InitializeOls());
+    EXPECT_EQ(2u, ring0.GetDllStatus().status);
+    file("/dev/cpu/0/msr", "");
+    EXPECT_EQ(kSuccess, ring0.InitializeOls());
+    EXPECT_EQ(0u, ring0.GetDllStatus().status);
+    fs::remove(root_ + "/dev/cpu/0/msr");
+    fs::create_symlink("msr", root_ + "/dev/cpu/0/msr"); // there, and does not open
+    EXPECT_EQ(9u, ring0.GetDllStatus().status);
+    EXPECT_NE(kSuccess, ring0.GetDllStatus().cause);
+    ring0.releaseOls();
+    EXPECT_EQ(4u, ring0.GetDllStatus().status);
+}
+
+TEST_F(Tree, RegistersOfTheLowestProcessorOfTheMask) {
+    std::string registers(0x19C, '\0');
+    registers += std::string("\x00\x00\x2D\x88\x01\x00\x00\x00", 8);
+    file("/dev/cpu/3/msr", registers);
+    EXPECT_EQ(0x1882D0000u, side->ring0().RdmsrTx(0x19C, 0x18).value);
+    EXPECT_EQ(0u, side->ring0().RdmsrTx(0x1A0, 8).result); // behind what answers
+    EXPECT_EQ(kFileNotFound, side->ring0().RdmsrTx(0x19C, 1).error);
+    EXPECT_EQ(kInvalidParameter, side->ring0().RdmsrTx(0x19C, 0).error);
+}
+
+TEST_F(Tree, ConfigurationSpaceEndsWhereTheProcessMayNotSee) {
+    Ring0& ring0 = side->ring0();
+    const pciAddress address = 0x18 << 3 | 3;
+    std::string space(64, '\0');
+    space.replace(0, 4, "\x22\x10\x03\x12");
+    file("/sys/bus/pci/devices/0000:00:18.3/config", space);
+    EXPECT_EQ(0x12031022u, ring0.ReadPciConfigDwordEx(address, 0).value);
+    EXPECT_EQ(0x1203, ring0.ReadPciConfigWord(address, 2));
+    EXPECT_EQ(0x12, ring0.ReadPciConfigByte(address, 3));
+    EXPECT_EQ(kAccessDenied, ring0.ReadPciConfigDwordEx(address, 0xA4).error);
+    EXPECT_EQ(0xFFFFFFFFu, ring0.ReadPciConfigDword(address, 0xA4));
+    EXPECT_EQ(kInvalidParameter, ring0.ReadPciConfigDwordEx(address, 2).error);
+    EXPECT_EQ(kInvalidParameter, ring0.ReadPciConfigDwordEx(address, 4096).error);
+    EXPECT_EQ(1u, ring0.WritePciConfigDwordEx(address, 0x3C, 0xA1B2C3D4).result);
+    EXPECT_EQ(0xA1B2, ring0.ReadPciConfigWord(address, 0x3E));
+}
+
+TEST_F(Tree, PortsAreBytesOfTheirDevice) {
+    file("/dev/port", std::string(16, '\x07'));
+    side->ring0().WriteIoPortByte(4, 0x11);
+    side->ring0().WriteIoPortWord(6, 0x3322);
+    EXPECT_EQ(0x11, side->ring0().ReadIoPortByte(4));
+    EXPECT_EQ(0x22, side->ring0().ReadIoPortByte(6));
+    EXPECT_EQ(0x33, side->ring0().ReadIoPortByte(7));
+    EXPECT_EQ(0x07, side->ring0().ReadIoPortByte(8));
+    EXPECT_EQ(0xFF, side->ring0().ReadIoPortByte(99));
+}
+
+TEST_F(Tree, TopologyListsEachSetOnce) {
+    const std::string cpu = "/sys/devices/system/cpu/cpu";
+    for (int i = 0; i < 4; ++i) {
+        const std::string core =
+            i < 2 ? "00000000,00000003" : "00000004,00000008"; // the second reaches past 32
+        file(cpu + std::to_string(i) + "/topology/thread_siblings", core + "\n");
+        file(cpu + std::to_string(i) + "/topology/core_siblings", "00000000,0000000f\n");
+        file(cpu + std::to_string(i) + "/cache/index0/level", "1\n");
+        file(cpu + std::to_string(i) + "/cache/index0/type", "Data\n");
+        file(cpu + std::to_string(i) + "/cache/index0/size", "48K\n");
+        file(cpu + std::to_string(i) + "/cache/index0/shared_cpu_map", core + "\n");
+    }
+    file(cpu + "9/online", "0\n"); // off line: no topology
+    file("/sys/devices/system/node/node0/cpumap", "0000000f\n");
+    std::vector<LogicalProcessorRecord> records(16);
+    auto length = static_cast<std::uint32_t>(records.size() * sizeof records[0]);
+    ASSERT_EQ(kSuccess, side->processor().GetLogicalProcessorInformation(records.data(), length));
+    records.resize(length / sizeof records[0]);
+    std::vector<std::uint32_t> seen;
+    for (const auto& record : records)
+        seen.insert(seen.end(), {record.relationship, record.processorMask, record.cacheSize});
+    const std::vector<std::uint32_t> wanted = {0, 3, 0, 3, 15, 0,     2, 3,  49152,
+                                               0, 3, 0, 2, 3,  49152, 1, 15, 0};
+    EXPECT_EQ(wanted, seen);
+}
+
+TEST_F(Tree, LoadIsTheShareOfTicksThatAreNotIdle) {
+    PerformanceCounters& counters = side->performanceCounters();
+    const auto query = counters.openQuery().value;
+    const auto counter =
+        counters.addCounter(query, L"\\Processor Information(_Total)\\% Processor Utility").value;
+    const auto sample = [&](const std::string& line) {
+        file("/proc/stat", line + "\ncpu0 1 2 3 4\n");
+        counters.collectQueryData(query);
+        return counters.getRawCounterValue(counter);
+    };
+    // user nice system idle iowait irq softirq steal guest
+    const auto first = sample("cpu  100 10 50 1000 40 5 5 0 77 0");
+    const struct {
+        const char* line;
+        std::int64_t percent;
+    } rows[] = {
+        {"cpu  125 10 75 1100 90 5 5 0 99 0", 25},
+        {"cpu  200 110 50 1000 40 5 5 0 0 0", 100},
+        {"cpu  100 10 50 1000 40 5 5 0 0 0", 0}, // no tick between them
+        {"cpu  100 10 50 1040 20 5 5 0 0 0", 0}, // the kernel corrected a column downwards
+    };
+    for (const auto& row : rows) {
+        const auto next = sample(row.line);
+        ASSERT_TRUE(next.ok()) << row.line;
+        const auto load =
+            counters.calculateCounterFromRawValue(counter, kFormatLarge, next.value, first.value);
+        EXPECT_EQ(row.percent, load.value.largeValue) << row.line;
+    }
+    for (const char* broken : {"", "intr 1 2 3", "cpu  1 2 x"})
+        EXPECT_FALSE(sample(broken).ok()) << broken;
+    counters.removeCounter(counter);
+    EXPECT_FALSE(counters.getRawCounterValue(counter).ok());
+}
+
+TEST_F(Tree, ClocksComeFromCpufreqElseFromTheProcessorsReport) {
+    const auto speeds = [](LinuxPlatform& machine) {
+        PerformanceCounters& counters = machine.performanceCounters();
+        const auto query = counters.openQuery().value;
+        const auto performance =
+            counters.addCounter(query, L"\\Processor Information(_Total)\\% Processor Performance").value;
+        const auto frequency =
+            counters.addCounter(query, L"\\Processor Information(_Total)\\Processor Frequency").value;
+        counters.collectQueryData(query);
+        const auto percent = counters.getFormattedCounterValue(performance, kFormatDouble);
+        const auto base = counters.getFormattedCounterValue(frequency, kFormatDouble);
+        counters.closeQuery(query);
+        return percent.ok() && base.ok() ? percent.value.doubleValue / 100 * base.value.doubleValue : -1.0;
+    };
+    EXPECT_EQ(-1.0, speeds(*side)); // neither source
+    file("/proc/cpuinfo", "processor\t: 0\ncpu MHz\t\t: 2000.000\nprocessor\t: 1\ncpu MHz\t\t: 3000.500\n");
+    EXPECT_NEAR(2500.25, speeds(*side), 0.1);
+    const std::string policy = "/sys/devices/system/cpu/cpufreq/policy";
+    for (const char* number : {"0", "4"})
+        file(policy + number + "/scaling_cur_freq", *number == '0' ? "1800000\n" : "4200000\n");
+    file(policy + "0/cpuinfo_max_freq", "4000000\n");
+    LinuxPlatform withCpufreq(root_);
+    EXPECT_NEAR(3000.0, speeds(withCpufreq), 0.1);
+}
+
+TEST_F(Tree, LockFilesStandInAFolderThatEverybodyMayWrite) {
+    NamedMutexes& mutexes = side->namedMutexes();
+    EXPECT_EQ(kFileNotFound, mutexes.CreateMutexW(L"Global\\Access_PCI").error);
+    fs::create_directories(root_ + "/run/lock");
+    fs::create_directories(root_ + "/dev/shm");
+    fs::permissions(root_ + "/dev/shm", fs::perms::all | fs::perms::sticky_bit);
+    EXPECT_EQ(kFileNotFound, mutexes.OpenMutexW(0x1F0001, L"Global\\Access_PCI").error);
+    const auto handle = mutexes.CreateMutexW(L"Global\\Access_PCI");
+    ASSERT_TRUE(handle.ok());
+    const std::string path = root_ + "/dev/shm/hwprobe.Global.Access_PCI";
+    EXPECT_EQ(static_cast<fs::perms>(0666), fs::status(path).permissions()); // for every user
+    // The mark of a holder that ended without a release, told once.
+    std::ofstream(path) << 'h';
+    EXPECT_EQ(kWaitAbandoned, mutexes.WaitForSingleObject(handle.value, 10));
+    EXPECT_EQ(kSuccess, mutexes.ReleaseMutex(handle.value));
+    EXPECT_EQ(kWaitOwned, mutexes.WaitForSingleObject(handle.value, 10));
+    EXPECT_EQ(kSuccess, mutexes.ReleaseMutex(handle.value));
+}
+
+} // namespace
+} // namespace orv::test

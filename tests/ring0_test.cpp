@@ -1,0 +1,256 @@
+// The state machine around the ring-0 component, and the system-wide mutex of the PCI bus.
+
+#include "WinRing0/WinRing0.h"
+#include "WinRing0/include_impl/WinRing0/Mutexes.h"
+#include "frame/HWException.h"
+#include "log/log.h"
+#include "orvane/hwprobe.h"
+#include "support/CapturedLog.h"
+#include "support/TestMachine.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+namespace orv::test {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+/// The failure's text without its place; empty when there was none.
+template <class Body>
+std::string thrown(Body body) {
+    try {
+        body();
+        return {};
+    } catch (const HWException& failure) {
+        const std::string text = failure.what();
+        return text.substr(text.find(": ") + 2);
+    }
+}
+
+std::string machineWith(const std::string& sections) {
+    return R"({"name": "m", )" + sections + "}";
+}
+
+TEST(WinRing0, EachStatusHasItsStateAndText) {
+    struct Row {
+        const char* statuses;
+        int state;
+        const char* text;
+    };
+    const Row rows[] = {
+        {"0", 0, ""},
+        {"1", 1, "DLL Status Error: UNSUPPORTED_PLATFORM"},
+        {"2", 2, "DLL Status Error: DRIVER_NOT_LOADED"},
+        {"3", 3, "DLL Status Error: DRIVER_NOT_FOUND"},
+        {"4", 4, "DLL Status Error: DRIVER_UNLOADED"},
+        {"5", 5, "DLL Status Error: DRIVER_NOT_LOADED_ON_NETWORK"},
+        {"6", 9, "DLL Status Error: UNKNOWN_ERROR, error code: 0 message: "},
+        {"4294967295", 9, "DLL Status Error: UNKNOWN_ERROR, error code: 0 message: "},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.statuses);
+        TestMachine machine(machineWith(std::string(R"("ring0": {"statuses": [)") + row.statuses + "]}"));
+        EXPECT_EQ(11, ring0State());
+        EXPECT_THAT(thrown(WinRing0Init), testing::StartsWith(row.text));
+        EXPECT_EQ(row.state, ring0State());
+    }
+}
+
+TEST(WinRing0, StartsOnceAsksAgainAfterATroubleAndIsReleasedForGood) {
+    TestMachine machine(machineWith(R"("ring0": {"statuses": [3, 0]},
+        "faults": [{"request": "InitializeOls", "error": 5}])"));
+    machine->requests().keepRecord(true);
+    CapturedLog log({&winRing0Logger});
+    WinRing0Release(); // nothing to release yet, and no harm
+    EXPECT_EQ("DLL Status Error: DRIVER_NOT_FOUND", thrown(WinRing0Init));
+    WinRing0Init();
+    WinRing0Init();
+    releaseRing0();
+    releaseRing0();
+    EXPECT_EQ(12, ring0State());
+    EXPECT_EQ("WinRing0 has been released", thrown(WinRing0Init));
+    EXPECT_THAT(machine->requests().record(),
+                ElementsAre("InitializeOls", "GetDllStatus", "GetDllStatus", "releaseOls"));
+    ProcessState::renew(); // the exit list's call finds nothing to do
+    EXPECT_THAT(
+        log.lines(spdlog::level::info),
+        ElementsAre("info releaseOls: Not init",
+                    "warning InitializeOls failed, describe: error code: 5 message: Access is denied.",
+                    "", // the sentence's own line end
+                    "info WinRing0Init: Ok", "info releaseOls: Ok", "info releaseOls: Not init",
+                    "info releaseOls: Not init"));
+}
+
+TEST(WinRing0, TheExitListReleasesWhatIsOpen) {
+    TestMachine machine(machineWith(R"("ring0": {})"));
+    machine->requests().keepRecord(true);
+    WinRing0Init();
+    ProcessState::renew();
+    EXPECT_EQ("releaseOls", machine->requests().record().back());
+}
+
+TEST(Mutexes, OpenInOrderAndCloseWithTheProcess) {
+    TestMachine machine(machineWith(R"("mutexes": [{"name": "Global\\Access_EC", "error": 5}])"));
+    machine->requests().keepRecord(true);
+    CapturedLog log({&mutexesLogger});
+    EXPECT_EQ(0u, Mutexes::WaitPciBus());
+    Mutexes::ReleasePciBus();
+    Mutexes::Open();
+    EXPECT_EQ("ReleaseMutex failed: error code: 288 message: ", thrown(Mutexes::ReleasePciBus));
+    Mutexes::Close();
+    Mutexes::ReleasePciBus(); // no handle is no failure
+    ProcessState::renew();
+    EXPECT_THAT(machine->requests().record(),
+                ElementsAre("CreateMutexW Global\\Access_ISABUS.HTP.Method",
+                            "CreateMutexW Global\\Access_PCI", "CreateMutexW Global\\Access_EC",
+                            "OpenMutexW Global\\Access_EC", "CreateMutexW Global\\RazerReadWriteGuardMutex",
+                            "WaitForSingleObject Global\\Access_PCI", "ReleaseMutex Global\\Access_PCI",
+                            "ReleaseMutex Global\\Access_PCI", "CloseHandle Global\\Access_ISABUS.HTP.Method",
+                            "CloseHandle Global\\Access_PCI",
+                            "CloseHandle Global\\RazerReadWriteGuardMutex"));
+    EXPECT_THAT(log.lines(spdlog::level::info),
+                ElementsAre("info Mutexes opened", "warning Mutexes already opened", "info Mutexes closed",
+                            "warning Mutexes not opened"));
+}
+
+TEST(Mutexes, AWaitThatDoesNotOwnIsToldAsItIs) {
+    struct Row {
+        const char* mutex;
+        std::uint32_t wait;
+        std::uint32_t next; // the wait after it
+    };
+    const Row rows[] = {
+        {R"("heldForMs": 60000)", 0x102, 0x102},
+        {R"("heldForMs": 15)", 0x102, 0},
+        {R"("heldForMs": 5)", 0, 0},
+        {R"("heldForMs": 5, "abandoned": true)", 0x80, 0},
+        {R"("error": 5)", 0xFFFFFFFF, 0xFFFFFFFF},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.mutex);
+        TestMachine machine(
+            machineWith(R"("mutexes": [{"name": "Global\\Access_PCI", )" + std::string(row.mutex) + "}]"));
+        EXPECT_EQ(row.wait, Mutexes::WaitPciBus());
+        EXPECT_EQ(row.next, Mutexes::WaitPciBus());
+    }
+}
+
+TEST(Mutexes, TheLockReleasesOnEveryPath) {
+    TestMachine machine(machineWith(R"("faults": [{"request": "ReleaseMutex", "nth": 2, "error": 6},
+        {"request": "ReleaseMutex", "nth": 3, "error": 6}])"));
+    machine->requests().keepRecord(true);
+    const auto locked = [](bool fails) {
+        Mutexes::WaitPciBus();
+        const PciBusLock lock;
+        if (fails) throwHW(L"the reading's own failure");
+    };
+    EXPECT_EQ("", thrown([&] { locked(false); }));
+    EXPECT_THAT(thrown([&] { locked(false); }), HasSubstr("ReleaseMutex failed: error code: 6"));
+    EXPECT_EQ("the reading's own failure", thrown([&] { locked(true); }));
+    EXPECT_EQ(3, std::ranges::count(machine->requests().record(), "ReleaseMutex Global\\Access_PCI"));
+}
+
+// ---- Two processes ------------------------------------------------------------------------------------
+
+constexpr char kOrderFile[] = "pci-bus-holder.order";
+
+/// What the second process does: owns the PCI bus until a file tells it to release it or to end with it.
+TEST(PciBusHolder, DISABLED_Holds) {
+    const auto host = platform::makeHostPlatform();
+    const InUse inUse(*host);
+    std::uint32_t wait = 0;
+    for (int attempt = 0; attempt < 100; ++attempt)
+        if (wait = Mutexes::WaitPciBus(); wait == 0) break;
+    std::puts(wait == 0 ? "held" : "not held");
+    std::fflush(stdout);
+    std::string order;
+    for (int look = 0; look < 4000 && order.empty(); ++look) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        std::ifstream(kOrderFile) >> order;
+    }
+    if (order == "end") std::_Exit(0);
+    Mutexes::ReleasePciBus();
+}
+
+class Holder {
+  public:
+    Holder() {
+        std::filesystem::remove(kOrderFile);
+        const std::string command =
+            "\"" + testing::internal::GetArgvs()[0] +
+            "\" --gtest_filter=PciBusHolder.DISABLED_Holds --gtest_also_run_disabled_tests";
+#ifdef _WIN32
+        output_ = ::_popen(("\"" + command + "\"").c_str(), "r");
+#else
+        output_ = ::popen(command.c_str(), "r");
+#endif
+        char line[256];
+        while (output_ && !held_ && std::fgets(line, sizeof line, output_))
+            held_ = std::string_view(line).starts_with("held");
+    }
+    ~Holder() { order("end"); }
+    Holder(const Holder&) = delete;
+    Holder& operator=(const Holder&) = delete;
+
+    bool held() const { return held_; }
+    /// Waits for the process to end.
+    void order(const char* word) {
+        if (!output_) return;
+        std::ofstream("order.part") << word;
+        std::filesystem::rename("order.part", kOrderFile);
+        char line[256];
+        while (std::fgets(line, sizeof line, output_)) {
+        }
+#ifdef _WIN32
+        ::_pclose(output_);
+#else
+        ::pclose(output_);
+#endif
+        output_ = nullptr;
+        std::filesystem::remove(kOrderFile);
+    }
+
+  private:
+    std::FILE* output_ = nullptr;
+    bool held_ = false;
+};
+
+TEST(PciBus, AnotherProcessKeepsAReadingAwayFromTheRegisters) {
+    const auto host = platform::makeHostPlatform();
+    TestMachine machine = TestMachine::sample("amd-ryzen-desktop");
+    machine->useMutexes(host->namedMutexes());
+    EXPECT_EQ(57.5, getCpuTemperature());
+    for (const char* way : {"release", "end"}) {
+        SCOPED_TRACE(way);
+        Holder holder;
+        ASSERT_TRUE(holder.held());
+        machine->requests().keepRecord(true);
+        machine->requests().clearRecord();
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(-1.0, getCpuTemperature());
+        const auto waited = std::chrono::steady_clock::now() - start;
+        EXPECT_GE(waited, std::chrono::milliseconds(9));
+        EXPECT_LT(waited, std::chrono::seconds(2));
+        EXPECT_THAT(getLastError(), HasSubstr("Failed to wait for PCI bus mutex"));
+        EXPECT_THAT(machine->requests().record(), testing::Not(Contains(HasSubstr("PciConfig"))));
+        holder.order(way);
+        // A bus whose holder died is told once, then it is free.
+        if (std::string_view(way) == "end") {
+            EXPECT_EQ(-1.0, getCpuTemperature());
+        }
+        EXPECT_EQ(57.5, getCpuTemperature());
+    }
+}
+
+} // namespace
+} // namespace orv::test
