@@ -156,6 +156,7 @@ TEST(ProcessStateTest, AFailedMakerRunsAgainAndTheExitListRunsBackwards) {
 /// One export for the fault sweep: its answer as text, and whether that is its failure value.
 struct Swept {
     const char* name;
+    const char* machine;
     std::string (*call)();
     bool (*failed)(const std::string&);
 };
@@ -168,13 +169,22 @@ bool isErrorObject(const std::string& text) {
 }
 
 const Swept kSwept[] = {
-    {"getMemoryLoad", [] { return std::to_string(getMemoryLoad()); }, isMinusOne},
-    {"getNetCurrentSpeed", [] { return std::string(getNetCurrentSpeed()); }, isErrorObject},
-    {"getMemoryManufacturerAndModel", [] { return std::string(getMemoryManufacturerAndModel()); },
+    {"getMemoryLoad", "intel-desktop", [] { return std::to_string(getMemoryLoad()); }, isMinusOne},
+    {"getNetCurrentSpeed", "intel-desktop", [] { return std::string(getNetCurrentSpeed()); }, isErrorObject},
+    {"getMemoryManufacturerAndModel", "intel-desktop",
+     [] { return std::string(getMemoryManufacturerAndModel()); }, isErrorObject},
+    {"getCpuLoad", "intel-desktop", [] { return std::to_string(getCpuLoad()); }, isMinusOne},
+    {"getCpuTemperature", "intel-desktop", [] { return std::to_string(getCpuTemperature()); }, isMinusOne},
+    {"getCpuBaseFrequency", "intel-desktop", [] { return std::to_string(getCpuBaseFrequency()); },
+     isMinusOne},
+    {"getNetCardMessage", "intel-desktop", [] { return std::string(getNetCardMessage()); }, isErrorObject},
+    {"initBattery", "laptop", [] { return std::to_string(initBattery()); }, isMinusOne},
+    {"getBatteryAllMessage", "laptop",
+     [] {
+         initBattery();
+         return std::string(getBatteryAllMessage(0));
+     },
      isErrorObject},
-    {"getCpuLoad", [] { return std::to_string(getCpuLoad()); }, isMinusOne},
-    {"getCpuTemperature", [] { return std::to_string(getCpuTemperature()); }, isMinusOne},
-    {"getCpuBaseFrequency", [] { return std::to_string(getCpuBaseFrequency()); }, isMinusOne},
 };
 
 /// After the first few hundred requests only some fail: an EEPROM is read by thousands of like ones.
@@ -188,7 +198,7 @@ TEST(FaultSweep, AnyRequestMayFailAndTheNextCallIsGood) {
         std::string good;
         std::uint64_t requests = 0;
         {
-            TestMachine machine = TestMachine::sample("intel-desktop");
+            TestMachine machine = TestMachine::sample(entry.machine);
             machine->requests().failRequest(0, platform::kSuccess);
             good = entry.call();
             requests = machine->requests().count();
@@ -197,7 +207,7 @@ TEST(FaultSweep, AnyRequestMayFailAndTheNextCallIsGood) {
         EXPECT_GT(requests, 0u);
         for (std::uint64_t number = 1; number <= requests; number = nextSwept(number)) {
             SCOPED_TRACE(number);
-            TestMachine machine = TestMachine::sample("intel-desktop");
+            TestMachine machine = TestMachine::sample(entry.machine);
             machine->requests().failRequest(number, platform::kAccessDenied);
             // A failure that is tolerated gives a good answer; one that is not gives value and text.
             if (entry.failed(entry.call())) {
@@ -210,9 +220,9 @@ TEST(FaultSweep, AnyRequestMayFailAndTheNextCallIsGood) {
 }
 
 TEST(FaultSweep, AMachineWhereEverythingFailsGivesFailureValues) {
-    TestMachine machine = TestMachine::sample("intel-desktop");
-    machine->requests().failEveryRequest(platform::kAccessDenied);
     for (const Swept& entry : kSwept) {
+        TestMachine machine = TestMachine::sample(entry.machine);
+        machine->requests().failEveryRequest(platform::kAccessDenied);
         const std::string answer = entry.call();
         EXPECT_TRUE(entry.failed(answer)) << entry.name << ": " << answer;
         EXPECT_STRNE("", getLastError());

@@ -217,9 +217,10 @@ TEST(Gpu, AnyRequestMayFailAndNothingLeavesTheExports) {
             }
             requests = std::max(requests, machine->requests().count());
             // A driver that could not be started at first use stays away: an empty list is a made one. The
-            // third Radeon entry (61) stands in for a second one that does not answer.
+            // first (55) or third (61) Radeon entry stands in for a second one that does not answer.
             const double later = getGpuTemperature();
-            EXPECT_TRUE(later == row.temperature || later == 61.0 || later == -1.0) << row.sample << number;
+            EXPECT_TRUE(later == row.temperature || later == 55.0 || later == 61.0 || later == -1.0)
+                << row.sample << " " << number << ": " << later;
             if (later == row.temperature) ++survived;
         }
         EXPECT_GT(requests, 10u);

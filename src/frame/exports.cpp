@@ -2,6 +2,7 @@
 
 #include "WLAN/WLAN.h"
 #include "WinRing0/WinRing0.h"
+#include "battery/BatteryReport.h"
 #include "cpu/cpu.h"
 #include "frame/HWException.h"
 #include "frame/callFrame.h"
@@ -10,6 +11,7 @@
 #include "gpu/Gpu.h"
 #include "memory/MemInfo.h"
 #include "memory/MemoryStatus.h"
+#include "networks/Adapter.h"
 #include "orvane/hwprobe.h"
 
 using namespace orv;
@@ -127,24 +129,18 @@ const char* getDiskNameWhichOsInstalled(void) {
 }
 
 int32_t initBattery(void) {
-    return guarded(-1, []() -> int32_t { throwHW(L"battery readings are not part of this version"); });
+    return guarded(-1, battery::initialise);
 }
 
-const char* getBatteryAllMessage(uint32_t) {
+const char* getBatteryAllMessage(uint32_t index) {
     return guardedText(
-        texts().batteryAllMessage,
-        []() -> std::string { throwHW(L"battery readings are not part of this version"); },
+        texts().batteryAllMessage, [&] { return battery::report(frame::at(battery::batteryList(), index)); },
         frame::boundedErrorText<4096>);
 }
 
 const char* getNetCardMessage(void) {
     return guardedText(
-        texts().netCardMessage,
-        [] {
-            return underSehGuard(
-                []() -> std::string { throwHW(L"network card readings are not part of this version"); });
-        },
-        frame::errorObject);
+        texts().netCardMessage, [] { return underSehGuard(net::netCardReport); }, frame::errorObject);
 }
 
 const char* getNetCurrentSpeed(void) {

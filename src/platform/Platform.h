@@ -5,6 +5,8 @@
 namespace orv::platform {
 
 class Clock;
+class DeviceFiles;
+class DeviceTree;
 class FaultTrap;
 class GraphicsSdk;
 class Libraries;
@@ -12,8 +14,10 @@ class ManagementData;
 class NamedMutexes;
 class NetworkTables;
 class PerformanceCounters;
+class Privileges;
 class Processes;
 class Processor;
+class Registry;
 class Ring0;
 class SystemFacts;
 class Timers;
@@ -36,6 +40,10 @@ class Platform {
     virtual Timers& timers() = 0;
     virtual PerformanceCounters& performanceCounters() = 0;
     virtual ManagementData& managementData() = 0;
+    virtual DeviceTree& deviceTree() = 0;
+    virtual DeviceFiles& deviceFiles() = 0;
+    virtual Registry& registry() = 0;
+    virtual Privileges& privileges() = 0;
 };
 
 /// The platform that this build runs on. Opens nothing.

@@ -21,6 +21,7 @@ inline constexpr ErrorCode kBufferOverflow = 111;     // ERROR_BUFFER_OVERFLOW
 inline constexpr ErrorCode kInsufficientBuffer = 122; // ERROR_INSUFFICIENT_BUFFER
 inline constexpr ErrorCode kModuleNotFound = 126;     // ERROR_MOD_NOT_FOUND
 inline constexpr ErrorCode kProcedureNotFound = 127;  // ERROR_PROC_NOT_FOUND
+inline constexpr ErrorCode kNoData = 232;             // ERROR_NO_DATA
 inline constexpr ErrorCode kMoreData = 234;           // ERROR_MORE_DATA
 inline constexpr ErrorCode kNoMoreItems = 259;        // ERROR_NO_MORE_ITEMS
 

@@ -1,5 +1,6 @@
 // What only the Linux side has: captured trees, signal handlers, descriptors.
 
+#include "linux/CapturedTree.h"
 #include "orvane/hwprobe.h"
 #include "platform/FaultTrap.h"
 #include "platform/linux/LinuxPlatform.h"
@@ -13,27 +14,6 @@
 
 namespace orv::test {
 namespace {
-
-namespace fs = std::filesystem;
-
-/// A tree of files below a temporary root.
-class Tree {
-  public:
-    Tree() { fs::remove_all(root_); }
-    ~Tree() { fs::remove_all(root_); }
-    void file(const std::string& path, const std::string& content) const {
-        fs::create_directories((root_ / path).parent_path());
-        std::ofstream(root_ / path) << content;
-    }
-    void link(const std::string& path, const std::string& target) const {
-        fs::create_directories((root_ / path).parent_path());
-        fs::create_symlink(target, root_ / path);
-    }
-    std::string root() const { return fs::absolute(root_).string(); }
-
-  private:
-    fs::path root_ = "captured-tree";
-};
 
 constexpr char kDevHead[] = "Inter-|   Receive                     |  Transmit\n"
                             " face |bytes    packets errs drop fifo frame compressed multicast|bytes\n";
@@ -126,8 +106,8 @@ TEST(LinuxFaultTrap, TheHostsHandlersAndStackComeBack) {
 }
 
 std::size_t openDescriptors() {
-    return static_cast<std::size_t>(
-        std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()));
+    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
+                                                  std::filesystem::directory_iterator()));
 }
 
 std::size_t residentPages() {

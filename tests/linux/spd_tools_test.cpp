@@ -50,7 +50,9 @@ memory::Spd ddr4(std::uint8_t clock, const test::Bytes& times, const test::Bytes
 
 /// tRCD-tRP-tRAS and the serial number as decode-dimms prints them for an image.
 std::pair<std::string, std::string> decodedByTool(const memory::Spd& spd) {
-    const std::string path = "decode-dimms.hex";
+    // The tests run side by side.
+    const std::string path =
+        std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) + ".hex";
     {
         std::ofstream file(path);
         for (std::size_t i = 0; i < spd.size(); ++i)

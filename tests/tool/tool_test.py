@@ -102,7 +102,7 @@ class Show(unittest.TestCase):
         status, out, err = hwprobe("show", "--machine", DESKTOP)
         self.assertEqual(0, status, err)
         self.assertRegex(out, r"In use +38 %")
-        self.assertRegex(out, r"12\.5 MB/s down +250\.0 kB/s up +ACME Ethernet Controller I225")
+        self.assertRegex(out, r"12\.5 MB/s down +250\.\d kB/s up +ACME Ethernet Controller I225")
         self.assertRegex(out, r"Drives +failed: \S+")
 
     def test_the_log_goes_to_standard_error_and_only_when_asked(self):

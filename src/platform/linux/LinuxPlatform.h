@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Platform.h"
+#include "platform/linux/DeviceServices.h"
 #include "platform/linux/GraphicsSdk.h"
 #include "platform/linux/InterfaceNames.h"
 #include "platform/linux/Libraries.h"
@@ -9,6 +10,7 @@
 #include "platform/linux/NetworkTables.h"
 #include "platform/linux/PerformanceCounters.h"
 #include "platform/linux/Processor.h"
+#include "platform/linux/Registry.h"
 #include "platform/linux/Ring0.h"
 #include "platform/linux/RootedFiles.h"
 #include "platform/linux/Services.h"
@@ -35,6 +37,10 @@ class LinuxPlatform : public Platform {
     Timers& timers() override { return timers_; }
     PerformanceCounters& performanceCounters() override { return performanceCounters_; }
     ManagementData& managementData() override { return managementData_; }
+    DeviceTree& deviceTree() override { return deviceTree_; }
+    DeviceFiles& deviceFiles() override { return deviceFiles_; }
+    Registry& registry() override { return registry_; }
+    Privileges& privileges() override { return privileges_; }
 
   private:
     RootedFiles files_;
@@ -52,6 +58,10 @@ class LinuxPlatform : public Platform {
     LinuxTimers timers_;
     LinuxPerformanceCounters performanceCounters_{files_};
     LinuxManagementData managementData_{files_};
+    LinuxDeviceTree deviceTree_{files_};
+    LinuxDeviceFiles deviceFiles_{files_};
+    LinuxRegistry registry_{files_, interfaceNames_};
+    LinuxPrivileges privileges_;
 };
 
 } // namespace orv::platform

@@ -16,6 +16,8 @@ class LinuxNetworkTables : public NetworkTables {
         : files_(files), names_(names), devices_(files, "/proc/net/dev") {}
 
     Result<std::vector<AdapterRecord>> adapters() override;
+    Result<std::uint32_t> adapterAddressesSize() override;
+    Result<std::vector<AdapterAddress>> adapterAddresses(std::uint32_t size) override;
     ErrorCode interfaceRows(std::vector<InterfaceRow>& rows) override;
 
   private:

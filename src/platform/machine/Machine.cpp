@@ -7,7 +7,9 @@ Machine::Machine(const Node& root)
       nvidia_(root, requests_), amd_(root, requests_), processor_(root, requests_, clock_),
       ring0_(root, requests_), namedMutexes_(root, requests_, clock_), timers_(requests_, clock_),
       performanceCounters_(root, requests_, clock_), managementData_(root, requests_),
-      smbus_(root, requests_, ring0_) {
+      smbus_(root, requests_, ring0_), batteries_(root, clock_), deviceTree_(batteries_, requests_),
+      deviceFiles_(batteries_, requests_), registry_(networkTables_.cards(), requests_),
+      privileges_(requests_) {
     root.text("description", ""); // for the reader of the file
     requests_.load(root);
     clock_.load(root);

@@ -2,11 +2,13 @@
 
 #include "platform/Platform.h"
 #include "platform/machine/MachineClock.h"
-#include "platform/machine/MachineGraphics.h"
 #include "platform/machine/MachineCounters.h"
+#include "platform/machine/MachineDevices.h"
+#include "platform/machine/MachineGraphics.h"
 #include "platform/machine/MachineManagement.h"
 #include "platform/machine/MachineNetwork.h"
 #include "platform/machine/MachineProcessor.h"
+#include "platform/machine/MachineRegistry.h"
 #include "platform/machine/MachineRing0.h"
 #include "platform/machine/MachineSmbus.h"
 #include "platform/machine/MachineSystem.h"
@@ -45,6 +47,10 @@ class Machine : public Platform {
     Timers& timers() override { return timers_; }
     PerformanceCounters& performanceCounters() override { return performanceCounters_; }
     ManagementData& managementData() override { return managementData_; }
+    DeviceTree& deviceTree() override { return deviceTree_; }
+    DeviceFiles& deviceFiles() override { return deviceFiles_; }
+    Registry& registry() override { return registry_; }
+    Privileges& privileges() override { return privileges_; }
 
   private:
     explicit Machine(const Node& root);
@@ -68,6 +74,11 @@ class Machine : public Platform {
     MachinePerformanceCounters performanceCounters_;
     MachineManagementData managementData_;
     MachineSmbus smbus_;
+    MachineBatteries batteries_;
+    MachineDeviceTree deviceTree_;
+    MachineDeviceFiles deviceFiles_;
+    MachineRegistry registry_;
+    MachinePrivileges privileges_;
 };
 
 } // namespace orv::platform

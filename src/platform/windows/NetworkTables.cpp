@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <cstring>
 #include <iphlpapi.h>
 
@@ -14,6 +15,8 @@ namespace {
 constexpr int kMostAttempts = 4;
 constexpr ULONG kFirstAdapterBytes = 648;   // a record, rounded up
 constexpr ULONG kFirstInterfaceBytes = 864; // a table of one row
+
+constexpr ULONG kAddressFlags = 0x10; // GAA_FLAG_INCLUDE_PREFIX
 
 static_assert(sizeof(IP_ADAPTER_INFO) == 640 && sizeof(MIB_IFROW) == 860 && sizeof(MIB_IFTABLE) == 864);
 
@@ -55,6 +58,31 @@ Result<std::vector<AdapterRecord>> WindowsNetworkTables::adapters() {
         answer.value.push_back({bounded(at->Description), bounded(at->IpAddressList.IpAddress.String),
                                 bounded(at->IpAddressList.IpMask.String),
                                 bounded(at->GatewayList.IpAddress.String)});
+    return answer;
+}
+
+Result<std::uint32_t> WindowsNetworkTables::adapterAddressesSize() {
+    ULONG size = 0;
+    const ULONG result = ::GetAdaptersAddresses(AF_UNSPEC, kAddressFlags, nullptr, nullptr, &size);
+    return {size, result};
+}
+
+Result<std::vector<AdapterAddress>> WindowsNetworkTables::adapterAddresses(std::uint32_t size) {
+    using Answer = Result<std::vector<AdapterAddress>>;
+    std::vector<std::byte> memory(size);
+    auto* first = reinterpret_cast<IP_ADAPTER_ADDRESSES*>(memory.data());
+    ULONG room = size;
+    const ULONG result = ::GetAdaptersAddresses(AF_UNSPEC, kAddressFlags, nullptr, first, &room);
+    if (result != ERROR_SUCCESS) return Answer::failed(result);
+    Answer answer;
+    for (const auto* at = first; at; at = at->Next) {
+        AdapterAddress& adapter = answer.value.emplace_back();
+        if (at->Description) adapter.description = at->Description;
+        adapter.interfaceType = at->IfType;
+        const std::size_t length =
+            std::min<std::size_t>(at->PhysicalAddressLength, sizeof at->PhysicalAddress);
+        adapter.physicalAddress.assign(at->PhysicalAddress, at->PhysicalAddress + length);
+    }
     return answer;
 }
 

@@ -37,6 +37,8 @@ class WindowsFaultTrap : public FaultTrap {
 class WindowsNetworkTables : public NetworkTables {
   public:
     Result<std::vector<AdapterRecord>> adapters() override;
+    Result<std::uint32_t> adapterAddressesSize() override;
+    Result<std::vector<AdapterAddress>> adapterAddresses(std::uint32_t size) override;
     ErrorCode interfaceRows(std::vector<InterfaceRow>& rows) override;
 
   private:

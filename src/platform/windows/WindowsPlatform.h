@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Platform.h"
+#include "platform/windows/DeviceServices.h"
 #include "platform/windows/Graphics.h"
 #include "platform/windows/ManagementData.h"
 #include "platform/windows/ProcessorServices.h"
@@ -24,6 +25,10 @@ class WindowsPlatform : public Platform {
     Timers& timers() override { return timers_; }
     PerformanceCounters& performanceCounters() override { return performanceCounters_; }
     ManagementData& managementData() override { return managementData_; }
+    DeviceTree& deviceTree() override { return deviceTree_; }
+    DeviceFiles& deviceFiles() override { return deviceFiles_; }
+    Registry& registry() override { return registry_; }
+    Privileges& privileges() override { return privileges_; }
 
   private:
     WindowsSystemFacts systemFacts_;
@@ -39,6 +44,10 @@ class WindowsPlatform : public Platform {
     WindowsTimers timers_;
     WindowsPerformanceCounters performanceCounters_;
     WindowsManagementData managementData_;
+    WindowsDeviceTree deviceTree_;
+    WindowsDeviceFiles deviceFiles_;
+    WindowsRegistry registry_;
+    WindowsPrivileges privileges_;
 };
 
 } // namespace orv::platform

@@ -1,0 +1,51 @@
+#include "platform/linux/DeviceServices.h"
+
+#include "platform/DevicePaths.h"
+#include "platform/linux/PowerSupply.h"
+#include "platform/text.h"
+
+namespace orv::platform {
+
+namespace {
+
+constexpr std::string_view kPowerSupplies = "/sys/class/power_supply/";
+
+/// Reads its files anew at each request, as a driver asks its hardware.
+class PowerSupplyFile : public DeviceFile {
+  public:
+    PowerSupplyFile(const RootedFiles& files, std::string folder)
+        : files_(files), folder_(std::move(folder)) {}
+
+    Result<std::uint32_t> control(std::uint32_t code, std::span<const std::byte> in,
+                                  std::span<std::byte> out) override {
+        if (!files_.exists(folder_)) return Result<std::uint32_t>::failed(kFileNotFound);
+        return answerBattery(readPowerSupply(files_, folder_), code, in, out);
+    }
+
+  private:
+    const RootedFiles& files_;
+    std::string folder_;
+};
+
+} // namespace
+
+Result<std::unique_ptr<DeviceInterfaces>> LinuxDeviceTree::interfacesOf(const Guid& deviceClass) {
+    std::vector<std::wstring> paths;
+    const auto entries = files_.list(kPowerSupplies); // a kernel without the class has no such folder
+    if (deviceClass == kBatteryClass)
+        for (const std::string& name : entries.value) {
+            const std::string folder = std::string(kPowerSupplies) + name;
+            if (isBatterySupply(files_, folder)) paths.push_back(utf8ToWide(folder));
+        }
+    return {std::make_unique<PathInterfaces>(deviceClass, std::move(paths))};
+}
+
+Result<std::unique_ptr<DeviceFile>> LinuxDeviceFiles::open(std::wstring_view path) {
+    using Answer = Result<std::unique_ptr<DeviceFile>>;
+    std::string folder = wideToUtf8(path);
+    if (!folder.starts_with(kPowerSupplies) || !isBatterySupply(files_, folder))
+        return Answer::failed(kFileNotFound);
+    return {std::make_unique<PowerSupplyFile>(files_, std::move(folder))};
+}
+
+} // namespace orv::platform

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "platform/DeviceFiles.h"
+#include "platform/DeviceTree.h"
+#include "platform/linux/RootedFiles.h"
+
+namespace orv::platform {
+
+/// The battery class: entries of /sys/class/power_supply, sorted by name. The path of an entry is its folder.
+class LinuxDeviceTree : public DeviceTree {
+  public:
+    explicit LinuxDeviceTree(const RootedFiles& files) : files_(files) {}
+    Result<std::unique_ptr<DeviceInterfaces>> interfacesOf(const Guid& deviceClass) override;
+
+  private:
+    const RootedFiles& files_;
+};
+
+class LinuxDeviceFiles : public DeviceFiles {
+  public:
+    explicit LinuxDeviceFiles(const RootedFiles& files) : files_(files) {}
+    Result<std::unique_ptr<DeviceFile>> open(std::wstring_view path) override;
+
+  private:
+    const RootedFiles& files_;
+};
+
+} // namespace orv::platform

@@ -1,0 +1,248 @@
+#include "SetupAPI/SetupAPI.h"
+#include "battery/BatteryReport.h"
+#include "log/log.h"
+#include "orvane/hwprobe.h"
+#include "platform/utf16.h"
+#include "support/CapturedLog.h"
+#include "support/TestMachine.h"
+
+#include <gmock/gmock.h>
+
+namespace orv::test {
+namespace {
+
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+
+/// A machine with one battery that answers every level, changed by `overrides`, and more entries behind it.
+std::string machineWith(const std::string& overrides, const std::string& more = "") {
+    return R"({"name": "m", "batteries": [{"deviceName": "N", "manufacturer": "ACME", "serialNumber": "S",)"
+           R"("uniqueId": "U", "designCapacity": 50, "fullChargedCapacity": 40, "capacity": 30,)"
+           R"("voltage": 10, "rate": 20)" +
+           overrides + "}" + more + "]}";
+}
+
+TEST(BatteryReport, TheLaptopOverTime) {
+    TestMachine machine = TestMachine::sample("laptop");
+    EXPECT_STREQ(R"({"error": "invalid vector subscript"})", getBatteryAllMessage(0));
+    EXPECT_STREQ("invalid vector subscript", getLastError());
+    ASSERT_EQ(1, initBattery());
+    ASSERT_EQ(1, initBattery()) << "each call enumerates anew";
+    const char* first = getBatteryAllMessage(0);
+    EXPECT_STREQ(R"({"bias":0,"capacity":38210,"cycleCount":112,"designCapacity":50000,)"
+                 R"("electricCurrent":-1.04767,"estimatedTime":11460,"fullChargedCapacity":47500,)"
+                 R"("manufacturer":"ACME","power":-12000,"status":["discharging"],"temperature":31,)"
+                 R"("voltage":11454})",
+                 first);
+    const std::string kept = first;
+    EXPECT_STREQ(R"({"error": "invalid vector subscript"})", getBatteryAllMessage(1));
+    EXPECT_EQ(kept, first) << "a failure leaves the success text";
+    machine->machineClock().sleepNs(3'600'000'000'000);
+    const std::string charging = getBatteryAllMessage(0);
+    EXPECT_THAT(charging, HasSubstr(R"("electricCurrent":2.0,"estimatedTime":0,)"));
+    EXPECT_THAT(charging, HasSubstr(R"("power":24640,"status":["AC power","charging"])"));
+}
+
+TEST(BatteryReport, ValuesAtTheEdges) {
+    const struct {
+        const char* overrides;
+        const char* part;
+    } cases[] = {
+        {R"(, "voltage": 0)", R"("electricCurrent":0.0,)"},
+        {R"(, "powerState": 0)", R"("power":20,"temperature")"},
+        {R"(, "powerState": 15)", R"("status":["AC power","discharging","critical","charging"])"},
+        {R"(, "capacity": "0xFFFFFFFF")", R"("capacity":-1,)"},
+        {R"(, "voltage": "0xFFFFFFFF")", R"("voltage":4294967295})"},
+        {R"(, "rate": -2147483648)", R"("electricCurrent":-2.14748e+08,)"},
+        {R"(, "rate": -2147483648)", R"("power":-2147483648,)"},
+        {R"(, "criticalBias": "0xFFFFFFFF")", R"("bias":4294967295,)"},
+        {R"(, "estimatedTime": "0xFFFFFFFF")", R"("estimatedTime":0,)"},
+        {R"(, "temperature": 2981)", R"("temperature":25,)"},
+        {R"(, "temperature": 2681)", R"("temperature":4294967291,)"},
+        {R"(, "temperature": 0)", R"("temperature":0,)"},
+        // Texts without an end, and of no length, stop with the answer.
+        {R"(, "answers": {"6": "41 00 42 00"})", R"("manufacturer":"AB")"},
+        {R"(, "answers": {"6": "41 00 42"})", R"("manufacturer":"AB")"},
+        {R"(, "answers": {"6": "", "8": "", "7": ""})", R"("manufacturer":"")"},
+    };
+    for (const auto& test : cases) {
+        TestMachine machine(machineWith(test.overrides));
+        ASSERT_EQ(1, initBattery()) << test.overrides;
+        EXPECT_THAT(getBatteryAllMessage(0), HasSubstr(test.part)) << test.overrides;
+    }
+}
+
+TEST(BatteryReader, WhatABatteryMustAnswerToBeListed) {
+    const std::string full(1000, '4'); // 500 bytes that are no end
+    const struct {
+        std::string overrides;
+        int count;
+        const char* line; // of the log, warnings and up
+    } cases[] = {
+        {R"(, "answers": {"2": 1})", 1, "BatteryTemperature is not supported"},
+        {R"(, "answers": {"3": 1})", 1, "BatteryEstimatedTime is not supported"},
+        {R"(, "estimatedTime": "0xFFFFFFFF")", 1, "BatteryEstimatedTime is BATTERY_UNKNOWN_TIME"},
+        {R"(, "answers": {"5": 1})", 1, "BatteryManufactureDate is not supported"},
+        {R"(, "answers": {"2": 31})", 0, "IOCTL_BATTERY_QUERY_INFORMATION failed: error code: 31"},
+        {R"(, "answers": {"3": 5})", 0, "IOCTL_BATTERY_QUERY_INFORMATION failed: error code: 5"},
+        {R"(, "answers": {"5": 5})", 0, "IOCTL_BATTERY_QUERY_INFORMATION failed: error code: 5"},
+        {R"(, "answers": {"0": 1})", 0, "IOCTL_BATTERY_QUERY_INFORMATION failed: error code: 1"},
+        {R"(, "answers": {"4": 1})", 0, "IOCTL_BATTERY_QUERY_INFORMATION failed: error code: 1"},
+        {R"(, "answers": {"6": 1})", 0, "IOCTL_BATTERY_QUERY_INFORMATION failed: error code: 1"},
+        {R"(, "answers": {"7": 1})", 0, "IOCTL_BATTERY_QUERY_INFORMATION failed: error code: 1"},
+        {R"(, "answers": {"8": 1})", 0, "IOCTL_BATTERY_QUERY_INFORMATION failed: error code: 1"},
+        {R"(, "tag": 0)", 0, "IOCTL_BATTERY_QUERY_TAG failed: error code: 2"},
+        {R"(, "answers": {"0": "00 00 00 80"})", 0, "error code: 13"},
+        {R"(, "answers": {"2": "01 02"})", 0, "error code: 13"},
+        {R"(, "answers": {"7": ")" + full + R"("})", 1, "not supported"},
+        {R"(, "answers": {"7": ")" + full + R"(44"})", 0, "error code: 122"},
+        {R"(, "capabilities": 0)", 0, ""},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.overrides);
+        TestMachine machine(machineWith(test.overrides));
+        CapturedLog log{&batteryLogger};
+        EXPECT_EQ(test.count, initBattery());
+        const auto lines = log.lines(spdlog::level::warn);
+        if (*test.line == '\0') {
+            EXPECT_TRUE(lines.empty());
+        } else {
+            EXPECT_THAT(lines, ::testing::Contains(HasSubstr(test.line)));
+        }
+    }
+}
+
+TEST(BatteryReader, RequestsAndLogOfAnEnumeration) {
+    TestMachine machine(machineWith(R"(, "temperature": 2981, "estimatedTime": 60,
+        "manufactureDate": {"year": 2023, "month": 5, "day": 14})"));
+    machine->requests().keepRecord(true);
+    CapturedLog log{&batteryLogger};
+    ASSERT_EQ(1, initBattery());
+    EXPECT_THAT(log.lines(), ::testing::ElementsAre(
+                                 "trace orv::battery::GetBatteryInfo", "info BatteryDeviceName: N",
+                                 "info BatteryManufactureName: ACME", "info BatteryEstimatedTime: 60",
+                                 "info BatteryManufactureDate: 2023-5-14", "info BatterySerialNumber: S",
+                                 "info BatteryTemperature: 25", "info BatteryUniqueID: U",
+                                 "info GetBatteryInfo: Ok", "info Battery count: 1"));
+    const auto query = [](const char* room, int level) {
+        return "deviceControl battery0 0x294044 out " + std::string(room) + " in 01 00 00 00 0" +
+               std::to_string(level) + " 00 00 00 00 00 00 00";
+    };
+    const std::vector<std::string> expected = {"deviceInterfaces",
+                                               "deviceInterface 0",
+                                               "deviceInterfaceDetailSize",
+                                               "deviceInterfaceDetail 22",
+                                               "openDevice battery0",
+                                               "deviceControl battery0 0x294040 out 4 in 00 00 00 00",
+                                               query("36", 0),
+                                               query("1000", 4),
+                                               query("1000", 6),
+                                               query("4", 3),
+                                               query("4", 5),
+                                               query("500", 8),
+                                               query("4", 2),
+                                               query("500", 7),
+                                               "deviceInterface 1"};
+    EXPECT_EQ(expected, machine->requests().record());
+    machine->requests().clearRecord();
+    getBatteryAllMessage(0);
+    const auto& update = machine->requests().record();
+    ASSERT_EQ(14u, update.size());
+    EXPECT_EQ(query("200", 4), update[7]);
+    std::string wait = "deviceControl battery0 0x29404c out 16 in 01";
+    for (int zero = 0; zero < 19; ++zero)
+        wait += " 00";
+    EXPECT_EQ(wait, update[8]);
+    EXPECT_EQ(query("100", 8), update[11]);
+    EXPECT_EQ(query("100", 7), update[13]);
+    EXPECT_THAT(log.lines().back(),
+                EndsWith("manufacture:ACME, capacity: 30, power: 20, status: 0, voltage: 10, design: 50, "
+                         "fullCharge: 40 cycle: 0, estimatedTime: 60, manufactureDate: 2023-5-14, "
+                         "serialNumber: S, temperature: 25, uniqueID: U"));
+}
+
+TEST(BatteryReader, AnIndexIsThePositionInTheInterfaceList) {
+    const std::string ups = R"(, {"capabilities": 0})";
+    const std::string second =
+        R"(, {"deviceName": "N", "manufacturer": "B", "serialNumber": "S", "uniqueId": "U"})";
+    TestMachine machine(machineWith(R"(, "changes": [{"atSeconds": 5, "present": false}])", ups + second));
+    ASSERT_EQ(2, initBattery());
+    EXPECT_EQ(2u, battery::batteryList()[1].index);
+    EXPECT_THAT(getBatteryAllMessage(1), HasSubstr(R"("manufacturer":"B")"));
+    machine->machineClock().sleepNs(5'000'000'000);
+    EXPECT_THAT(getBatteryAllMessage(1), EndsWith("SetupDiEnumDeviceInterfaces(2) failed: \"}"));
+    EXPECT_THAT(getBatteryAllMessage(0), HasSubstr("IOCTL_BATTERY_QUERY_INFORMATION failed"))
+        << "the UPS has its index now, and no name";
+}
+
+TEST(BatteryReader, AFailedUpdate) {
+    TestMachine machine(machineWith(R"(, "estimatedTime": 60, "temperature": 2981, "changes": [
+        {"atSeconds": 10, "statusError": 21, "fullChargedCapacity": 39, "estimatedTime": 30, "rate": 1},
+        {"atSeconds": 20, "statusError": 0, "answers": {"3": 1, "2": 1, "5": 1}},
+        {"atSeconds": 30, "answers": {"8": 31}}])"));
+    ASSERT_EQ(1, initBattery());
+    ASSERT_THAT(getBatteryAllMessage(0), HasSubstr(R"("power":20,)"));
+    CapturedLog log{&batteryLogger};
+    machine->machineClock().sleepNs(10'000'000'000);
+    // A status that cannot be read is tolerated: what comes behind it keeps its last values.
+    EXPECT_THAT(
+        getBatteryAllMessage(0),
+        HasSubstr(R"("estimatedTime":60,"fullChargedCapacity":39,"manufacturer":"ACME","power":20,)"));
+    EXPECT_THAT(log.lines(spdlog::level::warn),
+                ::testing::Contains(HasSubstr("IOCTL_BATTERY_QUERY_STATUS failed: error code: 21")));
+    machine->machineClock().sleepNs(10'000'000'000);
+    EXPECT_THAT(getBatteryAllMessage(0), HasSubstr(R"("estimatedTime":0,)"));
+    EXPECT_THAT(log.lines(), ::testing::IsSupersetOf({"trace BatteryEstimatedTime is not supported",
+                                                      "trace BatteryManufactureDate is not supported",
+                                                      "trace BatteryTemperature is not supported"}));
+    machine->machineClock().sleepNs(10'000'000'000);
+    EXPECT_THAT(getBatteryAllMessage(0), HasSubstr("IOCTL_BATTERY_QUERY_INFORMATION failed: error code: 31"));
+}
+
+TEST(BatteryReader, FailuresOfTheDeviceWalk) {
+    const struct {
+        const char* request;
+        int count;
+        const char* text;
+    } cases[] = {
+        {"deviceInterfaces", -1, "SetupDiGetClassDevs failed: error code: 5"},
+        {"deviceInterface", 0, "SetupDiEnumDeviceInterfaces failed: error code: 5"},
+        {"deviceInterfaceDetailSize", 0, "SetupDiGetDeviceInterfaceDetail failed: error code: 5"},
+        {"deviceInterfaceDetail", 0, "SetupDiGetDeviceInterfaceDetail failed: error code: 5"},
+        {"openDevice", 0, "CreateFile failed: error code: 5"},
+        {"deviceControl", 0, "IOCTL_BATTERY_QUERY_TAG failed: error code: 5"},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.request);
+        TestMachine machine(machineWith(""));
+        ASSERT_EQ(1, initBattery());
+        machine->requests().plan({test.request, 0, platform::kAccessDenied, 0});
+        const std::string report = getBatteryAllMessage(0);
+        EXPECT_THAT(report, HasSubstr(test.text));
+        EXPECT_EQ(report, "{\"error\": \"" + std::string(getLastError()) + "\"}") << "unescaped";
+        EXPECT_EQ(test.count, initBattery()) << "the walk ends";
+        machine->requests().clearFaults();
+        EXPECT_THAT(getBatteryAllMessage(0), HasSubstr("invalid vector subscript")) << "emptied first";
+        EXPECT_EQ(1, initBattery());
+    }
+}
+
+TEST(BatteryReader, ClosingTwiceAndAWalkOnAClosedList) {
+    TestMachine machine(machineWith(""));
+    batteryDeviceOpen();
+    EXPECT_EQ(28u, batteryDeviceAt(0).cbSize);
+    EXPECT_EQ(0u, batteryDeviceAt(1).cbSize);
+    batteryDeviceClose();
+    batteryDeviceClose();
+    EXPECT_THROW(batteryDeviceAt(0), std::exception);
+}
+
+TEST(Utf16, TextsOfRecords) {
+    const std::wstring letters = platform::wideFromUtf16(platform::utf16WithNul(L"Aé\U0001F50B"));
+    EXPECT_EQ(L"Aé\U0001F50B", letters);
+    EXPECT_EQ(10u, platform::utf16WithNul(L"Aé\U0001F50B").size());
+    EXPECT_EQ(L"", platform::wideFromUtf16({}));
+}
+
+} // namespace
+} // namespace orv::test

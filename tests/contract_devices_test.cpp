@@ -1,0 +1,80 @@
+// What every side promises for the device tree, device files, the registry and the address list.
+
+#include "platform/BatteryRecords.h"
+#include "platform/DeviceFiles.h"
+#include "platform/DeviceTree.h"
+#include "platform/NetworkTables.h"
+#include "platform/Privileges.h"
+#include "platform/Registry.h"
+#include "support/Sides.h"
+
+namespace orv::test {
+namespace {
+
+using namespace platform;
+
+class DevicesContract : public Contract {};
+
+TEST_P(DevicesContract, TheInterfaceListEndsAndItsPathsOpen) {
+    auto devices = side().deviceTree().interfacesOf(kBatteryClass);
+    ASSERT_TRUE(devices.ok()) << devices.error;
+    std::uint32_t index = 0;
+    for (;; ++index) {
+        const auto data = devices.value->at(index);
+        if (data.error == kNoMoreItems) break;
+        ASSERT_TRUE(data.ok()) << data.error;
+        EXPECT_EQ(28u, data.value.cbSize);
+        EXPECT_EQ(kBatteryClass, data.value.InterfaceClassGuid);
+        const auto size = devices.value->detailSize(data.value);
+        EXPECT_EQ(kInsufficientBuffer, size.error);
+        EXPECT_FALSE(devices.value->detail(data.value, 4).ok());
+        const auto path = devices.value->detail(data.value, size.value);
+        ASSERT_TRUE(path.ok()) << path.error;
+        EXPECT_TRUE(side().deviceFiles().open(path.value).ok());
+    }
+    EXPECT_EQ(kNoMoreItems, devices.value->at(index + 5).error);
+    EXPECT_EQ(kNoMoreItems, side().deviceTree().interfacesOf({}).value->at(0).error);
+    EXPECT_FALSE(side().deviceFiles().open(L"\\\\.\\no such device").ok());
+}
+
+TEST_P(DevicesContract, ARegistryKeyOpensOrNamesItsError) {
+    EXPECT_EQ(kFileNotFound, side().registry().open(L"SOFTWARE\\No such key\\", 0x20019).error);
+    auto key =
+        side().registry().open(L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\NetworkCards\\", 0x20019);
+    if (!key.ok()) {
+        EXPECT_EQ(kFileNotFound, key.error) << "a system without the key";
+        return;
+    }
+    std::uint32_t index = 0;
+    while (key.value->subkey(index, 512).ok())
+        ++index;
+    EXPECT_EQ(kNoMoreItems, key.value->subkey(index, 512).error);
+    EXPECT_EQ(kFileNotFound, key.value->valueInfo(L"no such value").error);
+}
+
+TEST_P(DevicesContract, PrivilegesAreKnownByName) {
+    const auto token = side().privileges().openProcessToken();
+    ASSERT_TRUE(token.ok()) << token.error;
+    const auto id = side().privileges().lookup(L"SeBackupPrivilege");
+    ASSERT_TRUE(id.ok()) << id.error;
+    const std::vector<PrivilegeId> wanted{id.value};
+    const ErrorCode error = token.value->enable(wanted);
+    EXPECT_TRUE(error == kSuccess || error == 1300) << error;
+}
+
+TEST_P(DevicesContract, AddressesComeInTwoSteps) {
+    const auto size = side().networkTables().adapterAddressesSize();
+    ASSERT_EQ(kBufferOverflow, size.error);
+    EXPECT_EQ(kBufferOverflow, side().networkTables().adapterAddresses(size.value / 1000).error);
+    const auto addresses = side().networkTables().adapterAddresses(size.value);
+    ASSERT_TRUE(addresses.ok()) << addresses.error;
+    ASSERT_FALSE(addresses.value.empty());
+    for (const AdapterAddress& adapter : addresses.value) {
+        EXPECT_NE(L"", adapter.description);
+        EXPECT_LE(adapter.physicalAddress.size(), 32u);
+    }
+}
+INSTANTIATE_SIDES(DevicesContract);
+
+} // namespace
+} // namespace orv::test
