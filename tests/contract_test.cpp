@@ -4,6 +4,7 @@
 #include "platform/FaultTrap.h"
 #include "platform/NetworkTables.h"
 #include "platform/SystemFacts.h"
+#include "support/Faults.h"
 #include "support/Sides.h"
 
 #include <gmock/gmock.h>
@@ -84,9 +85,6 @@ TEST_P(NetworkTablesContract, EveryAdapterHasADescriptionAndRowsAreReplaced) {
 INSTANTIATE_SIDES(NetworkTablesContract);
 
 /// Real faults on the host's own trap.
-void nullWrite() {
-    *static_cast<volatile int*>(nullptr) = 1;
-}
 void illegalInstruction() {
     __builtin_trap();
 }

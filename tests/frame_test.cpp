@@ -4,6 +4,7 @@
 #include "frame/sehGuard.h"
 #include "frame/supportedArch.h"
 #include "orvane/hwprobe.h"
+#include "support/Faults.h"
 #include "support/TestMachine.h"
 
 #include <gmock/gmock.h>
@@ -134,7 +135,7 @@ TEST(SehGuard, FaultsBecomeTexts) {
     // A real fault of the machine that runs this.
     const auto host = platform::makeHostPlatform();
     InUse inUse(*host);
-    EXPECT_THROW(sehGuard([] { *static_cast<volatile int*>(nullptr) = 1; }), std::runtime_error);
+    EXPECT_THROW(sehGuard(nullWrite), std::runtime_error);
     EXPECT_THROW(sehGuard([] { throw std::out_of_range("passes"); }), std::out_of_range);
 }
 

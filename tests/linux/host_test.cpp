@@ -4,6 +4,7 @@
 #include "orvane/hwprobe.h"
 #include "platform/FaultTrap.h"
 #include "platform/linux/LinuxPlatform.h"
+#include "support/Faults.h"
 #include "support/TestMachine.h"
 
 #include <gmock/gmock.h>
@@ -96,7 +97,7 @@ TEST(LinuxFaultTrap, TheHostsHandlersAndStackComeBack) {
     struct sigaction before {};
     ::sigaction(SIGFPE, &mine, &before);
     const auto host = platform::makeHostPlatform();
-    host->faultTrap().run([] { *static_cast<volatile int*>(nullptr) = 1; });
+    host->faultTrap().run(nullWrite);
     struct sigaction after {};
     ::sigaction(SIGFPE, &before, &after);
     EXPECT_EQ(SIG_IGN, after.sa_handler);
