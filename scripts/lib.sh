@@ -17,6 +17,11 @@ as_root() {
 
 installed() { dpkg-query -W -f='${Status}\n' "$1" 2>/dev/null | grep -q '^install ok installed$'; }
 
+# One archive that is out of step must not stop the rest: what its old list, or the others, give may do.
+update_lists() {
+  as_root apt-get update -q || say "some package lists could not be refreshed; going on with those that are here"
+}
+
 # install PACKAGE...: what is missing of them; asks no network when nothing is.
 install_missing() {
   local package missing=()
@@ -27,7 +32,7 @@ install_missing() {
   say "installing ${missing[*]}"
   as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "${missing[@]}" >/dev/null 2>&1 && return
   # An old package list is the usual reason.
-  as_root apt-get update -q
+  update_lists
   as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "${missing[@]}"
 }
 
