@@ -5,6 +5,9 @@ include(CMakePackageConfigHelpers)
 install(FILES include/orvane/hwprobe.h DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/orvane")
 install(TARGETS Orvane_HwProbe EXPORT OrvaneHwProbeTargets)
 install(TARGETS hwprobe)
+if(WIN32)
+  install(TARGETS WinRing0 RUNTIME) # the stand-in: without a WinRing0.dll the library does not load
+endif()
 install(DIRECTORY machines/ DESTINATION "${CMAKE_INSTALL_DATADIR}/orvane-hwprobe/machines"
   FILES_MATCHING PATTERN "*.json")
 
