@@ -34,7 +34,8 @@ TEST_P(DevicesContract, TheInterfaceListEndsAndItsPathsOpen) {
     }
     EXPECT_EQ(kNoMoreItems, devices.value->at(index + 5).error);
     EXPECT_EQ(kNoMoreItems, side().deviceTree().interfacesOf({}).value->at(0).error);
-    EXPECT_FALSE(side().deviceFiles().open(L"\\\\.\\no such device").ok());
+    for (const auto* path : {L"\\\\.\\no such device", L"battery", L"battery0x", L""})
+        EXPECT_FALSE(side().deviceFiles().open(path).ok());
 }
 
 TEST_P(DevicesContract, ARegistryKeyOpensOrNamesItsError) {

@@ -55,6 +55,7 @@ TEST(LinuxBattery, FilesThatAreGoneOrBroken) {
         {"power_now", nullptr, R"("power":-2147483648,)", "unknown rate"},
         {"power_now", "-12000000\n", R"("power":-12000,)", "a driver with a sign of its own"},
         {"status", "Unknown\n", R"("power":12000,"temperature")", "no state, no status key"},
+        {"capacity_level", "Critical\n", R"("status":["discharging","critical"])", "nearly empty"},
         {"../AC/online", "1\n", R"("status":["AC power","discharging"])", "on mains but draining"},
         {"../AC/type", "Unknown\n", R"("status":["discharging"])", "no mains adapter is known"},
     };

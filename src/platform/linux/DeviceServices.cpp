@@ -19,7 +19,7 @@ class PowerSupplyFile : public DeviceFile {
     Result<std::uint32_t> control(std::uint32_t code, std::span<const std::byte> in,
                                   std::span<std::byte> out) override {
         if (!files_.exists(folder_)) return Result<std::uint32_t>::failed(kFileNotFound);
-        return answerBattery(readPowerSupply(files_, folder_), code, in, out);
+        return answerPowerSupply(files_, folder_, code, in, out);
     }
 
   private:

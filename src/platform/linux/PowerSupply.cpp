@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 
 namespace orv::platform {
 
@@ -71,7 +72,8 @@ std::int32_t rate(const Supply& supply, bool discharging) {
     return discharging ? -magnitude : magnitude;
 }
 
-bool onMains(const RootedFiles& files, const std::string& folder, bool discharging) {
+/// By the adapters' own word; where no adapter is known, what the battery's state lets suppose.
+bool onMains(const RootedFiles& files, const std::string& folder, bool supposed) {
     const std::string parent = folder.substr(0, folder.rfind('/'));
     bool known = false;
     for (const std::string& name : files.list(parent).value) {
@@ -81,15 +83,15 @@ bool onMains(const RootedFiles& files, const std::string& folder, bool dischargi
         known = true;
         if (other.number("online").value_or(0) > 0) return true;
     }
-    return !known && !discharging;
+    return !known && supposed;
 }
 
 BATTERY_STATUS statusOf(const RootedFiles& files, const std::string& folder, const Supply& supply) {
     const std::string state = supply.line("status");
     const bool discharging = state == "Discharging";
     BATTERY_STATUS status{};
-    if (!state.empty() && state != "Unknown" && onMains(files, folder, discharging))
-        status.PowerState |= BATTERY_POWER_ON_LINE;
+    const bool draws = state == "Charging" || state == "Full" || state == "Not charging";
+    if (onMains(files, folder, draws)) status.PowerState |= BATTERY_POWER_ON_LINE;
     if (discharging) status.PowerState |= BATTERY_DISCHARGING;
     if (state == "Charging") status.PowerState |= BATTERY_CHARGING;
     if (supply.line("capacity_level") == "Critical") status.PowerState |= BATTERY_CRITICAL;
@@ -105,7 +107,10 @@ std::optional<BATTERY_MANUFACTURE_DATE> dateOf(const Supply& supply) {
     const auto year = supply.number("manufacture_year");
     const auto month = supply.number("manufacture_month");
     const auto day = supply.number("manufacture_day");
-    if (!year || !month || !day) return std::nullopt;
+    const auto fits = [](const auto& value, std::int64_t largest) {
+        return value && *value >= 0 && *value <= largest;
+    };
+    if (!fits(year, UINT16_MAX) || !fits(month, UINT8_MAX) || !fits(day, UINT8_MAX)) return std::nullopt;
     return BATTERY_MANUFACTURE_DATE{static_cast<std::uint8_t>(*day), static_cast<std::uint8_t>(*month),
                                     static_cast<std::uint16_t>(*year)};
 }
@@ -120,6 +125,60 @@ std::optional<std::uint32_t> secondsToEmpty(const Supply& supply) {
     return std::nullopt;
 }
 
+BATTERY_INFORMATION informationOf(const Supply& supply) {
+    BATTERY_INFORMATION information{};
+    // The battery of a mouse or a headset has the scope of its device.
+    if (supply.line("type") == "Battery" && supply.line("scope") != "Device")
+        information.Capabilities = BATTERY_SYSTEM_BATTERY;
+    information.DesignedCapacity = energy(supply, "full_design");
+    information.FullChargedCapacity = energy(supply, "full");
+    information.CycleCount = bounded(static_cast<double>(supply.number("cycle_count").value_or(0)));
+    return information;
+}
+
+std::optional<std::uint32_t> temperatureOf(const Supply& supply) {
+    const auto tenths = supply.number("temp");
+    if (!tenths || *tenths <= -kZeroCelsius || *tenths > INT32_MAX) return std::nullopt;
+    return static_cast<std::uint32_t>(*tenths + kZeroCelsius);
+}
+
+std::wstring nameOf(const Supply& supply, const std::string& folder) {
+    return supply.text("model_name").value_or(utf8ToWide(folder.substr(folder.rfind('/') + 1)));
+}
+
+/// Reads the files of one level: a report asks for eight of them, one after the other.
+void readLevel(const Supply& supply, const std::string& folder, std::int32_t level, BatteryFacts& facts) {
+    switch (level) {
+    case BatteryInformation:
+        facts.information = informationOf(supply);
+        break;
+    case BatteryTemperature:
+        facts.temperature = temperatureOf(supply);
+        break;
+    case BatteryEstimatedTime:
+        facts.estimatedTime = secondsToEmpty(supply);
+        break;
+    case BatteryDeviceName:
+        facts.deviceName = nameOf(supply, folder);
+        break;
+    case BatteryManufactureDate:
+        facts.manufactureDate = dateOf(supply);
+        break;
+    case BatteryManufactureName:
+        facts.manufactureName = supply.text("manufacturer");
+        break;
+    case BatteryUniqueID: // the kernel has no file for it; what a battery driver would put together
+        facts.uniqueId =
+            supply.line("serial_number") + supply.line("manufacturer") + wideToUtf8(nameOf(supply, folder));
+        break;
+    case BatterySerialNumber:
+        facts.serialNumber = supply.text("serial_number");
+        break;
+    default:
+        break;
+    }
+}
+
 } // namespace
 
 bool isBatterySupply(const RootedFiles& files, const std::string& folder) {
@@ -127,31 +186,19 @@ bool isBatterySupply(const RootedFiles& files, const std::string& folder) {
     return type == "Battery" || type == "UPS";
 }
 
-BatteryFacts readPowerSupply(const RootedFiles& files, const std::string& folder) {
+Result<std::uint32_t> answerPowerSupply(const RootedFiles& files, const std::string& folder,
+                                        std::uint32_t code, std::span<const std::byte> in,
+                                        std::span<std::byte> out) {
     const Supply supply(files, folder);
     BatteryFacts facts;
     if (supply.number("present") == 0) facts.tag = 0;
-    // The battery of a mouse or a headset has the scope of its device.
-    if (supply.line("type") == "Battery" && supply.line("scope") != "Device")
-        facts.information.Capabilities = BATTERY_SYSTEM_BATTERY;
-    facts.information.DesignedCapacity = energy(supply, "full_design");
-    facts.information.FullChargedCapacity = energy(supply, "full");
-    facts.information.CycleCount = bounded(static_cast<double>(supply.number("cycle_count").value_or(0)));
-    facts.status = statusOf(files, folder, supply);
-
-    const auto temperature = supply.number("temp");
-    if (temperature && *temperature > -kZeroCelsius && *temperature < INT32_MAX)
-        facts.temperature = static_cast<std::uint32_t>(*temperature + kZeroCelsius);
-    facts.estimatedTime = secondsToEmpty(supply);
-    facts.manufactureDate = dateOf(supply);
-    facts.deviceName = supply.text("model_name");
-    if (!facts.deviceName) facts.deviceName = utf8ToWide(folder.substr(folder.rfind('/') + 1));
-    facts.manufactureName = supply.text("manufacturer");
-    facts.serialNumber = supply.text("serial_number");
-    // The kernel has no file for it; what a battery driver would put together.
-    facts.uniqueId =
-        supply.line("serial_number") + supply.line("manufacturer") + wideToUtf8(*facts.deviceName);
-    return facts;
+    BATTERY_QUERY_INFORMATION query{};
+    if (code == IOCTL_BATTERY_QUERY_STATUS) facts.status = statusOf(files, folder, supply);
+    if (code == IOCTL_BATTERY_QUERY_INFORMATION && in.size() >= sizeof query) {
+        std::memcpy(&query, in.data(), sizeof query);
+        readLevel(supply, folder, query.InformationLevel, facts);
+    }
+    return answerBattery(facts, code, in, out);
 }
 
 } // namespace orv::platform

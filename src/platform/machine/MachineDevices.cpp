@@ -80,12 +80,13 @@ Result<std::unique_ptr<DeviceInterfaces>> MachineDeviceTree::interfacesOf(const 
 Result<std::unique_ptr<DeviceFile>> MachineDeviceFiles::open(std::wstring_view path) {
     using Answer = Result<std::unique_ptr<DeviceFile>>;
     const std::string name = wideToUtf8(path);
-    if (const ErrorCode error = requests_.enter("openDevice", [&] { return name; }))
-        return Answer::failed(error);
+    if (const ErrorCode planned = requests_.enter("openDevice", [&] { return name; }))
+        return Answer::failed(planned);
     std::size_t number = 0;
-    if (!path.starts_with(kBatteryPath)) return Answer::failed(kFileNotFound);
-    std::from_chars(name.data() + kBatteryPath.size(), name.data() + name.size(), number);
-    if (!batteries_.facts(number)) return Answer::failed(kFileNotFound);
+    const std::string digits = path.starts_with(kBatteryPath) ? name.substr(kBatteryPath.size()) : "";
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+    const bool named = error == std::errc() && end == digits.data() + digits.size();
+    if (!named || !batteries_.facts(number)) return Answer::failed(kFileNotFound);
     return {std::make_unique<BatteryFile>(batteries_, number, requests_)};
 }
 
