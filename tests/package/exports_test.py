@@ -1,5 +1,5 @@
-"""Compares the names that a built library exports with those of the public header:
-exports_test.py HEADER LIBRARY NM OBJDUMP"""
+"""Compares the names that a built library exports with those of the public header, and looks through a DLL's unwind
+table: exports_test.py HEADER LIBRARY NM OBJDUMP"""
 
 import re
 import subprocess
@@ -23,3 +23,11 @@ found = sorted(exported())
 if len(declared) != 19 or found != sorted(declared):
     sys.exit(f"{LIBRARY} exports {found}\nthe header declares {sorted(declared)}")
 print(f"{LIBRARY} exports the {len(found)} names of the header alone")
+
+if LIBRARY.endswith(".dll"):
+    frames = subprocess.run([OBJDUMP, "--dwarf=frames", LIBRARY], capture_output=True, text=True, check=True).stdout
+    ranges = re.findall(r" FDE .*pc=(\w+)\.\.(\w+)", frames)
+    empty = [start for start, end in ranges if start == end]
+    if not ranges or empty:
+        sys.exit(f"of {len(ranges)} unwind entries these are empty and hide the function that follows: {empty}")
+    print(f"none of its {len(ranges)} unwind entries is empty")
