@@ -10,7 +10,6 @@
 #include <gmock/gmock.h>
 
 #include <regex>
-#include <regex>
 #include <stdexcept>
 
 namespace orv::test {
