@@ -21,7 +21,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::StartsWith;
 
 constexpr std::int64_t kMillisecond = 1'000'000; // ns
 
