@@ -158,6 +158,7 @@ TEST(Regedit, OneKeyAtATime) {
     EXPECT_EQ(1, std::ranges::count(lines, "info Do Elevate Privileges"));
 
     regedit moved = std::move(key);
+    // NOLINTNEXTLINE(bugprone-use-after-move,clang-analyzer-cplusplus.Move)
     EXPECT_THROW(key.open(kCards, 0x20019), std::exception);
     EXPECT_TRUE(moved.open(kCards, 0x20019));
 }
