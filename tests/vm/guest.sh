@@ -68,6 +68,10 @@ bytes() {
 call() {
   rm -rf /tmp/resources
   hwprobe call "$@" 2>/tmp/stderr
+  call_result=$?
+  # On the console, beside the verdict that will miss the answer.
+  sed 's/^/hwprobe: /' /tmp/stderr >/dev/console
+  return $call_result
 }
 log() { cat /tmp/resources/log/cpp/*.log; }
 line() { echo "$1" | sed -n "$2p"; }
