@@ -2,7 +2,7 @@
 
 #include <windows.h>
 
-// The imports of WinRing0.dll; src/WinRing0/component/WinRing0.def gives each its ordinal.
+// The imports of WinRing0.dll; ring0/WinRing0.def gives each its ordinal.
 extern "C" {
 DWORD WINAPI GetDllStatus();
 BOOL WINAPI InitializeOls();
