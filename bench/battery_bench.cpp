@@ -1,6 +1,6 @@
 // A battery's report on a described machine, log included.
 
-#include "frame/globals.h"
+#include "frame/border/globals.h"
 #include "orvane/hwprobe.h"
 #include "platform/machine/Machine.h"
 #include "state/ProcessState.h"

@@ -3,7 +3,7 @@
 
 #include "cpu/cpu.h"
 #include "cpu/cpu_info.h"
-#include "frame/globals.h"
+#include "frame/border/globals.h"
 #include "platform/machine/Machine.h"
 #include "state/ProcessState.h"
 

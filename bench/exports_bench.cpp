@@ -1,7 +1,7 @@
 // The working exports end to end on a described machine, log included, and the adapter-to-row match.
 
 #include "WLAN/WLAN.h"
-#include "frame/globals.h"
+#include "frame/border/globals.h"
 #include "orvane/hwprobe.h"
 #include "platform/machine/Machine.h"
 #include "state/ProcessState.h"

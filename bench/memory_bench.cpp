@@ -2,7 +2,7 @@
 // nothing), the decoders, and the whole report. Log lines included, the console off.
 
 #include "SMBUS/SMBUS.h"
-#include "frame/globals.h"
+#include "frame/border/globals.h"
 #include "memory/SPD.h"
 #include "orvane/hwprobe.h"
 #include "platform/machine/Machine.h"

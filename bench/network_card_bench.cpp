@@ -1,7 +1,7 @@
 // The network cards on a described machine, log included: the first call, which looks for them, and the later
 // ones, which write the report again.
 
-#include "frame/globals.h"
+#include "frame/border/globals.h"
 #include "orvane/hwprobe.h"
 #include "platform/machine/Machine.h"
 #include "state/ProcessState.h"

@@ -1,11 +1,11 @@
 // What every side promises for the device tree, device files, the registry and the address list.
 
-#include "platform/BatteryRecords.h"
 #include "platform/DeviceFiles.h"
 #include "platform/DeviceTree.h"
 #include "platform/NetworkTables.h"
 #include "platform/Privileges.h"
 #include "platform/Registry.h"
+#include "platform/records/BatteryRecords.h"
 #include "support/Sides.h"
 
 namespace orv::test {

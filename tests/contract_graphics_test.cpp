@@ -1,6 +1,6 @@
 #include "platform/GraphicsSdk.h"
-#include "platform/NvapiRecords.h"
 #include "platform/Processes.h"
+#include "platform/records/NvapiRecords.h"
 #include "support/TestMachine.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #include "frame/EncodedText.h"
 #include "frame/HWException.h"
-#include "frame/callFrame.h"
+#include "frame/border/callFrame.h"
 #include "frame/sehGuard.h"
 #include "frame/supportedArch.h"
 #include "orvane/hwprobe.h"

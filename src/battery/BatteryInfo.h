@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/BatteryRecords.h"
+#include "platform/records/BatteryRecords.h"
 
 #include <cstdint>
 #include <string>

@@ -1,6 +1,5 @@
 #include "frame/sehGuard.h"
 
-#include "frame/globals.h"
 #include "platform/FaultTrap.h"
 #include "platform/Platform.h"
 

@@ -1,6 +1,6 @@
 #include "frame/supportedArch.h"
 
-#include "frame/callFrame.h"
+#include "frame/lastError.h"
 #include "platform/Platform.h"
 #include "platform/SystemFacts.h"
 

@@ -2,8 +2,8 @@
 
 #include "frame/EncodedText.h"
 #include "frame/HWException.h"
-#include "platform/AdlRecords.h"
 #include "platform/Libraries.h"
+#include "platform/records/AdlRecords.h"
 
 #include <cstring>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "gpu/Gpu.h"
-#include "platform/AdlRecords.h"
+#include "platform/records/AdlRecords.h"
 
 #include <cstddef>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "gpu/Gpu.h"
-#include "platform/NvapiRecords.h"
+#include "platform/records/NvapiRecords.h"
 
 namespace orv {
 

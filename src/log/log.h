@@ -9,7 +9,7 @@ namespace orv {
 class Logger;
 
 /// The loggers of the modules, made when the library is loaded. The order of their making stands in
-/// frame/globals.cpp.
+/// frame/border/globals.cpp.
 extern Logger cpuLogger;
 extern Logger diskLogger;
 extern Logger batteryLogger;

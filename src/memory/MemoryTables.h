@@ -8,7 +8,7 @@ namespace orv::memory {
 
 using NameTable = std::unordered_map<std::int32_t, std::wstring>;
 
-// The vocabulary of memory modules, made when the library is loaded (frame/globals.cpp).
+// The vocabulary of memory modules, made when the library is loaded (frame/border/globals.cpp).
 
 /// SMBIOS memory types that this library tells apart, for its log lines and failure texts.
 extern const NameTable memoryTypeName;

@@ -7,7 +7,7 @@
 namespace orv::platform {
 
 /// NVAPI, the library of NVIDIA's graphics driver, whose functions are found by a 32-bit interface id. Their
-/// records stand in NvapiRecords.h.
+/// records stand in records/NvapiRecords.h.
 class GraphicsSdk {
   public:
     virtual ~GraphicsSdk() = default;

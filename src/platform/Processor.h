@@ -1,9 +1,9 @@
 #pragma once
 
 #include "platform/Result.h"
+#include "platform/records/ProcessorRecords.h"
 
 #include <bitset>
-#include <cstddef>
 #include <cstdint>
 
 namespace orv::platform {
@@ -14,20 +14,6 @@ struct CpuidRegisters {
     std::uint32_t ecx = 0;
     std::uint32_t edx = 0;
 };
-
-/// SYSTEM_LOGICAL_PROCESSOR_INFORMATION with its 32-bit layout.
-struct LogicalProcessorRecord {
-    std::uint32_t processorMask = 0;
-    std::uint32_t relationship = 0; ///< 0 core, 1 NUMA node, 2 cache, 3 package
-    std::uint8_t cacheLevel = 0;    ///< The cache fields count for relationship 2 only.
-    std::uint8_t cacheAssociativity = 0;
-    std::uint16_t cacheLineSize = 0;
-    std::uint32_t cacheSize = 0; ///< bytes
-    std::uint32_t cacheType = 0;
-    std::uint32_t reserved = 0;
-};
-static_assert(sizeof(LogicalProcessorRecord) == 24 && offsetof(LogicalProcessorRecord, cacheLevel) == 8 &&
-              offsetof(LogicalProcessorRecord, cacheSize) == 12);
 
 /// One bit a logical processor. A 32-bit Windows process sees the first 32.
 using AffinityMask = std::bitset<1024>;

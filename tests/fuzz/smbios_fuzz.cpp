@@ -1,6 +1,6 @@
 // Any bytes as a firmware table or a dump of one: no row without a structure, no text from outside.
 
-#include "platform/Smbios.h"
+#include "platform/servers/Smbios.h"
 
 #include <cstdlib>
 

@@ -2,8 +2,8 @@
 
 #include "linux/CapturedTree.h"
 #include "orvane/hwprobe.h"
-#include "platform/BatteryServer.h"
 #include "platform/linux/LinuxPlatform.h"
+#include "platform/servers/BatteryServer.h"
 #include "support/TestMachine.h"
 
 #include <gtest/gtest.h>

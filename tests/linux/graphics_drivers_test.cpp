@@ -130,7 +130,7 @@ platform::NvmlFunctions driver() {
 /// The host with a driver's NVML in the place of its graphics SDK.
 class WithNvml : public platform::LinuxPlatform, private platform::GraphicsSdk {
   public:
-    explicit WithNvml(const platform::NvmlFunctions& nvml) : LinuxPlatform("/nowhere"), server_(nvml) {
+    explicit WithNvml(const platform::NvmlFunctions& nvml) : PlatformOf("/nowhere"), server_(nvml) {
         server_.serve();
     }
     platform::GraphicsSdk& graphicsSdk() override { return *this; }

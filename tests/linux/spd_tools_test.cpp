@@ -1,7 +1,7 @@
 // Decoders and reader against tools of the system that read the same bytes. Skipped where a tool is missing.
 
 #include "memory/SPDDecoders.h"
-#include "platform/Smbios.h"
+#include "platform/servers/Smbios.h"
 #include "platform/text.h"
 #include "support/MemoryImages.h"
 

@@ -2,7 +2,7 @@
 
 #include "Commands.h"
 #include "Terminal.h"
-#include "frame/globals.h"
+#include "frame/border/globals.h"
 #include "platform/Platform.h"
 #include "platform/machine/Machine.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/AdlServer.h"
 #include "platform/linux/RootedFiles.h"
+#include "platform/servers/AdlServer.h"
 
 #include <optional>
 #include <string>

@@ -1,7 +1,7 @@
 #include "platform/linux/DeviceServices.h"
 
-#include "platform/DevicePaths.h"
 #include "platform/linux/PowerSupply.h"
+#include "platform/servers/DevicePaths.h"
 #include "platform/text.h"
 
 namespace orv::platform {

@@ -1,6 +1,6 @@
 #include "platform/linux/ManagementData.h"
 
-#include "platform/Smbios.h"
+#include "platform/servers/Smbios.h"
 
 namespace orv::platform {
 

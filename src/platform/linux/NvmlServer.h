@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/NvapiServer.h"
+#include "platform/servers/NvapiServer.h"
 
 namespace orv::platform {
 

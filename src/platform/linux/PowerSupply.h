@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/BatteryServer.h"
 #include "platform/linux/RootedFiles.h"
+#include "platform/servers/BatteryServer.h"
 
 namespace orv::platform {
 

@@ -1,6 +1,6 @@
 #include "platform/linux/Registry.h"
 
-#include "platform/CardsKey.h"
+#include "platform/servers/CardsKey.h"
 #include "platform/text.h"
 #include "platform/utf16.h"
 

@@ -2,17 +2,14 @@
 
 namespace orv::platform {
 
-Machine::Machine(const Node& root)
-    : name_(root.text("name")), systemFacts_(root, requests_), networkTables_(root, requests_, clock_),
-      nvidia_(root, requests_), amd_(root, requests_), processor_(root, requests_, clock_),
-      ring0_(root, requests_), namedMutexes_(root, requests_, clock_), timers_(requests_, clock_),
-      performanceCounters_(root, requests_, clock_), managementData_(root, requests_),
-      smbus_(root, requests_, ring0_), batteries_(root, clock_), deviceTree_(batteries_, requests_),
-      deviceFiles_(batteries_, requests_), registry_(networkTables_.cards(), requests_),
-      privileges_(requests_) {
+MachineServices::MachineServices(const Node& root)
+    : name(root.text("name")), systemFacts(root, requests), networkTables(root, requests, clock),
+      nvidia(root, requests), amd(root, requests), processor(root, requests, clock), ring0(root, requests),
+      namedMutexes(root, requests, clock), performanceCounters(root, requests, clock),
+      managementData(root, requests), smbus(root, requests, ring0), batteries(root, clock) {
     root.text("description", ""); // for the reader of the file
-    requests_.load(root);
-    clock_.load(root);
+    requests.load(root);
+    clock.load(root);
     root.done();
 }
 

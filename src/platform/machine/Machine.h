@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/Platform.h"
+#include "platform/PlatformOf.h"
 #include "platform/machine/MachineClock.h"
 #include "platform/machine/MachineCounters.h"
 #include "platform/machine/MachineDevices.h"
@@ -20,65 +20,56 @@
 
 namespace orv::platform {
 
+/// What a machine file describes. Members are read from the file in this order.
+struct MachineServices {
+    explicit MachineServices(const Node& root);
+
+    std::string name;
+    Requests requests;
+    MachineClock clock;
+    MachineSystemFacts systemFacts;
+    MachineFaultTrap faultTrap;
+    MachineNetworkTables networkTables;
+    MachineNvidia nvidia;
+    MachineAmd amd;
+    MachineLibraries libraries{amd, requests};
+    MachineGraphicsSdk graphicsSdk{nvidia, requests};
+    MachineProcesses processes{nvidia, requests};
+    MachineProcessor processor;
+    MachineRing0 ring0;
+    MachineNamedMutexes namedMutexes;
+    MachineTimers timers{requests, clock};
+    MachinePerformanceCounters performanceCounters;
+    MachineManagementData managementData;
+    MachineSmbus smbus;
+    MachineBatteries batteries;
+    MachineDeviceTree deviceTree{batteries, requests};
+    MachineDeviceFiles deviceFiles{batteries, requests};
+    MachineRegistry registry{networkTables.cards(), requests};
+    MachinePrivileges privileges{requests};
+};
+
 /// A machine described in a file (docs/machine-files.md): deterministic, with a clock that can be moved and a
 /// record of the requests that reached it.
-class Machine : public Platform {
+class Machine : public PlatformOf<MachineServices> {
   public:
     /// Both throw MachineFileError with file, place and reason.
     static std::unique_ptr<Machine> fromFile(const std::string& path);
     static std::unique_ptr<Machine> fromText(std::string_view text);
 
-    const std::string& name() const { return name_; }
-    Requests& requests() { return requests_; }
-    MachineClock& machineClock() { return clock_; }
+    const std::string& name() const { return services_.name; }
+    Requests& requests() { return services_.requests; }
+    MachineClock& machineClock() { return services_.clock; }
     /// Another side's mutexes in place of the described ones, to meet other processes on a real system.
     void useMutexes(NamedMutexes& other) { mutexesInUse_ = &other; }
-
-    SystemFacts& systemFacts() override { return systemFacts_; }
-    FaultTrap& faultTrap() override { return faultTrap_; }
-    Clock& clock() override { return clock_; }
-    NetworkTables& networkTables() override { return networkTables_; }
-    Libraries& libraries() override { return libraries_; }
-    GraphicsSdk& graphicsSdk() override { return graphicsSdk_; }
-    Processes& processes() override { return processes_; }
-    MachineProcessor& processor() override { return processor_; }
-    MachineRing0& ring0() override { return ring0_; }
     NamedMutexes& namedMutexes() override { return *mutexesInUse_; }
-    Timers& timers() override { return timers_; }
-    PerformanceCounters& performanceCounters() override { return performanceCounters_; }
-    ManagementData& managementData() override { return managementData_; }
-    DeviceTree& deviceTree() override { return deviceTree_; }
-    DeviceFiles& deviceFiles() override { return deviceFiles_; }
-    Registry& registry() override { return registry_; }
-    Privileges& privileges() override { return privileges_; }
+    MachineProcessor& processor() override { return services_.processor; }
+    MachineRing0& ring0() override { return services_.ring0; }
 
   private:
-    explicit Machine(const Node& root);
+    using PlatformOf::PlatformOf;
 
-    std::string name_;
-    Requests requests_;
-    MachineClock clock_;
-    MachineSystemFacts systemFacts_;
-    MachineFaultTrap faultTrap_;
-    MachineNetworkTables networkTables_;
-    MachineNvidia nvidia_;
-    MachineAmd amd_;
-    MachineLibraries libraries_{amd_, requests_};
-    MachineGraphicsSdk graphicsSdk_{nvidia_, requests_};
-    MachineProcesses processes_{nvidia_, requests_};
-    MachineProcessor processor_;
-    MachineRing0 ring0_;
-    MachineNamedMutexes namedMutexes_;
-    NamedMutexes* mutexesInUse_ = &namedMutexes_;
-    MachineTimers timers_;
-    MachinePerformanceCounters performanceCounters_;
-    MachineManagementData managementData_;
-    MachineSmbus smbus_;
-    MachineBatteries batteries_;
-    MachineDeviceTree deviceTree_;
-    MachineDeviceFiles deviceFiles_;
-    MachineRegistry registry_;
-    MachinePrivileges privileges_;
+    NamedMutexes* mutexesInUse_ = &services_.namedMutexes;
 };
 
 } // namespace orv::platform

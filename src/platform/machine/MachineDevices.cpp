@@ -1,6 +1,6 @@
 #include "platform/machine/MachineDevices.h"
 
-#include "platform/DevicePaths.h"
+#include "platform/servers/DevicePaths.h"
 #include "platform/text.h"
 
 #include <fmt/format.h>

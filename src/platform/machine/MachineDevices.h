@@ -1,10 +1,10 @@
 #pragma once
 
-#include "platform/BatteryServer.h"
 #include "platform/DeviceFiles.h"
 #include "platform/DeviceTree.h"
 #include "platform/machine/MachineClock.h"
 #include "platform/machine/Requests.h"
+#include "platform/servers/BatteryServer.h"
 
 namespace orv::platform {
 

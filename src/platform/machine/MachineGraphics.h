@@ -1,9 +1,9 @@
 #pragma once
 
-#include "platform/AdlServer.h"
-#include "platform/NvapiServer.h"
 #include "platform/Processes.h"
 #include "platform/machine/Requests.h"
+#include "platform/servers/AdlServer.h"
+#include "platform/servers/NvapiServer.h"
 
 #include <map>
 #include <optional>

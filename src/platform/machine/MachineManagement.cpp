@@ -1,7 +1,7 @@
 #include "platform/machine/MachineManagement.h"
 
-#include "platform/Smbios.h"
 #include "platform/machine/Node.h"
+#include "platform/servers/Smbios.h"
 #include "platform/text.h"
 
 #include <limits>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/ManagementRows.h"
 #include "platform/machine/Requests.h"
+#include "platform/servers/ManagementRows.h"
 
 #include <optional>
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "platform/CardsKey.h"
 #include "platform/NetworkTables.h"
 #include "platform/machine/MachineClock.h"
 #include "platform/machine/Requests.h"
+#include "platform/servers/CardsKey.h"
 
 #include <optional>
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/CardsKey.h"
 #include "platform/Privileges.h"
 #include "platform/machine/Requests.h"
+#include "platform/servers/CardsKey.h"
 
 #include <optional>
 

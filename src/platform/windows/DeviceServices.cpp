@@ -1,6 +1,6 @@
 #include "platform/windows/DeviceServices.h"
 
-#include "platform/BatteryRecords.h"
+#include "platform/records/BatteryRecords.h"
 
 #include <windows.h>
 

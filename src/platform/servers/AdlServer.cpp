@@ -1,4 +1,4 @@
-#include "platform/AdlServer.h"
+#include "platform/servers/AdlServer.h"
 
 namespace orv::platform {
 

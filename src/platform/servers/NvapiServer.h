@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/GraphicsSdk.h"
-#include "platform/NvapiRecords.h"
+#include "platform/records/NvapiRecords.h"
 
 namespace orv::platform {
 

@@ -5,7 +5,7 @@
 #include "battery/BatteryReport.h"
 #include "cpu/cpu.h"
 #include "frame/HWException.h"
-#include "frame/callFrame.h"
+#include "frame/border/callFrame.h"
 #include "frame/sehGuard.h"
 #include "frame/supportedArch.h"
 #include "gpu/Gpu.h"

@@ -1,4 +1,4 @@
-#include "platform/Smbios.h"
+#include "platform/servers/Smbios.h"
 
 #include "platform/text.h"
 

@@ -1,13 +1,6 @@
 #pragma once
 
-#include <cstdint>
-#include <string>
-#include <unordered_map>
-
 namespace orv {
-
-/// Names of the hardware exception codes (winnt.h, EXCEPTION_*).
-extern const std::unordered_map<std::uint32_t, std::string> sehExceptionNames;
 
 /// Where the console lines of all loggers go. The library's own choice is standard output.
 enum class Console { standardOutput, standardError, off };

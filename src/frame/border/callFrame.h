@@ -1,7 +1,7 @@
 #pragma once
 
+#include "frame/lastError.h"
 #include "json/value.h"
-#include "state/ProcessState.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -12,15 +12,6 @@
 #include <vector>
 
 namespace orv::frame {
-
-/// Text of the last failure of any export. A success never clears it.
-struct LastError {
-    std::string text;
-};
-
-inline void setLastError(std::string text) {
-    processWide<LastError>().text = std::move(text);
-}
 
 /// The two buffers of a text export: a pointer to one stays valid while the other is written.
 struct TextResult {

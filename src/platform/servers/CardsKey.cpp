@@ -1,4 +1,4 @@
-#include "platform/CardsKey.h"
+#include "platform/servers/CardsKey.h"
 
 #include <algorithm>
 

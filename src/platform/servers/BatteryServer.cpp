@@ -1,4 +1,4 @@
-#include "platform/BatteryServer.h"
+#include "platform/servers/BatteryServer.h"
 
 #include "platform/utf16.h"
 

@@ -1,4 +1,4 @@
-#include "platform/NvapiServer.h"
+#include "platform/servers/NvapiServer.h"
 
 namespace orv::platform {
 

@@ -1,4 +1,4 @@
-#include "platform/DevicePaths.h"
+#include "platform/servers/DevicePaths.h"
 
 namespace orv::platform {
 

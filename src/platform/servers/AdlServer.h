@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/AdlRecords.h"
 #include "platform/Libraries.h"
+#include "platform/records/AdlRecords.h"
 
 #include <string_view>
 

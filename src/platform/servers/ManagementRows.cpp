@@ -1,4 +1,4 @@
-#include "platform/ManagementRows.h"
+#include "platform/servers/ManagementRows.h"
 
 #include <cwctype>
 

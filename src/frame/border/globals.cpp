@@ -1,8 +1,9 @@
 // Every global object of the library, in the order in which loading makes them. Their order in this file is
 // the load order; nothing here touches hardware, loads a vendor library or starts a thread.
 
-#include "frame/globals.h"
+#include "frame/border/globals.h"
 
+#include "frame/sehGuard.h"
 #include "gpu/AdlFunctionTable.h"
 #include "log/Logger.h"
 #include "log/log.h"

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/BatteryRecords.h"
 #include "platform/Result.h"
+#include "platform/records/BatteryRecords.h"
 
 #include <map>
 #include <optional>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/ManagementRows.h"
+#include "platform/servers/ManagementRows.h"
 
 #include <cstdint>
 #include <span>
