@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/Paths.h"
+
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -17,7 +19,7 @@ class Tree {
 
     /// Adds what tests/captured/NAME holds: lines "PATH: CONTENT" and "PATH -> TARGET", # for remarks.
     void capture(const std::string& name) const {
-        std::ifstream text(std::string(HWPROBE_SOURCE_DIR "/tests/captured/") + name);
+        std::ifstream text(sourceDir() + "/tests/captured/" + name);
         for (std::string line; std::getline(text, line);) {
             const auto arrow = line.find(" -> ");
             const auto colon = line.find(": ");

@@ -2,6 +2,7 @@
 
 #include "platform/Platform.h"
 #include "platform/machine/Machine.h"
+#include "support/Paths.h"
 
 #include <gtest/gtest.h>
 
@@ -20,7 +21,7 @@ class Contract : public ::testing::TestWithParam<const char*> {
             platform_ = platform::makeHostPlatform();
         else
             platform_ =
-                platform::Machine::fromFile(HWPROBE_SOURCE_DIR "/machines/" + std::string(GetParam()));
+                platform::Machine::fromFile(sourceDir() + "/machines/" + std::string(GetParam()));
     }
     bool isHost() const { return std::string_view(GetParam()) == "host"; }
     platform::Platform& side() { return *platform_; }

@@ -3,6 +3,7 @@
 #include "platform/Platform.h"
 #include "platform/machine/Machine.h"
 #include "state/ProcessState.h"
+#include "support/Paths.h"
 
 #include <memory>
 #include <string>
@@ -41,7 +42,7 @@ class TestMachine {
 
   private:
     TestMachine(const std::string& name, int)
-        : machine_(platform::Machine::fromFile(HWPROBE_SOURCE_DIR "/machines/" + name + ".json")),
+        : machine_(platform::Machine::fromFile(sourceDir() + "/machines/" + name + ".json")),
           inUse_(*machine_) {}
 
     std::unique_ptr<platform::Machine> machine_;
