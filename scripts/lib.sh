@@ -3,8 +3,6 @@
 
 # Where ccache is installed, a checkout in another folder shares its results.
 export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
-# A precompiled header is known by its content, not by its time.
-export CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime CCACHE_PCH_EXTSUM=1
 
 say() { echo "== $*"; }
 
