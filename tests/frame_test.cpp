@@ -1,6 +1,6 @@
 #include "frame/EncodedText.h"
 #include "frame/HWException.h"
-#include "frame/border/callFrame.h"
+#include "frame/border/TextResults.h"
 #include "frame/sehGuard.h"
 #include "frame/supportedArch.h"
 #include "orvane/hwprobe.h"
@@ -83,11 +83,11 @@ TEST(Frame, AnswersAndFailuresHaveABufferEach) {
 
 TEST(Frame, FailureFormsAreExact) {
     const char* reason = "a \"quoted\"\r\ntext";
-    EXPECT_EQ(R"({"error":"a \"quoted\"\r\ntext"})", frame::errorObject(reason));
-    EXPECT_EQ(R"({"code":0,"data":"a \"quoted\"\r\ntext"})", frame::codeObject(reason));
-    EXPECT_EQ("{\"error\": \"a \"quoted\"\r\ntext\"}", frame::boundedErrorText<1024>(reason));
+    EXPECT_EQ(R"({"error":"a \"quoted\"\r\ntext"})", frame::kErrorObject.of(reason));
+    EXPECT_EQ(R"({"code":0,"data":"a \"quoted\"\r\ntext"})", frame::kCodeObject.of(reason));
+    EXPECT_EQ("{\"error\": \"a \"quoted\"\r\ntext\"}", frame::kBoundedError<1024>.of(reason));
     const std::string endless(5000, 'x'); // cut to what the buffer holds beside its NUL
-    EXPECT_EQ(R"({"error": ")" + std::string(1012, 'x'), frame::boundedErrorText<1024>(endless.c_str()));
+    EXPECT_EQ(R"({"error": ")" + std::string(1012, 'x'), frame::kBoundedError<1024>.of(endless.c_str()));
 }
 
 TEST(Frame, AnIndexPastTheListIsTheStandardError) {

@@ -7,7 +7,8 @@
 
 namespace orv {
 
-HWException::HWException(std::wstring_view text) : text_(EncodedText(std::wstring(text)).narrow) {
+HWException::HWException(std::wstring_view text)
+    : text_(std::make_shared<std::string>(EncodedText(std::wstring(text)).narrow)) {
     log::write(hwExceptionLogger, log::Level::warn, fmt::format(L"HWException: {}", text));
 }
 

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <exception>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -15,10 +16,10 @@ class HWException : public std::exception {
   public:
     explicit HWException(std::wstring_view text);
 
-    const char* what() const noexcept override { return text_.c_str(); }
+    const char* what() const noexcept override { return text_->c_str(); }
 
   private:
-    std::string text_;
+    std::shared_ptr<const std::string> text_; // shared, so that copying an exception cannot fail
 };
 
 /// Throws HWException with "FILE@LINE: message".

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "frame/border/TextResults.h"
 #include "platform/Platform.h"
 #include "platform/machine/Machine.h"
 #include "state/ProcessState.h"
@@ -16,6 +17,7 @@ class InUse {
   public:
     explicit InUse(platform::Platform& next) : former_(platform::current()) {
         ProcessState::renew();
+        frame::makeRoomForFailures(); // as loading does
         platform::use(next);
     }
     ~InUse() {

@@ -11,7 +11,6 @@
 #include <CLI/Formatter.hpp>
 
 #include <cstdio>
-#include <memory>
 
 namespace {
 
@@ -24,8 +23,8 @@ struct Options {
     std::uint64_t count = 0;
 };
 
-// Outlives the library's state, whose exit list may still ask it.
-std::unique_ptr<orv::platform::Machine> machine;
+// Never destroyed: the library's exit list may still ask it.
+orv::platform::Machine* machine = nullptr;
 
 void addCommon(CLI::App& command, Options& options) {
     command.add_option("--machine", options.machine, "Read a machine described in FILE instead of this one")
@@ -37,7 +36,7 @@ int execute(const CLI::App& app, const Options& options) {
     orv::setConsole(options.log ? orv::Console::standardError : orv::Console::off);
     std::string title = "This machine";
     if (!options.machine.empty()) {
-        machine = orv::platform::Machine::fromFile(options.machine);
+        machine = orv::platform::Machine::fromFile(options.machine).release();
         orv::platform::use(*machine);
         title = machine->name() + " (" + options.machine + ")";
     }

@@ -5,7 +5,7 @@
 #include "battery/BatteryReport.h"
 #include "cpu/cpu.h"
 #include "frame/HWException.h"
-#include "frame/border/callFrame.h"
+#include "frame/border/TextResults.h"
 #include "frame/sehGuard.h"
 #include "frame/supportedArch.h"
 #include "gpu/Gpu.h"
@@ -16,23 +16,13 @@
 
 using namespace orv;
 using frame::guarded;
+using frame::guardedReading;
 using frame::guardedText;
 
 namespace {
 
-/// Result texts of the text exports, a pair each.
-struct TextResults {
-    frame::TextResult memoryManufacturerAndModel;
-    frame::TextResult allDiskType;
-    frame::TextResult diskReadWriteSpeed;
-    frame::TextResult diskNameWhichOsInstalled;
-    frame::TextResult batteryAllMessage;
-    frame::TextResult netCardMessage;
-    frame::TextResult netCurrentSpeed;
-};
-
-TextResults& texts() {
-    return processWide<TextResults>();
+frame::TextResults& texts() noexcept {
+    return processWide<frame::TextResults>();
 }
 
 /// The text of a report builder that runs under the hardware-fault guard.
@@ -56,21 +46,21 @@ double ofFirstGpu(double (Gpu::*reading)()) {
 } // namespace
 
 double getCpuLoad(void) {
-    return guarded(-1.0, [] {
+    return guardedReading([] {
         GetCpuInstance();
         return Cpu::GetCpuLoad();
     });
 }
 
 double getCpuTemperature(void) {
-    return guarded(-1.0, [] {
+    return guardedReading([] {
         if (!frame::isSupportedArch()) return -1.0;
         return GetCpuInstance()->GetTemperature();
     });
 }
 
 double getCpuFrequency(void) {
-    return guarded(-1.0, [] {
+    return guardedReading([] {
         if (!frame::isSupportedArch()) return -1.0;
         return GetCpuInstance()->GetCpuSpeed();
     });
@@ -81,11 +71,11 @@ int32_t getCpuBaseFrequency(void) {
 }
 
 double getGpuLoad(void) {
-    return guarded(-1.0, [] { return ofFirstGpu(&Gpu::GetGpuLoad); });
+    return guardedReading([] { return ofFirstGpu(&Gpu::GetGpuLoad); });
 }
 
 double getGpuTemperature(void) {
-    return guarded(-1.0, [] { return ofFirstGpu(&Gpu::GetTemperature); });
+    return guardedReading([] { return ofFirstGpu(&Gpu::GetTemperature); });
 }
 
 int32_t getMemoryLoad(void) {
@@ -94,7 +84,7 @@ int32_t getMemoryLoad(void) {
 
 const char* getMemoryManufacturerAndModel(void) {
     return guardedText(texts().memoryManufacturerAndModel, memory::manufacturerAndModelReport,
-                       frame::codeObject);
+                       frame::kCodeObject);
 }
 
 int32_t initDisk(void) {
@@ -108,24 +98,24 @@ const char* getAllDiskType(void) {
             return underSehGuard(
                 []() -> std::string { throwHW(L"disk readings are not part of this version"); });
         },
-        frame::errorObject);
+        frame::kErrorObject);
 }
 
 double getDiskTemperature(uint32_t) {
-    return guarded(-1.0, []() -> double { throwHW(L"disk readings are not part of this version"); });
+    return guardedReading([]() -> double { throwHW(L"disk readings are not part of this version"); });
 }
 
 const char* getDiskReadWriteSpeed(uint32_t) {
     return guardedText(
         texts().diskReadWriteSpeed,
         []() -> std::string { throwHW(L"disk readings are not part of this version"); },
-        frame::boundedErrorText<1024>);
+        frame::kBoundedError<1024>);
 }
 
 const char* getDiskNameWhichOsInstalled(void) {
     return guardedText(
         texts().diskNameWhichOsInstalled,
-        []() -> std::string { throwHW(L"disk readings are not part of this version"); }, frame::codeObject);
+        []() -> std::string { throwHW(L"disk readings are not part of this version"); }, frame::kCodeObject);
 }
 
 int32_t initBattery(void) {
@@ -135,21 +125,25 @@ int32_t initBattery(void) {
 const char* getBatteryAllMessage(uint32_t index) {
     return guardedText(
         texts().batteryAllMessage, [&] { return battery::report(frame::at(battery::batteryList(), index)); },
-        frame::boundedErrorText<4096>);
+        frame::kBoundedError<4096>);
 }
 
 const char* getNetCardMessage(void) {
     return guardedText(
-        texts().netCardMessage, [] { return underSehGuard(net::netCardReport); }, frame::errorObject);
+        texts().netCardMessage, [] { return underSehGuard(net::netCardReport); }, frame::kErrorObject);
 }
 
 const char* getNetCurrentSpeed(void) {
     return guardedText(
-        texts().netCurrentSpeed, [] { return underSehGuard(wlan::currentSpeedReport); }, frame::errorObject);
+        texts().netCurrentSpeed, [] { return underSehGuard(wlan::currentSpeedReport); }, frame::kErrorObject);
 }
 
 void releaseRing0(void) {
-    WinRing0Release();
+    try {
+        WinRing0Release();
+    } catch (const std::exception&) {
+        // No failure is reported. Without memory for its state the access was never begun.
+    }
 }
 
 const char* getLastError(void) {

@@ -3,6 +3,7 @@
 
 #include "frame/border/globals.h"
 
+#include "frame/border/TextResults.h"
 #include "frame/sehGuard.h"
 #include "gpu/AdlFunctionTable.h"
 #include "log/Logger.h"
@@ -114,6 +115,9 @@ struct HostPlatform {
     HostPlatform() : platform(platform::makeHostPlatform()) { platform::use(*platform); }
     std::unique_ptr<platform::Platform> platform;
 } const hostPlatform;
+
+// After the platform, so that the exit list runs while it is there.
+const bool failuresHaveRoom = (frame::makeRoomForFailures(), true);
 
 } // namespace
 
