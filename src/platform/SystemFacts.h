@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace orv::platform {
 
@@ -39,12 +40,32 @@ struct Architecture {
     std::uint16_t nativeMachine = kMachineAmd64;
 };
 
+/// Version of the Windows system, or what another system is taken for.
+struct OsVersion {
+    std::uint32_t major = 0;
+    std::uint32_t minor = 0;
+    std::uint32_t build = 0;
+};
+
+/// What a system is taken for that is no Windows: a current Windows 10.
+inline constexpr OsVersion kTakenForWindows = {10, 0, 19045};
+
 class SystemFacts {
   public:
     virtual ~SystemFacts() = default;
 
     virtual Result<MemoryFacts> memoryStatus() = 0;
     virtual Architecture architecture() = 0;
+
+    /// Fails where the system cannot tell (RtlGetVersion is missing or fails). A system that is no Windows
+    /// gives kTakenForWindows.
+    virtual Result<OsVersion> osVersion() = 0;
+
+    /// Path of the program that this process runs; empty when it cannot be told.
+    virtual std::wstring mainModule() = 0;
+
+    /// A box with a message for the user, who closes it; a line on standard error where there are no boxes.
+    virtual void showMessage(std::wstring_view title, std::wstring_view text) = 0;
 
     /// The system's sentence for a code, in the user's language, ending in a carriage return and a line
     /// feed; empty when the system has none. Cannot fail.

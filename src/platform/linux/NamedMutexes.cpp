@@ -175,8 +175,10 @@ std::uint32_t LinuxNamedMutexes::WaitForSingleObject(MutexHandle mutex, std::uin
     for (;;) {
         const std::uint32_t result = lock->tryLock();
         const auto now = Clock::now();
-        if (result != kWaitTimeout || now >= end) return result;
-        std::this_thread::sleep_for(std::min<Clock::duration>(kPollInterval, end - now));
+        const bool limited = milliseconds != kWaitWithoutLimit;
+        if (result != kWaitTimeout || (limited && now >= end)) return result;
+        std::this_thread::sleep_for(limited ? std::min<Clock::duration>(kPollInterval, end - now)
+                                            : Clock::duration(kPollInterval));
     }
 }
 

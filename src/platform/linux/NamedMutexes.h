@@ -18,6 +18,8 @@ class LinuxNamedMutexes : public NamedMutexes {
     ~LinuxNamedMutexes() override;
 
     Result<MutexHandle> CreateMutexW(std::wstring_view name) override;
+    /// Every lock file is everybody's.
+    Result<MutexHandle> CreateMutexForEveryone(std::wstring_view name) override { return CreateMutexW(name); }
     Result<MutexHandle> OpenMutexW(std::uint32_t access, std::wstring_view name) override;
     std::uint32_t WaitForSingleObject(MutexHandle mutex, std::uint32_t milliseconds) override;
     ErrorCode ReleaseMutex(MutexHandle mutex) override;

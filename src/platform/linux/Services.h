@@ -23,6 +23,9 @@ class LinuxSystemFacts : public SystemFacts {
         : meminfo_(files, "/proc/meminfo"), statm_(files, "/proc/self/statm") {}
     Result<MemoryFacts> memoryStatus() override;
     Architecture architecture() override;
+    Result<OsVersion> osVersion() override;
+    std::wstring mainModule() override;
+    void showMessage(std::wstring_view title, std::wstring_view text) override;
     std::wstring errorText(ErrorCode code) override;
 
   private:

@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <string_view>
 #include <sys/utsname.h>
 #include <unistd.h>
@@ -90,6 +92,20 @@ Architecture LinuxSystemFacts::architecture() {
     if (narrowProcess && answer.nativeMachine == kMachineAmd64) answer.processMachine = kMachineI386;
     if (narrowProcess && native.starts_with("a")) answer.processMachine = kMachineArm;
     return answer;
+}
+
+Result<OsVersion> LinuxSystemFacts::osVersion() {
+    return {kTakenForWindows};
+}
+
+std::wstring LinuxSystemFacts::mainModule() {
+    std::error_code error;
+    return utf8ToWide(std::filesystem::read_symlink("/proc/self/exe", error).string());
+}
+
+void LinuxSystemFacts::showMessage(std::wstring_view title, std::wstring_view text) {
+    const std::string line = wideToUtf8(title) + ": " + wideToUtf8(text) + "\n";
+    std::fputs(line.c_str(), stderr);
 }
 
 std::wstring LinuxSystemFacts::errorText(ErrorCode code) {

@@ -37,6 +37,11 @@ Result<MutexHandle> MachineNamedMutexes::CreateMutexW(std::wstring_view name) {
     return open(text, requests_.enter("CreateMutexW", [&] { return text; }));
 }
 
+Result<MutexHandle> MachineNamedMutexes::CreateMutexForEveryone(std::wstring_view name) {
+    const std::string text = wideToUtf8(name);
+    return open(text, requests_.enter("CreateMutexForEveryone", [&] { return text; }));
+}
+
 Result<MutexHandle> MachineNamedMutexes::OpenMutexW(std::uint32_t, std::wstring_view name) {
     const std::string text = wideToUtf8(name);
     return open(text, requests_.enter("OpenMutexW", [&] { return text; }));

@@ -88,6 +88,7 @@ class MachineNamedMutexes : public NamedMutexes {
     MachineNamedMutexes(const Node& root, Requests& requests, MachineClock& clock);
 
     Result<MutexHandle> CreateMutexW(std::wstring_view name) override;
+    Result<MutexHandle> CreateMutexForEveryone(std::wstring_view name) override;
     Result<MutexHandle> OpenMutexW(std::uint32_t access, std::wstring_view name) override;
     std::uint32_t WaitForSingleObject(MutexHandle mutex, std::uint32_t milliseconds) override;
     ErrorCode ReleaseMutex(MutexHandle mutex) override;

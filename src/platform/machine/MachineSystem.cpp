@@ -58,6 +58,13 @@ MachineSystemFacts::MachineSystemFacts(const Node& root, Requests& requests) : r
             static_cast<std::uint16_t>(system->number("processMachine", kAnyMachine, kMachineUnknown));
         architecture_.nativeMachine =
             static_cast<std::uint16_t>(system->number("nativeMachine", kAnyMachine, kMachineAmd64));
+        if (const auto version = system->find("version")) {
+            constexpr std::uint64_t most = std::numeric_limits<std::uint32_t>::max();
+            version_.major = static_cast<std::uint32_t>(version->number("major", most));
+            version_.minor = static_cast<std::uint32_t>(version->number("minor", most, 0));
+            version_.build = static_cast<std::uint32_t>(version->number("build", most, 0));
+            version->done();
+        }
         for (const Node& entry : system->list("errorTexts")) {
             const auto code =
                 static_cast<ErrorCode>(entry.number("code", std::numeric_limits<ErrorCode>::max()));
@@ -92,6 +99,19 @@ Result<MemoryFacts> MachineSystemFacts::memoryStatus() {
 Architecture MachineSystemFacts::architecture() {
     if (requests_.enter("architecture") != kSuccess) return {Architecture::Outcome::callFailed, 0, 0};
     return architecture_;
+}
+
+Result<OsVersion> MachineSystemFacts::osVersion() {
+    if (const ErrorCode error = requests_.enter("osVersion")) return Result<OsVersion>::failed(error);
+    return {version_};
+}
+
+std::wstring MachineSystemFacts::mainModule() {
+    return requests_.enter("mainModule") == kSuccess ? L"described-machine" : std::wstring();
+}
+
+void MachineSystemFacts::showMessage(std::wstring_view title, std::wstring_view text) {
+    requests_.enter("showMessage", [&] { return wideToUtf8(title) + ": " + wideToUtf8(text); });
 }
 
 std::wstring MachineSystemFacts::errorText(ErrorCode code) {

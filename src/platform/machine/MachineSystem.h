@@ -17,12 +17,16 @@ class MachineSystemFacts : public SystemFacts {
 
     Result<MemoryFacts> memoryStatus() override;
     Architecture architecture() override;
+    Result<OsVersion> osVersion() override;
+    std::wstring mainModule() override;
+    void showMessage(std::wstring_view title, std::wstring_view text) override;
     std::wstring errorText(ErrorCode code) override;
 
   private:
     Requests& requests_;
     MemoryFacts memory_;
     Architecture architecture_;
+    OsVersion version_ = kTakenForWindows;
     std::map<ErrorCode, std::wstring> errorTexts_;
 };
 

@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <memory>
+#include <sddl.h>
 #include <string>
 
 namespace orv::platform {
@@ -24,6 +26,17 @@ Result<MutexHandle> opened(HANDLE handle) {
 
 Result<MutexHandle> WindowsNamedMutexes::CreateMutexW(std::wstring_view name) {
     return opened(::CreateMutexW(nullptr, FALSE, std::wstring(name).c_str()));
+}
+
+Result<MutexHandle> WindowsNamedMutexes::CreateMutexForEveryone(std::wstring_view name) {
+    // One entry: allow all access to a mutex to the world.
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    if (!::ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:(A;;0x1F0001;;;WD)", SDDL_REVISION_1,
+                                                                &descriptor, nullptr))
+        return Result<MutexHandle>::failed(::GetLastError());
+    const std::unique_ptr<void, HLOCAL(WINAPI*)(HLOCAL)> owned(descriptor, ::LocalFree);
+    SECURITY_ATTRIBUTES attributes{sizeof attributes, descriptor, FALSE};
+    return opened(::CreateMutexW(&attributes, FALSE, std::wstring(name).c_str()));
 }
 
 Result<MutexHandle> WindowsNamedMutexes::OpenMutexW(std::uint32_t access, std::wstring_view name) {

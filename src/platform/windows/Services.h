@@ -21,6 +21,9 @@ class WindowsSystemFacts : public SystemFacts {
   public:
     Result<MemoryFacts> memoryStatus() override;
     Architecture architecture() override;
+    Result<OsVersion> osVersion() override;
+    std::wstring mainModule() override;
+    void showMessage(std::wstring_view title, std::wstring_view text) override;
     std::wstring errorText(ErrorCode code) override;
 };
 

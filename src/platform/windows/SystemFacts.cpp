@@ -49,6 +49,30 @@ Architecture WindowsSystemFacts::architecture() {
     return answer;
 }
 
+Result<OsVersion> WindowsSystemFacts::osVersion() {
+    using RtlGetVersion = LONG(WINAPI*)(OSVERSIONINFOW*);
+    const HMODULE library = ::GetModuleHandleW(L"ntdll.dll"); // part of every process
+    const auto function =
+        library ? reinterpret_cast<RtlGetVersion>(
+                      reinterpret_cast<void*>(::GetProcAddress(library, "RtlGetVersion")))
+                : nullptr;
+    if (!function) return Result<OsVersion>::failed(kProcedureNotFound);
+    OSVERSIONINFOW version{};
+    version.dwOSVersionInfoSize = sizeof version;
+    if (function(&version) != 0) return Result<OsVersion>::failed(kGeneralFailure);
+    return {{version.dwMajorVersion, version.dwMinorVersion, version.dwBuildNumber}};
+}
+
+std::wstring WindowsSystemFacts::mainModule() {
+    std::wstring path(32767, L'\0'); // the longest path there is
+    path.resize(::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
+    return path;
+}
+
+void WindowsSystemFacts::showMessage(std::wstring_view title, std::wstring_view text) {
+    ::MessageBoxW(nullptr, std::wstring(text).c_str(), std::wstring(title).c_str(), MB_OK);
+}
+
 std::wstring WindowsSystemFacts::errorText(ErrorCode code) {
     // The system's table, the buffer allocated by the system, inserts ignored (0x1300); the user's language.
     constexpr DWORD flags =

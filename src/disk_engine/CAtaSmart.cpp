@@ -1,0 +1,80 @@
+#include "disk_engine/CAtaSmart.h"
+
+#include "disk_engine/DebugPrint.h"
+#include "disk_engine/Interpretation.h"
+#include "platform/Platform.h"
+#include "platform/SystemFacts.h"
+
+#include <array>
+
+namespace orv {
+
+namespace {
+
+constexpr wchar_t kJMicronMutex[] = L"Access_JMicron_SMART";
+constexpr wchar_t kGlobalJMicronMutex[] = L"Global\\Access_JMicron_SMART";
+constexpr std::uint32_t kSynchronizeAndModify = 0x120001; // READ_CONTROL | SYNCHRONIZE | MUTEX_MODIFY_STATE
+
+constexpr std::uint8_t kSlave = 0xB0;
+
+/// By the number of the path. The last three are selected by no path.
+constexpr std::array<const wchar_t*, 28> kCommandTypeCodes = {
+    L"un", L"pd", L"sm", L"si", L"sa", L"sp", L"io", L"lo", L"pr", L"jm", L"cy", L"pr", L"cs", L"cp",
+    L"wm", L"ns", L"ni", L"sq", L"nj", L"na", L"nr", L"nt", L"iv", L"mr", L"rc", L"j5", L"j3", L"dg"};
+
+platform::MutexHandle openJMicronMutex(platform::NamedMutexes& mutexes) {
+    if (const auto made = mutexes.CreateMutexForEveryone(kGlobalJMicronMutex); made.value != 0)
+        return made.value;
+    if (const auto found = mutexes.OpenMutexW(kSynchronizeAndModify, kGlobalJMicronMutex); found.value != 0)
+        return found.value;
+    return mutexes.CreateMutexForEveryone(kJMicronMutex).value;
+}
+
+} // namespace
+
+bool PlatformVersionTest(std::uint32_t major, std::uint32_t minor, std::uint32_t build) {
+    const auto version = platform::current().systemFacts().osVersion();
+    if (!version.ok()) return false;
+    return version.value.major > major || version.value.minor > minor || version.value.build >= build;
+}
+
+CAtaSmart::CAtaSmart() : mutexes_(platform::current().namedMutexes()) {
+    if (PlatformVersionTest(10, 0, 0)) {
+        FlagStorageQuery = FlagAtaPassThrough = FlagAtaPassThroughSmart = 1;
+    } else if (PlatformVersionTest(6, 0, 0) || PlatformVersionTest(5, 2, 0) ||
+               (PlatformVersionTest(5, 1, 0) && PlatformVersionTest(5, 1, 2))) {
+        FlagAtaPassThrough = FlagAtaPassThroughSmart = 1;
+    }
+    hMutexJMicron = openJMicronMutex(mutexes_);
+}
+
+CAtaSmart::~CAtaSmart() {
+    if (hMutexJMicron != 0) mutexes_.CloseHandle(hMutexJMicron);
+}
+
+DiskHealth CAtaSmart::CheckDiskStatus(std::size_t index) {
+    return index < vars.size() ? orv::CheckDiskStatus(vars[index]) : DISK_STATUS_UNKNOWN;
+}
+
+void CAtaSmart::AcquireMutexJMicron() {
+    const std::uint32_t result = mutexes_.WaitForSingleObject(hMutexJMicron, platform::kWaitWithoutLimit);
+    if (result != platform::kWaitOwned && result != platform::kWaitAbandoned)
+        DebugPrint(L"AcquireMutexJMicron() failed");
+}
+
+void CAtaSmart::ReleaseMutexJMicron() {
+    if (mutexes_.ReleaseMutex(hMutexJMicron) != platform::kSuccess)
+        DebugPrint(L"ReleaseMutexJMicron() failed");
+}
+
+std::wstring commandTypeCode(std::uint32_t commandType) {
+    return commandType < kCommandTypeCodes.size() ? kCommandTypeCodes[commandType] : L"";
+}
+
+std::wstring commandTypeString(std::uint32_t commandType, std::uint8_t target) {
+    const bool selects = commandType == CMD_TYPE_PHYSICAL_DRIVE ||
+                         (commandType >= CMD_TYPE_SAT && commandType <= CMD_TYPE_SAT_ASM1352R);
+    return commandTypeCode(commandType) + (!selects ? L"" : target == kSlave ? L"2" : L"1");
+}
+
+} // namespace orv
