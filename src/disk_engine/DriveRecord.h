@@ -62,6 +62,9 @@ inline constexpr std::int32_t kHottestRefreshedNvme = 200;
 /// The values of the health page in `SmartReadData`, and its fifteen pseudo attributes.
 void interpretNvmeHealth(AtaSmartInfo& asi, std::int32_t hottest);
 
+/// The text that the AMD RAID library writes into the block that it hands out, cleared afterwards.
+void readAmdNvmeLink(AtaSmartInfo& asi, NvmeIdentifyBlock identify);
+
 /// The pseudo attributes alone.
 void fillNvmeAttributes(AtaSmartInfo& asi);
 

@@ -130,16 +130,17 @@ void interpretNvmeHealth(AtaSmartInfo& asi, std::int32_t hottest) {
     asi.SsdVendorString = L"nv";
     asi.Interface = L"NVM Express";
     asi.MajorVersion = versionOf(asi.Identify);
-    if (asi.CommandType != CMD_TYPE_AMD_RC2) return;
+}
 
-    // The AMD RAID library has written its link's text into the block.
+void readAmdNvmeLink(AtaSmartInfo& asi, NvmeIdentifyBlock identify) {
     asi.MajorVersion.clear();
-    const std::span<const std::uint8_t> bytes = std::span(asi.Identify).subspan(kAmdLinkAt);
+    const auto bytes = identify.subspan(kAmdLinkAt);
     std::wstring link(bytes.begin(), std::find(bytes.begin(), bytes.end(), 0));
     Replace(link, L"NVMe", L"PCIe");
     for (int generation = 1; generation <= 9; ++generation)
         Replace(link, fmt::format(L"Gen{}", generation), fmt::format(L"{}.0", generation));
     asi.CurrentTransferMode = link;
+    identify[kAmdLinkAt] = 0;
     asi.Interface = L"AMD_RC2 (NVMe)";
 }
 

@@ -1,0 +1,461 @@
+#include "disk_engine/CAtaSmart.h"
+#include "disk_engine/DebugPrint.h"
+#include "disk_engine/DriveRecord.h"
+#include "disk_engine/IdentifyWords.h"
+#include "disk_engine/WideText.h"
+#include "support/DriveBlocks.h"
+#include "support/TestMachine.h"
+
+#include <gmock/gmock.h>
+
+namespace orv::test {
+namespace {
+
+using ::testing::ElementsAre;
+
+TEST(WideTextTest, OperationsOfTheRules) {
+    EXPECT_EQ(2, Find(L"abcabc", L"c"));
+    EXPECT_EQ(-1, Find(L"abc", L"C"));
+    EXPECT_TRUE(ContainsAfterStart(L"xA3", L"A3"));
+    EXPECT_FALSE(ContainsAfterStart(L"A3", L"A3"));
+    std::wstring text = L"aXbXc";
+    EXPECT_EQ(2, Replace(text, L"X", L"XX"));
+    EXPECT_EQ(L"aXXbXXc", text);
+    EXPECT_EQ(L"ab", Right(L"ab", 3));
+    EXPECT_EQ(L"", Mid(L"ab", 3));
+
+    int position = 0;
+    EXPECT_EQ(L"one", Tokenize(L",one,,two", L",", position));
+    EXPECT_EQ(L"two", Tokenize(L",one,,two", L",", position));
+    EXPECT_EQ(L"", Tokenize(L",one,,two", L",", position));
+    EXPECT_EQ(-1, position);
+
+    std::wstring field = L"kept";
+    EXPECT_TRUE(ExtractField(field, L"a;b;c", 0, L';'));
+    EXPECT_EQ(L"a", field);
+    EXPECT_TRUE(ExtractField(field, L"a;b;c", 1, L';'));
+    EXPECT_EQ(L"b", field);
+    EXPECT_FALSE(ExtractField(field, L"a;b;c", 2, L';')) << "no separator behind it";
+    EXPECT_FALSE(ExtractField(field, L"abc", 0, L';'));
+    EXPECT_EQ(L"b", field);
+
+    EXPECT_EQ(-39, ToInteger(L" -39x"));
+    EXPECT_EQ(2147483647, ToInteger(L"99999999999999999999"));
+    EXPECT_EQ(1.05, ToDecimal(L"1.05R"));
+}
+
+TEST(IdentifyWords, Versions) {
+    const std::tuple<int, unsigned, const wchar_t*> majors[] = {
+        {0, 0, L""},
+        {0xFFFF, 0, L""},
+        {0x8001, 0, L"----"},
+        {0x0002, 1, L"ATA-1"},
+        {0x000E, 3, L"ATA-3"},
+        {0x00F0, 7, L"ATA/ATAPI-7"},
+        {0x01F0, 8, L"ATA8-ACS"},
+        {0x0600, 10, L"ACS-3"},
+        {0x4000, 14, L"ACS-7"},
+    };
+    for (const auto& [word, major, text] : majors) {
+        std::wstring version = L"before";
+        EXPECT_EQ(major, GetAtaMajorVersion(static_cast<std::uint16_t>(word), version)) << word;
+        EXPECT_EQ(text, version);
+    }
+    const std::pair<int, const wchar_t*> minors[] = {
+        {0, L"----"},
+        {1, L"ATA (ATA-1) X3T9.2 781D prior to revision 4"},
+        {32, L"---- [0020h]"},
+        {283, L"ACS-3 Revision 4"},
+        {0xFFFE, L"---- [FFFEh]"},
+        {0xFFFF, L"----"},
+    };
+    for (const auto& [word, text] : minors) {
+        std::wstring version;
+        GetAtaMinorVersion(static_cast<std::uint16_t>(word), version);
+        EXPECT_EQ(text, version);
+    }
+}
+
+TEST(IdentifyWords, TransferModes) {
+    struct Row {
+        std::uint16_t word63, word76, word77, word88;
+        unsigned type;
+        const wchar_t *current, *max, *interfaceText;
+        unsigned interfaceType;
+    };
+    const Row rows[] = {
+        {0, 0, 0, 0, 0, L"", L"", L"", 0},
+        {0x0407, 0, 0, 0, 2, L"PIO/DMA", L"PIO/DMA", L"", 0},
+        {0x0407, 0, 0, 0x203F, 8, L"UDMA/100", L"UDMA/100", L"Parallel ATA", 1},
+        {0, 0, 0, 0x017F, 9, L"UDMA/16", L"UDMA/133", L"Parallel ATA", 1},
+        {0x0007, 0x0006, 0, 0x007F, 11, L"----", L"SATA/300", L"Serial ATA", 2},
+        {0, 0x000E, 0x0006, 0x007F, 12, L"SATA/600", L"SATA/600", L"Serial ATA", 2},
+        {0, 0x0002, 0, 0, 10, L"----", L"SATA/150", L"Serial ATA", 2},
+        {0, 0x001E, 0x0004, 0, 0, L"SATA/300", L"----", L"Serial ATA", 2},
+        {0, 0x0100, 0x0002, 0x0001, 3, L"SATA/150", L"SATA/150", L"Serial ATA", 2},
+        {0, 0xFFFF, 0, 0x407F, 0, L"----", L"----", L"Parallel ATA", 1},
+    };
+    for (const Row& row : rows) {
+        std::wstring current, max, interfaceText;
+        std::uint32_t interfaceType = 99;
+        EXPECT_EQ(row.type, GetTransferMode(row.word63, row.word76, row.word77, row.word88, current, max,
+                                            interfaceText, interfaceType));
+        EXPECT_EQ(row.current, current) << std::hex << row.word76 << " " << row.word88;
+        EXPECT_EQ(row.max, max);
+        EXPECT_EQ(row.interfaceText, interfaceText);
+        EXPECT_EQ(row.interfaceType, interfaceType);
+    }
+}
+
+TEST(IdentifyWords, UnitOfThePowerOnCounter) {
+    struct Row {
+        const wchar_t *model, *firmware;
+        unsigned major, transfer, unit;
+    };
+    const Row rows[] = {
+        {L"Fujitsu MHV2080", L"", 7, 9, TIME_UNIT_SECONDS},
+        {L"FUJITSU MHZ2320", L"", 8, 11, TIME_UNIT_HOURS},
+        {L"HITACHI_DK23EA-40", L"", 5, 8, TIME_UNIT_MINUTES},
+        {L"MAXTOR 6L080P0", L"", 7, 9, TIME_UNIT_HOURS}, // begins "MAXTOR 6L0"
+        {L"MAXTOR 6Y080L0", L"", 7, 9, TIME_UNIT_MINUTES},
+        {L"Maxtor 6V250F0", L"", 7, 11, TIME_UNIT_HOURS},
+        {L"SAMSUNG HD103SJ", L"1AJ100-23", 8, 11, TIME_UNIT_HOURS},
+        {L"SAMSUNG HD160JJ", L"ZM100-33", 7, 10, TIME_UNIT_HALF_MINUTES},
+        {L"SAMSUNG HD160JJ", L"ZM100-40", 7, 10, TIME_UNIT_HOURS},
+        {L"SAMSUNG HD160JJ", L"ZM100-22", 7, 10, TIME_UNIT_HOURS},
+        {L"SAMSUNG SP0802N", L"TK200-04", 7, 8, TIME_UNIT_HALF_MINUTES},
+        {L"CFD_CSSD-S6TM128NMPQ", L"VM21", 8, 12, TIME_UNIT_10_MINUTES},
+        {L"CFD_CSSD-S6TM128NMPQ", L"VM22", 8, 12, TIME_UNIT_HOURS},
+        {L"PLEXTOR PX-128M2P", L"1.05", 8, 12, TIME_UNIT_10_MINUTES},
+        {L"PLEXTOR PX-256M2P", L"1.06", 8, 12, TIME_UNIT_HOURS},
+        {L"Corsair Performance Pro", L"1.0", 8, 12, TIME_UNIT_10_MINUTES},
+        {L"INTEL SSDSC2CW120A3", L"400i", 8, 12, TIME_UNIT_INTEL},
+        {L"INTEL SSDSC2CW120", L"400i", 8, 12, TIME_UNIT_HOURS},
+        {L"WDC WD10EZEX", L"01.01A01", 9, 12, TIME_UNIT_HOURS},
+    };
+    for (const Row& row : rows)
+        EXPECT_EQ(row.unit, GetTimeUnitType(row.model, row.firmware, row.major, row.transfer))
+            << EncodedText(row.model).narrow << " " << EncodedText(row.firmware).narrow;
+}
+
+/// A record of a block, as far as no SMART is needed.
+AtaSmartInfo recordOf(AtaBlock& block, std::uint32_t commandType = CMD_TYPE_PHYSICAL_DRIVE) {
+    AtaSmartInfo asi = startRecord({.commandType = commandType, .pnpDeviceId = L"IDE\\DISK"});
+    EXPECT_TRUE(readIdentifyTexts(asi, block));
+    interpretIdentify(asi, block);
+    return asi;
+}
+
+TEST(AtaRecord, AHardDiskOfATerabyte) {
+    AtaBlock block =
+        identifyOf("WDC WD10EZEX-08WN4A0", "01.01A01", "WD-WCC6Y1ABCDEF",
+                   {{1, 16383},    {3, 16},       {6, 63},       {21, 0x4000}, {60, 0xFFFF}, {61, 0x0FFF},
+                    {63, 0x0007},  {76, 0x850E},  {77, 0x0006},  {78, 0x0100}, {80, 0x03FE}, {81, 0x006D},
+                    {82, 0x0001},  {83, 0x0408},  {84, 0x0030},  {86, 0x0008}, {88, 0x407F}, {100, 0x6DB0},
+                    {101, 0x7470}, {106, 0x6003}, {168, 0x0002}, {217, 0x1C20}});
+    const AtaSmartInfo asi = recordOf(block);
+    EXPECT_EQ(L"WDC WD10EZEX-08WN4A0", asi.Model);
+    EXPECT_EQ(L"DW CDW01ZEXE0-W8AN04", asi.ModelReverse);
+    EXPECT_EQ(L"WD-WCC6Y1ABCDEF", asi.SerialNumber);
+    EXPECT_EQ(L"01.01A01", asi.FirmwareRev);
+    EXPECT_EQ(L"WDC WD10EZEX-08WN4A0WD-WCC6Y1ABCDEF", asi.ModelSerial);
+    EXPECT_EQ(L"pd1", asi.CommandTypeString);
+    EXPECT_EQ(L"ACS-2", asi.MajorVersion);
+    EXPECT_EQ(L"ACS-3 Revision 5", asi.MinorVersion);
+    EXPECT_EQ(L"SATA/600", asi.CurrentTransferMode);
+    EXPECT_EQ(L"3.5 inch", asi.DeviceNominalFormFactor);
+    EXPECT_EQ(7200u, asi.NominalMediaRotationRate);
+    EXPECT_EQ(0x4000u * 512, asi.BufferSize);
+    EXPECT_EQ(512u, asi.LogicalSectorSize);
+    EXPECT_EQ(4096u, asi.PhysicalSectorSize);
+    EXPECT_EQ(137'438u - 49, asi.DiskSizeLba28);
+    EXPECT_EQ(1'000'155u, asi.DiskSizeLba48 + 49);
+    EXPECT_EQ(asi.DiskSizeLba48, asi.TotalDiskSize) << "28 bits say no more than that they are full";
+    EXPECT_EQ(0x74706DB0u, asi.NumberOfSectors);
+    EXPECT_THAT((std::array{asi.IsCheckSumError, asi.IsSsd, asi.IsSmartSupported, asi.IsLba48Supported,
+                            asi.IsApmSupported, asi.IsApmEnabled, asi.IsAamSupported, asi.IsNcqSupported,
+                            asi.IsTrimSupported, asi.IsStreamingSupported, asi.IsGplSupported,
+                            asi.IsDeviceSleepSupported, asi.IsIdInfoIncorrect}),
+                ElementsAre(0, 0, 1, 1, 1, 1, 0, 1, 0, 1, 1, 1, 0));
+    EXPECT_EQ(0, std::memcmp(block.data(), asi.Identify, block.size()));
+}
+
+TEST(AtaRecord, FeaturesCountFromTheirVersionOn) {
+    const auto flags = [](std::uint16_t word80) {
+        AtaBlock block = identifyOf("M", "F", "S",
+                                    {{76, 0x0100},
+                                     {80, word80},
+                                     {82, 1},
+                                     {83, 0x0608},
+                                     {86, 0x0208},
+                                     {169, 1},
+                                     {214, 1},
+                                     {215, 2},
+                                     {217, 1}});
+        const AtaSmartInfo asi = recordOf(block);
+        return std::array{asi.IsSmartSupported, asi.IsApmEnabled,   asi.IsAamEnabled,
+                          asi.IsLba48Supported, asi.IsNcqSupported, asi.IsNvCacheSupported,
+                          asi.IsTrimSupported,  asi.IsSsd};
+    };
+    EXPECT_THAT(flags(1 << 2), ElementsAre(0, 0, 0, 0, 0, 0, 0, 0));
+    EXPECT_THAT(flags(1 << 3), ElementsAre(1, 1, 0, 0, 0, 0, 0, 0));
+    EXPECT_THAT(flags(1 << 5), ElementsAre(1, 1, 1, 1, 0, 0, 0, 0));
+    EXPECT_THAT(flags(1 << 6), ElementsAre(1, 1, 1, 1, 1, 0, 0, 0));
+    EXPECT_THAT(flags(1 << 7), ElementsAre(1, 1, 1, 1, 1, 1, 1, 1));
+}
+
+TEST(AtaRecord, SizesAndSectors) {
+    struct Row {
+        std::initializer_list<std::pair<std::size_t, std::uint16_t>> words;
+        unsigned chs, lba28, lba48, total, logical, physical;
+    };
+    const Row rows[] = {
+        // 16383/16/63 sectors are 8455 MB; nothing else is told.
+        {{{1, 0x3FFF}, {3, 16}, {6, 63}}, 8455 - 49, 0, 0, 8406, 512, 512},
+        // 500 MB by geometry: nothing is taken off.
+        {{{1, 1000}, {3, 16}, {6, 61}}, 499, 0, 0, 499, 512, 512},
+        // Below 50,000,000 bytes a count is not believed.
+        {{{60, 97656}, {61, 0}}, 0, 0, 0, 0, 512, 512},
+        {{{60, 0x7D79}, {61, 1}}, 0, 50 - 49, 0, 1, 512, 512},
+        // 28 bits below full: a 48-bit size that differs is dropped, after it gave the total.
+        {{{60, 0x0000}, {61, 0x0100}, {80, 0x80}, {83, 0x0400}, {101, 0x0200}}, 0, 8540, 0, 17130, 512, 512},
+        // Above what 28 bits can say: the platform has to tell.
+        {{{60, 0x0000}, {61, 0x1000}, {80, 0x80}, {83, 0x0400}, {101, 0x2000}}, 0, 0, 274828, 0, 512, 512},
+        // 4096-byte sectors.
+        {{{60, 0xFFFF}, {61, 0x0FFF}, {80, 0x80}, {83, 0x0400}, {101, 0x1000}, {106, 0x5000}, {117, 2048}},
+         0,
+         137389,
+         1099462,
+         1099462,
+         4096,
+         4096},
+        {{{106, 0x5000}, {117, 256}}, 0, 0, 0, 0, 512, 512},
+        {{{106, 0x9003}}, 0, 0, 0, 0, 512, 512},
+    };
+    for (const Row& row : rows) {
+        AtaBlock block = identifyOf("M", "F", "S", row.words);
+        const AtaSmartInfo asi = recordOf(block);
+        EXPECT_THAT((std::array{asi.DiskSizeChs, asi.DiskSizeLba28, asi.DiskSizeLba48, asi.TotalDiskSize,
+                                asi.LogicalSectorSize, asi.PhysicalSectorSize}),
+                    ElementsAre(row.chs, row.lba28, row.lba48, row.total, row.logical, row.physical));
+    }
+}
+
+TEST(AtaRecord, BlocksThatLie) {
+    AtaBlock block = identifyOf("M", "F", "S", {{1, 0xFFFF}, {3, 0xFFFF}, {6, 0xFFFF}});
+    AtaSmartInfo asi = recordOf(block);
+    EXPECT_EQ(1, asi.IsIdInfoIncorrect);
+    EXPECT_EQ(0x3F, block[3]) << "the cut stays in the block";
+    EXPECT_THAT((std::array{asi.Cylinder, asi.Head, asi.Sector}), ElementsAre(0x3FFFu, 16u, 63u));
+
+    block = identifyOf("Ab\x01\x02", "F", "S\x7F", {});
+    EXPECT_FALSE(readIdentifyTexts(asi, block)) << "127 in the serial number";
+    block = identifyOf("Ab\x01\x02x", "F", "S", {});
+    block[511] ^= 1;
+    EXPECT_TRUE(readIdentifyTexts(asi, block));
+    EXPECT_EQ(1, asi.IsCheckSumError);
+    // The swapped pair has its second byte first: that one becomes a blank.
+    EXPECT_EQ(std::wstring(L"Ab\x01 x"), asi.Model);
+    block = identifyOf("", "F", "S", {});
+    EXPECT_FALSE(readIdentifyTexts(asi, block));
+    block = identifyOf("M", "", "S", {});
+    EXPECT_FALSE(readIdentifyTexts(asi, block));
+    block.fill(0xFF);
+    EXPECT_TRUE(readIdentifyTexts(asi, block));
+    interpretIdentify(asi, block);
+    EXPECT_EQ(0u, asi.TotalDiskSize);
+    EXPECT_EQ(L"a\u00E9b", modelSerialOf(L"a\\/:*?", L"\u00E9\"<>|b"));
+}
+
+TEST(AtaRecord, TheAmdLibrarysWords) {
+    AtaBlock block = identifyOf("M", "F", "S", {{76, 1}});
+    const std::string_view link = "SATA 6Gb SSD";
+    std::copy(link.begin(), link.end(), block.begin() + 352);
+    const AtaSmartInfo asi = recordOf(block, CMD_TYPE_AMD_RC2);
+    EXPECT_EQ(L"rc", asi.CommandTypeString);
+    EXPECT_EQ(L"AMD_RC2 (Serial ATA)", asi.Interface);
+    EXPECT_EQ(L"SATA/600", asi.CurrentTransferMode);
+    EXPECT_EQ(L"----", asi.MaxTransferMode);
+    EXPECT_EQ(1, asi.IsSsd);
+    EXPECT_EQ(1, asi.IsLba48Supported);
+    EXPECT_EQ(0, block[352] | block[152]);
+}
+
+TEST(AtaRecord, TheEndOfARecord) {
+    AtaSmartInfo asi;
+    asi.Model = L"Intel SSD";
+    asi.IsSmartCorrect = 1;
+    asi.PowerOnRawValue = asi.DetectedPowerOnHours = asi.MeasuredPowerOnHours = 894804;
+    asi.Temperature = 30;
+    finishRecord(asi);
+    EXPECT_EQ(1, asi.MeasuredPowerOnHours);
+    EXPECT_EQ(894804, asi.PowerOnStartRawValue);
+    EXPECT_EQ(30, asi.Temperature);
+    asi.IsSmartCorrect = 0;
+    asi.PowerOnCount = 7;
+    finishRecord(asi);
+    EXPECT_THAT((std::array{asi.DetectedPowerOnHours, asi.MeasuredPowerOnHours, asi.PowerOnRawValue,
+                            asi.PowerOnStartRawValue, static_cast<int>(asi.PowerOnCount), asi.Temperature}),
+                ElementsAre(-1, -1, -1, -1, 0, -1000));
+
+    const std::tuple<unsigned, const wchar_t*, const wchar_t*, int> bugs[] = {
+        {VENDOR_SANDFORCE, L"OCZ-VERTEX3 MI", L"2.02", 1},
+        {VENDOR_OCZ, L"OCZ-VERTEX3 MI", L"2.02", 0},
+        {VENDOR_SANDFORCE, L"OCZ-VERTEX2", L"1.28", 0},
+        {VENDOR_GENERAL, L"SSD G2 Series", L"3.6.5", 1}};
+    for (const auto& [vendor, model, firmware, bug] : bugs) {
+        AtaSmartInfo drive;
+        drive.DiskVendorId = vendor;
+        drive.Model = model;
+        drive.FirmwareRev = firmware;
+        finishRecord(drive);
+        EXPECT_EQ(bug, drive.IsThresholdBug) << EncodedText(model).narrow;
+    }
+}
+
+NvmeBlock nvmeIdentify() {
+    NvmeBlock block{};
+    const auto put = [&](std::size_t at, std::size_t length, std::string_view text) {
+        for (std::size_t i = 0; i < length; ++i)
+            block[at + i] = i < text.size() ? static_cast<std::uint8_t>(text[i]) : ' ';
+    };
+    put(4, 20, " S1234");
+    put(24, 40, "ACME NV: 1TB");
+    put(64, 8, "2B4QFXO7");
+    block[81] = 4;
+    block[82] = 1;
+    block[520] = 4;
+    block[525] = 1;
+    return block;
+}
+
+TEST(NvmeRecord, IdentifyAndHealthPage) {
+    NvmeBlock block = nvmeIdentify();
+    AtaSmartInfo asi = startRecord({.physicalDriveId = 2, .commandType = CMD_TYPE_NVME_STORAGE_QUERY});
+    ASSERT_TRUE(readNvmeIdentify(asi, block, 1000204));
+    EXPECT_EQ(L"ACME NV: 1TB", asi.Model);
+    EXPECT_EQ(L" S1234", asi.SerialNumber) << "trimmed at its end only";
+    EXPECT_EQ(L"ACME NV 1TB S1234", asi.ModelSerial);
+    EXPECT_EQ(L"sq", asi.CommandTypeString);
+    EXPECT_EQ(INTERFACE_TYPE_NVME, asi.InterfaceType);
+    EXPECT_THAT((std::array{asi.IsSsd, asi.IsNVMe, asi.IsTrimSupported, asi.IsVolatileWriteCachePresent}),
+                ElementsAre(1, 1, 1, 1));
+    EXPECT_EQ(VENDOR_GENERAL, asi.DiskVendorId) << "no health page yet";
+
+    std::array<std::uint8_t, kSmartBytes> page{};
+    page[0] = 1;
+    putLittleEndian(page, 1, std::uint16_t{273 + 41});
+    page[3] = 97;
+    page[4] = 10;
+    page[5] = 3;
+    putLittleEndian(page, 32, std::uint64_t{2097152 * 5});
+    putLittleEndian(page, 48, ~std::uint64_t{0});
+    putLittleEndian(page, 112, std::uint32_t{321});
+    putLittleEndian(page, 128, std::uint32_t{4567});
+    putLittleEndian(page, 176, std::uint64_t{0x060504030201});
+    std::copy(page.begin(), page.end(), asi.SmartReadData);
+    interpretNvmeHealth(asi, kHottestNewNvme);
+    EXPECT_THAT((std::array{asi.Temperature, asi.Life, asi.HostReads, asi.HostWrites,
+                            static_cast<int>(asi.PowerOnCount), asi.MeasuredPowerOnHours}),
+                ElementsAre(41, 97, 5000, 2147483647, 321, 4567));
+    EXPECT_EQ(L"NVM Express 1.4", asi.MajorVersion);
+    EXPECT_EQ(L"SmartNVMe", asi.SmartKeyName);
+    ASSERT_EQ(15u, asi.AttributeCount);
+    EXPECT_EQ(15, asi.Attribute[14].Id);
+    EXPECT_EQ(0x060504030201u, asi.Attribute[14].raw());
+    EXPECT_EQ(10u, asi.Attribute[3].raw());
+
+    const std::tuple<int, int, int> temperatures[] = {{0, kHottestNewNvme, -1000},
+                                                      {373, kHottestNewNvme, 100},
+                                                      {374, kHottestNewNvme, -1000},
+                                                      {374, kHottestRefreshedNvme, 101},
+                                                      {474, kHottestRefreshedNvme, -1000}};
+    for (const auto& [kelvin, hottest, celsius] : temperatures) {
+        asi.SmartReadData[1] = static_cast<std::uint8_t>(kelvin);
+        asi.SmartReadData[2] = static_cast<std::uint8_t>(kelvin >> 8);
+        interpretNvmeHealth(asi, hottest);
+        EXPECT_EQ(celsius, asi.Temperature);
+    }
+    asi.SmartReadData[5] = 120;
+    asi.Identify[82] = 0;
+    interpretNvmeHealth(asi, kHottestNewNvme);
+    EXPECT_EQ(0, asi.Life);
+    EXPECT_EQ(L"NVM Express 1.0/1.1", asi.MajorVersion);
+}
+
+TEST(NvmeRecord, BridgesAmdLinkAndAnEmptyModel) {
+    NvmeBlock block = nvmeIdentify();
+    AtaSmartInfo asi = startRecord({.commandType = CMD_TYPE_NVME_REALTEK});
+    ASSERT_TRUE(readNvmeIdentify(asi, block, 0));
+    EXPECT_EQ(INTERFACE_TYPE_USB, asi.InterfaceType);
+    EXPECT_EQ(L"nr", asi.CommandTypeString);
+    const std::string_view link = "NVMe Gen4 x4";
+    std::copy(link.begin(), link.end(), block.begin() + 84);
+    readAmdNvmeLink(asi, block);
+    EXPECT_EQ(L"PCIe 4.0 x4", asi.CurrentTransferMode);
+    EXPECT_EQ(L"AMD_RC2 (NVMe)", asi.Interface);
+    EXPECT_EQ(0, block[84]);
+    block[24] = 0;
+    EXPECT_FALSE(readNvmeIdentify(asi, block, 0));
+}
+
+TEST(DiskEngine, FlagsFollowTheSystemsVersion) {
+    struct Row {
+        const char* version;
+        BOOL storageQuery, passThrough;
+    };
+    const Row rows[] = {
+        {R"({"major": 10})", 1, 1},
+        {R"({"major": 6, "minor": 1, "build": 7601})", 1, 1}, // a build not below 0
+        {R"({"major": 5, "minor": 1})", 1, 1},
+    };
+    for (const Row& row : rows) {
+        TestMachine machine(std::string(R"({"name": "x", "system": {"version": )") + row.version + "}}");
+        const CAtaSmart engine;
+        EXPECT_EQ(row.storageQuery, engine.FlagStorageQuery);
+        EXPECT_EQ(row.passThrough, engine.FlagAtaPassThrough);
+        EXPECT_EQ(row.passThrough, engine.FlagAtaPassThroughSmart);
+        EXPECT_EQ(1, engine.FlagAmdRc2);
+    }
+    TestMachine machine(R"({"name": "x"})");
+    machine->requests().plan({"osVersion", 0, 50, 0});
+    const CAtaSmart blind;
+    EXPECT_EQ(0, blind.FlagStorageQuery + blind.FlagAtaPassThrough + blind.FlagAtaPassThroughSmart);
+    EXPECT_TRUE(PlatformVersionTest(0, 0, 0) == false);
+    machine->requests().clearFaults();
+    EXPECT_TRUE(PlatformVersionTest(11, 0, 19045));
+    EXPECT_FALSE(PlatformVersionTest(10, 0, 19046));
+}
+
+TEST(DiskEngine, TheJMicronMutexHasThreeWaysAndTracesItsFailures) {
+    TestMachine machine(R"({"name": "x"})");
+    machine->requests().plan({"CreateMutexForEveryone", 1, 5, 0});
+    machine->requests().plan({"OpenMutexW", 1, 2, 0});
+    machine->requests().keepRecord(true);
+    std::vector<std::wstring> trace;
+    setDebugListener([&](std::wstring_view text) { trace.emplace_back(text); });
+    {
+        CAtaSmart engine;
+        engine.AcquireMutexJMicron();
+        engine.ReleaseMutexJMicron();
+        EXPECT_TRUE(trace.empty());
+        engine.ReleaseMutexJMicron();
+        machine->requests().plan({"WaitForSingleObject", 0, 5, 0});
+        engine.AcquireMutexJMicron();
+    }
+    EXPECT_THAT(trace, ElementsAre(L"ReleaseMutexJMicron() failed", L"AcquireMutexJMicron() failed"));
+    EXPECT_THAT(machine->requests().record(),
+                ElementsAre("osVersion", "CreateMutexForEveryone Global\\Access_JMicron_SMART",
+                            "OpenMutexW Global\\Access_JMicron_SMART",
+                            "CreateMutexForEveryone Access_JMicron_SMART",
+                            "WaitForSingleObject Access_JMicron_SMART", "ReleaseMutex Access_JMicron_SMART",
+                            "ReleaseMutex Access_JMicron_SMART", "WaitForSingleObject Access_JMicron_SMART",
+                            "CloseHandle Access_JMicron_SMART"));
+    EXPECT_EQ(L"jm2", commandTypeString(CMD_TYPE_JMICRON, 0xB0));
+    EXPECT_EQ(L"pr1", commandTypeString(CMD_TYPE_SAT_ASM1352R, 0xA0));
+    EXPECT_EQ(L"nj", commandTypeString(CMD_TYPE_NVME_JMICRON, 0xB0));
+    EXPECT_EQ(L"", commandTypeString(28, 0xA0));
+}
+
+} // namespace
+} // namespace orv::test
