@@ -3,10 +3,13 @@
 #include "disk_engine/DriveRecord.h"
 #include "disk_engine/IdentifyWords.h"
 #include "disk_engine/WideText.h"
+#include "frame/EncodedText.h"
 #include "support/DriveBlocks.h"
 #include "support/TestMachine.h"
 
 #include <gmock/gmock.h>
+
+#include <cstring>
 
 namespace orv::test {
 namespace {
@@ -155,7 +158,7 @@ TEST(AtaRecord, AHardDiskOfATerabyte) {
                     {101, 0x7470}, {106, 0x6003}, {168, 0x0002}, {217, 0x1C20}});
     const AtaSmartInfo asi = recordOf(block);
     EXPECT_EQ(L"WDC WD10EZEX-08WN4A0", asi.Model);
-    EXPECT_EQ(L"DW CDW01ZEXE0-W8AN04", asi.ModelReverse);
+    EXPECT_EQ(L"DW CDW01ZEXE0-W84N0A", asi.ModelReverse);
     EXPECT_EQ(L"WD-WCC6Y1ABCDEF", asi.SerialNumber);
     EXPECT_EQ(L"01.01A01", asi.FirmwareRev);
     EXPECT_EQ(L"WDC WD10EZEX-08WN4A0WD-WCC6Y1ABCDEF", asi.ModelSerial);
@@ -169,7 +172,7 @@ TEST(AtaRecord, AHardDiskOfATerabyte) {
     EXPECT_EQ(512u, asi.LogicalSectorSize);
     EXPECT_EQ(4096u, asi.PhysicalSectorSize);
     EXPECT_EQ(137'438u - 49, asi.DiskSizeLba28);
-    EXPECT_EQ(1'000'155u, asi.DiskSizeLba48 + 49);
+    EXPECT_EQ(1'000'204u - 49, asi.DiskSizeLba48);
     EXPECT_EQ(asi.DiskSizeLba48, asi.TotalDiskSize) << "28 bits say no more than that they are full";
     EXPECT_EQ(0x74706DB0u, asi.NumberOfSectors);
     EXPECT_THAT((std::array{asi.IsCheckSumError, asi.IsSsd, asi.IsSmartSupported, asi.IsLba48Supported,

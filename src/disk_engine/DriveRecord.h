@@ -21,7 +21,7 @@ struct DriveAddress {
     std::uint32_t commandType = CMD_TYPE_UNKNOWN;
     std::int32_t siliconImageType = 0;
     const std::uint8_t* sasPhyEntity = nullptr; ///< 64 bytes
-    std::wstring pnpDeviceId;
+    std::wstring pnpDeviceId = {};
 };
 
 using IdentifyBlock = std::span<std::uint8_t, kIdentifyBytes>;
