@@ -1,0 +1,274 @@
+#include "Explain.h"
+
+#include "Commands.h"
+#include "disk_engine/AttributeNames.h"
+#include "disk_engine/DriveRecord.h"
+#include "disk_engine/Interpretation.h"
+#include "platform/text.h"
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include <array>
+#include <cstdio>
+#include <fstream>
+#include <numeric>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace tool {
+
+namespace {
+
+using namespace orv;
+using Json = nlohmann::ordered_json;
+
+struct Explained {
+    AtaSmartInfo asi;
+    Explanation why;
+};
+
+/// Reads a block of exactly this size; false, with the reason on standard error.
+bool readBlock(const std::string& path, const char* what, std::span<std::uint8_t> into) {
+    std::ifstream file(path, std::ios::binary);
+    std::vector<char> bytes(into.size() + 1);
+    if (file) file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    if (!file.is_open() || file.bad()) {
+        fmt::print(stderr, "{}: cannot be read; give a file with the drive's {}\n", path, what);
+        return false;
+    }
+    if (static_cast<std::size_t>(file.gcount()) != into.size()) {
+        fmt::print(stderr, "{}: {} bytes, but the {} has {}; save it anew, raw and whole\n", path,
+                   file.gcount() > static_cast<std::streamsize>(into.size())
+                       ? "more than " + std::to_string(into.size())
+                       : std::to_string(file.gcount()),
+                   what, into.size());
+        return false;
+    }
+    std::copy_n(bytes.begin(), into.size(), into.begin());
+    return true;
+}
+
+/// All three ATA blocks end in a byte that makes their sum 0 modulo 256.
+void tellCheckSum(const std::string& path, std::span<const std::uint8_t> block) {
+    if (std::accumulate(block.begin(), block.end(), 0U) % 256 != 0)
+        fmt::print(stderr,
+                   "{}: the check sum is off, so some bytes may be wrong; read the block again if you can\n",
+                   path);
+}
+
+std::optional<Explained> explainAta(const DriveBlocks& files) {
+    std::array<std::uint8_t, kIdentifyBytes> identify{};
+    Explained drive;
+    drive.asi = startRecord({.commandType = CMD_TYPE_PHYSICAL_DRIVE});
+    AtaSmartInfo& asi = drive.asi;
+    if (!readBlock(files.identify, "IDENTIFY DEVICE block", identify) ||
+        !readBlock(files.smart, "SMART READ DATA block", asi.SmartReadData))
+        return std::nullopt;
+    tellCheckSum(files.identify, identify);
+    tellCheckSum(files.smart, asi.SmartReadData);
+    if (!readIdentifyTexts(asi, identify)) {
+        fmt::print(stderr, "{}: no model and firmware in it; is it the answer to IDENTIFY DEVICE?\n",
+                   files.identify);
+        return std::nullopt;
+    }
+    interpretIdentify(asi, identify);
+
+    // As the engine meets a drive: read, classify, and read again with the dialect known.
+    if (FillSmartData(asi)) {
+        asi.IsSmartEnabled = asi.IsSmartCorrect = 1;
+        ClassifyDrive(asi, &drive.why);
+    }
+    if (!files.thresholds.empty()) {
+        if (!readBlock(files.thresholds, "SMART READ THRESHOLDS block", asi.SmartReadThreshold))
+            return std::nullopt;
+        tellCheckSum(files.thresholds, asi.SmartReadThreshold);
+        asi.IsThresholdCorrect = FillSmartThreshold(asi) ? 1 : 0;
+    }
+    finishRecord(asi);
+    if (asi.IsSmartCorrect) FillSmartData(asi, &drive.why);
+    asi.DiskStatus = CheckDiskStatus(asi, &drive.why);
+    return drive;
+}
+
+std::optional<Explained> explainNvme(const DriveBlocks& files) {
+    std::array<std::uint8_t, kNvmeIdentifyBytes> identify{};
+    Explained drive;
+    drive.asi = startRecord({.commandType = CMD_TYPE_NVME_STORAGE_QUERY});
+    if (!readBlock(files.identify, "Identify Controller block", identify) ||
+        !readBlock(files.smart, "SMART / Health Information log page", drive.asi.SmartReadData))
+        return std::nullopt;
+    if (!readNvmeIdentify(drive.asi, identify, 0)) {
+        fmt::print(stderr, "{}: no model in it; is it the answer to Identify with CNS 1?\n", files.identify);
+        return std::nullopt;
+    }
+    interpretNvmeHealth(drive.asi, kHottestRefreshedNvme);
+    drive.why = {.dialect = "NVMe",
+                 .temperature = "bytes 1 and 2 of the health page, kelvin",
+                 .powerOnHours = "bytes 128 to 131 of the health page",
+                 .powerOnCount = "bytes 112 to 115 of the health page",
+                 .life = "100 less the percentage used, byte 5 of the health page",
+                 .health = nullptr};
+    drive.asi.DiskStatus = CheckDiskStatus(drive.asi, &drive.why);
+    return drive;
+}
+
+std::string narrow(const std::wstring& text) {
+    return platform::wideToUtf8(text);
+}
+
+const char* healthWord(std::uint32_t status) {
+    constexpr const char* words[] = {"unknown", "good", "caution", "bad"};
+    return status < std::size(words) ? words[status] : words[0];
+}
+
+Json orNull(std::int32_t value, std::int32_t none) {
+    return value == none ? Json() : Json(value);
+}
+Json orNull(const char* text) {
+    return text ? Json(text) : Json();
+}
+
+Json attributesOf(const AtaSmartInfo& asi) {
+    Json list = Json::array();
+    for (std::uint32_t i = 0; i < asi.AttributeCount; ++i) {
+        const SMART_ATTRIBUTE& entry = asi.Attribute[i];
+        const bool hasThreshold = asi.IsThresholdCorrect && asi.Threshold[i].ThresholdId == entry.Id;
+        list.push_back(
+            {{"id", entry.Id},
+             {"name", attributeName(asi, entry.Id)},
+             {"current", asi.IsNVMe ? Json() : Json(entry.CurrentValue)},
+             {"worst", asi.IsNVMe ? Json() : Json(entry.WorstValue)},
+             {"threshold", !asi.IsNVMe && hasThreshold ? Json(asi.Threshold[i].ThresholdValue) : Json()},
+             {"raw", entry.raw()}});
+    }
+    return list;
+}
+
+void printJson(const Explained& drive) {
+    const auto& [asi, why] = drive;
+    const Json object = {
+        {"model", narrow(asi.Model)},
+        {"serialNumber", narrow(asi.SerialNumber)},
+        {"firmware", narrow(asi.FirmwareRev)},
+        {"isNvme", asi.IsNVMe != 0},
+        {"isSsd", asi.IsSsd != 0},
+        {"sizeMB", asi.TotalDiskSize == 0 ? Json() : Json(asi.TotalDiskSize)},
+        {"interface", narrow(asi.Interface)},
+        {"currentTransferMode", narrow(asi.CurrentTransferMode)},
+        {"maxTransferMode", narrow(asi.MaxTransferMode)},
+        {"version", narrow(asi.MajorVersion)},
+        {"dialect", narrow(asi.SsdVendorString)},
+        {"dialectKey", narrow(asi.SmartKeyName)},
+        {"dialectRow", orNull(why.dialect)},
+        {"temperature", orNull(asi.Temperature, kNoTemperature)},
+        {"temperatureRule", orNull(why.temperature)},
+        {"powerOnHours", orNull(asi.DetectedPowerOnHours, kNone)},
+        {"powerOnHoursRule", orNull(why.powerOnHours)},
+        {"powerOnCount", asi.PowerOnCount},
+        {"powerOnCountRule", orNull(why.powerOnCount)},
+        {"life", orNull(asi.Life, kNone)},
+        {"lifeRule", orNull(why.life)},
+        {"health", healthWord(asi.DiskStatus)},
+        {"healthRule", orNull(why.health)},
+        {"hostReads", orNull(asi.HostReads, kNone)},
+        {"hostWrites", orNull(asi.HostWrites, kNone)},
+        {"nandWrites", orNull(asi.NandWrites, kNone)},
+        {"gbytesErased", orNull(asi.GBytesErased, kNone)},
+        {"wearLevelingCount", orNull(asi.WearLevelingCount, kNone)},
+        {"attributes", attributesOf(asi)},
+    };
+    fmt::print("{}\n", object.dump(2, ' ', false, Json::error_handler_t::replace));
+}
+
+/// "  LABEL   VALUE UNIT   RULE"; a value that the record has none of is told as unknown.
+void printValue(const char* label, const std::string& value, const char* rule = nullptr) {
+    fmt::print("  {:<19}{:<14}{}\n", label, value, rule ? rule : "");
+}
+std::string known(std::int32_t value, std::int32_t none, const char* unit = "") {
+    return value == none ? "unknown" : fmt::format("{}{}", value, unit);
+}
+
+/// The letters of a model that control a terminal are shown as dots.
+std::string printable(const std::wstring& text) {
+    std::wstring shown = text;
+    for (wchar_t& letter : shown)
+        if (letter < 0x20 || (letter >= 0x7F && letter < 0xA0)) letter = L'.';
+    return narrow(shown);
+}
+
+std::string joined(std::initializer_list<std::string> parts) {
+    std::string text;
+    for (const std::string& part : parts)
+        if (!part.empty()) text += (text.empty() ? "" : ", ") + part;
+    return text;
+}
+
+void printAttributes(const AtaSmartInfo& asi) {
+    if (asi.AttributeCount == 0) {
+        fmt::print("\nNo attribute in the SMART block.\n");
+        return;
+    }
+    fmt::print(asi.IsNVMe ? "\n   ID  {:<38}{:>16}\n" : "\n   ID  {0:<38}{2:>8}{3:>7}{4:>11}{1:>17}\n",
+               "Attribute", "Raw value", "Current", "Worst", "Threshold");
+    for (std::uint32_t i = 0; i < asi.AttributeCount; ++i) {
+        const SMART_ATTRIBUTE& entry = asi.Attribute[i];
+        const bool hasThreshold = asi.IsThresholdCorrect && asi.Threshold[i].ThresholdId == entry.Id;
+        fmt::print("  {:>3}  {:<38}", entry.Id, attributeName(asi, entry.Id));
+        if (!asi.IsNVMe)
+            fmt::print("{:>8}{:>7}{:>11}", entry.CurrentValue, entry.WorstValue,
+                       hasThreshold ? std::to_string(asi.Threshold[i].ThresholdValue) : "-");
+        fmt::print("{:>{}}\n", entry.raw(), asi.IsNVMe ? 16 : 17);
+    }
+}
+
+void printText(const Explained& drive) {
+    const auto& [asi, why] = drive;
+    fmt::print("{}\n", printable(asi.Model));
+    printValue("serial number", printable(asi.SerialNumber));
+    printValue("firmware", printable(asi.FirmwareRev));
+    const std::string kind = asi.IsNVMe  ? "NVMe SSD"
+                             : asi.IsSsd ? "SSD"
+                             : asi.NominalMediaRotationRate > 1
+                                 ? fmt::format("hard disk, {} rpm", asi.NominalMediaRotationRate)
+                                 : "hard disk";
+    const std::string best = asi.MaxTransferMode.empty() ? "" : "up to " + narrow(asi.MaxTransferMode);
+    printValue("kind", joined({kind, narrow(asi.DeviceNominalFormFactor), narrow(asi.Interface), best,
+                               narrow(asi.MajorVersion)}));
+    printValue("size", asi.TotalDiskSize == 0 ? "unknown" : fmt::format("{} MB", asi.TotalDiskSize));
+    printValue("dialect", asi.SmartKeyName.empty() ? "unknown" : narrow(asi.SmartKeyName),
+               why.dialect ? why.dialect : "no attributes to tell it by");
+    printValue("health", healthWord(asi.DiskStatus), why.health);
+    printValue("life left", known(asi.Life, kNone, " %"), why.life);
+    printValue("temperature", known(asi.Temperature, kNoTemperature, " \u00B0C"), why.temperature);
+    printValue("power-on hours", known(asi.DetectedPowerOnHours, kNone), why.powerOnHours);
+    printValue("power-on count", why.powerOnCount ? std::to_string(asi.PowerOnCount) : "unknown",
+               why.powerOnCount);
+    const struct {
+        const char* label;
+        std::int32_t value;
+        const char* unit;
+    } counters[] = {{"host reads", asi.HostReads, " GiB"},
+                    {"host writes", asi.HostWrites, " GiB"},
+                    {"NAND writes", asi.NandWrites, " GiB"},
+                    {"erased", asi.GBytesErased, " GiB"},
+                    {"wear leveling", asi.WearLevelingCount, " cycles"}};
+    for (const auto& [label, value, unit] : counters)
+        if (value != kNone) printValue(label, known(value, kNone, unit));
+    printAttributes(asi);
+}
+
+} // namespace
+
+int explain(const DriveBlocks& files, bool json) {
+    const auto drive = files.nvme ? explainNvme(files) : explainAta(files);
+    if (!drive) return kExitUsage;
+    if (json)
+        printJson(*drive);
+    else
+        printText(*drive);
+    return kExitOk;
+}
+
+} // namespace tool

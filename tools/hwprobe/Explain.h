@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+
+namespace tool {
+
+/// Files with a drive's raw blocks, as other tools save them; empty for none.
+struct DriveBlocks {
+    std::string identify;   ///< 512 bytes of IDENTIFY DEVICE, or 4096 of NVMe Identify Controller
+    std::string smart;      ///< 512 bytes of SMART READ DATA, or of NVMe log page 2
+    std::string thresholds; ///< 512 bytes of SMART READ THRESHOLDS
+    bool nvme = false;
+};
+
+/// Tells what the library makes of a drive's blocks, and by which rule.
+int explain(const DriveBlocks& files, bool json);
+
+} // namespace tool
