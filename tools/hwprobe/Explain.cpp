@@ -103,7 +103,7 @@ std::optional<Explained> explainNvme(const DriveBlocks& files) {
         fmt::print(stderr, "{}: no model in it; is it the answer to Identify with CNS 1?\n", files.identify);
         return std::nullopt;
     }
-    interpretNvmeHealth(drive.asi, kHottestRefreshedNvme);
+    interpretNvmeHealth(drive.asi, kHottestNewNvme);
     drive.why = {.dialect = "NVMe",
                  .temperature = "bytes 1 and 2 of the health page, kelvin",
                  .powerOnHours = "bytes 128 to 131 of the health page",
