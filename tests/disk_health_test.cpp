@@ -89,6 +89,7 @@ const Drive drives[] = {
     {"233", {ssd}, {VENDOR_INTEL, VENDOR_OCZ, VENDOR_OCZ_VECTOR, VENDOR_SKHYNIX, VENDOR_SANDISK_LENOVO_HELEN_VENUS}, {{233, 0}}, BAD},
     {"a life on what is no SSD", {}, {VENDOR_JMICRON}, {{231, 50}}, GOOD},
     {"a life below its threshold", {values8}, {VENDOR_PLEXTOR}, {{232, 9, 0, 10}}, BAD},
+    {"a life at its threshold", {values8}, {VENDOR_PLEXTOR}, {{232, 10, 0, 10}}, GOOD},
     {"a life above 100", {ssd}, {VENDOR_INTEL}, {{233, 200}}, GOOD},
     {"a raw life", {ssd, raw}, {VENDOR_INTEL}, {{233, 0, 50}}, GOOD},
     {"no raw life left", {ssd, raw}, {VENDOR_INTEL}, {{233, 50, 0}}, BAD},

@@ -50,7 +50,6 @@ bool FillSmartThreshold(AtaSmartInfo& asi) {
     bool copied = false;
     for (std::size_t i = 0; i < kSmartEntries; ++i) {
         const auto threshold = entryOf<SMART_THRESHOLD>(asi.SmartReadThreshold, i);
-        if (threshold.ThresholdId == 0) continue;
         for (std::uint32_t j = 0; j < asi.AttributeCount; ++j) {
             if (asi.Attribute[j].Id != threshold.ThresholdId) continue;
             asi.Threshold[j] = threshold;

@@ -26,10 +26,13 @@ inline SMART_ATTRIBUTE entryOf(const DriveAttribute& attribute) {
     return entry;
 }
 
-/// Puts the attributes into the blocks that a drive would give, in order; an id of 0 leaves a gap.
+/// Puts the attributes into the blocks that a drive would give, in order; an id of 0 leaves a gap. What
+/// stands behind the entries of a block is no entry.
 inline void putBlocks(AtaSmartInfo& asi, const std::vector<DriveAttribute>& attributes) {
-    std::memset(asi.SmartReadData, 0, kSmartBytes);
-    std::memset(asi.SmartReadThreshold, 0, kSmartBytes);
+    for (std::uint8_t* block : {asi.SmartReadData, asi.SmartReadThreshold}) {
+        std::memset(block, 0xEE, kSmartBytes);
+        std::memset(block + kSmartEntriesAt, 0, kSmartEntries * sizeof(SMART_ATTRIBUTE));
+    }
     for (std::size_t i = 0; i < attributes.size(); ++i) {
         const SMART_ATTRIBUTE entry = entryOf(attributes[i]);
         const SMART_THRESHOLD threshold{attributes[i].id, attributes[i].threshold, {}};
