@@ -140,6 +140,8 @@ const Rule rules[] = {
     {230, {VENDOR_WDC, VENDOR_SANDISK}, {}, {raw}, worn, "Life=89"},
     {230, {VENDOR_SANDISK_DELL, VENDOR_SANDISK_LENOVO}, {}, {hidden}, over, "Life=150"},
     {231, lifeAt231, {}, {}, worn, "Life=97"},
+    {231, lifeAt231, {}, {}, {100, 0}, "Life=100"},
+    {231, lifeAt231, {}, {}, {0, 0}, "Life=0"},
     {231, lifeAt231, {}, {}, over, "Life=-1"},
     {231, lifeAt231, {}, {raw}, over, "Life=-1"},
     {231, lifeAt231, {}, {raw}, worn, "Life=96"},
@@ -264,6 +266,7 @@ TEST(DiskAttributes, WhatNoRuleNamesWritesNothing) {
                      [&](std::uint32_t vendor, std::uint32_t unit) { named.emplace(rule.id, vendor, unit); });
     for (int id = 1; id < 256; ++id) {
         AtaSmartInfo asi = usedDrive();
+        asi.LifeIsRaw = asi.LifeIsRawInverted = 1; // rows with a condition hold as well
         putBlocks(asi, {{static_cast<std::uint8_t>(id), worn.current, count.raw + worn.raw}});
         const AtaSmartInfo before = asi;
         for (asi.DiskVendorId = 0; asi.DiskVendorId < kVendors; ++asi.DiskVendorId) {
@@ -370,6 +373,23 @@ TEST(DiskAttributes, TemperatureInTheFormOfTheDrive) {
         EXPECT_EQ(one.after, asi.Temperature) << one.attributes[0].raw;
         EXPECT_STREQ(one.why, why.temperature) << one.attributes[0].raw;
     }
+}
+
+TEST(DiskAttributes, AnExplanationNamesTheRowThatWroteAValue) {
+    AtaSmartInfo asi;
+    asi.DiskVendorId = VENDOR_SAMSUNG;
+    putBlocks(asi, {{9, 100, 50}, {177, 97}, {194, 100, 200}, {241, 100, 5}});
+    Explanation why;
+    FillSmartData(asi, &why);
+    EXPECT_STREQ("9: low 32 bits of the raw value", why.powerOnHours);
+    EXPECT_STREQ("177: current value, percent left", why.life);
+    EXPECT_EQ(nullptr, why.temperature);
+    EXPECT_EQ(nullptr, why.powerOnCount);
+    asi.DiskVendorId = VENDOR_APACER;
+    asi.LifeIsRaw = 1;
+    asi.Attribute[1].Id = 231;
+    InterpretAttributes(asi, &why);
+    EXPECT_STREQ("231: raw byte, percent left", why.life);
 }
 
 TEST(DiskAttributes, EntriesAreKeptInOrderWithoutGaps) {

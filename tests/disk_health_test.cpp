@@ -112,6 +112,18 @@ TEST(DiskHealth, OfAnAtaDrive) {
     }
 }
 
+TEST(DiskHealth, OfAHardDiskByTheThresholdsOfSomeIds) {
+    std::string judged;
+    for (int id = 1; id < 256; ++id) {
+        AtaSmartInfo asi = driveOf({}, {{static_cast<std::uint8_t>(id), 9, 0, 10}});
+        if (CheckDiskStatus(asi) == BAD) judged += std::to_string(id) + " ";
+    }
+    EXPECT_EQ(
+        "1 2 3 4 5 6 7 8 9 10 11 12 13 22 187 188 189 191 192 193 195 196 197 198 199 200 201 202 203 204 "
+        "205 206 207 208 209 211 212 220 221 222 223 224 225 226 227 228 230 231 240 250 254 ",
+        judged);
+}
+
 TEST(DiskHealth, TellsNothingWithoutGoodReads) {
     AtaSmartInfo asi = driveOf({}, {{5}});
     asi.IsThresholdCorrect = 0;
@@ -185,6 +197,7 @@ TEST(DiskHealth, OfAnNvmeDrive) {
         {L"Drive", 0, 9, 10, 50, BAD},        {L"Drive", 0, 100, 100, 50, GOOD},
         {L"Drive", 0, 99, 100, 50, BAD},      {L"Drive", 0, 0, 0, 50, GOOD},
         {L"Drive", 0, 50, 101, 50, GOOD},     {L"Drive", 0x80, 100, 10, 50, BAD},
+        {L"Drive", 0, 0, 1, 50, BAD},         {L"Drive", 0, 1, 1, 50, CAUTION},
         {L"Drive", 0, 100, 10, 0, CAUTION},   {L"Drive", 0, 9, 10, 0, BAD},
         {L"QEMU NVMe", 1, 9, 10, 0, UNKNOWN}, {L"VMware Virtual", 1, 9, 10, 0, UNKNOWN},
         {L"Parallels", 1, 9, 10, 0, UNKNOWN}, {L"My QEMU", 1, 9, 10, 0, BAD},
