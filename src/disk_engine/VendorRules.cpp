@@ -434,8 +434,9 @@ constexpr VendorRule kRules[] = {
      .when = {upperBegins(L"HANYE-Q55"), ids(kMarvell164Ids)},
      .dialect = &kMaxiotek},
     {.name = "Maxiotek: ids 5 9 12 167 168 169", .when = {ids(kMaxiotekIds)}, .dialect = &kMaxiotek},
+    // ZADAK is Apacer's brand as well, but a model that begins so counts as Seagate's "ZA" series above.
     {.name = "Apacer",
-     .when = {begins(L"Apacer|ZADAK")},
+     .when = {begins(L"Apacer")},
      .dialect = &kApacer,
      .unit = HOST_UNIT_512B,
      .set = &AtaSmartInfo::LifeIsRaw},
