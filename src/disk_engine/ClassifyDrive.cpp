@@ -8,62 +8,88 @@
 namespace orv {
 namespace {
 
+/// A text that conditions look at.
+class SearchedText {
+  public:
+    explicit SearchedText(std::wstring_view text) : text_(text) {
+        if (text.size() < 2) return;
+        firstPair_ = letterPair(text[0], text[1]);
+        pairs_ = 0;
+        for (std::size_t at = 1; at < text.size(); ++at)
+            pairs_ |= letterPair(text[at - 1], text[at]);
+    }
+
+    bool meets(const Condition& condition) const {
+        const bool beginning = condition.place == Condition::Place::Beginning;
+        const bool possible = (condition.beginnings & (beginning ? firstPair_ : pairs_)) != 0;
+        return (possible && hasOne(condition)) == condition.wanted;
+    }
+
+  private:
+    bool hasOne(const Condition& condition) const {
+        for (std::wstring_view rest = condition.texts;;) {
+            const auto end = rest.find(L'|');
+            if (has(rest.substr(0, end), condition.place)) return true;
+            if (end == rest.npos) return false;
+            rest.remove_prefix(end + 1);
+        }
+    }
+
+    bool has(std::wstring_view part, Condition::Place place) const {
+        switch (place) {
+        case Condition::Place::Beginning:
+            return Begins(text_, part);
+        case Condition::Place::Anywhere:
+            return Contains(text_, part);
+        case Condition::Place::BehindFirst:
+            return ContainsAfterStart(text_, part);
+        }
+        return false;
+    }
+
+    std::wstring_view text_;
+    std::uint64_t pairs_ = kAnyLetterPair;
+    std::uint64_t firstPair_ = kAnyLetterPair;
+};
+
 /// A drive as the conditions see it.
 class Drive {
   public:
-    explicit Drive(const AtaSmartInfo& asi) : asi_(asi), upperModel_(Upper(asi.Model)) {
+    explicit Drive(const AtaSmartInfo& asi)
+        : asi_(asi), upper_(Upper(asi.Model)), model_(asi.Model), upperModel_(upper_),
+          firmware_(asi.FirmwareRev) {
         std::transform(std::begin(asi.Attribute), std::end(asi.Attribute), ids_.begin(),
                        [](const SMART_ATTRIBUTE& attribute) { return attribute.Id; });
     }
+    Drive(const Drive&) = delete; // its texts view its own members
+    Drive& operator=(const Drive&) = delete;
 
     bool meets(const Condition& condition) const {
         switch (condition.subject) {
         case Condition::Subject::Nothing:
             return true;
         case Condition::Subject::Model:
-            return has(asi_.Model, condition) == condition.wanted;
+            return model_.meets(condition);
         case Condition::Subject::UpperModel:
-            return has(upperModel_, condition) == condition.wanted;
+            return upperModel_.meets(condition);
         case Condition::Subject::Firmware:
-            return has(asi_.FirmwareRev, condition) == condition.wanted;
+            return firmware_.meets(condition);
         case Condition::Subject::Ids:
-            return condition.idCount <= ids_.size() &&
-                   std::equal(condition.ids, condition.ids + condition.idCount, ids_.begin());
+            return std::equal(condition.ids, condition.ids + condition.idCount, ids_.begin());
         case Condition::Subject::Record:
             return condition.ask(asi_);
         }
         return false;
     }
 
-    bool meets(const VendorRule& rule) const {
-        return std::all_of(std::begin(rule.when), std::end(rule.when),
-                           [this](const Condition& condition) { return meets(condition); });
-    }
-
-    static bool has(std::wstring_view text, const Condition& condition) {
-        for (std::wstring_view rest = condition.texts;;) {
-            const auto end = rest.find(L'|');
-            if (stands(text, rest.substr(0, end), condition.place)) return true;
-            if (end == rest.npos) return false;
-            rest.remove_prefix(end + 1);
-        }
-    }
+    bool meets(const VendorRule& rule) const { return meets(rule.when[0]) && meets(rule.when[1]); }
 
   private:
-    static bool stands(std::wstring_view text, std::wstring_view part, Condition::Place place) {
-        switch (place) {
-        case Condition::Place::Beginning:
-            return Begins(text, part);
-        case Condition::Place::Anywhere:
-            return Contains(text, part);
-        case Condition::Place::BehindFirst:
-            return ContainsAfterStart(text, part);
-        }
-        return false;
-    }
-
     const AtaSmartInfo& asi_;
-    std::wstring upperModel_;
+    std::wstring upper_;
+    SearchedText model_;
+    SearchedText upperModel_;
+    SearchedText firmware_;
     std::array<std::uint8_t, kSmartEntries> ids_;
 };
 
@@ -100,8 +126,9 @@ void write(AtaSmartInfo& asi, const Dialect& dialect, const char* name, Explanat
 // Id, key and code are written anew each time. The unit and the flags start as 0 with the record and change
 // only where a row says so, in a second classification of the same record as well.
 void ClassifyDrive(AtaSmartInfo& asi, Explanation* why) {
+    const SearchedText model(asi.Model);
     if (std::any_of(std::begin(kSsdHints), std::end(kSsdHints),
-                    [&](const Condition& hint) { return Drive::has(asi.Model, hint); }))
+                    [&](const Condition& hint) { return model.meets(hint); }))
         asi.IsSsd = 1;
     if (!asi.IsSsd) {
         write(asi, kHardDisk, kHardDiskRule, why);

@@ -8,28 +8,38 @@ namespace {
 using Subject = Condition::Subject;
 using Place = Condition::Place;
 
+constexpr Condition textual(Subject subject, Place place, std::wstring_view texts) {
+    std::uint64_t beginnings = 0;
+    for (std::size_t at = 0; at < texts.size(); ++at) {
+        if (at > 0 && texts[at - 1] != L'|') continue;
+        const bool hasPair = at + 1 < texts.size() && texts[at + 1] != L'|';
+        beginnings |= hasPair ? letterPair(texts[at], texts[at + 1]) : kAnyLetterPair;
+    }
+    return {.subject = subject, .place = place, .texts = texts, .beginnings = beginnings};
+}
+
 // Conditions on texts: each takes alternatives with '|' between them.
 
 constexpr Condition begins(std::wstring_view texts) {
-    return {.subject = Subject::Model, .place = Place::Beginning, .texts = texts};
+    return textual(Subject::Model, Place::Beginning, texts);
 }
 constexpr Condition contains(std::wstring_view texts) {
-    return {.subject = Subject::Model, .place = Place::Anywhere, .texts = texts};
+    return textual(Subject::Model, Place::Anywhere, texts);
 }
 constexpr Condition containsBehindFirst(std::wstring_view texts) {
-    return {.subject = Subject::Model, .place = Place::BehindFirst, .texts = texts};
+    return textual(Subject::Model, Place::BehindFirst, texts);
 }
 constexpr Condition upperBegins(std::wstring_view texts) {
-    return {.subject = Subject::UpperModel, .place = Place::Beginning, .texts = texts};
+    return textual(Subject::UpperModel, Place::Beginning, texts);
 }
 constexpr Condition upperContains(std::wstring_view texts) {
-    return {.subject = Subject::UpperModel, .place = Place::Anywhere, .texts = texts};
+    return textual(Subject::UpperModel, Place::Anywhere, texts);
 }
 constexpr Condition firmwareBegins(std::wstring_view texts) {
-    return {.subject = Subject::Firmware, .place = Place::Beginning, .texts = texts};
+    return textual(Subject::Firmware, Place::Beginning, texts);
 }
 constexpr Condition firmwareContains(std::wstring_view texts) {
-    return {.subject = Subject::Firmware, .place = Place::Anywhere, .texts = texts};
+    return textual(Subject::Firmware, Place::Anywhere, texts);
 }
 constexpr Condition no(Condition condition) {
     condition.wanted = false;

@@ -21,6 +21,16 @@ struct Dialect {
     const wchar_t* code; ///< SsdVendorString
 };
 
+/// Sets of letter pairs, hashed to 64 bits: a text that lacks the pair which a part begins with lacks the
+/// part. They answer most conditions without a search.
+constexpr std::uint64_t letterPair(wchar_t first, wchar_t second) {
+    return std::uint64_t{1} << ((static_cast<std::uint32_t>(first) * 29 +
+                                 static_cast<std::uint32_t>(second)) &
+                                63);
+}
+
+inline constexpr std::uint64_t kAnyLetterPair = ~std::uint64_t{0}; ///< of what is too short for a pair
+
 /// One question about a drive. Comparisons are case-sensitive.
 struct Condition {
     enum class Subject : std::uint8_t {
@@ -37,6 +47,7 @@ struct Condition {
     Place place = Place::Anywhere;
     bool wanted = true;           ///< false: the condition holds where the text is absent
     std::wstring_view texts = {}; ///< alternatives, with '|' between them
+    std::uint64_t beginnings = 0; ///< letterPair of the first two letters of each of them
     const std::uint8_t* ids = nullptr;
     std::size_t idCount = 0;
     bool (*ask)(const AtaSmartInfo&) = nullptr;

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iterator>
+#include <string_view>
 
 using namespace orv;
 
@@ -88,7 +89,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     ClassifyDrive(asi, &why);
     if (asi.HostReadsWritesUnit > HOST_UNIT_GB) std::abort();
     if (!asi.IsSsd) {
-        if (why.dialect != kHardDiskRule || asi.DiskVendorId != VENDOR_GENERAL) std::abort();
+        if (std::string_view(why.dialect) != kHardDiskRule || asi.DiskVendorId != VENDOR_GENERAL)
+            std::abort();
     } else if (!knows(kVendorRules, asi, why.dialect)) {
         std::abort();
     }
