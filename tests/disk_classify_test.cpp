@@ -216,7 +216,7 @@ TEST(ClassifyDrive, OverlapsAndNearMisses) {
         {"Unknown SSD", L"Samsung SSD 860 EVO", L"1", {}, "1 SmartSsd - none"},
         {"Samsung: ids 5 9 12 177 179 181 182", L"CT500MX500SSD1", L"M3CR", samsung, "6 SmartSamsung sg none"},
         {"Micron MU03: M500, MX and BX", L"ct240bx500ssd1", L"mu01", {}, "18 SmartMicronMU03 m3 32MB"},
-        {"Unknown SSD", L"C500 DRIVE", L"H1", {}, "1 SmartSsd - none"},
+        {"Unknown SSD", L"C500 DRIVE", L"H", {}, "1 SmartSsd - none"},
         {"OCZ Vector", L"OCZ-PETROL", L"1", {1, 3, 4, 5, 9, 12, 232}, "14 SmartOczVector oz none"},
         {"Unknown SSD", L"KINGSTON SV300", L"1", {}, "1 SmartSsd - none"},
         {"Unknown SSD", L"SSD HFS TND", L"1", {}, "1 SmartSsd - none RawInverted"},
