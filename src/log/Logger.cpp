@@ -4,8 +4,6 @@
 #include "platform/text.h"
 
 #include <spdlog/details/os.h>
-#include <spdlog/sinks/basic_file_sink.h>
-#include <spdlog/sinks/stdout_color_sinks.h>
 
 #include <ctime>
 #include <memory>
@@ -41,12 +39,12 @@ spdlog::level::level_enum toSpdlog(Level level) {
 
 std::vector<spdlog::sink_ptr> makeSinks(const std::string& directory) {
     std::vector<spdlog::sink_ptr> sinks;
-    const auto console = std::make_shared<spdlog::sinks::stdout_color_sink_mt>();
+    const auto console = std::make_shared<StdoutSink>();
     console->set_level(spdlog::level::info);
     sinks.push_back(console);
     try {
         const std::string path = fmt::format("{}/{}_{}.log", directory, kLogBaseName, localDate());
-        const auto file = std::make_shared<spdlog::sinks::basic_file_sink_mt>(path, false);
+        const auto file = std::make_shared<FileSink>(path, false);
         file->set_level(spdlog::level::debug);
         spdlog::logger("init", file).info(kSeparatorLine);
         file->flush();

@@ -1,11 +1,10 @@
 #pragma once
 
-#include "log/backtrack_sink.h"
+#include "log/Sinks.h"
 
 #include <spdlog/logger.h>
 
 #include <cstddef>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -19,8 +18,6 @@ class Logger : public spdlog::logger {
 };
 
 namespace log {
-
-using RingSink = backtrack_sink<std::mutex>;
 
 inline constexpr std::size_t kRingCapacity = 64; // lines
 

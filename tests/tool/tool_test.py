@@ -39,6 +39,19 @@ class Call(unittest.TestCase):
         self.assertEqual((3, "-1\n38\n"), (status, out))
         self.assertNotEqual("", err.strip())
 
+    def test_a_hardware_fault_outside_of_the_guarded_reports_ends_it_with_status_4(self):
+        with tempfile.TemporaryDirectory() as folder:
+            machine = Path(folder) / "faulty.json"
+            machine.write_text('{"name": "x", "memory": {"totalPhys": 8, "availPhys": 4}, "faults": ['
+                               '{"request": "memoryStatus", "nth": 2, "hardwareFault": "0xC0000005"},'
+                               '{"request": "adapters", "hardwareFault": "0xC0000005"}]}')
+            status, out, err = hwprobe("call", "getMemoryLoad", "getNetCurrentSpeed", "getMemoryLoad",
+                                       "getLastError", "--machine", str(machine))
+        fault = "catch SEH exception: EXCEPTION_ACCESS_VIOLATION"
+        self.assertEqual((4, f'50\n{{"error":"{fault}"}}\n'), (status, out))
+        self.assertEqual([fault, "getMemoryLoad: ended by hardware fault 0xC0000005, as a host would be"],
+                         err.splitlines())
+
     def test_this_machine_answers(self):
         status, out, err = hwprobe("call", "getMemoryLoad", "getNetCurrentSpeed", "getLastError")
         self.assertEqual(0, status, err)

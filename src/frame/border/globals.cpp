@@ -12,8 +12,6 @@
 #include "platform/Platform.h"
 #include "platform/floatingPoint.h"
 
-#include <spdlog/sinks/stdout_color_sinks.h>
-
 namespace orv {
 
 const std::unordered_map<std::uint32_t, std::string> sehExceptionNames = {
@@ -124,9 +122,9 @@ const bool failuresHaveRoom = (frame::makeRoomForFailures(), true);
 void setConsole(Console target) {
     spdlog::sink_ptr console;
     if (target == Console::standardError)
-        console = std::make_shared<spdlog::sinks::stderr_color_sink_mt>();
+        console = std::make_shared<log::StderrSink>();
     else
-        console = std::make_shared<spdlog::sinks::stdout_color_sink_mt>();
+        console = std::make_shared<log::StdoutSink>();
     console->set_level(target == Console::off ? spdlog::level::off : spdlog::level::info);
     log::sharedSinks().front() = console;
     for (Logger* logger : allLoggers)

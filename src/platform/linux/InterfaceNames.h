@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/linux/RootedFiles.h"
+#include "state/HeldMutex.h"
 
 #include <memory>
 #include <mutex>
@@ -31,7 +32,7 @@ class InterfaceNames {
     bool taken(const std::string& description) const;
 
     const RootedFiles& files_;
-    std::mutex mutex_;
+    HeldMutex mutex_;
     std::vector<std::unique_ptr<Entry>> entries_;
 };
 

@@ -2,6 +2,7 @@
 
 #include "platform/PlatformOf.h"
 #include "platform/linux/DeviceServices.h"
+#include "platform/linux/FaultTrap.h"
 #include "platform/linux/GraphicsSdk.h"
 #include "platform/linux/InterfaceNames.h"
 #include "platform/linux/Libraries.h"

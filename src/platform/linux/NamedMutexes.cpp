@@ -120,7 +120,7 @@ class LinuxNamedMutexes::LockFile {
     std::string path_;
     int file_;
     pid_t process_ = ::getpid();
-    std::mutex guard_;
+    HeldMutex guard_;
     std::thread::id owner_;
     int depth_ = 0;
 };

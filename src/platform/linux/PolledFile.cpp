@@ -1,11 +1,10 @@
 #include "platform/linux/PolledFile.h"
 
 #include "platform/linux/ErrorCodes.h"
+#include "state/HeldMutex.h"
 
-#include <atomic>
 #include <cerrno>
 #include <fcntl.h>
-#include <pthread.h>
 #include <unistd.h>
 
 namespace orv::platform {
@@ -18,17 +17,12 @@ constexpr std::size_t kFirstSize = 8192;
 // make the kernel form the whole content once more.
 constexpr std::size_t kKernelPage = 4096;
 constexpr std::size_t kLongestRecord = 1024;
-
-/// Counts the forks that led to this process, without a system call on each poll.
-std::atomic<unsigned> forks{0};
-[[maybe_unused]] const int forkHandler =
-    ::pthread_atfork(nullptr, nullptr, [] { forks.fetch_add(1, std::memory_order_relaxed); });
 } // namespace
 
 Result<std::string_view> PolledFile::read() {
     using Answer = Result<std::string_view>;
     // What stands below /proc/self belongs to the process that opened it: a forked child opens its own.
-    if (file_ >= 0 && generation_ != forks.load(std::memory_order_relaxed)) close();
+    if (file_ >= 0 && generation_ != ForkSteps::generation()) close();
     if (file_ < 0)
         if (const ErrorCode error = open()) return Answer::failed(error);
 
@@ -51,7 +45,7 @@ Result<std::string_view> PolledFile::read() {
 
 ErrorCode PolledFile::open() {
     file_ = ::open(files_.full(path_).c_str(), O_RDONLY | O_CLOEXEC);
-    generation_ = forks.load(std::memory_order_relaxed);
+    generation_ = ForkSteps::generation();
     return file_ < 0 ? errorFromErrno(errno) : kSuccess;
 }
 

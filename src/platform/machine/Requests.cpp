@@ -1,5 +1,6 @@
 #include "platform/machine/Requests.h"
 
+#include "platform/FaultTrap.h"
 #include "platform/machine/Node.h"
 
 #include <limits>
@@ -33,7 +34,7 @@ ErrorCode Requests::faultFor(std::string_view operation) {
     const std::uint64_t number = ++count->second;
     for (const Fault& fault : faults_) {
         if (fault.operation != operation || (fault.nth != 0 && fault.nth != number)) continue;
-        if (fault.hardwareFault != 0) throw HardwareFault{fault.hardwareFault};
+        if (fault.hardwareFault != 0) raiseFault(fault.hardwareFault);
         return fault.error;
     }
     return kSuccess;

@@ -12,12 +12,6 @@ namespace orv::platform {
 
 class Node;
 
-/// A hardware fault of a described machine on its way to the fault trap. Not derived from the standard
-/// exception: nothing but the trap stops it, as on a real machine.
-struct HardwareFault {
-    std::uint32_t code;
-};
-
 /// A planned failure: the nth request of an operation (0: every one) fails with an error code, or raises a
 /// hardware fault.
 struct Fault {
@@ -47,7 +41,7 @@ class Requests {
     /// Requests since failRequest.
     std::uint64_t count() const { return sweepCount_; }
 
-    /// Gives the error planned for this request, kSuccess for none; throws HardwareFault for a planned one.
+    /// Gives the error planned for this request, kSuccess for none; a planned hardware fault is raised.
     ErrorCode enter(std::string_view operation) {
         return enter(operation, [] { return std::string(); });
     }

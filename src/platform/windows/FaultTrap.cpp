@@ -4,6 +4,7 @@
 
 #include <cfloat>
 #include <cstddef>
+#include <cstdlib>
 #include <malloc.h>
 
 namespace orv::platform {
@@ -75,16 +76,16 @@ __attribute__((noinline)) void callGuarded(Guard& guard, const std::function<voi
 
 } // namespace
 
-std::uint32_t WindowsFaultTrap::run(const std::function<void()>& body) {
-    Guard guard;
+std::uint32_t WindowsFaultTrap::guard(const std::function<void()>& body) {
+    Guard call;
     {
-        const Armed armed(guard);
-        callGuarded(guard, body);
+        const Armed armed(call);
+        callGuarded(call, body);
     }
     // The fault may have left values on the x87 stack, or an exception that the next floating-point
     // instruction would raise again.
-    if (guard.code != 0) asm volatile("fnclex\n\temms");
-    return guard.code;
+    if (call.code != 0) asm volatile("fnclex\n\temms");
+    return call.code;
 }
 
 void WindowsFaultTrap::resetStack() {
@@ -93,6 +94,15 @@ void WindowsFaultTrap::resetStack() {
 
 void WindowsFaultTrap::clearFloatingPointStatus() {
     ::_clearfp();
+}
+
+std::unique_ptr<FaultTrap> makeHostFaultTrap() {
+    return std::make_unique<WindowsFaultTrap>();
+}
+
+void raiseFault(std::uint32_t code) {
+    ::RaiseException(code, EXCEPTION_NONCONTINUABLE, 0, nullptr);
+    std::abort(); // a handler of the host's went on all the same
 }
 
 } // namespace orv::platform
