@@ -238,7 +238,8 @@ std::uint32_t LinuxNamedMutexes::WaitForSingleObject(MutexHandle mutex, std::uin
     const auto lock = find(mutex);
     if (!lock) return kWaitFailed;
     const auto end = Clock::now() + std::chrono::milliseconds(milliseconds);
-    // A holder marks the file within microseconds. One that never does is no process of ours: the name is taken.
+    // A holder marks the file within microseconds. One that never does is no process of ours: the name is
+    // taken.
     bool taken = milliseconds > 0;
     for (;;) {
         const std::uint32_t result = lock->tryLock();

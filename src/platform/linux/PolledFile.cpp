@@ -2,6 +2,7 @@
 
 #include "platform/linux/ErrorCodes.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <fcntl.h>
@@ -25,7 +26,7 @@ std::atomic<unsigned> forks{0};
     ::pthread_atfork(nullptr, nullptr, [] { forks.fetch_add(1, std::memory_order_relaxed); });
 } // namespace
 
-Result<std::string_view> PolledFile::read() {
+Result<std::string_view> PolledFile::read(std::size_t most) {
     using Answer = Result<std::string_view>;
     // What stands below /proc/self belongs to the process that opened it: a forked child opens its own.
     if (file_ >= 0 && generation_ != forks.load(std::memory_order_relaxed)) close();
@@ -34,8 +35,8 @@ Result<std::string_view> PolledFile::read() {
 
     if (content_.empty()) content_.resize(kFirstSize);
     for (std::size_t used = 0;;) {
-        const ssize_t got =
-            ::pread(file_, content_.data() + used, content_.size() - used, static_cast<off_t>(used));
+        const std::size_t room = std::min(content_.size(), most) - used;
+        const ssize_t got = ::pread(file_, content_.data() + used, room, static_cast<off_t>(used));
         if (got < 0 && errno == EINTR) continue;
         if (got < 0) {
             const ErrorCode error = errorFromErrno(errno);
@@ -43,6 +44,7 @@ Result<std::string_view> PolledFile::read() {
             return Answer::failed(error);
         }
         used += static_cast<std::size_t>(got);
+        if (used == most) return {std::string_view(content_.data(), used)};
         const bool last = got == 0 || static_cast<std::size_t>(got) + kLongestRecord <= kKernelPage;
         if (last && used < content_.size()) return {std::string_view(content_.data(), used)};
         if (used == content_.size()) content_.resize(used * 2);

@@ -11,10 +11,10 @@
 
 namespace orv::platform {
 
-/// The logical processors that the logic sees: those of one package that are on line and that this process may
-/// run on, 32 at most. It is the package of the lowest such processor. Bit i of a mask is the i-th of them, in
-/// affinity, topology records and machine registers alike. Without a topology they are the kernel's first 32.
-/// Taken once: what the logic remembers by its bit has to stay the same processor.
+/// The logical processors that the logic sees: those of one package that are on line and that this process
+/// may run on, 32 at most. It is the package of the lowest such processor. Bit i of a mask is the i-th of
+/// them, in affinity, topology records and machine registers alike. Without a topology they are the kernel's
+/// first 32. Taken once: what the logic remembers by its bit has to stay the same processor.
 class ProcessorSet {
   public:
     static constexpr std::size_t kMost = 32;

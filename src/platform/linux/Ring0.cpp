@@ -228,8 +228,8 @@ Ring0Answer LinuxRing0::ReadPciConfigDwordEx(pciAddress address, std::uint32_t r
     return byDriver([&] { return controlTemperature(false); }, itself);
 }
 
-/// A write that selects the control temperature stays here where a driver has it: the register pair belongs to
-/// the kernel.
+/// A write that selects the control temperature stays here where a driver has it: the register pair belongs
+/// to the kernel.
 Ring0Answer LinuxRing0::WritePciConfigDwordEx(pciAddress address, std::uint32_t reg, std::uint32_t value) {
     if (!inConfiguration(reg, sizeof value)) return Ring0Answer::failed(kInvalidParameter);
     if (address == kRootComplex) selected_.reset();

@@ -10,9 +10,9 @@
 
 namespace orv::platform {
 
-/// Machine registers by /dev/cpu/N/msr, PCI configuration space by the files of sysfs, ports by /dev/port. The
-/// registers that hold the processor's temperature are made from what the kernel's own drivers read, where
-/// they are loaded. docs/ring0.md tells which cause gives which status, and which way is taken when.
+/// Machine registers by /dev/cpu/N/msr, PCI configuration space by the files of sysfs, ports by /dev/port.
+/// The registers that hold the processor's temperature are made from what the kernel's own drivers read,
+/// where they are loaded. docs/ring0.md tells which cause gives which status, and which way is taken when.
 class LinuxRing0 : public Ring0 {
   public:
     LinuxRing0(const RootedFiles& files, ProcessorSet& processors)
@@ -33,7 +33,8 @@ class LinuxRing0 : public Ring0 {
     Ring0Answer WritePciConfigDwordEx(pciAddress address, std::uint32_t reg, std::uint32_t value) override;
 
   private:
-    /// A register behind an index and a data register: what the data register gives after `index` was written.
+    /// A register behind an index and a data register: what the data register gives after `index` was
+    /// written.
     struct Selected {
         std::uint32_t dataRegister = 0;
         std::uint32_t value = 0;

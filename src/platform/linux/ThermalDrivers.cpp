@@ -58,10 +58,10 @@ void ThermalDrivers::findCores() {
         files_.line(processorFolder(numbers.front()) + "/topology/physical_package_id");
     std::map<std::string, std::string> cores;
     for (CoreMonitor& monitor : monitors) {
-        const bool ours = monitor.package.empty()
-                              ? monitors.size() == 1 ||
-                                    files_.linkName(monitor.folder + "/device") == "coretemp." + package
-                              : monitor.package == package;
+        const bool ours =
+            monitor.package.empty()
+                ? monitors.size() == 1 || files_.linkName(monitor.folder + "/device") == "coretemp." + package
+                : monitor.package == package;
         if (ours) cores.merge(monitor.cores);
     }
     cores_.assign(numbers.size(), {});

@@ -54,9 +54,9 @@ std::int64_t LinuxTimers::queryPerformanceCounter() {
 }
 
 // What the thread had before travels in the class beside the normal one, its policy above bit 16, and in the
-// thread's priority, its nice value with the sign turned. A thread that is real-time already is left as it is.
-// The lowest real-time priority goes before every ordinary thread, and the kernel keeps a part of each second
-// for the others.
+// thread's priority, its nice value with the sign turned. A thread that is real-time already is left as it
+// is. The lowest real-time priority goes before every ordinary thread, and the kernel keeps a part of each
+// second for the others.
 Priorities LinuxTimers::priorities() {
     const auto policy = static_cast<std::uint32_t>(schedulingPolicy());
     return {kNormalClass | policy << kPolicyShift, -::getpriority(PRIO_PROCESS, 0)};
