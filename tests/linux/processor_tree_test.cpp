@@ -188,9 +188,11 @@ TEST_F(Tree, ClocksComeFromCpufreqElseFromTheProcessorsReport) {
     file(policy + "4/scaling_cur_freq",
          "<unsupported>\n"); // what the kernel says of a policy without a clock
     EXPECT_NEAR(1800.0, speedOf(machine), 0.1);
-    fs::remove_all(root_ + policy + "4");
-    EXPECT_NEAR(1800.0, speedOf(machine), 0.1);
+    fs::rename(root_ + policy + "4", root_ + policy + "6");
+    file(policy + "6/scaling_cur_freq", "3000000\n");
+    EXPECT_NEAR((3 * 1800 + 3000) / 4.0, speedOf(machine), 0.1); // the policies are looked for anew
     fs::remove_all(root_ + policy + "0");
+    fs::remove_all(root_ + policy + "6");
     EXPECT_NEAR(2500.25, speedOf(machine), 0.1);
     file(policy + "0/scaling_cur_freq", "1900000\n"); // its processors are on line again
     file(policy + "0/cpuinfo_max_freq", "4000000\n");
@@ -233,6 +235,17 @@ TEST(LinuxTimers, ARealTimePolicyWhereItIsGrantedAndTheFormerOneBack) {
         EXPECT_EQ(SCHED_BATCH, ::sched_getscheduler(0));
         EXPECT_EQ(3, ::getpriority(PRIO_PROCESS, 0));
         if (!granted) return;
+        // A limit on the time of real-time threads would end the process in the middle of a measurement.
+        rlimit unlimited{};
+        ASSERT_EQ(0, ::getrlimit(RLIMIT_RTTIME, &unlimited));
+        rlimit limited = unlimited;
+        limited.rlim_cur = 200'000; // microseconds
+        ASSERT_EQ(0, ::setrlimit(RLIMIT_RTTIME, &limited));
+        timers.setPriorities({0x100, 15});
+        EXPECT_EQ(SCHED_BATCH, ::sched_getscheduler(0));
+        timers.setPriorities(before);
+        EXPECT_EQ(3, ::getpriority(PRIO_PROCESS, 0));
+        ASSERT_EQ(0, ::setrlimit(RLIMIT_RTTIME, &unlimited));
         // A thread of a host's own real-time class stays in it.
         lowest.sched_priority = 7;
         ASSERT_EQ(0, ::sched_setscheduler(0, SCHED_RR, &lowest));

@@ -32,6 +32,12 @@ bool isOrdinary(int policy) {
     return policy == SCHED_OTHER || policy == SCHED_BATCH || policy == SCHED_IDLE;
 }
 
+/// A limit on what a real-time thread may spin in one go, whose passing ends the process.
+bool spinIsLimited() {
+    rlimit limit{};
+    return ::getrlimit(RLIMIT_RTTIME, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY;
+}
+
 bool setSchedulingPolicy(int policy) {
     const int flag = std::max(::sched_getscheduler(0), 0) & SCHED_RESET_ON_FORK;
     sched_param parameters{};
@@ -66,7 +72,7 @@ void LinuxTimers::setPriorities(const Priorities& priorities) {
     const bool raise = priorities.processClass == kRealTimeClass;
     const int policy = raise ? SCHED_FIFO : static_cast<int>(priorities.processClass >> kPolicyShift);
     if (!isOrdinary(raise ? schedulingPolicy() : policy)) return;
-    const bool granted = setSchedulingPolicy(policy);
+    const bool granted = !(raise && spinIsLimited()) && setSchedulingPolicy(policy);
     if (!raise || !granted) ::setpriority(PRIO_PROCESS, 0, raise ? kHighestNice : -priorities.thread);
 }
 
