@@ -11,6 +11,7 @@
 #include "platform/linux/NetworkTables.h"
 #include "platform/linux/PerformanceCounters.h"
 #include "platform/linux/Processor.h"
+#include "platform/linux/ProcessorSet.h"
 #include "platform/linux/Registry.h"
 #include "platform/linux/Ring0.h"
 #include "platform/linux/RootedFiles.h"
@@ -33,8 +34,9 @@ struct LinuxServices {
     LinuxLibraries libraries{files};
     LinuxGraphicsSdk graphicsSdk{files};
     LinuxProcesses processes;
-    LinuxProcessor processor{files};
-    LinuxRing0 ring0{files};
+    ProcessorSet processors{files};
+    LinuxProcessor processor{files, processors};
+    LinuxRing0 ring0{files, processors};
     LinuxNamedMutexes namedMutexes{files};
     LinuxTimers timers;
     LinuxPerformanceCounters performanceCounters{files};

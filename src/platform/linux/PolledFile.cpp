@@ -3,6 +3,7 @@
 #include "platform/linux/ErrorCodes.h"
 #include "state/HeldMutex.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <unistd.h>
@@ -19,7 +20,7 @@ constexpr std::size_t kKernelPage = 4096;
 constexpr std::size_t kLongestRecord = 1024;
 } // namespace
 
-Result<std::string_view> PolledFile::read() {
+Result<std::string_view> PolledFile::read(std::size_t most) {
     using Answer = Result<std::string_view>;
     // What stands below /proc/self belongs to the process that opened it: a forked child opens its own.
     if (file_ >= 0 && generation_ != ForkSteps::generation()) close();
@@ -28,8 +29,8 @@ Result<std::string_view> PolledFile::read() {
 
     if (content_.empty()) content_.resize(kFirstSize);
     for (std::size_t used = 0;;) {
-        const ssize_t got =
-            ::pread(file_, content_.data() + used, content_.size() - used, static_cast<off_t>(used));
+        const std::size_t room = std::min(content_.size(), most) - used;
+        const ssize_t got = ::pread(file_, content_.data() + used, room, static_cast<off_t>(used));
         if (got < 0 && errno == EINTR) continue;
         if (got < 0) {
             const ErrorCode error = errorFromErrno(errno);
@@ -37,6 +38,7 @@ Result<std::string_view> PolledFile::read() {
             return Answer::failed(error);
         }
         used += static_cast<std::size_t>(got);
+        if (used == most) return {std::string_view(content_.data(), used)};
         const bool last = got == 0 || static_cast<std::size_t>(got) + kLongestRecord <= kKernelPage;
         if (last && used < content_.size()) return {std::string_view(content_.data(), used)};
         if (used == content_.size()) content_.resize(used * 2);

@@ -17,8 +17,8 @@ class PolledFile {
     PolledFile(const PolledFile&) = delete;
     PolledFile& operator=(const PolledFile&) = delete;
 
-    /// The content now; the view stays valid until the next call.
-    Result<std::string_view> read();
+    /// The content now, of a longer one its first `most` bytes; the view stays valid until the next call.
+    Result<std::string_view> read(std::size_t most = std::string_view::npos);
 
   private:
     ErrorCode open();
