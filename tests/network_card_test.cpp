@@ -1,5 +1,5 @@
 #include "log/log.h"
-#include "networks/Adapter.h"
+#include "networks/adapter.h"
 #include "orvane/hwprobe.h"
 #include "regedit/regedit.h"
 #include "support/CapturedLog.h"
