@@ -73,6 +73,28 @@ TEST(NetworkCards, AddressesDescriptionsAndBrokenCards) {
     EXPECT_STREQ("null", getNetCardMessage());
 }
 
+TEST(NetworkCards, RequestsInTheirOrder) {
+    TestMachine machine(machineWith(R"({"description": "Card"})", R"({"key": "7", "description": "Card"})"));
+    machine->requests().keepRecord(true);
+    getNetCardMessage();
+    getNetCardMessage();
+    const std::string key = R"(openRegistryKey SOFTWARE\Microsoft\Windows NT\CurrentVersion\NetworkCards\)";
+    const std::vector<std::string> expected = {"openProcessToken",
+                                               "lookupPrivilege SeDebugPrivilege",
+                                               "lookupPrivilege SeBackupPrivilege",
+                                               "lookupPrivilege SeRestorePrivilege",
+                                               "enablePrivileges 3",
+                                               key + " 0x20019",
+                                               "registrySubkey 0",
+                                               "registrySubkey 1",
+                                               key + "7\\ 0x20019",
+                                               "registryValueInfo Description",
+                                               "registryValue Description",
+                                               "adapterAddressesSize",
+                                               "adapterAddresses 376"};
+    EXPECT_EQ(expected, machine->requests().record());
+}
+
 TEST(NetworkCards, FailuresAreCachedEmptyAndPrivilegesAreNot) {
     const struct {
         const char* request;
