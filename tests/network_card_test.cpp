@@ -164,6 +164,7 @@ TEST(Regedit, OneKeyAtATime) {
     EXPECT_FALSE(key.queryValue(L"Description", data, nullptr));
     ASSERT_TRUE(key.open(kCards, 0x20019));
     EXPECT_FALSE(key.enumKey(names)) << "a name that does not fit";
+    EXPECT_THAT(log.lines().back(), HasSubstr("error RegEnumKeyEx failed: error code: 234"));
     EXPECT_THAT(names, ::testing::ElementsAre(L"before", L"2")) << "the names before it stay";
     EXPECT_FALSE(key.queryValue(L"Description", data, nullptr));
     ASSERT_TRUE(key.open(std::wstring(kCards) + L"2\\", 0x20019));

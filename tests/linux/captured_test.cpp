@@ -171,6 +171,20 @@ TEST(LinuxBattery, ABatteryThatIsPulledLeavesItsIndexToTheNext) {
     EXPECT_EQ(0, initBattery()) << "a kernel without power supplies has no battery";
 }
 
+TEST(PolledFolder, ShowsWhatChangedWhileItStaysOpen) {
+    using Names = std::vector<std::string>;
+    const Tree tree;
+    const platform::RootedFiles running("");
+    platform::PolledFolder folder(running, tree.root() + "/folder");
+    EXPECT_EQ(platform::kFileNotFound, folder.list().error);
+    tree.file("folder/b", "");
+    EXPECT_EQ(Names{"b"}, folder.list().value) << "looked for again";
+    tree.file("folder/a", "");
+    EXPECT_EQ((Names{"a", "b"}), folder.list().value);
+    tree.remove("folder/b");
+    EXPECT_EQ(Names{"a"}, folder.list().value);
+}
+
 /// No descriptor can be opened while it lives.
 class NoDescriptors {
   public:
