@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,6 +27,7 @@ class InterfaceNames {
         std::string description;
     };
 
+    /// Empty when the interface cannot be looked into.
     std::string describe(const std::string& interface) const;
     std::string pciProduct(const std::string& device) const;
     std::string usbProduct(const std::string& device) const;
@@ -34,6 +36,7 @@ class InterfaceNames {
     const RootedFiles& files_;
     HeldMutex mutex_;
     std::vector<std::unique_ptr<Entry>> entries_;
+    std::set<std::string> unknown_; // could not be looked into yet: their own names serve
 };
 
 } // namespace orv::platform

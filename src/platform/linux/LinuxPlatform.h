@@ -44,7 +44,7 @@ struct LinuxServices {
     LinuxDeviceTree deviceTree{files};
     LinuxDeviceFiles deviceFiles{files};
     LinuxRegistry registry{files, interfaceNames};
-    LinuxPrivileges privileges;
+    LinuxPrivileges privileges{files};
 };
 
 /// The running system, or a captured tree of its files.
