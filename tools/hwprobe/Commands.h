@@ -9,6 +9,7 @@ namespace tool {
 inline constexpr int kExitOk = 0;
 inline constexpr int kExitUsage = 2;
 inline constexpr int kExitFailedCall = 3;
+inline constexpr int kExitOutput = 4;
 
 /// `title` names the machine that is shown.
 int show(const std::string& title, bool json);

@@ -86,7 +86,7 @@ MachineAmd::MachineAmd(const Node& root, Requests& requests) : requests_(request
     amd->done();
 }
 
-adl::Status MachineAmd::enter(std::string_view function, int index, Adapter*& adapter) {
+adl::Status MachineAmd::enter(RequestName function, int index, Adapter*& adapter) {
     if (const auto error = requests_.enter(function, [&] { return fmt::format("adapter {}", index); }))
         return static_cast<adl::Status>(error);
     for (Adapter& candidate : adapters_) {
@@ -98,7 +98,7 @@ adl::Status MachineAmd::enter(std::string_view function, int index, Adapter*& ad
 }
 
 template <class Value>
-adl::Status MachineAmd::answer(std::string_view function, int index, std::optional<Value> Adapter::*value,
+adl::Status MachineAmd::answer(RequestName function, int index, std::optional<Value> Adapter::*value,
                                Value& into) {
     Adapter* adapter = nullptr;
     if (const auto status = enter(function, index, adapter)) return status;

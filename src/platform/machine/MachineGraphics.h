@@ -44,7 +44,7 @@ class MachineNvidia : public NvapiServer {
         bool asleep = false;
     };
     /// The status of one request and, when that is kOk, its adapter.
-    nvapi::Status enter(std::string_view function, nvapi::GpuHandle gpu, Adapter*& adapter);
+    nvapi::Status enter(RequestName function, nvapi::GpuHandle gpu, Adapter*& adapter);
 
     Requests& requests_;
     std::vector<Adapter> adapters_;
@@ -95,10 +95,9 @@ class MachineAmd : public AdlServer {
         std::optional<std::int64_t> memory;
     };
     static Adapter readAdapter(const Node& entry, std::size_t position);
-    adl::Status enter(std::string_view function, int index, Adapter*& adapter);
+    adl::Status enter(RequestName function, int index, Adapter*& adapter);
     template <class Value>
-    adl::Status answer(std::string_view function, int index, std::optional<Value> Adapter::*value,
-                       Value& into);
+    adl::Status answer(RequestName function, int index, std::optional<Value> Adapter::*value, Value& into);
 
     Requests& requests_;
     std::string library_;
