@@ -77,6 +77,9 @@ int run(int argc, char** argv) {
     CLI::App app{"Shows what Orvane HwProbe reads from this machine or from a described one.", "hwprobe"};
     app.set_version_flag("--version", "hwprobe " HWPROBE_VERSION);
     app.require_subcommand(1);
+    app.footer("Status: 0 all answered; 2 wrong usage, a machine file that cannot be used, or a failure "
+               "planned in it\n"
+               "that no request met; 3 a call failed; 4 the output cannot be written.");
 
     CLI::App& show =
         *app.add_subcommand("show", "Every reading once, with units, or the reason why it failed");
