@@ -333,7 +333,8 @@ TEST_F(Smbus, UnreadableBytesAndEmptyBuses) {
 
 // A pause lasts until a look at the clock, 1 ns later each time, finds 1000 ns gone.
 TEST_F(Smbus, WaitsExactlyAsTheDevicesNeed) {
-    amd(withRows(26, R"({"address": "0xA0", "kind": "DDR4"})") + R"(, "clock": {"stepNs": 1})");
+    use(std::string(kNothingButAmd) + R"(, "clock": {"stepNs": 1}, "smbus": {"controller": "amd", )" +
+        withRows(26, R"({"address": "0xA0", "kind": "DDR4"})") + "}");
     SMBus smbus;
     const auto spent = [&](auto&& action) {
         const auto start = machine->machineClock().now();
