@@ -70,6 +70,10 @@ struct Case {
     const char* rest = "";
 };
 
+void PrintTo(const Case& row, std::ostream* out) {
+    *out << row.name;
+}
+
 class AmdReading : public testing::TestWithParam<Case> {};
 
 TEST_P(AmdReading, FollowsTheOverdriveGeneration) {

@@ -89,6 +89,10 @@ struct Case {
     const char* error; ///< End of the last error after both readings.
 };
 
+void PrintTo(const Case& row, std::ostream* out) {
+    *out << row.name;
+}
+
 class NvidiaCase : public testing::TestWithParam<Case> {};
 
 TEST_P(NvidiaCase, Reads) {

@@ -65,6 +65,9 @@ TEST(SpdDDR4, TimingRoundsUp) {
         {"the upper half of byte 27 belongs to tRC: 48 ns",
          {{18, {0x08}}, {20, {0x01}}, {25, {0x08, 0x10, 0x21, 0x80}}},
          L"07-01-02-48"},
+        {"whole but for rounding: 14.161 / 0.833 is 17",
+         {{18, {0x07}}, {125, {0xD6}}, {20, {0, 0x80}}, {25, {0x71, 0x71, 0x01, 0x00}}, {121, {0x24, 0x24}}},
+         L"22-17-17-39"},
         {"three digits", {{18, {0x01}}, {20, {0x01}}, {25, {0x64, 0x00, 0x00, 0x00}}}, L"07-100-00-00"},
         {"no clock", {{20, {0x01}}, {25, {0x6E, 0x6E, 0x01, 0x00}}}, L"00-00-00-00"},
         {"a correction takes the whole clock", {{18, {1}}, {20, {1}}, {125, {0x83}}}, L"00-00-00-00"},
@@ -88,6 +91,28 @@ TEST(SpdDDR5, TimingRoundsUp) {
     for (const auto& row : cases)
         EXPECT_EQ(row.timing,
                   parseDDR5TimingBySPD(spdOf(1024, {{20, row.clock}, {24, row.latencies}, {32, row.times}})));
+}
+
+// Exact arithmetic in whole picoseconds says how many cycles cover a time.
+TEST(SpdDDR4, CyclesAreThoseOfWholePicoseconds) {
+    std::mt19937 random(5);
+    for (int i = 0; i < 20000; ++i) {
+        const auto byte = [&](unsigned most) { return static_cast<std::uint8_t>(random() % (most + 1)); };
+        // A clock that a module can have, and any times.
+        const Bytes clock = {static_cast<std::uint8_t>(4 + byte(8))};
+        const Bytes times = {byte(255), byte(255), byte(15), byte(255)};
+        const Bytes fine = {byte(255), byte(255), 0, 0, byte(255)}; // of tRP, tRCD and, last, the clock
+        const auto ps = [](unsigned medium, std::uint8_t correction) {
+            return static_cast<int>(medium) * 125 + static_cast<std::int8_t>(correction);
+        };
+        const int period = ps(clock[0], fine[4]);
+        const auto cycles = [&](int time) {
+            return time <= 0 ? time / period : (time + period - 1) / period;
+        };
+        EXPECT_EQ(fmt::format(L"14-{:02}-{:02}-{:02}", cycles(ps(times[0], fine[1])),
+                              cycles(ps(times[1], fine[0])), cycles(ps(times[2] * 256u + times[3], 0))),
+                  parseDDR4TimingBySPD(spdOf(512, {{18, clock}, {20, {0x80}}, {25, times}, {121, fine}})));
+    }
 }
 
 TEST(SpdSerialNumber, UpperCaseDigitsFromTheLowestOffset) {

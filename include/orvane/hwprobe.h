@@ -81,7 +81,8 @@ ORVANE_HWPROBE_API double getGpuTemperature(void);
 ORVANE_HWPROBE_API int32_t getMemoryLoad(void);
 
 /* Memory modules: {"code":1,"data":[{"manufacturer":TEXT,"model":TEXT},...]}; "data" is null when none is
-   listed. Failure: {"code":0,"data":REASON}. */
+   listed. Failure: {"code":0,"data":REASON}. Takes a quarter of a second or more for each module,
+   some seconds when the memory bus does not become free; the answer is the same then. */
 ORVANE_HWPROBE_API const char* getMemoryManufacturerAndModel(void);
 
 /* ---- Disks ----------------------------------------------------------------------------------------------

@@ -15,7 +15,8 @@ namespace tool {
 namespace {
 
 constexpr std::array kExports = {
-    Export{"getCpuBaseFrequency", &getCpuBaseFrequency},
+    Export{"getCpuBaseFrequency", &getCpuBaseFrequency, false,
+           "the processor's time-stamp counter stands still"},
     Export{"getCpuFrequency", &getCpuFrequency, true},
     Export{"getCpuLoad", &getCpuLoad, true},
     Export{"getCpuTemperature", &getCpuTemperature},
@@ -90,8 +91,13 @@ Outcome run(const Export& entry, std::uint32_t index) {
     if (fault != 0) endByFault(entry.name, fault);
     // The text of getLastError itself may look like anything.
     if (entry.name == "getLastError") caller.outcome.failed = false;
-    if (caller.outcome.failed) caller.outcome.reason = onOneLine(getLastError());
-    return std::move(caller.outcome);
+    Outcome& outcome = caller.outcome;
+    if (outcome.failed) outcome.reason = onOneLine(getLastError());
+    if (entry.zeroReason && outcome.value == decltype(outcome.value)(std::int32_t{0})) {
+        outcome.failed = true;
+        outcome.reason = entry.zeroReason;
+    }
+    return std::move(outcome);
 }
 
 std::string Outcome::raw() const {

@@ -93,8 +93,7 @@ MachineAmd::MachineAmd(const Node& root, Requests& requests) : requests_(request
     amd->done();
 }
 
-adl::Status MachineAmd::enter(std::string_view function, int index, Adapter*& adapter,
-                              std::string_view rest) {
+adl::Status MachineAmd::enter(RequestName function, int index, Adapter*& adapter, std::string_view rest) {
     if (const auto error =
             requests_.enter(function, [&] { return fmt::format("adapter {}{}", index, rest); }))
         return static_cast<adl::Status>(error);
@@ -107,7 +106,7 @@ adl::Status MachineAmd::enter(std::string_view function, int index, Adapter*& ad
 }
 
 template <class Value>
-adl::Status MachineAmd::answer(std::string_view function, int index, std::optional<Value> Adapter::*value,
+adl::Status MachineAmd::answer(RequestName function, int index, std::optional<Value> Adapter::*value,
                                Value& into, std::string_view rest) {
     Adapter* adapter = nullptr;
     if (const auto status = enter(function, index, adapter, rest)) return status;

@@ -45,7 +45,7 @@ class MachineNvidia : public NvapiServer {
         bool asleep = false;
     };
     /// The status of one request and, when that is kOk, its adapter. `rest` of the arguments is recorded.
-    nvapi::Status enter(std::string_view function, nvapi::GpuHandle gpu, Adapter*& adapter,
+    nvapi::Status enter(RequestName function, nvapi::GpuHandle gpu, Adapter*& adapter,
                         std::string_view rest = {});
 
     Requests& requests_;
@@ -98,13 +98,13 @@ class MachineAmd : public AdlServer {
     };
     static Adapter readAdapter(const Node& entry, std::size_t position);
     /// The status of one request and, when that is kOk, its adapter. `rest` of the arguments is recorded.
-    adl::Status enter(std::string_view function, int index, Adapter*& adapter, std::string_view rest = {});
+    adl::Status enter(RequestName function, int index, Adapter*& adapter, std::string_view rest = {});
     template <class Value>
-    adl::Status answer(std::string_view function, int index, std::optional<Value> Adapter::*value,
-                       Value& into, std::string_view rest = {});
+    adl::Status answer(RequestName function, int index, std::optional<Value> Adapter::*value, Value& into,
+                       std::string_view rest = {});
     /// As above for a function that takes the adapter's context, too.
     template <class Value>
-    adl::Status answer(adl::Context context, std::string_view function, int index,
+    adl::Status answer(adl::Context context, RequestName function, int index,
                        std::optional<Value> Adapter::*value, Value& into, std::string_view rest = {});
 
     Requests& requests_;

@@ -81,7 +81,7 @@ bool MachineNvidia::runHelper() {
     return true;
 }
 
-nvapi::Status MachineNvidia::enter(std::string_view function, nvapi::GpuHandle gpu, Adapter*& adapter,
+nvapi::Status MachineNvidia::enter(RequestName function, nvapi::GpuHandle gpu, Adapter*& adapter,
                                    std::string_view rest) {
     const auto position = std::find_if(adapters_.begin(), adapters_.end(),
                                        [&](const Adapter& candidate) { return &candidate == gpu; });
