@@ -1,10 +1,10 @@
 #include "platform/linux/PolledFile.h"
 
+#include "platform/linux/Descriptor.h"
 #include "platform/linux/ErrorCodes.h"
 
 #include <atomic>
 #include <cerrno>
-#include <fcntl.h>
 #include <pthread.h>
 #include <unistd.h>
 
@@ -50,7 +50,7 @@ Result<std::string_view> PolledFile::read() {
 }
 
 ErrorCode PolledFile::open() {
-    file_ = ::open(files_.full(path_).c_str(), O_RDONLY | O_CLOEXEC);
+    file_ = openDescriptor(files_.full(path_).c_str(), O_RDONLY);
     generation_ = forks.load(std::memory_order_relaxed);
     return file_ < 0 ? errorFromErrno(errno) : kSuccess;
 }
