@@ -144,10 +144,15 @@ void json_serializer::put(char letter) {
         throwEncodingFailed(static_cast<unsigned char>(letter));
 }
 
-void json_serializer::put(std::string_view ascii) {
-    const auto size = static_cast<std::streamsize>(ascii.size());
-    const std::streamsize written = target_.sputn(ascii.data(), size);
-    if (written != size) throwEncodingFailed(static_cast<unsigned char>(ascii[written]));
+void json_serializer::put(std::string_view clean) {
+    const auto size = static_cast<std::streamsize>(clean.size());
+    const std::streamsize written = target_.sputn(clean.data(), size);
+    if (written == size) return;
+    auto at = static_cast<std::size_t>(written); // inside the code point that did not go out whole
+    while (at > 0 && (static_cast<unsigned char>(clean[at]) & 0xC0) == 0x80)
+        --at;
+    fast_string_istreambuf rest(clean.substr(at));
+    throwEncodingFailed(readCodePoint(rest));
 }
 
 void json_serializer::put_token(token mark) {
