@@ -3,7 +3,15 @@
  *
  * Loading      Load the library once and poll it. Loading opens the log file
  *              ./resources/log/cpp/orvaneHwProbe_YYYY-MM-DD.log below the current directory and touches no
- *              hardware. If the file cannot be made, everything else works without it.
+ *              hardware. If the file cannot be made, everything else works without it. On Linux the file is
+ *              its user's alone, and no symbolic link is followed to it.
+ * Log          The file takes lines from debug up, standard output from info up. Two environment variables,
+ *              read while loading, choose others: HWPROBE_LOG_FILE and HWPROBE_LOG_CONSOLE, each trace, debug,
+ *              info, warning, error, critical or off; what is none of these changes nothing. With the file off
+ *              there is none. A host that polls for long wants "warning" or "off": polling every function once
+ *              a second writes about half a gigabyte a day, and the library deletes nothing. On Linux a console
+ *              line never blocks or signals the host: one that would have to wait is lost, and a standard
+ *              output that has failed or is closed gets no more.
  * Threads      Call one function at a time, from any thread. Nothing here takes a lock for you: a host with
  *              several threads holds one lock of its own over the call, the copying of the text that it gave,
  *              and the getLastError that belongs to it. Most calls take well under a millisecond. Plan for a

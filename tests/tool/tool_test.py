@@ -80,6 +80,13 @@ class Call(unittest.TestCase):
             self.assertIn(hint, err)
 
 
+    def test_what_reads_nothing_leaves_nothing_behind(self):
+        for arguments in ["--help"], ["--version"], ["look"]:
+            with tempfile.TemporaryDirectory() as folder:
+                subprocess.run([*LAUNCHER, TOOL, *arguments], cwd=folder, capture_output=True, timeout=120)
+                self.assertEqual([], list(Path(folder).iterdir()), arguments)
+
+
 class MachineFiles(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory()

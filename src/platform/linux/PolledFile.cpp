@@ -1,5 +1,6 @@
 #include "platform/linux/PolledFile.h"
 
+#include "platform/linux/Descriptor.h"
 #include "platform/linux/ErrorCodes.h"
 #include "state/HeldMutex.h"
 
@@ -46,7 +47,7 @@ Result<std::string_view> PolledFile::read(std::size_t most) {
 }
 
 ErrorCode PolledFile::open() {
-    file_ = ::open(files_.full(path_).c_str(), O_RDONLY | O_CLOEXEC);
+    file_ = openDescriptor(files_.full(path_).c_str(), O_RDONLY);
     generation_ = ForkSteps::generation();
     return file_ < 0 ? errorFromErrno(errno) : kSuccess;
 }

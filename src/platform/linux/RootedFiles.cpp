@@ -1,11 +1,11 @@
 #include "platform/linux/RootedFiles.h"
 
+#include "platform/linux/Descriptor.h"
 #include "platform/linux/ErrorCodes.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <fcntl.h>
 #include <memory>
 #include <unistd.h>
 
@@ -32,7 +32,7 @@ std::string_view lastComponent(std::string_view path) {
 } // namespace
 
 Result<std::string> RootedFiles::read(std::string_view path) const {
-    const int file = ::open(full(path).c_str(), O_RDONLY | O_CLOEXEC);
+    const int file = openDescriptor(full(path).c_str(), O_RDONLY);
     if (file < 0) return Result<std::string>::failed(errorFromErrno(errno));
     Result<std::string> content;
     std::size_t used = 0;
