@@ -9,6 +9,7 @@
 
 #include <fmt/xchar.h>
 #include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
 
 namespace orv::test {
 namespace {
@@ -18,10 +19,12 @@ using ::testing::HasSubstr;
 
 /// A machine with one battery that answers every level, changed by `overrides`, and more entries behind it.
 std::string machineWith(const std::string& overrides, const std::string& more = "") {
-    return R"({"name": "m", "batteries": [{"deviceName": "N", "manufacturer": "ACME", "serialNumber": "S",)"
-           R"("uniqueId": "U", "designCapacity": 50, "fullChargedCapacity": 40, "capacity": 30,)"
-           R"("voltage": 10, "rate": 20)" +
-           overrides + "}" + more + "]}";
+    const std::string text =
+        R"({"name": "m", "batteries": [{"deviceName": "N", "manufacturer": "ACME", "serialNumber": "S",)"
+        R"("uniqueId": "U", "designCapacity": 50, "fullChargedCapacity": 40, "capacity": 30,)"
+        R"("voltage": 10, "rate": 20)" +
+        overrides + "}" + more + "]}";
+    return nlohmann::ordered_json::parse(text).dump(); // of a key that stands twice the last one counts here
 }
 
 TEST(BatteryReport, TheLaptopOverTime) {
