@@ -1,5 +1,5 @@
-/* A stand-in for libnvidia-ml.so.1: a driver of two cards, of which the first cannot be opened. Names, records
- * and statuses are those of the library's public interface; a call before nvmlInit_v2 is refused. */
+/* A stand-in for libnvidia-ml.so.1: a driver of two cards, of which the first cannot be opened. Names,
+ * records and statuses are those of the library's public interface; a call before nvmlInit_v2 is refused. */
 #include "standin_nvml.h"
 
 #include <stdio.h>
@@ -24,7 +24,7 @@ struct PciInfo {
     char busId[32];
 };
 
-static int refuse(const void *device) {
+static int refuse(const void* device) {
     if (!initialised) return uninitialized;
     return device == &card ? 0 : invalidArgument;
 }
@@ -34,24 +34,24 @@ int nvmlInit_v2(void) {
     return standinNvml.initStatus;
 }
 
-int nvmlDeviceGetCount_v2(unsigned *count) {
+int nvmlDeviceGetCount_v2(unsigned* count) {
     *count = 2;
     return initialised ? 0 : uninitialized;
 }
 
-int nvmlDeviceGetHandleByIndex_v2(unsigned index, void **device) {
+int nvmlDeviceGetHandleByIndex_v2(unsigned index, void** device) {
     if (index != 1) return unknown;
     *device = &card;
     return refuse(&card);
 }
 
-int nvmlDeviceGetName(void *device, char *name, unsigned size) {
+int nvmlDeviceGetName(void* device, char* name, unsigned size) {
     if (size < 96) return insufficientSize;
     memset(name, 'n', size); /* no room left for an end */
     return refuse(device);
 }
 
-int nvmlDeviceGetPciInfo_v3(void *device, struct PciInfo *pci) {
+int nvmlDeviceGetPciInfo_v3(void* device, struct PciInfo* pci) {
     memset(pci, 0, sizeof *pci);
     pci->domain = 0x10000;
     pci->bus = 0x0a;
@@ -59,28 +59,28 @@ int nvmlDeviceGetPciInfo_v3(void *device, struct PciInfo *pci) {
     return refuse(device);
 }
 
-int nvmlDeviceGetTemperature(void *device, unsigned sensor, unsigned *degrees) {
+int nvmlDeviceGetTemperature(void* device, unsigned sensor, unsigned* degrees) {
     ++standinNvml.readings;
     *degrees = 61;
     if (sensor != 0) return invalidArgument;
     return standinNvml.temperatureStatus ? standinNvml.temperatureStatus : refuse(device);
 }
 
-int nvmlDeviceGetUtilizationRates(void *device, struct Utilization *rates) {
+int nvmlDeviceGetUtilizationRates(void* device, struct Utilization* rates) {
     ++standinNvml.readings;
     rates->gpu = 83;
     rates->memory = 12;
     return standinNvml.utilizationStatus ? standinNvml.utilizationStatus : refuse(device);
 }
 
-int nvmlDeviceGetMemoryInfo(void *device, struct Memory *memory) {
+int nvmlDeviceGetMemoryInfo(void* device, struct Memory* memory) {
     memory->total = standinNvml.memory;
     memory->free = 1;
     memory->used = 2;
     return refuse(device);
 }
 
-const char *nvmlErrorString(int status) {
+const char* nvmlErrorString(int status) {
     if (status == 3) return "Not Supported";
     return status == driverNotLoaded ? "Driver Not Loaded" : "Unknown Error";
 }

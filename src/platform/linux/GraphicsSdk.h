@@ -6,8 +6,8 @@
 
 namespace orv::platform {
 
-/// NVAPI from the NVML library of NVIDIA's driver, looked for at each request until it is found. An NVAPI of the
-/// driver's own for Linux need not have the readings and is not asked.
+/// NVAPI from the NVML library of NVIDIA's driver, looked for at each request until it is found. An NVAPI of
+/// the driver's own for Linux need not have the readings and is not asked.
 class LinuxGraphicsSdk : public GraphicsSdk {
   public:
     explicit LinuxGraphicsSdk(const RootedFiles& files) : files_(files), nvml_(files) {}
