@@ -116,7 +116,7 @@ adl::Status MachineAmd::answer(RequestName function, int index, std::optional<Va
 }
 
 template <class Value>
-adl::Status MachineAmd::answer(adl::Context context, std::string_view function, int index,
+adl::Status MachineAmd::answer(adl::Context context, RequestName function, int index,
                                std::optional<Value> Adapter::*value, Value& into, std::string_view rest) {
     if (const auto status = answer(function, index, value, into, rest)) return status;
     const auto* adapter = static_cast<const Adapter*>(context);
