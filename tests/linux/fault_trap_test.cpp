@@ -30,9 +30,9 @@ class LinuxFaultTrap : public ::testing::Test {
 
     std::uint32_t run(const std::function<void()>& body) { return trap_->run(body); }
 
-    void setHandler(void (*handler)(int), int flags = 0, int masked = SIGUSR2) {
+    void setHandler(void (*next)(int), int flags = 0, int masked = SIGUSR2) {
         struct sigaction action {};
-        action.sa_handler = handler;
+        action.sa_handler = next;
         action.sa_flags = flags;
         ::sigaddset(&action.sa_mask, masked);
         ::sigaction(SIGSEGV, &action, nullptr);
@@ -56,6 +56,12 @@ bool isBlocked(int signal) {
     sigset_t mask;
     ::pthread_sigmask(SIG_BLOCK, nullptr, &mask);
     return ::sigismember(&mask, signal) == 1;
+}
+
+stack_t alternateStack() {
+    stack_t stack{};
+    ::sigaltstack(nullptr, &stack);
+    return stack;
 }
 
 std::atomic<int> calls{0};
@@ -85,27 +91,28 @@ TEST_F(LinuxFaultTrap, HandlersStackMaskAndFloatingPointModesComeBack) {
         ::pthread_sigmask(SIG_SETMASK, &all, nullptr);
         std::fesetround(FE_UPWARD);
 
-        EXPECT_EQ(kAccessViolation, run(nullWrite));
+        EXPECT_EQ(kAccessViolation, run([&] {
+                      EXPECT_EQ(own.ss_sp, alternateStack().ss_sp);
+                      nullWrite();
+                  }));
 
         struct sigaction found {};
         ::sigaction(SIGSEGV, nullptr, &found);
         EXPECT_EQ(hostHandler, found.sa_handler);
         EXPECT_TRUE(found.sa_flags & SA_RESTART);
         EXPECT_EQ(1, ::sigismember(&found.sa_mask, SIGUSR2));
-        stack_t stack{};
-        ::sigaltstack(nullptr, &stack);
-        EXPECT_EQ(own.ss_sp, stack.ss_sp);
+        EXPECT_EQ(own.ss_sp, alternateStack().ss_sp);
         EXPECT_TRUE(isBlocked(SIGSEGV));
         EXPECT_EQ(FE_UPWARD, std::fegetround());
-        stack.ss_flags = SS_DISABLE;
-        ::sigaltstack(&stack, nullptr);
+        own.ss_flags = SS_DISABLE;
+        ::sigaltstack(&own, nullptr);
     }).join();
 
     std::thread([&] { // and one that has none
+        const stack_t none = alternateStack();
         EXPECT_EQ(kAccessViolation, run(nullWrite));
-        stack_t stack{};
-        ::sigaltstack(nullptr, &stack);
-        EXPECT_TRUE((stack.ss_flags & SS_DISABLE) || stack.ss_size > 0);
+        EXPECT_EQ(none.ss_flags, alternateStack().ss_flags);
+        EXPECT_EQ(none.ss_sp, alternateStack().ss_sp);
         EXPECT_FALSE(isBlocked(SIGSEGV));
     })
         .join();
