@@ -75,14 +75,15 @@ Result<int> openExisting(const std::string& path) {
 /// finds one that it may not open.
 Result<int> create(const std::string& path) {
     std::string fresh = path + ".XXXXXX";
-    const int file = aboveStandard(::mkostemp(fresh.data(), O_CLOEXEC));
-    if (file < 0) return Result<int>::failed(errorFromErrno(errno));
-    if (::fchmod(file, kEverybodyReadsWrites) == 0 &&
+    const int made = ::mkostemp(fresh.data(), O_CLOEXEC);
+    if (made < 0) return Result<int>::failed(errorFromErrno(errno));
+    const int file = aboveStandard(made);
+    if (file >= 0 && ::fchmod(file, kEverybodyReadsWrites) == 0 &&
         ::renameat2(AT_FDCWD, fresh.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == 0)
         return {file};
     const int cause = errno;
     ::unlink(fresh.c_str());
-    ::close(file);
+    if (file >= 0) ::close(file);
     return Result<int>::failed(errorFromErrno(cause));
 }
 
