@@ -11,11 +11,21 @@ die() {
   exit 2
 }
 
+# unavailable REASON: ends a suite as skipped, because this machine cannot run it. scripts/suites.sh gets the reason.
+unavailable() {
+  echo "cannot run: $*" >&2
+  [[ ! ${SUITE_NOTE:-} ]] || echo "$*" >"$SUITE_NOTE"
+  exit 77
+}
+
 as_root() {
   if ((EUID == 0)); then "$@"; else sudo "$@"; fi
 }
 
 installed() { dpkg-query -W -f='${Status}\n' "$1" 2>/dev/null | grep -q '^install ok installed$'; }
+
+# Whether this kernel starts Wine itself; elsewhere it runs in a virtual machine.
+starts_32_bit() { /usr/lib/wine/wine --version >/dev/null 2>&1; }
 
 # One archive that is out of step must not stop the rest: what its old list, or the others, give may do.
 update_lists() {
@@ -66,5 +76,5 @@ build() {
     cmake --preset "$preset" "$@" >/dev/null
   fi
   say "building build/$preset"
-  cmake --build "build/$preset"
+  cmake --build --preset "$preset"
 }
