@@ -41,7 +41,7 @@ class Call(unittest.TestCase):
         self.assertEqual((3, "-1\n38\n"), (status, out))
         self.assertNotEqual("", err.strip())
 
-    def test_a_hardware_fault_outside_of_the_guarded_reports_ends_it_with_status_4(self):
+    def test_a_hardware_fault_outside_of_the_guarded_reports_ends_it_with_status_5(self):
         with tempfile.TemporaryDirectory() as folder:
             machine = Path(folder) / "faulty.json"
             machine.write_text('{"name": "x", "memory": {"totalPhys": 8, "availPhys": 4}, "faults": ['
@@ -50,7 +50,7 @@ class Call(unittest.TestCase):
             status, out, err = hwprobe("call", "getMemoryLoad", "getNetCurrentSpeed", "getMemoryLoad",
                                        "getLastError", "--machine", str(machine))
         fault = "catch SEH exception: EXCEPTION_ACCESS_VIOLATION"
-        self.assertEqual((4, f'50\n{{"error":"{fault}"}}\n'), (status, out))
+        self.assertEqual((5, f'50\n{{"error":"{fault}"}}\n'), (status, out))
         self.assertEqual([fault, "getMemoryLoad: ended by hardware fault 0xC0000005, as a host would be"],
                          err.splitlines())
 
@@ -134,7 +134,8 @@ class MachineFiles(unittest.TestCase):
         self.assertNotIn("planned", err)
 
     def test_one_that_only_the_end_reaches_is_reached(self):
-        machine = self.file('{"name": "x", "processor": {"vendor": "GenuineIntel", "highestLeaf": 1}, "ring0": {},'
+        machine = self.file('{"name": "x", "processor": {"vendor": "GenuineIntel", "highestLeaf": 1, "records": '
+                            '[{"relationship": 0, "mask": 1}]}, "ring0": {}, '
                             '"faults": [{"request": "releaseOls", "error": 5}]}')
         status, _, err = hwprobe("call", "getCpuTemperature", "--machine", machine)
         self.assertEqual((0, ""), (status, err))
