@@ -3,6 +3,8 @@
 #include "log/log.h"
 #include "platform/text.h"
 
+#include <spdlog/pattern_formatter.h>
+
 #include <algorithm>
 #include <memory>
 

@@ -1,8 +1,12 @@
 #include "log/OutputSinks.h"
 
 #include <spdlog/details/os.h>
+#include <spdlog/sinks/base_sink-inl.h>
 
 #include <ctime>
+
+// The bodies of spdlog's templates are compiled where they are named, and this lock is our own.
+template class spdlog::sinks::base_sink<orv::log::SinkMutex>;
 
 namespace orv::log {
 
