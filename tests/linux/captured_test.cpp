@@ -202,6 +202,9 @@ class NoDescriptors {
 };
 
 TEST(LinuxLists, OnesThatCannotBeReadFailWithTheReasonAndAreTriedAgain) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizer looks at objects through a pipe, for which there is no descriptor";
+#endif
     const std::string card = "sys/class/drm/card0/device/";
     const std::string radio = "sys/class/net/wlp0/device";
     Tree tree;
