@@ -33,7 +33,8 @@ struct FailureForm {
 /// it when first asked for, and ends the process when it has no memory: so it is asked for by each call, not
 /// by the first failure.
 inline void makeRoomForExceptions() noexcept {
-    static_cast<void>(std::uncaught_exceptions()); // which looks into it
+    // What looks into it; the value is kept so that the call is.
+    [[maybe_unused]] volatile const int found = std::uncaught_exceptions();
 }
 
 /// One call of an export: whatever derives from the standard exception stops here and becomes `lastError`
