@@ -3,10 +3,13 @@
  *
  *   unload CYCLES   loads, polls and unloads it; it must be gone from memory each time, with its descriptors
  *   fork CHILDREN   forks while a thread polls; each child calls every export and ends in time
- *   storm SECONDS   sends a fault signal to the polling thread each millisecond
+ *   scarce MOST     lets each of the first MOST allocations of a report fail, alone and for good, in children
+ * that have to come through and to call again storm SECONDS   sends a fault signal to the polling thread each
+ * millisecond
  */
 #include <dirent.h>
 #include <dlfcn.h>
+#include <errno.h>
 #include <pthread.h>
 #include <signal.h>
 #include <stdatomic.h>
@@ -20,6 +23,28 @@
 
 static const char* path;
 static FILE* answers; /* standard output without the library's log lines */
+
+/* The allocator of the whole process, the system's own functions included (glibc). */
+extern void* __libc_malloc(size_t size);
+extern void* __libc_calloc(size_t count, size_t size);
+extern void* __libc_realloc(void* memory, size_t size);
+static long allocations, failing, lasting; /* failing 0: memory is plentiful */
+static int mayAllocate(void) {
+    if (failing == 0) return 1;
+    ++allocations;
+    int may = lasting ? allocations < failing : allocations != failing;
+    if (!may) errno = ENOMEM;
+    return may;
+}
+void* malloc(size_t size) {
+    return mayAllocate() ? __libc_malloc(size) : NULL;
+}
+void* calloc(size_t count, size_t size) {
+    return mayAllocate() ? __libc_calloc(count, size) : NULL;
+}
+void* realloc(void* memory, size_t size) {
+    return mayAllocate() ? __libc_realloc(memory, size) : NULL;
+}
 
 static void fail(const char* what, long number) {
     fprintf(stderr, "%s: %ld\n", what, number);
@@ -193,14 +218,40 @@ static void storm(long seconds) {
             faults, (long)outside);
 }
 
+static void scarce(long most) {
+    static const char* const reports[] = {"getNetCurrentSpeed", "getNetCardMessage", "getAllDiskType",
+                                          "getMemoryManufacturerAndModel"};
+    void* library = load();
+    for (int i = 0; i < 8; ++i)
+        for (long number = 1; number <= most; ++number) {
+            pid_t child = fork();
+            if (child == 0) {
+                alarm(20);
+                lasting = i % 2;
+                allocations = 0;
+                failing = number;
+                text(library, reports[i / 2]);
+                failing = 0;
+                text(library, reports[i / 2]);
+                _exit(allocations < number ? 2 : 0);
+            }
+            int status = 0;
+            waitpid(child, &status, 0);
+            if (WIFSIGNALED(status) || (WEXITSTATUS(status) != 0 && WEXITSTATUS(status) != 2))
+                fail(reports[i / 2], number);
+            if (status != 0) break; /* fewer allocations than that */
+        }
+}
+
 int main(int argc, char** argv) {
-    if (argc != 4) fail("usage: lifecycle LIBRARY unload|fork|storm NUMBER; arguments", argc);
+    if (argc != 4) fail("usage: lifecycle LIBRARY unload|fork|scarce|storm NUMBER; arguments", argc);
     path = argv[1];
     answers = fdopen(dup(STDOUT_FILENO), "w");
     if (!answers || !freopen("/dev/null", "w", stdout)) fail("standard output", 0);
     long number = atol(argv[3]);
     if (strcmp(argv[2], "unload") == 0) unload(number);
     if (strcmp(argv[2], "fork") == 0) forkWhilePolling(number);
+    if (strcmp(argv[2], "scarce") == 0) scarce(number);
     if (strcmp(argv[2], "storm") == 0) storm(number);
     return 0;
 }
