@@ -11,18 +11,41 @@ die() {
   exit 2
 }
 
+# unavailable REASON: ends a suite as skipped, because this machine cannot run it. scripts/suites.sh gets the reason.
+unavailable() {
+  echo "cannot run: $*" >&2
+  [[ ! ${SUITE_NOTE:-} ]] || echo "$*" >"$SUITE_NOTE"
+  exit 77
+}
+
 as_root() {
   if ((EUID == 0)); then "$@"; else sudo "$@"; fi
 }
 
 installed() { dpkg-query -W -f='${Status}\n' "$1" 2>/dev/null | grep -q '^install ok installed$'; }
 
+# Whether this kernel starts Wine itself; elsewhere it runs in a virtual machine.
+starts_32_bit() { /usr/lib/wine/wine --version >/dev/null 2>&1; }
+
 # One archive that is out of step must not stop the rest: what its old list, or the others, give may do.
 update_lists() {
   as_root apt-get update -q || say "some package lists could not be refreshed; going on with those that are here"
 }
 
-# install PACKAGE...: what is missing of them; asks no network when nothing is.
+apt_install() { as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "$@"; }
+
+# main_archive_first COMMAND...: runs it while the versions of the main archive go before those of the others.
+# A subshell, so that the preference goes however the command ends.
+main_archive_first() (
+  preference=/etc/apt/preferences.d/hwprobe-main
+  trap 'as_root rm -f "$preference"' EXIT
+  # shellcheck source=/dev/null
+  codename=$(. /etc/os-release && echo "$VERSION_CODENAME")
+  printf 'Package: *\nPin: release n=%s\nPin-Priority: 1001\n' "$codename" | as_root tee "$preference" >/dev/null
+  "$@"
+)
+
+# install_missing PACKAGE...: what is missing of them; asks no network when nothing is.
 install_missing() {
   local package missing=()
   for package in "$@"; do
@@ -30,10 +53,18 @@ install_missing() {
   done
   ((${#missing[@]})) || return 0
   say "installing ${missing[*]}"
-  as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "${missing[@]}" >/dev/null 2>&1 && return
+  apt_install "${missing[@]}" >/dev/null 2>&1 && return
   # An old package list is the usual reason.
   update_lists
-  as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "${missing[@]}"
+  if [[ ! $(dpkg --print-foreign-architectures) ]]; then
+    apt_install "${missing[@]}"
+    return
+  fi
+  apt_install "${missing[@]}" >/dev/null 2>&1 && return
+  # A library must have one version for all architectures. Where the security archive's lists of two of them
+  # differ, the main archive has such a set; a library that is newer goes back to it.
+  say "the lists of the architectures differ; installing from the main archive"
+  main_archive_first apt_install --allow-downgrades "${missing[@]}"
 }
 
 # build PRESET [CMAKE-ARGUMENT...]: configures when needed, and builds.
@@ -45,5 +76,5 @@ build() {
     cmake --preset "$preset" "$@" >/dev/null
   fi
   say "building build/$preset"
-  cmake --build "build/$preset"
+  cmake --build --preset "$preset"
 }

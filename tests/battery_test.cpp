@@ -2,11 +2,14 @@
 #include "battery/BatteryReport.h"
 #include "log/log.h"
 #include "orvane/hwprobe.h"
+#include "platform/text.h"
 #include "platform/utf16.h"
 #include "support/CapturedLog.h"
 #include "support/TestMachine.h"
 
+#include <fmt/xchar.h>
 #include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
 
 namespace orv::test {
 namespace {
@@ -16,10 +19,12 @@ using ::testing::HasSubstr;
 
 /// A machine with one battery that answers every level, changed by `overrides`, and more entries behind it.
 std::string machineWith(const std::string& overrides, const std::string& more = "") {
-    return R"({"name": "m", "batteries": [{"deviceName": "N", "manufacturer": "ACME", "serialNumber": "S",)"
-           R"("uniqueId": "U", "designCapacity": 50, "fullChargedCapacity": 40, "capacity": 30,)"
-           R"("voltage": 10, "rate": 20)" +
-           overrides + "}" + more + "]}";
+    const std::string text =
+        R"({"name": "m", "batteries": [{"deviceName": "N", "manufacturer": "ACME", "serialNumber": "S",)"
+        R"("uniqueId": "U", "designCapacity": 50, "fullChargedCapacity": 40, "capacity": 30,)"
+        R"("voltage": 10, "rate": 20)" +
+        overrides + "}" + more + "]}";
+    return nlohmann::ordered_json::parse(text).dump(); // of a key that stands twice the last one counts here
 }
 
 TEST(BatteryReport, TheLaptopOverTime) {
@@ -173,6 +178,31 @@ TEST(BatteryReader, AnIndexIsThePositionInTheInterfaceList) {
     EXPECT_THAT(getBatteryAllMessage(1), EndsWith("SetupDiEnumDeviceInterfaces(2) failed: \"}"));
     EXPECT_THAT(getBatteryAllMessage(0), HasSubstr("IOCTL_BATTERY_QUERY_INFORMATION failed"))
         << "the UPS has its index now, and no name";
+}
+
+TEST(BatteryReader, AnUpdateReadsAllButTheNamesAnew) {
+    TestMachine machine(machineWith(R"(, "temperature": 2981, "estimatedTime": 60,
+        "manufactureDate": {"year": 2023, "month": 5, "day": 14}, "changes": [
+        {"atSeconds": 10, "temperature": 3081, "estimatedTime": 30, "deviceName": "N2", "manufacturer": "M2",
+         "serialNumber": "S2", "uniqueId": "U2", "cycleCount": 7, "powerState": 1,
+         "manufactureDate": {"year": 2024, "month": 6, "day": 15}},
+        {"atSeconds": 20, "answers": {"5": 1, "2": 1}}])"));
+    ASSERT_EQ(1, initBattery());
+    const auto& battery = battery::batteryList()[0];
+    const auto told = [&] {
+        const auto& date = battery.manufactureDate;
+        return fmt::format(L"{} {} {} {} {} {} {} {}.{}.{}", battery.deviceName, battery.manufactureName,
+                           platform::utf8ToWide(battery.serialNumber), platform::utf8ToWide(battery.uniqueId),
+                           battery.temperature, battery.estimatedTime, battery.information.CycleCount,
+                           date.Day, date.Month, date.Year);
+    };
+    EXPECT_EQ(L"N ACME S U 25 60 0 14.5.2023", told());
+    machine->machineClock().sleepNs(10'000'000'000);
+    EXPECT_THAT(getBatteryAllMessage(0), HasSubstr(R"("status":["AC power"],"temperature":35,)"));
+    EXPECT_EQ(L"N ACME S2 U2 35 30 7 15.6.2024", told());
+    machine->machineClock().sleepNs(10'000'000'000);
+    getBatteryAllMessage(0);
+    EXPECT_EQ(L"N ACME S2 U2 0 30 7 15.6.2024", told()) << "a date that is not told stays";
 }
 
 TEST(BatteryReader, AFailedUpdate) {

@@ -151,6 +151,39 @@ TEST(CpuInfo, OddProcessorsAndFailures) {
     }
 }
 
+TEST(CpuInfo, ABrandNeedsAllItsLeaves) {
+    const struct {
+        const char* inside;
+        const char* name;
+    } rows[] = {
+        {R"("brand": "  Nordwind N1")", "  Nordwind N1"}, // leaf 0x80000004 is the highest one
+        {R"("leaves": [{"leaf": "0x80000002", "eax": "0x41414141"}, {"leaf": "0x80000003"}])", ""},
+    };
+    for (const auto& row : rows) {
+        TestMachine machine(machineWith(processor(row.inside)));
+        EXPECT_EQ(row.name, GetCpuInfo().name);
+    }
+}
+
+TEST(CoreId, LeavesMayDifferBetweenProcessorsOfWhichSomeAreMissing) {
+    // Processors 0 and 1 are two threads of core 0, 3 is a core of one thread and has no core 4 bits above.
+    TestMachine machine(machineWith(processor(R"("vendor": "GenuineIntel", "present": "0xB",
+        "apicIds": [0, 1, 0, 3], "leaves": [{"leaf": 1, "ebx": "0x00080000"}, {"leaf": 4, "eax": "0x0C000000"},
+        {"leaf": 1, "processor": 3, "ebx": "0x00040000"}, {"leaf": "0x40000001"}, {"leaf": "0xC0000001"}])") +
+                                    R"(, "ring0": {"msrs": [{"index": "0x19C", "value": 1}]})"));
+    EXPECT_EQ(0, GetCoreIdByAffinityMask(2));
+    EXPECT_EQ(3, GetCoreIdByAffinityMask(8));
+    platform::Processor& leaves = machine->processor();
+    EXPECT_EQ(4u, leaves.cpuid(0).eax); // ranges that are not the processor's own stay out of it
+    EXPECT_EQ(0x40000001u, leaves.cpuid(0x40000000).eax);
+    EXPECT_EQ(0u, leaves.cpuid(0x80000000).eax);
+    EXPECT_EQ(platform::kInvalidParameter, leaves.SetThreadAffinityMask(platform::AffinityMask(4)).error);
+    EXPECT_EQ(0xBu, leaves.SetThreadAffinityMask(platform::AffinityMask(0xC)).value.to_ulong());
+    EXPECT_EQ(8u, leaves.SetThreadAffinityMask(platform::AffinityMask(0xB)).value.to_ulong());
+    EXPECT_EQ(0u, machine->ring0().RdmsrTx(0x19C, 4).result);
+    EXPECT_EQ(1u, machine->ring0().RdmsrTx(0x19C, 6).result);
+}
+
 TEST(CoreId, DividesTheApicIdByVendor) {
     struct Row {
         const char* inside;
@@ -161,6 +194,10 @@ TEST(CoreId, DividesTheApicIdByVendor) {
         {R"("vendor": "GenuineIntel", "apicIds": [27],
             "leaves": [{"leaf": 1, "ebx": "0x00100000"}, {"leaf": 4, "eax": "0x1C000000"}])",
          5},
+        // Leaf 4 counts only where the processor has it.
+        {R"("vendor": "GenuineIntel", "apicIds": [5], "highestLeaf": 3,
+            "leaves": [{"leaf": 1, "ebx": "0x00080000"}, {"leaf": 4, "eax": "0x1C000000"}])",
+         0},
         // Without leaf 4 a package is one core with 2 threads.
         {R"("vendor": "GenuineIntel", "apicIds": [5], "leaves": [{"leaf": 1, "ebx": "0x00020000"}])", 0},
         // Fewer ids than cores: no bit for the thread.
@@ -205,6 +242,27 @@ TEST(CpuIntel, ReadsEachCoreOnceThroughItsLastThread) {
     machine->requests().plan({"RdmsrTx", 0, platform::kAccessDenied, 0});
     EXPECT_EQ(4294967295.0, getCpuTemperature());
     EXPECT_EQ(before, getLastError());
+}
+
+TEST(CpuIntel, TheSumOfTheSensorsGoesByTheCoresOfTheRecords) {
+    // Two logical processors in three records of cores; both read 100 less 7 bits of ones: -27.
+    const auto machineOf = [](const char* records) {
+        return machineWith(processor(R"("vendor": "GenuineIntel", "apicIds": [0, 1],
+            "leaves": [{"leaf": 1, "ebx": "0x00020000"}, {"leaf": 4, "eax": "0x04000000"}], "records": [)" +
+                                     std::string(records) + "]") +
+                           R"(, "ring0": {"msrs": [{"index": "0x19C", "value": "0xFFFFFFFF88FF0000"}]})");
+    };
+    {
+        TestMachine machine(machineOf(R"({"relationship": 0, "mask": 1}, {"relationship": 0, "mask": 2},
+            {"relationship": 0, "mask": 0}, {"relationship": 0, "mask": 0})"));
+        EXPECT_EQ(-13.5, getCpuTemperature());
+    }
+    {
+        TestMachine machine(machineOf(R"({"relationship": 3, "mask": 3})"));
+        EXPECT_EQ(-1.0, getCpuTemperature());
+        EXPECT_THAT(getLastError(), HasSubstr(": the system names no processor core"));
+        EXPECT_EQ(0, getCpuBaseFrequency());
+    }
 }
 
 TEST(CpuIntel, MasksRepeatAfter32Processors) {
@@ -290,6 +348,7 @@ TEST(CpuAmd, EachFailureHasItsText) {
         {"amd-k10", "ReadPciConfigDwordEx", ": Failed to read PCI config dword"},
         {"amd-apu", "WaitForSingleObject", ": Failed to read PCI config dword"},
         {"amd-apu", "WritePciConfigDwordEx", ": Failed to read PCI config dword"},
+        {"amd-apu", "ReadPciConfigDwordEx", ": Failed to read PCI config dword"},
         {"amd-ryzen-desktop", "WaitForSingleObject", ": Failed to wait for PCI bus mutex"},
         {"amd-ryzen-desktop", "WritePciConfigDwordEx", ": Failed to write PCI config dword, error code: 5 "},
         {"amd-ryzen-desktop", "ReadPciConfigDwordEx", ": Failed to read PCI config dword"},
@@ -306,16 +365,43 @@ TEST(CpuAmd, EachFailureHasItsText) {
     }
 }
 
-TEST(CpuAmd, FamiliesWithoutAReaderFailEveryReading) {
-    for (const char* version : {"0x00A00F10", "0x00B00F00", "0x00400F00", "0x00900F00"}) {
-        TestMachine machine(machineWith(processor(
-            R"("vendor": "AuthenticAMD", "leaves": [{"leaf": 1, "eax": ")" + std::string(version) + "\"}]")));
-        const std::uint32_t family = 15 + (std::stoul(version, nullptr, 16) >> 20 & 0xFF);
-        const bool known = family == 0x19;
-        EXPECT_EQ(known ? 0 : -1, getCpuBaseFrequency()) << version;
-        if (known) continue;
-        EXPECT_EQ(-1.0, getCpuLoad());
-        EXPECT_THAT(getLastError(), HasSubstr(": AMD family not support: " + std::to_string(family)));
+TEST(CpuAmd, TheFamilyChoosesTheReader) {
+    // Each reader finds its own temperature: 71 - 49, 16.5 and 32 or, with the range bit, -17 degrees.
+    const std::string pci = R"(, "ring0": {"pci": [{"address": "00:18.3", "registers": [
+        {"at": 0, "value": "NORTHBRIDGE1022"}, {"at": "0xA4", "value": "0x10800000"}],
+        "pairs": [{"index": "0xE4", "data": "0xE4", "registers": [{"at": 0, "value": "0x00470000"}]}]},
+        {"address": "00:00.0", "pairs": [{"index": "0x60", "data": "0x64",
+        "registers": [{"at": "0x59800", "value": "CONTROL"}]}]}]})";
+    const struct {
+        std::uint32_t family;
+        const char* northbridge;
+        const char* control;
+        double temperature; // -1: no reader
+    } rows[] = {
+        {0x0F, "0x1103", "0", 22},      {0x10, "0x1203", "0", 16.5},   {0x11, "0x1303", "0", 16.5},
+        {0x12, "0x1703", "0", 16.5},    {0x13, "0x1703", "0", -1},     {0x14, "0x1703", "0", 16.5},
+        {0x15, "0x1603", "0", 16.5},    {0x16, "0x1533", "0", 16.5},   {0x17, "0", "0x20000000", 32},
+        {0x17, "0", "0x20080000", -17}, {0x18, "0", "0x20000000", -1}, {0x19, "0", "0x20000000", 32},
+        {0x1A, "0", "0x20000000", -1},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.family);
+        const std::string version = std::to_string((row.family - 15) << 20 | 0xF00);
+        std::string registers = pci;
+        registers.replace(registers.find("NORTHBRIDGE"), 11, row.northbridge);
+        registers.replace(registers.find("CONTROL"), 7, row.control);
+        TestMachine machine(machineWith(
+            processor(R"("vendor": "AuthenticAMD", "leaves": [{"leaf": 1, "eax": )" + version + "}]") +
+            registers));
+        machine->requests().keepRecord(true);
+        EXPECT_EQ(row.temperature, getCpuTemperature());
+        EXPECT_EQ(row.temperature == -1 ? -1 : 0, getCpuBaseFrequency());
+        if (row.temperature == -1) {
+            EXPECT_EQ(-1.0, getCpuLoad());
+            EXPECT_THAT(getLastError(), HasSubstr(": AMD family not support: " + std::to_string(row.family)));
+        }
+        // Whether a class fits or not, the clock is measured once.
+        EXPECT_EQ(1, std::ranges::count(machine->requests().record(), "timeGetDevCaps"));
     }
 }
 
@@ -392,6 +478,13 @@ TEST(CpuSpeed, FailuresOfSetUpAndSampling) {
         EXPECT_EQ(-1.0, getCpuFrequency());
         EXPECT_THAT(getLastError(), HasSubstr(row.later));
     }
+    // What a collection says is not looked at, in the set-up as little as later.
+    for (const std::uint64_t nth : {1, 2}) {
+        TestMachine machine = TestMachine::sample("intel-desktop");
+        machine->requests().plan({"collectQueryData", nth, platform::kAccessDenied, 0});
+        EXPECT_EQ(0.0, getCpuFrequency());
+        EXPECT_DOUBLE_EQ(4320.0, getCpuFrequency());
+    }
 }
 
 TEST(Clock, RoundsTiesToTheEvenNeighbour) {
@@ -428,6 +521,18 @@ TEST(Clock, SnapsTheFirstMeasurementAndTakesTheSecondRaw) {
         EXPECT_THAT(log.lines(), ElementsAre(std::string("info CCpuInfo::GetCPUSpeed: ") + row.line));
         EXPECT_EQ("setPriorities 0x20 0", machine->requests().record().back()); // as it was
     }
+}
+
+TEST(Clock, MeasuresAtTheHighestPriorityWithTheLargestPeriod) {
+    TestMachine machine(machineWith(processor(R"("tscKHz": 2000000)")));
+    machine->requests().keepRecord(true);
+    const std::int64_t before = machine->machineClock().now();
+    CCpuInfo::GetCPUSpeed();
+    EXPECT_NEAR(562.5, static_cast<double>(machine->machineClock().now() - before) / kMillisecond, 2.0);
+    EXPECT_THAT(machine->requests().record(),
+                ElementsAre("timeGetDevCaps", "setPriorities 0x100 15", "timeBeginPeriod 1000000",
+                            "timeEndPeriod 1000000", "setPriorities 0x20 0", "queryPerformanceFrequency",
+                            "setPriorities 0x100 15", "queryPerformanceFrequency", "setPriorities 0x20 0"));
 }
 
 } // namespace

@@ -70,6 +70,10 @@ struct Case {
     const char* rest = "";
 };
 
+void PrintTo(const Case& row, std::ostream* out) {
+    *out << row.name;
+}
+
 class AmdReading : public testing::TestWithParam<Case> {};
 
 TEST_P(AmdReading, FollowsTheOverdriveGeneration) {
@@ -96,9 +100,15 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"Level8WithALogAlone", R"("overdrive": {"version": 8}, "odnTemperature": 50,
              "pmLog": {"sensors": {"19": 250}})",
              50, 1},
-        Case{"NotSupportedReadsTheLog", R"("overdrive": {"version": 8, "supported": false},
+        Case{"NotSupportedReadsTheLog", R"("overdrive": {"version": 8, "supported": 0},
              "odnTemperature": 1, "activity": 1, "pmLog": {"sensors": {"8": 66, "19": 44}})",
              66, 0.44},
+        Case{"OnlySupported1Counts", R"("overdrive": {"version": 5, "supported": 2}, "od5Temperature": 1000,
+             "activity": 1, "pmLog": {"sensors": {"8": 66, "19": 44}})",
+             66, 0.44},
+        Case{"Level7KeepsTheActivityOverALog", R"("overdrive": {"version": 7}, "odnTemperature": 50,
+             "activity": 21, "pmLog": {"sensors": {"19": 44}})",
+             50, 0.21},
         Case{"LogOfEightSensors", R"("pmLog": {"size": 8, "sensors": {"8": 66, "19": 44}})", 0, 0},
         Case{"LogLargerThanItsTable", R"("pmLog": {"size": 2147483647, "sensors": {"8": 66, "19": 44}})", 66,
              0.44},
@@ -171,13 +181,36 @@ TEST(GpuAmd, NamesDecideWhichEntriesAreAsked) {
     }
 }
 
-TEST(GpuAmd, CardsInSlotsOfTheirOwnAllStay) {
-    const std::string readings = R"("overdrive": {"version": 5}, "od5Temperature": 30000)";
-    TestMachine machine(withAmd(card(readings, "A", 0) + "," + card(readings, "B", 1), R"(, "count": 2)"));
-    std::vector<std::string> names;
-    for (const auto& gpu : GetGpuList())
-        names.push_back(gpu->gpuName);
-    EXPECT_THAT(names, testing::UnorderedElementsAre("A", "B"));
+TEST(GpuAmd, TheFirstOfTwoCardsAnswersByItsOwnIndexAndArguments) {
+    const auto entry = [](const std::string& name, int index, int degrees, int version) {
+        return card(R"("index": )" + std::to_string(index) + R"(, "overdrive": {"version": )" +
+                        std::to_string(version) + R"(}, "od5Temperature": )" +
+                        std::to_string(degrees * 1000) + R"(, "odnTemperature": )" + std::to_string(degrees) +
+                        R"(, "activity": 1)",
+                    name, index);
+    };
+    for (const int version : {5, 7}) {
+        TestMachine machine(withAmd(entry("B", 9, 40, version) + "," + entry("A", 4, 30, version)));
+        machine->requests().keepRecord(true);
+        EXPECT_EQ(getGpuTemperature(), 40.0);
+        ASSERT_EQ(GetGpuList().size(), 2u);
+        EXPECT_EQ(GetGpuList()[1]->gpuName, "A");
+        EXPECT_EQ(GetGpuList()[1]->GetTemperature(), 30.0);
+        const char* const asked = version == 5 ? "ADL_Overdrive5_Temperature_Get adapter 9 controller 0"
+                                               : "ADL2_OverdriveN_Temperature_Get adapter 9 type 1";
+        EXPECT_THAT(machine->requests().record(),
+                    testing::IsSupersetOf({"ADL_Main_Control_Create 1", "ADL_Adapter_Active_Get adapter 9",
+                                           "ADL2_Main_Control_Create adapter 4", asked}));
+    }
+}
+
+TEST(GpuAmd, ALogSensorNeedsItsFlag) {
+    platform::adl::PmLogData data{20, {}};
+    data.sensors[8] = {0, 66};
+    data.sensors[19] = {-1, 44};
+    EXPECT_EQ(GetPMLog(data, 8), 0);
+    EXPECT_EQ(GetPMLog(data, 19), 44);
+    EXPECT_EQ(GetPMLog(data, 20), 0);
 }
 
 TEST(GpuAmd, TotalMemoryByWhatTheLibraryHas) {

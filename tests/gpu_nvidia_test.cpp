@@ -53,7 +53,8 @@ TEST(GpuNvidia, TheFirstAdapterAnswersWithItsLines) {
                     "info GetGpuTotalMemoryNvidia: Ok, total memory: 4096"));
     // A working adapter pays for two thermal calls a reading.
     EXPECT_THAT(requestsOf(machine, "NvAPI_GPU_GetThermalSettings"),
-                ElementsAre("NvAPI_GPU_GetThermalSettings gpu 0", "NvAPI_GPU_GetThermalSettings gpu 0"));
+                ElementsAre("NvAPI_GPU_GetThermalSettings gpu 0 sensor 15 count 3",
+                            "NvAPI_GPU_GetThermalSettings gpu 0 sensor 15 count 1"));
 }
 
 TEST(GpuNvidia, ASleepingAdapterIsWokenUpByTheHelperOfTheCurrentDirectory) {
@@ -87,6 +88,10 @@ struct Case {
     double temperature;
     const char* error; ///< End of the last error after both readings.
 };
+
+void PrintTo(const Case& row, std::ostream* out) {
+    *out << row.name;
+}
 
 class NvidiaCase : public testing::TestWithParam<Case> {};
 

@@ -158,7 +158,11 @@ TEST(JsonString, KeepsUtf8AndStripsTheRest) {
         {"\xC1\xA1\xE0\x81\xA2", "ab"},   // an overlong form stands for its code point
         {"x\xC0\x80\xC0\xA2", "x\\\""},   // and is dropped or escaped like it
         {"\xED\xA0\x80", "\xED\xA0\x80"}, // surrogates pass
-        {"\xF4\x90\x80\x80z", "z"},       // above the last code point
+        {"\xE0\x9F\xBF\xF0\x8F\xBF\xBF", "\xDF\xBF\xEF\xBF\xBF"},         // the longest overlong forms
+        {"\xE0\xA0\x80\xF0\x90\x80\x80", "\xE0\xA0\x80\xF0\x90\x80\x80"}, // and their neighbours
+        {"\xC3\xA4\xE2\x82", "\xC3\xA4"},
+        {"\xF4\x8F\xBF\xBF\xF0\x9F\x98", "\xF4\x8F\xBF\xBF"},
+        {"\xF4\x90\x80\x80z", "z"}, // above the last code point
         {"\xF8\x88\x80\x80\x80z", "z"},
         {"\xFD\xBF\xBF\xBF\xBF\xBFz", "z"},
     };

@@ -20,7 +20,8 @@ class LogFile : public ::testing::Test {
 
     std::vector<std::string> lines() const {
         std::vector<std::string> found;
-        for (const auto& entry : fs::directory_iterator(folder_)) {
+        std::error_code missing;
+        for (const auto& entry : fs::directory_iterator(folder_, missing)) {
             std::ifstream file(entry.path());
             for (std::string line; std::getline(file, line);)
                 found.push_back(line);
@@ -35,11 +36,12 @@ TEST_F(LogFile, IsNamedByTheDayAndAppendedToWithASeparatorALoad) {
     for (int load = 0; load < 2; ++load) {
         const auto sinks = log::makeSinks(folder_);
         ASSERT_EQ(3u, sinks.size());
-        spdlog::logger logger("wmi", sinks[1]);
-        logger.set_level(spdlog::level::trace);
-        logger.flush_on(spdlog::level::trace);
+        Logger logger("wmi");
+        logger.sinks() = {sinks[1]};
         logger.trace("a trace line");
+        EXPECT_EQ(load * 3u, lines().size()); // a line that stays out opens no file
         logger.debug("wmi@34: wmi init");
+        EXPECT_EQ(load * 3u + 2, lines().size()); // and one that goes in is there at once
         logger.warn("a warning");
     }
     const auto found = lines();
@@ -60,17 +62,48 @@ TEST_F(LogFile, IsNamedByTheDayAndAppendedToWithASeparatorALoad) {
 TEST_F(LogFile, APathInTheWayLeavesTheOtherSinks) {
     fs::create_directories("log-test");
     std::ofstream(folder_) << "a file where the folder should be";
-    const auto sinks = log::makeSinks(folder_ + "/below");
-    ASSERT_EQ(2u, sinks.size());
-    EXPECT_EQ(spdlog::level::info, sinks[0]->level());
-    EXPECT_EQ(spdlog::level::trace, sinks[1]->level());
+    Logger logger("wmi");
+    logger.sinks() = log::makeSinks(folder_ + "/below");
+    logger.debug("goes on");
+    EXPECT_THAT(dynamic_cast<log::RingSink&>(*logger.sinks()[2]).lines(),
+                ::testing::ElementsAre(::testing::HasSubstr("[wmi] [debug] goes on")));
 }
 
-TEST_F(LogFile, EachSinkHasItsLevel) {
+TEST_F(LogFile, ConsoleFileAndRingFollowInOrderWithTheirLevels) {
     const auto sinks = log::makeSinks(folder_);
+    ASSERT_EQ(3u, sinks.size());
+    EXPECT_TRUE(dynamic_cast<log::ConsoleSink*>(sinks[0].get()));
     EXPECT_EQ(spdlog::level::info, sinks[0]->level());
+    EXPECT_TRUE(dynamic_cast<log::FileSink*>(sinks[1].get()));
     EXPECT_EQ(spdlog::level::debug, sinks[1]->level());
+    EXPECT_TRUE(dynamic_cast<log::RingSink*>(sinks[2].get()));
     EXPECT_EQ(spdlog::level::trace, sinks[2]->level());
+}
+
+TEST(LogWriting, AFailingSinkLosesItsLineQuietlyAndAForeignSinkIsFlushed) {
+    class Foreign : public spdlog::sinks::base_sink<std::mutex> {
+      public:
+        bool fails = false;
+        std::string seen;
+
+      protected:
+        void sink_it_(const spdlog::details::log_msg& message) override {
+            if (fails) throw std::bad_alloc();
+            seen += std::string(message.payload.data(), message.payload.size()) + " ";
+        }
+        void flush_() override { seen += "flushed "; }
+    };
+    const auto failing = std::make_shared<Foreign>();
+    failing->fails = true;
+    const auto working = std::make_shared<Foreign>();
+    Logger logger("x");
+    logger.sinks() = {failing, working};
+    ::testing::internal::CaptureStderr();
+    log::write(logger, log::Level::trace, L"line");
+    EXPECT_EQ("line flushed ", working->seen);
+    log::info(logger, L"{:{}}", 1, -1); // a width that only the formatting finds wrong
+    EXPECT_EQ("", ::testing::internal::GetCapturedStderr());
+    EXPECT_EQ("line flushed ", working->seen);
 }
 
 TEST(LogRing, KeepsTheLatest64LinesOfEveryLogger) {
@@ -80,6 +113,10 @@ TEST(LogRing, KeepsTheLatest64LinesOfEveryLogger) {
     ASSERT_EQ(64u, ring.lines().size());
     EXPECT_THAT(ring.lines().front(), ::testing::HasSubstr("message 2"));
     EXPECT_THAT(ring.lines().back(), ::testing::HasSubstr("message 65"));
+
+    log::RingSink none(0);
+    none.log({"x", spdlog::level::trace, "message"});
+    EXPECT_TRUE(none.lines().empty());
 
     auto& shared = dynamic_cast<log::RingSink&>(*log::sharedSinks().back());
     log::entry(memoryLogger, L"orv::memory::getMemoryStatus");

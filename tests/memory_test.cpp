@@ -195,6 +195,9 @@ TEST(MemoryJoin, BySerialNumberAsItStands) {
     EXPECT_THAT(log.lines(),
                 ElementsAre("info spd serial number: 001AFF0B", "info spd serial number: 00000000",
                             "error can not find memory by serial number: 00000000"));
+    modules = {module(L"soldered", 30, 1, L"001AFF0B")};
+    joinSpds(modules, {ddr4});
+    EXPECT_EQ(L"22-22-22-52", modules[0].timing) << "LPDDR4 is read as DDR4";
     // The first module's type chooses the serial number's place, each module's own its timing.
     modules = {module(L"a", 35, 1, L"00000000"), module(L"b", 24, 1, L"01000000")};
     const Spd ddr5 = test::spdOf(1024, {{517, {1}}});
@@ -228,11 +231,42 @@ TEST(MemoryReport, SampleMachines) {
         const auto machine = test::TestMachine::sample(name);
         EXPECT_STREQ(answer, getMemoryManufacturerAndModel()) << name;
     }
+    const test::TestMachine soldered(
+        R"({"name": "m", "management": {"Win32_PhysicalMemory": [{"SMBIOSMemoryType": 29}]}})");
+    EXPECT_THAT(getMemoryManufacturerAndModel(), HasSubstr("LPDDR5, type: 29"));
     const auto machine = test::TestMachine::sample("amd-k8");
     const std::string failure = getMemoryManufacturerAndModel();
     EXPECT_THAT(failure, testing::StartsWith(R"({"code":0,"data":"MemInfo@)"));
     EXPECT_THAT(failure, HasSubstr("Memory type is not DDR4, DDR5, LPDDR4, LPDDR5, type: 19"));
     EXPECT_EQ(failure, R"({"code":0,"data":")" + std::string(getLastError()) + "\"}");
+}
+
+// Two soldered modules of which the first has an EEPROM: each is shown with its own, then the last one stands
+// for both.
+TEST(MemoryReport, SolderedModulesAreJoinedAndShownBeforeTheyAreMerged) {
+    const test::TestMachine machine(R"({"name": "m",
+        "processor": {"vendor": "AuthenticAMD", "highestLeaf": 1}, "ring0": {},
+        "smbus": {"controller": "amd", "base": "0x0B00", "eeproms": [{"address": "0xA0", "kind": "DDR5",
+            "bytes": {"20": "A001", "24": "000004", "32": "803E803E007D", "517": "001AFF0B"}}]},
+        "management": {"Win32_PhysicalMemory": [
+            {"Manufacturer": "Müller", "PartNumber": "A ", "Capacity": "8", "SerialNumber": "001AFF0B",
+             "Speed": 6400, "ConfiguredClockSpeed": 5500, "TotalWidth": 16, "MaxVoltage": 1100,
+             "SMBIOSMemoryType": 35, "FormFactor": 0},
+            {"Manufacturer": "Müller", "PartNumber": "B", "Capacity": "4", "SerialNumber": "",
+             "Speed": 6400, "ConfiguredClockSpeed": 5500, "TotalWidth": 32, "MaxVoltage": 1050,
+             "SMBIOSMemoryType": 35, "FormFactor": 12}]}})");
+    const test::CapturedLog log({&memoryLogger});
+    EXPECT_STREQ(R"({"code":1,"data":[{"manufacturer":"Müller","model":"B"}]})",
+                 getMemoryManufacturerAndModel());
+    EXPECT_THAT(log.lines(spdlog::level::info),
+                ElementsAre("info memory count: 2", "info spd serial number: 001AFF0B",
+                            "info memory index: 0,", "Manufacture: Müller,", "Model: A ,", "Capacity: 8,",
+                            "SerialNumber: 001AFF0B,", "Speed: 6400,", "CurrentSpeed: 5500,",
+                            "TotalWidth: 16,", "Voltage: 1100,", "type: LPDDR5,", "form 0,",
+                            "timing: 56-39-39-77", "info memory index: 1,", "Manufacture: Müller,",
+                            "Model: B,", "Capacity: 4,", "SerialNumber: ,", "Speed: 6400,",
+                            "CurrentSpeed: 5500,", "TotalWidth: 32,", "Voltage: 1050,", "type: LPDDR5,",
+                            "form 12,", "timing: 00-00-00-00"));
 }
 
 TEST(MemoryReport, TimingsOfTheSampleMachines) {
@@ -257,15 +291,22 @@ TEST(MemoryReport, RowsFromAFirmwareDump) {
     test::MemoryDevice device;
     device.manufacturer = "M\xC3\xBCller";
     device.type = 24;
+    device.serialNumber.clear(); // nor has it a part number, then
+    device.formFactor = 2;
+    device.totalWidth = 0xFFFF;
     const test::Bytes dump = test::dumpOf(test::tableOf({device}));
     std::ofstream("firmware.bin", std::ios::binary)
         .write(reinterpret_cast<const char*>(dump.data()), static_cast<std::streamsize>(dump.size()));
     std::ofstream("firmware.json") << R"({"name": "f", "management": {"smbios": "firmware.bin"}})";
     const auto machine = platform::Machine::fromFile("firmware.json");
     const test::InUse inUse(*machine);
+    const test::CapturedLog log({&memoryLogger, &wmiLogger});
     // A type without EEPROM support passes until the controller is asked, which this machine has not.
     EXPECT_THAT(getMemoryManufacturerAndModel(), HasSubstr("DLL Status Error"));
     EXPECT_EQ(24, getMemoryType());
+    EXPECT_THAT(log.lines(spdlog::level::err),
+                ElementsAre("error serial number type wrong, index: 0, type: 1"))
+        << "what the firmware does not know is no fault";
 }
 
 TEST(MemoryReport, NoRowsOrNoAnswer) {

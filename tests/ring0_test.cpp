@@ -132,7 +132,8 @@ TEST(Mutexes, AWaitThatDoesNotOwnIsToldAsItIs) {
     const Row rows[] = {
         {R"("heldForMs": 60000)", 0x102, 0x102},
         {R"("heldForMs": 15)", 0x102, 0},
-        {R"("heldForMs": 5)", 0, 0},
+        {R"("heldForMs": 10)", 0, 0}, // it waits that long and no longer
+        {R"("heldForMs": 11)", 0x102, 0},
         {R"("heldForMs": 5, "abandoned": true)", 0x80, 0},
         {R"("error": 5)", 0xFFFFFFFF, 0xFFFFFFFF},
     };
@@ -140,7 +141,11 @@ TEST(Mutexes, AWaitThatDoesNotOwnIsToldAsItIs) {
         SCOPED_TRACE(row.mutex);
         TestMachine machine(
             machineWith(R"("mutexes": [{"name": "Global\\Access_PCI", )" + std::string(row.mutex) + "}]"));
+        machine->requests().keepRecord(true);
         EXPECT_EQ(row.wait, Mutexes::WaitPciBus());
+        // An abandoned mutex is handed back at once: other threads would wait for it for ever.
+        EXPECT_EQ(row.wait == 0x80 ? 1 : 0,
+                  std::ranges::count(machine->requests().record(), "ReleaseMutex Global\\Access_PCI"));
         EXPECT_EQ(row.next, Mutexes::WaitPciBus());
     }
 }

@@ -1,4 +1,5 @@
 #include "platform/servers/Smbios.h"
+#include "platform/text.h"
 #include "support/MemoryImages.h"
 
 #include <gtest/gtest.h>
@@ -13,13 +14,14 @@ using test::MemoryDevice;
 using test::structureOf;
 using test::tableOf;
 
-/// "name=value" of each column, a text in quotes; "-" for a missing one.
+/// The value of a column, a text in quotes; "-" for a missing one.
 std::string shown(const ManagementColumns& row, const std::wstring& column) {
     const auto found = row.find(column);
     if (found == row.end()) return "-";
     const ManagementValue& value = found->second;
+    if (value.type == ManagementType::null) return "null";
     if (value.type == ManagementType::i4) return std::to_string(value.number);
-    return "\"" + std::string(value.text.begin(), value.text.end()) + "\"";
+    return "\"" + wideToUtf8(value.text) + "\"";
 }
 
 std::string shown(const ManagementColumns& row) {
@@ -45,18 +47,23 @@ TEST(Smbios, MemoryDeviceColumns) {
     } cases[] = {
         {"all known", [](MemoryDevice&) {},
          R"("Acme" "AM4-16G-3200" "001AFF0B" "17179869184" 3200 2933 64 1200 26 8)"},
-        {"texts keep their blanks", [](MemoryDevice& d) { d.partNumber = " AM4  "; },
-         R"("Acme" " AM4  " "001AFF0B" "17179869184" 3200 2933 64 1200 26 8)"},
+        {"texts keep their blanks and are UTF-8",
+         [](MemoryDevice& d) {
+             d.manufacturer = "M\xC3\xBCller";
+             d.partNumber = " AM4  ";
+         },
+         R"("Müller" " AM4  " "001AFF0B" "17179869184" 3200 2933 64 1200 26 8)"},
         {"a missing text ends the list", [](MemoryDevice& d) { d.serialNumber.clear(); },
-         R"("Acme" - - "17179869184" 3200 2933 64 1200 26 8)"},
-        {"extended size and speed",
+         R"("Acme" null null "17179869184" 3200 2933 64 1200 26 8)"},
+        {"extended size and speeds, each of 31 bits",
          [](MemoryDevice& d) {
              d.size = 0x7FFF;
-             d.extendedSize = 131072;
-             d.speed = 0xFFFF;
-             d.extendedSpeed = 70000;
+             d.extendedSize = 0x80000000 | 131072;
+             d.speed = d.configuredSpeed = 0xFFFF;
+             d.extendedSpeed = 0x80000000 | 70000;
+             d.extendedConfiguredSpeed = 0x80000000 | 66000;
          },
-         R"("Acme" "AM4-16G-3200" "001AFF0B" "137438953472" 70000 2933 64 1200 26 8)"},
+         R"("Acme" "AM4-16G-3200" "001AFF0B" "137438953472" 70000 66000 64 1200 26 8)"},
         {"kibibytes", [](MemoryDevice& d) { d.size = 0x8000 | 512; },
          R"("Acme" "AM4-16G-3200" "001AFF0B" "524288" 3200 2933 64 1200 26 8)"},
         {"nothing known but that there is one",
@@ -65,13 +72,13 @@ TEST(Smbios, MemoryDeviceColumns) {
              d.formFactor = d.type = 2;
              d.speed = d.configuredSpeed = d.maxVoltage = 0;
          },
-         R"("Acme" "AM4-16G-3200" "001AFF0B" - - - - - 2 -)"},
+         R"("Acme" "AM4-16G-3200" "001AFF0B" null null null null null 2 null)"},
         {"an old structure ends behind the type",
          [](MemoryDevice& d) {
              d.length = 0x15;
              d.formFactor = 13;
          },
-         R"(- - - "17179869184" - - 64 - 26 12)"},
+         R"(null null null "17179869184" null null 64 null 26 12)"},
     };
     for (const auto& [why, change, row] : cases) {
         const auto rows = physicalMemoryRows(tableOf({changed(change)}));
@@ -86,8 +93,9 @@ TEST(Smbios, FormFactorsInTheManagementNumbering) {
         MemoryDevice device;
         device.formFactor = smbios;
         const auto rows = physicalMemoryRows(tableOf({device}));
-        const auto found = rows.at(0).find(L"FormFactor");
-        EXPECT_EQ(expected[smbios - 1], found == rows[0].end() ? -1 : found->second.number) << int{smbios};
+        const std::int32_t number = expected[smbios - 1];
+        EXPECT_EQ(number < 0 ? "null" : std::to_string(number), shown(rows.at(0), L"FormFactor"))
+            << int{smbios};
     }
 }
 
@@ -110,7 +118,11 @@ TEST(Smbios, BadTablesEndWhereTheyStopMakingSense) {
     }
     Bytes table = good;
     table[0x17] = 200; // a text number past the end
-    EXPECT_EQ("-", shown(physicalMemoryRows(table).at(0), L"Manufacturer"));
+    EXPECT_EQ("null", shown(physicalMemoryRows(table).at(0), L"Manufacturer"));
+    table = tableOf({});
+    const Bytes behind = structureOf(MemoryDevice{});
+    table.insert(table.end(), behind.begin(), behind.end());
+    EXPECT_EQ(0u, physicalMemoryRows(table).size()) << "behind the end mark";
 }
 
 TEST(Smbios, DumpsWithBadEntryPoints) {

@@ -90,6 +90,29 @@ TEST(SpdDDR5, TimingRoundsUp) {
                   parseDDR5TimingBySPD(spdOf(1024, {{20, row.clock}, {24, row.latencies}, {32, row.times}})));
 }
 
+// Exact arithmetic in whole picoseconds says how many cycles cover a time; in doubles some whole quotients
+// come out a last bit above.
+TEST(SpdDDR4, CyclesAreThoseOfWholePicoseconds) {
+    std::mt19937 random(5);
+    for (int i = 0; i < 20000; ++i) {
+        const auto byte = [&](unsigned most) { return static_cast<std::uint8_t>(random() % (most + 1)); };
+        // A clock that a module can have, and any times.
+        const Bytes clock = {static_cast<std::uint8_t>(4 + byte(8))};
+        const Bytes times = {byte(255), byte(255), byte(15), byte(255)};
+        const Bytes fine = {byte(255), byte(255), 0, 0, byte(255)}; // of tRP, tRCD and, last, the clock
+        const auto ps = [](unsigned medium, std::uint8_t correction) {
+            return static_cast<int>(medium) * 125 + static_cast<std::int8_t>(correction);
+        };
+        const int period = ps(clock[0], fine[4]);
+        const auto cycles = [&](int time) {
+            return time <= 0 ? time / period : (time + period - 1) / period;
+        };
+        EXPECT_EQ(fmt::format(L"14-{:02}-{:02}-{:02}", cycles(ps(times[0], fine[1])),
+                              cycles(ps(times[1], fine[0])), cycles(ps(times[2] * 256u + times[3], 0))),
+                  parseDDR4TimingBySPD(spdOf(512, {{18, clock}, {20, {0x80}}, {25, times}, {121, fine}})));
+    }
+}
+
 TEST(SpdSerialNumber, UpperCaseDigitsFromTheLowestOffset) {
     const Bytes serial = {0x00, 0x1A, 0xFF, 0x0B};
     EXPECT_EQ(L"001AFF0B", parseSerialNumberDDR4(spdOf(512, {{325, serial}})));

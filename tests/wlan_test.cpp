@@ -1,5 +1,7 @@
 #include "WLAN/WLAN.h"
+#include "log/log.h"
 #include "orvane/hwprobe.h"
+#include "support/CapturedLog.h"
 #include "support/TestMachine.h"
 
 #include <gmock/gmock.h>
@@ -59,6 +61,7 @@ std::string machineText(const std::string& adapters, const std::string& interfac
 }
 
 TEST(ConnectionSpeed, RatesAreBytesPerMillisecondSinceTheCallBefore) {
+    const CapturedLog log{&wlanLogger};
     TestMachine machine(machineText(R"({"description": "a"})",
                                     R"({"description": "a", "inPerSecond": 2000000, "outPerSecond": 500})"));
     EXPECT_STREQ(R"([{"down":0.0,"model":"a","up":0.0}])", getNetCurrentSpeed());
@@ -66,6 +69,11 @@ TEST(ConnectionSpeed, RatesAreBytesPerMillisecondSinceTheCallBefore) {
     EXPECT_STREQ(R"([{"down":2000.0,"model":"a","up":0.5}])", getNetCurrentSpeed());
     // Within the same millisecond the rates and the earlier sample stay, so that no byte is lost.
     EXPECT_STREQ(R"([{"down":2000.0,"model":"a","up":0.5}])", getNetCurrentSpeed());
+    EXPECT_THAT(log.lines(spdlog::level::info),
+                ::testing::ElementsAre("info GetAllNetWorkConnection: Ok, size: 1",
+                                       "info GetInternetSpeed: Ok, name: a, download: 0, upload: 0",
+                                       "info GetInternetSpeed: Ok, name: a, download: 2000, upload: 0.5",
+                                       "info GetInternetSpeed: Ok, name: a, download: 2000, upload: 0.5"));
     machine->machineClock().sleepNs(500'000'000);
     EXPECT_STREQ(R"([{"down":2000.0,"model":"a","up":0.5}])", getNetCurrentSpeed());
 }

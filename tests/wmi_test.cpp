@@ -61,7 +61,7 @@ TEST_F(Wmi, StepsInTheirOrder) {
                   "info get key: A",
                   "info get success, size: 2",
                   "trace wmi::wmiImpl::~wmiImpl",
-                  "debug wmi destroy, pEnumerator: true, pSvc: true, pLoc: true, coUnInitFlag: true",
+                  "debug wmi destroy, pEnumerator: true, pSvc: true, pLoc: true, coUnInitFlag: 1",
               }),
               log.lines());
 }

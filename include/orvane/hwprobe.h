@@ -3,11 +3,34 @@
  *
  * Loading      Load the library once and poll it. Loading opens the log file
  *              ./resources/log/cpp/orvaneHwProbe_YYYY-MM-DD.log below the current directory and touches no
- *              hardware. If the file cannot be made, everything else works without it.
- * Threads      Call one function at a time, from any thread. Nothing here takes a lock for you.
- * Text         Every text is UTF-8, ends in a NUL and belongs to the library: never free it. A pointer stays
- *              valid until the same function gives an answer of the same kind again (answers and failures
- *              have a buffer each), and at the latest until the library is unloaded.
+ *              hardware. If the file cannot be made, everything else works without it. On Linux the file is
+ *              its user's alone, and no symbolic link is followed to it.
+ * Log          The file takes lines from debug up, standard output from info up. Two environment variables,
+ *              read while loading, choose others: HWPROBE_LOG_FILE and HWPROBE_LOG_CONSOLE, each trace,
+ *              debug, info, warning, error, critical or off; what is none of these changes nothing. With
+ *              the file off there is none. A host that polls for long wants "warning" or "off": polling
+ *              every function once a second writes about half a gigabyte a day, and the library deletes
+ *              nothing. On Linux a console line never blocks or signals the host: one that would have to
+ *              wait is lost, and a standard output that has failed or is closed gets no more.
+ * Threads      Call one function at a time, from any thread. Nothing here takes a lock for you: a host with
+ *              several threads holds one lock of its own over the call, the copying of the text that it
+ *              gave, and the getLastError that belongs to it. Most calls take well under a millisecond.
+ *              Plan for a second where a first call measures the processor, for up to about five where
+ *              memory modules are read over a busy bus, and for as long as a device driver takes to answer.
+ * Faults       getAllDiskType, getNetCardMessage and getNetCurrentSpeed stop a hardware fault of their own;
+ *              in the others it is the process's. On Linux the library handles SIGSEGV, SIGBUS, SIGFPE and
+ *              SIGILL while one of the three runs, in whatever thread, and hands the faults of other
+ *              threads on to your handlers, which are back when the last of them returns. Such a signal
+ *              that somebody sent to the calling thread lets the call come to its end and makes it fail.
+ *              Memory that a stopped call had in use is lost, and so is a lock of the system's that it
+ *              held.
+ * Fork         A child can call. What was under way in another thread when it came into being starts anew
+ *              there; a fork waits for the moments in which shared data is changed.
+ * Unload       Once no call is running the library can be unloaded, and loaded again. Its log, its files
+ *              and its access to machine registers are closed then.
+ * Text         Every text is UTF-8, ends in a NUL and belongs to the library: never free it. A pointer
+ *              stays valid until the same function gives an answer of the same kind again (answers and
+ *              failures have a buffer each), and at the latest until the library is unloaded.
  * Failures     A failure never leaves the library. The function gives the failure value told below, and
  *              getLastError gives the reason. The next call starts fresh.
  * Calling      Functions without an index can be called at any time. getDiskTemperature and
@@ -67,7 +90,8 @@ ORVANE_HWPROBE_API double getGpuTemperature(void);
 ORVANE_HWPROBE_API int32_t getMemoryLoad(void);
 
 /* Memory modules: {"code":1,"data":[{"manufacturer":TEXT,"model":TEXT},...]}; "data" is null when none is
-   listed. Failure: {"code":0,"data":REASON}. */
+   listed. Failure: {"code":0,"data":REASON}. Takes a quarter of a second or more for each module,
+   some seconds when the memory bus does not become free; the answer is the same then. */
 ORVANE_HWPROBE_API const char* getMemoryManufacturerAndModel(void);
 
 /* ---- Disks ----------------------------------------------------------------------------------------------

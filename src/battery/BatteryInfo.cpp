@@ -19,12 +19,6 @@ namespace {
 // A list that fails at every index would never end by itself; no machine has so many batteries.
 constexpr std::uint32_t kMostDevices = 256;
 
-/// Sizes of the text answers: an enumeration allows more than an update.
-constexpr std::size_t kNameBytes = 1000;
-constexpr std::size_t kIdBytes = 500;
-constexpr std::size_t kUpdateNameBytes = 200;
-constexpr std::size_t kUpdateIdBytes = 100;
-
 bool isNoDevice(const SP_DEVICE_INTERFACE_DATA& data) {
     return std::ranges::all_of(std::as_bytes(std::span(&data, 1)),
                                [](std::byte byte) { return byte == std::byte{0}; });
@@ -161,20 +155,20 @@ std::optional<BatteryInfo> readBattery(const SP_DEVICE_INTERFACE_DATA& data, std
     device.required(BatteryInformation, battery.information);
     if ((battery.information.Capabilities & BATTERY_SYSTEM_BATTERY) == 0) return std::nullopt;
 
-    battery.deviceName = wideFromUtf16(device.text(BatteryDeviceName, kNameBytes));
+    battery.deviceName = wideFromUtf16(device.text(BatteryDeviceName, kBatteryNameRoom));
     log::info(batteryLogger, L"BatteryDeviceName: {}", battery.deviceName);
-    battery.manufactureName = wideFromUtf16(device.text(BatteryManufactureName, kNameBytes));
+    battery.manufactureName = wideFromUtf16(device.text(BatteryManufactureName, kBatteryNameRoom));
     log::info(batteryLogger, L"BatteryManufactureName: {}", battery.manufactureName);
     battery.estimatedTime = readEstimatedTime(device, warnGap);
     log::info(batteryLogger, L"BatteryEstimatedTime: {}", battery.estimatedTime);
     BATTERY_MANUFACTURE_DATE& date = battery.manufactureDate;
     readManufactureDate(device, warnGap, date);
     log::info(batteryLogger, L"BatteryManufactureDate: {}-{}-{}", date.Year, date.Month, date.Day);
-    battery.serialNumber = serialFrom(device.text(BatterySerialNumber, kIdBytes));
+    battery.serialNumber = serialFrom(device.text(BatterySerialNumber, kBatteryIdRoom));
     log::info(batteryLogger, L"BatterySerialNumber: {}", utf8ToWide(battery.serialNumber));
     battery.temperature = readTemperature(device, warnGap);
     log::info(batteryLogger, L"BatteryTemperature: {}", battery.temperature);
-    battery.uniqueId = upToZero(device.text(BatteryUniqueID, kIdBytes));
+    battery.uniqueId = upToZero(device.text(BatteryUniqueID, kBatteryIdRoom));
     log::info(batteryLogger, L"BatteryUniqueID: {}", utf8ToWide(battery.uniqueId));
     return battery;
 }
@@ -226,16 +220,16 @@ void BatteryInfo::UpdateBatteryStatus() {
     Device device(data, query);
     device.queryTag();
     device.required(BatteryInformation, information);
-    device.text(BatteryDeviceName, kUpdateNameBytes); // asked for, but a name does not change
+    device.text(BatteryDeviceName, kBatteryUpdateNameRoom); // asked for, but a name does not change
     if (const ErrorCode error = device.status(status)) {
         log::warn(batteryLogger, L"IOCTL_BATTERY_QUERY_STATUS failed: {}", getSystemErrorText(error));
         return;
     }
     estimatedTime = readEstimatedTime(device, traceGap);
     readManufactureDate(device, traceGap, manufactureDate);
-    serialNumber = serialFrom(device.text(BatterySerialNumber, kUpdateIdBytes));
+    serialNumber = serialFrom(device.text(BatterySerialNumber, kBatteryUpdateIdRoom));
     temperature = readTemperature(device, traceGap);
-    uniqueId = upToZero(device.text(BatteryUniqueID, kUpdateIdBytes));
+    uniqueId = upToZero(device.text(BatteryUniqueID, kBatteryUpdateIdRoom));
     logUpdated(*this);
 }
 

@@ -1,6 +1,7 @@
 #include "cpu/CpuIntel.h"
 
 #include "WinRing0/WinRing0.h"
+#include "frame/HWException.h"
 #include "log/log.h"
 #include "platform/Platform.h"
 #include "platform/Ring0.h"
@@ -37,6 +38,7 @@ std::string CpuIntel::Vendor() {
 double CpuIntel::GetTemperature() {
     log::entry(logger, L"orv::CpuIntel::GetTemperature");
     WinRing0Init();
+    if (info.processorCoreCount == 0) throwHW(L"the system names no processor core");
     double sum = 0.0;
     for (const auto& [core, mask] : coreAffinity) {
         const auto answer = platform::current().ring0().RdmsrTx(kThermStatus, mask);

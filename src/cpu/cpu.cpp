@@ -9,6 +9,8 @@
 #include "platform/Platform.h"
 #include "state/ProcessState.h"
 
+#include <cmath>
+
 namespace orv {
 
 namespace {
@@ -144,6 +146,8 @@ double Cpu::GetCpuSpeed() {
         throwHW(L"PdhGetFormattedCounterValue cpuBasicSpeed failed, {}", getSystemErrorText(base.error));
     const double basicSpeed = base.value.doubleValue;
     const double speed = performance * basicSpeed;
+    if (!std::isfinite(speed))
+        throwHW(L"cpu speed is no number, performance: {}, basic speed: {}", performance, basicSpeed);
     log::info(cpuLogger, L"cpu speed: {}, performance: {}, basic speed: {}", speed, performance, basicSpeed);
     return speed;
 }

@@ -6,6 +6,7 @@
 #include "log/log.h"
 #include "platform/Platform.h"
 #include "platform/Processor.h"
+#include "state/ProcessState.h"
 
 #include <algorithm>
 #include <bit>
@@ -35,6 +36,11 @@ constexpr std::uint32_t kLeafBrandFirst = 0x80000002; // processor name string
 constexpr std::uint32_t kLeafBrandLast = 0x80000004;
 constexpr std::uint32_t kExtendedSizes = 8; // 0x80000008: size identifiers, ApicIdCoreIdSize
 constexpr std::uint32_t kMostLeaves = 1024;
+
+/// The clock does not change: a detection that fails and is tried again does not time it once more.
+struct BaseClock {
+    OnceCell<std::uint32_t> mhz;
+};
 
 constexpr std::uint32_t kBytesPerRecord = sizeof(LogicalProcessorRecord);
 constexpr int kMostAttempts = 16; // the table can grow between two calls, but not for ever
@@ -140,7 +146,7 @@ CpuInfo GetCpuInfo() {
     for (const LogicalProcessorRecord& record : topologyRecords())
         count(info, record);
     const std::uint32_t version = cpuid(kLeafVersion).eax;
-    info.frequency = CCpuInfo::GetCPUSpeed();
+    info.frequency = processWide<BaseClock>().mhz.get(CCpuInfo::GetCPUSpeed);
     log::info(cpuInfoLogger, L"GetCpuInfo: Ok");
     info.vendor = GetCpuVendor();
     const auto name = GetCpuName();

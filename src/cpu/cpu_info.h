@@ -24,7 +24,8 @@ struct CpuInfo {
     std::string name;
 };
 
-/// Takes over half a second: it measures the clock. Throws HWException when the topology cannot be read.
+/// Takes over half a second the first time in a process: it measures the clock. Throws HWException when the
+/// topology cannot be read.
 CpuInfo GetCpuInfo();
 
 CpuVendor GetCpuVendor();

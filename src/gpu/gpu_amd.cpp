@@ -12,7 +12,8 @@
 #include <cstring>
 #include <set>
 #include <string_view>
-#include <unordered_map>
+#include <utility>
+#include <vector>
 
 namespace orv {
 
@@ -126,13 +127,18 @@ GpuList GetAllAmdGpus() {
     if (records.empty()) return {};
     std::erase_if(records, isSkipped);
 
-    // Several entries can stand for one card: the one that answers most stays, the earlier one on a tie.
-    std::unordered_map<std::uint32_t, std::shared_ptr<GpuAmd>> bySlot;
+    // Several entries can stand for one card: the one that answers most stays, the earlier one on a tie. The
+    // cards keep the order of the library.
+    std::vector<std::pair<std::uint32_t, std::shared_ptr<GpuAmd>>> bySlot;
     for (const adl::AdapterInfo& record : records) {
         auto gpu = std::make_shared<GpuAmd>(record);
         if (!gpu->isTemperatureTestPassed()) continue;
-        auto& held = bySlot[slotKey(record)];
-        if (!held || gpu->getSensorCount() > held->getSensorCount()) held = std::move(gpu);
+        const auto key = slotKey(record);
+        const auto held = std::ranges::find(bySlot, key, [](const auto& slot) { return slot.first; });
+        if (held == bySlot.end())
+            bySlot.emplace_back(key, std::move(gpu));
+        else if (gpu->getSensorCount() > held->second->getSensorCount())
+            held->second = std::move(gpu);
     }
     GpuList gpus;
     for (auto& [key, gpu] : bySlot)
@@ -198,12 +204,13 @@ void GpuAmd::testReadings() {
     const int index = adapterInfo.adapterIndex;
     try {
         GpuAmd::GetTemperature();
-        sensorCount += 2;
         temperatureTestPassed = true;
         log::debug(amdGpuLogger, L"Index: {}, GetTemperature: OK", index);
     } catch (const std::exception&) {
+        temperatureTestPassed = asleep; // it has a thermometer, and is not woken up to try it
         log::debug(amdGpuLogger, L"Index: {}, GetTemperature: Fail", index);
     }
+    if (temperatureTestPassed) sensorCount += 2;
     try {
         GpuAmd::GetGpuLoad();
         sensorCount += 1;
@@ -238,6 +245,8 @@ double GpuAmd::GetGpuTemperatureAmdPmLog() {
 double GpuAmd::GetGpuTemperatureAmdOD5() {
     adl::Od5Temperature record{};
     const auto result = adlFunctionTable.od5Temperature(adapterInfo.adapterIndex, 0, &record);
+    asleep = result == adl::kCardSleeps;
+    if (asleep) throwHW(L"ADL_Overdrive5_Temperature_Get failed: {}, the card sleeps", result);
     if (result != adl::kOk) throwHW(L"ADL_Overdrive5_Temperature_Get failed: {}", result);
     const double temperature = record.temperature * 0.001;
     log::info(amdGpuLogger, L"GetGpuTemperatureAmdOD5: Ok, temperature: {}", temperature);

@@ -11,7 +11,7 @@ namespace orv {
 /// until it succeeded.
 bool AdlInit();
 
-/// The adapters whose temperature can be read, one for each bus and device, in no defined order.
+/// The adapters whose temperature can be read, one for each bus and device, in the library's order.
 GpuList GetAllAmdGpus();
 
 /// A sensor's value; 0 when the driver does not know the sensor or does not support it.
@@ -43,6 +43,7 @@ class GpuAmd : public Gpu {
     platform::adl::Context contextHandle = nullptr;
     bool overdriveSupported = false;
     std::int32_t currentOverdriveApiLevel = 0; ///< Overdrive generation; -1 when there is none.
+    bool asleep = false; ///< The last temperature was refused so as not to wake the card up.
     bool temperatureTestPassed = false;
     bool loadTestPassed = false;
     std::uint32_t sensorCount = 0; ///< 2 for a temperature, 1 for a load.

@@ -110,7 +110,8 @@ std::int32_t GetGpuTemperatureNvidia(nvapi::GpuHandle handle) {
         return call<nvapi::GetThermalSettingsFunction>(nvapi::kGetThermalSettings, handle,
                                                        nvapi::kAllThermalSensors, &record);
     };
-    if (read() != nvapi::kOk) {
+    // A card that is left asleep on purpose is not activated.
+    if (const auto first = read(); first != nvapi::kOk && first != nvapi::kCardSleeps) {
         log::warn(nvidiaGpuLogger,
                   L"Run NvAPI_GPU_GetThermalSettings fail, try to run \"./active_nvidia.exe\" to active gpu");
         runHelper();

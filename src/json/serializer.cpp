@@ -5,6 +5,7 @@
 #include "json/utf8.h"
 
 #include <array>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -47,17 +48,35 @@ constexpr std::uint64_t hasZero(std::uint64_t bytes) {
     return (bytes - eightTimes(1)) & ~bytes & eightTimes(0x80);
 }
 
-/// How many bytes at the start of the text stand for themselves, looked at eight at a time.
+/// How many of eight bytes, from the first, are ASCII letters that stand for themselves.
+std::size_t plainOfEight(const char* at) {
+    static_assert(std::endian::native == std::endian::little);
+    std::uint64_t bytes = 0;
+    std::memcpy(&bytes, at, sizeof bytes);
+    const std::uint64_t notAsciiOrControl = (bytes | (bytes - eightTimes(0x20))) & eightTimes(0x80);
+    // The lowest mark is exact: a borrow marks only what stands behind another mark.
+    const std::uint64_t marks =
+        notAsciiOrControl | hasZero(bytes ^ eightTimes('"')) | hasZero(bytes ^ eightTimes('\\'));
+    return static_cast<std::size_t>(std::countr_zero(marks)) / 8;
+}
+
+/// How many bytes at the start of the text stand for themselves: clean UTF-8 in its shortest form without a
+/// letter to escape or to drop.
 std::size_t plainLength(std::string_view text) {
     std::size_t i = 0;
-    for (; i + 8 <= text.size(); i += 8) {
-        std::uint64_t bytes = 0;
-        std::memcpy(&bytes, text.data() + i, sizeof bytes);
-        const std::uint64_t notAsciiOrControl = (bytes | (bytes - eightTimes(0x20))) & eightTimes(0x80);
-        if (notAsciiOrControl | hasZero(bytes ^ eightTimes('"')) | hasZero(bytes ^ eightTimes('\\'))) break;
+    while (i < text.size()) {
+        if (i + 8 <= text.size()) {
+            const std::size_t plain = plainOfEight(text.data() + i);
+            i += plain;
+            if (plain == 8) continue;
+        }
+        const char escape = kEscapes[static_cast<unsigned char>(text[i])];
+        const std::size_t length = escape == kPlain      ? 1
+                                   : escape == kNotAscii ? shortestSequence(text.substr(i))
+                                                         : 0;
+        if (length == 0) break;
+        i += length;
     }
-    while (i < text.size() && kEscapes[static_cast<unsigned char>(text[i])] == kPlain)
-        ++i;
     return i;
 }
 
@@ -125,10 +144,15 @@ void json_serializer::put(char letter) {
         throwEncodingFailed(static_cast<unsigned char>(letter));
 }
 
-void json_serializer::put(std::string_view ascii) {
-    const auto size = static_cast<std::streamsize>(ascii.size());
-    const std::streamsize written = target_.sputn(ascii.data(), size);
-    if (written != size) throwEncodingFailed(static_cast<unsigned char>(ascii[written]));
+void json_serializer::put(std::string_view clean) {
+    const auto size = static_cast<std::streamsize>(clean.size());
+    const std::streamsize written = target_.sputn(clean.data(), size);
+    if (written == size) return;
+    auto at = static_cast<std::size_t>(written); // inside the code point that did not go out whole
+    while (at > 0 && (static_cast<unsigned char>(clean[at]) & 0xC0) == 0x80)
+        --at;
+    fast_string_istreambuf rest(clean.substr(at));
+    throwEncodingFailed(readCodePoint(rest));
 }
 
 void json_serializer::put_token(token mark) {

@@ -46,7 +46,7 @@ class json_serializer final : public basic_serializer {
 
   private:
     void put(char letter);
-    void put(std::string_view ascii);
+    void put(std::string_view clean);
     void put_code_point(std::uint32_t codePoint);
     void put_code_points(std::string_view text);
 

@@ -17,11 +17,20 @@ std::string_view sourceName(std::string_view path) {
 std::wstring formatLocated(const std::source_location& where, fmt::wstring_view format,
                            fmt::wformat_args args) {
     fmt::wmemory_buffer text;
+    formatLocated(text, where, format, args);
+    return {text.data(), text.size()};
+}
+
+void formatLocated(fmt::wmemory_buffer& text, const std::source_location& where, fmt::wstring_view format,
+                   fmt::wformat_args args) {
     const std::string_view name = sourceName(where.file_name());
     text.append(name.data(), name.data() + name.size());
-    fmt::format_to(std::back_inserter(text), L"@{}: ", where.line());
+    text.push_back(L'@');
+    const fmt::format_int line(where.line());
+    text.append(line.data(), line.data() + line.size());
+    text.push_back(L':');
+    text.push_back(L' ');
     fmt::vformat_to(std::back_inserter(text), format, args);
-    return {text.data(), text.size()};
 }
 
 } // namespace orv

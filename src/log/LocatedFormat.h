@@ -23,5 +23,8 @@ struct LocatedFormat {
 /// "FILE@LINE: " and the formatted message, FILE being the source file's name without folder and extension.
 std::wstring formatLocated(const std::source_location& where, fmt::wstring_view format,
                            fmt::wformat_args args);
+/// The same, behind what `text` holds.
+void formatLocated(fmt::wmemory_buffer& text, const std::source_location& where, fmt::wstring_view format,
+                   fmt::wformat_args args);
 
 } // namespace orv

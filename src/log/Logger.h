@@ -1,35 +1,44 @@
 #pragma once
 
+#include "log/OutputSinks.h"
 #include "log/backtrack_sink.h"
 
 #include <spdlog/logger.h>
 
 #include <cstddef>
-#include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace orv {
 
 /// A logger on the shared sinks. It lets every message through and flushes after each; the level of a sink
-/// does the filtering.
+/// does the filtering. A message is formatted once, and a sink that fails loses it quietly.
 class Logger : public spdlog::logger {
   public:
     explicit Logger(const std::string& name);
+
+  protected:
+    void sink_it_(const spdlog::details::log_msg& message) override;
 };
 
 namespace log {
 
-using RingSink = backtrack_sink<std::mutex>;
+using RingSink = backtrack_sink<SinkMutex>;
 
 inline constexpr std::size_t kRingCapacity = 64; // lines
 
-/// The sinks that all loggers share: console, file, ring, in this order. Made on the first call, which opens
-/// the log file; a file that cannot be opened is left out.
+/// The sinks that all loggers share: console, file, ring, in this order. Made on the first call.
 std::vector<spdlog::sink_ptr>& sharedSinks();
 
 /// Builds a sink list whose log file stands in `directory`. For sharedSinks and the tests.
 std::vector<spdlog::sink_ptr> makeSinks(const std::string& directory);
+
+/// Opens the log file of the shared sinks before its first line, unless the file is off.
+void openFile() noexcept;
+
+/// Where the console lines go; nothing turns them off.
+void setConsole(std::optional<platform::ConsoleStream> stream);
 
 } // namespace log
 } // namespace orv

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <spdlog/sinks/base_sink.h>
+#include "log/LineSink.h"
 
 #include <cstddef>
 #include <deque>
@@ -10,26 +10,27 @@ namespace orv::log {
 
 /// Keeps the latest lines in memory, for a debugger or a crash dump of the host.
 template <class Mutex>
-class backtrack_sink : public spdlog::sinks::base_sink<Mutex> {
+class backtrack_sink : public LineSink<Mutex> {
   public:
     explicit backtrack_sink(std::size_t capacity) : capacity_(capacity) {}
 
-    const std::deque<std::string>& lines() const { return lines_; }
+    std::deque<std::string> lines() {
+        std::lock_guard<Mutex> lock(this->mutex_);
+        return lines_;
+    }
 
   protected:
-    void sink_it_(const spdlog::details::log_msg& message) override {
-        // The oldest line's storage takes the newest line, so a full ring allocates nothing.
-        std::string line;
+    void write_(const platform::LogLine& line) override {
+        if (capacity_ == 0) return;
+        // The oldest line's storage takes the newest line.
+        std::string newest;
         if (lines_.size() >= capacity_) {
-            line = std::move(lines_.front());
+            newest = std::move(lines_.front());
             lines_.pop_front();
         }
-        spdlog::memory_buf_t text;
-        this->formatter_->format(message, text);
-        line.assign(text.data(), text.size());
-        lines_.push_back(std::move(line));
+        newest = line.text;
+        lines_.push_back(std::move(newest));
     }
-    void flush_() override {}
 
   private:
     std::size_t capacity_;

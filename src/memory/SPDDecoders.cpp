@@ -44,7 +44,12 @@ double picoseconds(const Spd& spd, std::size_t at) {
 
 /// Whole clock cycles that cover a time. A clock next to 0 would give more than 32 bits hold.
 std::int32_t cycles(double time, double clock) {
-    const double count = std::ceil(time / clock);
+    // Times are whole picoseconds, so a quotient that is not whole is farther from it than this; what is
+    // nearer comes from the rounding of the decimal fractions.
+    constexpr double roundingError = 1e-6;
+    const double quotient = time / clock;
+    const double nearest = std::round(quotient);
+    const double count = std::abs(quotient - nearest) < roundingError ? nearest : std::ceil(quotient);
     constexpr double largest = std::numeric_limits<std::int32_t>::max();
     return static_cast<std::int32_t>(std::clamp(count, -largest, largest));
 }

@@ -5,8 +5,8 @@ namespace orv {
 ProcessState::~ProcessState() {
     for (auto action = exitList_.rbegin(); action != exitList_.rend(); ++action)
         (*action)();
-    while (!slots_.empty())
-        slots_.pop_back();
+    while (latest_)
+        latest_ = std::move(latest_->older);
 }
 
 void ProcessState::atExit(void (*action)()) {
@@ -14,10 +14,24 @@ void ProcessState::atExit(void (*action)()) {
     exitList_.push_back(action);
 }
 
-void* ProcessState::find(const void* key) const {
-    for (const Slot& slot : slots_)
-        if (slot.key == key) return slot.object.get();
+void* ProcessState::find(const void* key) {
+    std::lock_guard lock(mutex_);
+    return findLocked(key);
+}
+
+void* ProcessState::findLocked(const void* key) const {
+    for (const Slot* slot = latest_.get(); slot; slot = slot->older.get())
+        if (slot->key == key) return slot->object.get();
     return nullptr;
+}
+
+void* ProcessState::add(Slot slot) {
+    auto fresh = std::make_unique<Slot>(std::move(slot));
+    std::lock_guard lock(mutex_);
+    if (void* found = findLocked(fresh->key)) return found;
+    fresh->older = std::move(latest_);
+    latest_ = std::move(fresh);
+    return latest_->object.get();
 }
 
 ProcessState& ProcessState::current() {

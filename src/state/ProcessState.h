@@ -1,5 +1,7 @@
 #pragma once
 
+#include "state/HeldMutex.h"
+
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -16,15 +18,13 @@ class ProcessState {
     ProcessState& operator=(const ProcessState&) = delete;
     ~ProcessState();
 
-    /// The one object of type T. Safe across threads.
+    /// The one object of type T. Safe across threads. Making a T must have no effect outside of it: of two
+    /// threads that make one, the later one's is dropped.
     template <class T>
     T& get() {
-        std::lock_guard lock(mutex_);
         static constexpr char key = 0;
         if (void* found = find(&key)) return *static_cast<T*>(found);
-        auto made = std::make_shared<T>();
-        slots_.push_back({&key, made});
-        return *made;
+        return *static_cast<T*>(add({&key, std::make_shared<T>(), nullptr}));
     }
 
     /// The exit list: run in reverse order before the objects die.
@@ -35,14 +35,18 @@ class ProcessState {
     static void renew();
 
   private:
+    /// A list that grows at its head by one store, so it is whole wherever a call may end.
     struct Slot {
         const void* key;
         std::shared_ptr<void> object;
+        std::unique_ptr<Slot> older;
     };
-    void* find(const void* key) const;
+    void* find(const void* key);
+    void* findLocked(const void* key) const;
+    void* add(Slot slot);
 
-    std::recursive_mutex mutex_; // an object's maker may ask for another one
-    std::vector<Slot> slots_;
+    HeldMutex mutex_;
+    std::unique_ptr<Slot> latest_;
     std::vector<void (*)()> exitList_;
 };
 
@@ -52,8 +56,9 @@ T& processWide() {
     return ProcessState::current().get<T>();
 }
 
-/// A value made on first use, once. When the maker throws, the value counts as not made and the next call
-/// runs the maker again. Safe across threads.
+/// A value made on first use, once. When the maker throws, or a hardware fault ends it, the value counts as
+/// not made and the next call runs the maker again. Safe across threads; a maker must not ask for its own
+/// cell.
 template <class T>
 class OnceCell {
   public:
@@ -65,7 +70,7 @@ class OnceCell {
     }
 
   private:
-    std::mutex mutex_;
+    HeldMutex mutex_{HeldMutex::Use::lasting};
     std::optional<T> value_;
 };
 

@@ -23,7 +23,7 @@ struct ComStart {
     }
 
     ManagementData& data;
-    bool coUnInitFlag = false;
+    int coUnInitFlag = 0; ///< 1: this start of COM has to be given back
 };
 
 } // namespace
@@ -49,7 +49,7 @@ wmiImpl::wmiImpl() : com_(platform::current().managementData()) {
     log::debug(wmiLogger, L"wmi init");
 
     const auto started = com_.data.initialize();
-    com_.coUnInitFlag = started == platform::kSuccess;
+    com_.coUnInitFlag = started == platform::kSuccess ? 1 : 0;
     if (!com_.coUnInitFlag) log::warn(wmiLogger, L"CoInitializeEx failed: {}", getSystemErrorText(started));
 
     const auto security = com_.data.initializeSecurity();

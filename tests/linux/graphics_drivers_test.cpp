@@ -1,136 +1,179 @@
-// The Linux side of the graphics readings: a captured folder of the amdgpu driver, and a driver's NVML.
+// The Linux side of the graphics readings: captured folders of the amdgpu driver, and NVML by a stand-in
+// library.
 
 #include "gpu/Gpu.h"
-#include "gpu/gpu_nvidia.h"
+#include "linux/CapturedTree.h"
+#include "linux/standin_nvml.h"
+#include "log/log.h"
 #include "orvane/hwprobe.h"
 #include "platform/linux/LinuxPlatform.h"
-#include "platform/linux/NvmlServer.h"
+#include "support/CapturedLog.h"
 #include "support/TestMachine.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <cstring>
+#include <dlfcn.h>
 #include <filesystem>
-#include <fstream>
-#include <map>
 
 namespace orv {
 namespace {
 
+using testing::EndsWith;
+using testing::HasSubstr;
 namespace fs = std::filesystem;
 
-/// A tree of files below a folder that goes away with it.
-class Tree {
-  public:
-    explicit Tree(const std::map<std::string, std::string>& files) {
-        char name[] = "gpu-tree-XXXXXX";
-        root_ = fs::absolute(::mkdtemp(name));
-        for (const auto& [path, content] : files) {
-            fs::create_directories((root_ / path).parent_path());
-            std::ofstream(root_ / path) << content;
-        }
-    }
-    ~Tree() { fs::remove_all(root_); }
-    Tree(const Tree&) = delete;
-    Tree& operator=(const Tree&) = delete;
-    std::string root() const { return root_.string(); }
-
-  private:
-    fs::path root_;
-};
-
-using Files = std::map<std::string, std::string>;
-
-/// A Radeon RX 7900 XT as card1 beside the firmware's frame buffer, as the kernel shows it.
-Files radeon() {
-    const std::string device = "sys/class/drm/card1/device/";
-    return {
-        {"sys/class/drm/card0/device/uevent", "DRIVER=simple-framebuffer\n"},
-        {"sys/class/drm/card1-DP-1/status", "connected\n"},
-        {device + "uevent", "DRIVER=amdgpu\nPCI_CLASS=30000\nPCI_ID=1002:744C\nPCI_SLOT_NAME=0000:0a:00.0\n"},
-        {device + "vendor", "0x1002\n"},
-        {device + "device", "0x744c\n"},
-        {device + "gpu_busy_percent", "37\n"},
-        {device + "mem_info_vram_total", "21458059264\n"},
-        {device + "hwmon/hwmon3/name", "amdgpu\n"},
-        {device + "hwmon/hwmon3/temp1_input", "48250\n"},
-        {"usr/share/misc/pci.ids", "1002  Advanced Micro Devices, Inc. [AMD/ATI]\n\t744c  Navi 31\n"}};
+std::string deviceOf(int number) {
+    return "sys/class/drm/card" + std::to_string(number) + "/device/";
 }
 
-TEST(AmdGpuTree, ACardReadsThroughTheDriversFiles) {
-    const Tree tree(radeon());
+/// A card of the amdgpu driver as the kernel shows it.
+void addRadeon(const test::Tree& tree, int number, const std::string& slot, const std::string& millidegrees) {
+    const std::string device = deviceOf(number);
+    tree.file(device + "uevent",
+              "DRIVER=amdgpu\nPCI_CLASS=30000\nPCI_ID=1002:744C\nPCI_SLOT_NAME=" + slot + "\n");
+    tree.file(device + "vendor", "0x1002\n");
+    tree.file(device + "device", "0x744c\n");
+    tree.file(device + "gpu_busy_percent", "37\n");
+    tree.file(device + "mem_info_vram_total", "21458059264\n");
+    tree.file(device + "hwmon/hwmon3/name", "amdgpu\n");
+    tree.file(device + "hwmon/hwmon3/temp1_input", millidegrees + "\n");
+    tree.file("usr/share/misc/pci.ids", "1002  Advanced Micro Devices, Inc. [AMD/ATI]\n\t744c  Navi 31\n");
+}
+
+TEST(AmdGpuTree, CardsComeBeforeAProcessorsGraphicsAndKeepTheirDomains) {
+    const test::Tree tree;
+    tree.file("sys/class/drm/card1-DP-1/status", "connected\n");
+    tree.file(deviceOf(3) + "uevent", "DRIVER=simple-framebuffer\n");
+    addRadeon(tree, 0, "0000:0a:00.0", "70000"); // a processor's: the voltage of its north bridge is told
+    tree.file(deviceOf(0) + "hwmon/hwmon3/in1_label", "vddnb\n");
+    addRadeon(tree, 10, "10001:0a:00.0", "42000");
+    addRadeon(tree, 2, "10000:0a:00.0", "48250");
+    tree.file(deviceOf(10) + "product_name", "Board X\n");
     platform::LinuxPlatform system(tree.root());
     const test::InUse inUse(system);
     EXPECT_EQ(getGpuLoad(), 0.37);
     EXPECT_EQ(getGpuTemperature(), 48.25);
-    ASSERT_EQ(GetGpuList().size(), 1u);
+    ASSERT_EQ(GetGpuList().size(), 3u);
     EXPECT_EQ(GetGpuList()[0]->gpuName, "Advanced Micro Devices, Inc. [AMD/ATI] Navi 31");
     EXPECT_EQ(GetGpuList()[0]->GetTotalMemory(), 21458059264 / 1024);
+    EXPECT_EQ(GetGpuList()[1]->gpuName, "Board X");
+    EXPECT_EQ(GetGpuList()[1]->GetTemperature(), 42.0);
+    EXPECT_EQ(GetGpuList()[2]->GetTemperature(), 70.0);
 }
 
 TEST(AmdGpuTree, FilesThatAreMissingOrBroken) {
-    const std::string device = "sys/class/drm/card1/device/";
+    const std::string device = deviceOf(1);
+    const std::string sensors = device + "hwmon/hwmon3/";
     const struct {
         std::string path;
-        std::string content;
+        const char* content; // null: no file
+        std::string more;    // a file with "50000"
         double load;
         double temperature;
     } rows[] = {
-        {device + "gpu_busy_percent", "busy\n", -1, 48.25},
-        {device + "gpu_busy_percent", "", -1, 48.25},
-        {device + "hwmon/hwmon3/temp1_input", "99999999999\n", -1, -1},
-        {device + "vendor", "0x10de\n", -1, -1},
-        {device + "uevent", "DRIVER=amdgpu\nPCI_SLOT_NAME=platform\n", -1, -1},
-        {device + "product_name", "Board X\n", 0.37, 48.25},
+        {device + "gpu_busy_percent", "busy\n", "", -1, 48.25},
+        {device + "gpu_busy_percent", nullptr, "", -1, 48.25},
+        {sensors + "temp1_input", "99999999999\n", "", -1, -1},
+        {sensors + "temp1_input", nullptr, sensors + "temp2_input", 0.37, 50},
+        {sensors + "temp1_input", "48250\n", sensors + "temp2_input", 0.37, 48.25},
+        {sensors + "temp1_input", nullptr, "", 0.37, 0}, // no thermometer: as AMD's library has it, 0 degrees
+        {device + "vendor", "0x10de\n", "", -1, -1},
+        {device + "uevent", "DRIVER=amdgpu\nPCI_SLOT_NAME=platform\n", "", -1, -1},
     };
     for (const auto& row : rows) {
-        Files files = radeon();
-        files[row.path] = row.content;
-        const Tree tree(files);
+        const test::Tree tree;
+        addRadeon(tree, 1, "0000:0a:00.0", "48250");
+        tree.remove(row.path);
+        if (row.content) tree.file(row.path, row.content);
+        if (!row.more.empty()) tree.file(row.more, "50000\n");
         platform::LinuxPlatform system(tree.root());
         const test::InUse inUse(system);
-        EXPECT_EQ(getGpuLoad(), row.load) << row.path << row.content;
-        EXPECT_EQ(getGpuTemperature(), row.temperature) << row.path << row.content;
-        if (row.path.ends_with("product_name")) {
-            EXPECT_EQ(GetGpuList()[0]->gpuName, "Board X");
-        }
+        EXPECT_EQ(getGpuLoad(), row.load) << row.path << row.more;
+        EXPECT_EQ(getGpuTemperature(), row.temperature) << row.path << row.more;
     }
 }
 
-// A driver of two devices, of which the first cannot be opened.
-int gpuDevice = 0;
-
-platform::NvmlFunctions driver() {
-    platform::NvmlFunctions nvml;
-    nvml.init = [] { return 0; };
-    nvml.deviceCount = [](unsigned* count) { return *count = 2, 0; };
-    nvml.deviceByIndex = [](unsigned index, void** device) {
-        if (index == 1) *device = &gpuDevice;
-        return index == 1 ? 0 : 4;
-    };
-    nvml.name = [](void*, char* name, unsigned size) {
-        std::memset(name, 'n', size); // no room left for an end
-        return 0;
-    };
-    nvml.temperature = [](void* device, unsigned sensor, unsigned* degrees) {
-        *degrees = 61;
-        return device == &gpuDevice && sensor == 0 ? 0 : 2;
-    };
-    nvml.utilization = [](void*, platform::NvmlFunctions::Utilization* record) {
-        return record->gpu = 83, 0;
-    };
-    nvml.memory = [](void*, platform::NvmlFunctions::Memory* record) {
-        return record->total = 8ull << 40, 0;
-    };
-    nvml.errorString = [](int code) { return code == 3 ? "Not Supported" : "Unknown Error"; };
-    return nvml;
+TEST(AmdGpuTree, ACardThatSleepsIsLeftAsleepAndNotLost) {
+    const std::string state = deviceOf(1) + "power/runtime_status";
+    for (const bool hasThermometer : {true, false}) {
+        const test::Tree tree;
+        addRadeon(tree, 1, "0000:0a:00.0", "48250");
+        if (!hasThermometer) tree.remove(deviceOf(1) + "hwmon");
+        tree.file(state, "suspended\n");
+        platform::LinuxPlatform system(tree.root());
+        const test::InUse inUse(system);
+        EXPECT_EQ(getGpuLoad(), 0.0);
+        EXPECT_EQ(getGpuTemperature(), hasThermometer ? -1.0 : 0.0);
+        if (hasThermometer) {
+            EXPECT_THAT(getLastError(),
+                        EndsWith(": ADL_Overdrive5_Temperature_Get failed: 100, the card sleeps"));
+        }
+        tree.file(state, "active\n");
+        EXPECT_EQ(getGpuLoad(), 0.37);
+        EXPECT_EQ(getGpuTemperature(), hasThermometer ? 48.25 : 0.0);
+        tree.file(state, "suspending\n");
+        EXPECT_EQ(getGpuLoad(), 0.0);
+    }
 }
 
-/// The host with a driver's NVML in the place of its graphics SDK.
-class WithNvml : public platform::LinuxPlatform, private platform::GraphicsSdk {
+/// The stand-in library, loaded by its place, so that the loader finds it by its name. It stays loaded, and a
+/// driver that cannot be started once a test has ended.
+class Driver {
   public:
-    explicit WithNvml(const platform::NvmlFunctions& nvml) : PlatformOf("/nowhere"), server_(nvml) {
+    Driver() {
+        const fs::path folder = fs::canonical("/proc/self/exe").parent_path();
+        void* library = ::dlopen((folder / "standin/libnvidia-ml.so.1").c_str(), RTLD_NOW);
+        state_ = library ? static_cast<StandinNvml*>(::dlsym(library, "standinNvml")) : nullptr;
+        if (!state_) throw std::runtime_error(::dlerror());
+        *state_ = {0, 0, 0, 8ull << 30, 0};
+    }
+    ~Driver() { state_->initStatus = 9; }
+    Driver(const Driver&) = delete;
+    Driver& operator=(const Driver&) = delete;
+    StandinNvml* operator->() const { return state_; }
+
+  private:
+    StandinNvml* state_ = nullptr;
+};
+
+TEST(Nvml, TheDriversLibraryIsLoadedAndRead) {
+    const Driver driver;
+    platform::LinuxPlatform system;
+    const test::InUse inUse(system);
+    EXPECT_EQ(getGpuLoad(), 0.83);
+    EXPECT_EQ(getGpuTemperature(), 61.0);
+    Gpu& card = *GetGpuList().front(); // the card that can be opened
+    EXPECT_EQ(card.gpuType, kNvidiaGpu);
+    EXPECT_EQ(card.gpuName, std::string(63, 'n'));
+    EXPECT_EQ(card.GetTotalMemory(), 8u << 20);
+    driver->memory = 8ull << 40;
+    EXPECT_EQ(card.GetTotalMemory(), 0xFFFFFFFFu) << "the field is full";
+
+    driver->utilizationStatus = 3;
+    EXPECT_EQ(getGpuLoad(), -1.0);
+    EXPECT_THAT(getLastError(), EndsWith(": NvAPI_GPU_GetDynamicPstatesInfoEx failed: Not Supported"));
+    driver->temperatureStatus = 3;
+    EXPECT_EQ(getGpuTemperature(), -1.0); // there is no helper program on this system
+    EXPECT_THAT(getLastError(), HasSubstr(": CreateProcess failed: error code: 2 message: "));
+}
+
+TEST(Nvml, ADriverThatDoesNotStartHasNoCardAndItsReasonInTheLog) {
+    const Driver driver;
+    driver->initStatus = 9;
+    platform::LinuxPlatform system;
+    const test::InUse inUse(system);
+    const test::CapturedLog log({&nvidiaGpuLogger});
+    EXPECT_EQ(getGpuLoad(), -1.0);
+    EXPECT_THAT(log.lines(spdlog::level::err),
+                testing::ElementsAre(
+                    "error NvAPI_Initialize failed, error code: 9, error message: Driver Not Loaded"));
+}
+
+/// A captured tree with the driver's library, which such a tree does not have of itself.
+class TreeWithNvml : public platform::LinuxPlatform, private platform::GraphicsSdk {
+  public:
+    explicit TreeWithNvml(const std::string& root) : PlatformOf(root), files_(root) {
+        if (!server_.load()) throw std::runtime_error("no NVML");
         server_.serve();
     }
     platform::GraphicsSdk& graphicsSdk() override { return *this; }
@@ -139,30 +182,26 @@ class WithNvml : public platform::LinuxPlatform, private platform::GraphicsSdk {
     platform::Result<platform::LibraryFunction> function(std::uint32_t id) override {
         return {platform::servedNvapiFunction(id)};
     }
-    platform::NvmlServer server_;
+    platform::RootedFiles files_;
+    platform::NvmlServer server_{files_};
 };
 
-TEST(Nvml, AnswersBehindTheSevenFunctions) {
-    WithNvml system(driver());
+TEST(Nvml, ACardThatSleepsIsLeftAsleep) {
+    const std::string state = "sys/bus/pci/devices/10000:0a:00.0/power/runtime_status";
+    const Driver driver;
+    const test::Tree tree;
+    tree.file(state, "active\n");
+    TreeWithNvml system(tree.root());
     const test::InUse inUse(system);
-    EXPECT_EQ(getGpuLoad(), 0.83);
     EXPECT_EQ(getGpuTemperature(), 61.0);
-    ASSERT_EQ(GetGpuList().size(), 1u);
-    EXPECT_EQ(GetGpuList()[0]->gpuName, std::string(63, 'n'));
-    EXPECT_EQ(GetGpuList()[0]->GetTotalMemory(), 0xFFFFFFFFu); // the field is full
-}
-
-TEST(Nvml, ARefusedReadingCarriesTheDriversText) {
-    auto nvml = driver();
-    nvml.utilization = [](void*, platform::NvmlFunctions::Utilization*) { return 3; };
-    nvml.temperature = [](void*, unsigned, unsigned*) { return 3; };
-    WithNvml system(nvml);
-    const test::InUse inUse(system);
-    EXPECT_EQ(getGpuLoad(), -1.0);
-    EXPECT_THAT(getLastError(),
-                testing::EndsWith(": NvAPI_GPU_GetDynamicPstatesInfoEx failed: Not Supported"));
-    EXPECT_EQ(getGpuTemperature(), -1.0); // there is no helper program on this system
-    EXPECT_THAT(getLastError(), testing::HasSubstr(": CreateProcess failed: error code: 2 message: "));
+    tree.file(state, "suspended\n");
+    const unsigned before = driver->readings;
+    EXPECT_EQ(getGpuLoad(), 0.0);
+    EXPECT_EQ(getGpuTemperature(), -1.0);
+    EXPECT_THAT(getLastError(), EndsWith(": NvAPI_GPU_GetThermalSettings failed: the card sleeps"));
+    EXPECT_EQ(driver->readings, before);
+    tree.file(state, "active\n");
+    EXPECT_EQ(getGpuLoad(), 0.83);
 }
 
 TEST(NvidiaHelper, AVanishedCurrentDirectoryIsTheLibrarysOwnError) {
@@ -174,7 +213,7 @@ TEST(NvidiaHelper, AVanishedCurrentDirectoryIsTheLibrarysOwnError) {
     fs::remove(before / "vanishing");
     EXPECT_EQ(getGpuTemperature(), -1.0);
     fs::current_path(before);
-    EXPECT_THAT(getLastError(), testing::HasSubstr("current path"));
+    EXPECT_THAT(getLastError(), HasSubstr("current path"));
 }
 
 } // namespace

@@ -1,15 +1,12 @@
-// What only the Linux side has: captured trees, signal handlers, descriptors.
+// What only the Linux side has: captured trees, descriptors.
 
 #include "linux/CapturedTree.h"
 #include "orvane/hwprobe.h"
-#include "platform/FaultTrap.h"
 #include "platform/linux/LinuxPlatform.h"
-#include "support/Faults.h"
 #include "support/TestMachine.h"
 
 #include <gmock/gmock.h>
 
-#include <csignal>
 #include <filesystem>
 #include <fstream>
 
@@ -89,21 +86,6 @@ TEST(LinuxMemory, ReadsMeminfoAndRefusesWhatIsNone) {
     EXPECT_EQ(75u, answer.value.loadPercent);
     EXPECT_EQ(1000u * 1024, answer.value.totalPhys);
     EXPECT_EQ(0u, answer.value.availPageFile) << "more promised than the limit";
-}
-
-TEST(LinuxFaultTrap, TheHostsHandlersAndStackComeBack) {
-    struct sigaction mine {};
-    mine.sa_handler = SIG_IGN;
-    struct sigaction before {};
-    ::sigaction(SIGFPE, &mine, &before);
-    const auto host = platform::makeHostPlatform();
-    host->faultTrap().run(nullWrite);
-    struct sigaction after {};
-    ::sigaction(SIGFPE, &before, &after);
-    EXPECT_EQ(SIG_IGN, after.sa_handler);
-    sigset_t blocked;
-    ::sigprocmask(SIG_BLOCK, nullptr, &blocked);
-    EXPECT_EQ(0, ::sigismember(&blocked, SIGSEGV));
 }
 
 std::size_t openDescriptors() {

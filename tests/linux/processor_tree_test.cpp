@@ -10,8 +10,16 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <sched.h>
+#include <sys/file.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
 #include <vector>
 
 namespace orv::test {
@@ -94,8 +102,8 @@ TEST_F(Tree, PortsAreBytesOfTheirDevice) {
 TEST_F(Tree, TopologyListsEachSetOnce) {
     const std::string cpu = "/sys/devices/system/cpu/cpu";
     for (int i = 0; i < 4; ++i) {
-        const std::string core =
-            i < 2 ? "00000000,00000003" : "00000004,00000008"; // the second reaches past 32
+        // The second core reaches past the package.
+        const std::string core = i < 2 ? "00000000,00000003" : "00000004,00000008";
         file(cpu + std::to_string(i) + "/topology/thread_siblings", core + "\n");
         file(cpu + std::to_string(i) + "/topology/core_siblings", "00000000,0000000f\n");
         file(cpu + std::to_string(i) + "/cache/index0/level", "1\n");
@@ -113,7 +121,7 @@ TEST_F(Tree, TopologyListsEachSetOnce) {
     for (const auto& record : records)
         seen.insert(seen.end(), {record.relationship, record.processorMask, record.cacheSize});
     const std::vector<std::uint32_t> wanted = {0, 3, 0, 3, 15, 0,     2, 3,  49152,
-                                               0, 3, 0, 2, 3,  49152, 1, 15, 0};
+                                               0, 8, 0, 2, 8,  49152, 1, 15, 0};
     EXPECT_EQ(wanted, seen);
 }
 
@@ -151,29 +159,103 @@ TEST_F(Tree, LoadIsTheShareOfTicksThatAreNotIdle) {
     EXPECT_FALSE(counters.getRawCounterValue(counter).ok());
 }
 
+/// One sample of a machine's speed, MHz; -1 without one.
+double speedOf(LinuxPlatform& machine) {
+    PerformanceCounters& counters = machine.performanceCounters();
+    const auto query = counters.openQuery().value;
+    const auto performance =
+        counters.addCounter(query, L"\\Processor Information(_Total)\\% Processor Performance").value;
+    const auto frequency =
+        counters.addCounter(query, L"\\Processor Information(_Total)\\Processor Frequency").value;
+    counters.collectQueryData(query);
+    const auto percent = counters.getFormattedCounterValue(performance, kFormatDouble);
+    const auto base = counters.getFormattedCounterValue(frequency, kFormatDouble);
+    counters.closeQuery(query);
+    return percent.ok() && base.ok() ? percent.value.doubleValue / 100 * base.value.doubleValue : -1.0;
+}
+
 TEST_F(Tree, ClocksComeFromCpufreqElseFromTheProcessorsReport) {
-    const auto speeds = [](LinuxPlatform& machine) {
-        PerformanceCounters& counters = machine.performanceCounters();
-        const auto query = counters.openQuery().value;
-        const auto performance =
-            counters.addCounter(query, L"\\Processor Information(_Total)\\% Processor Performance").value;
-        const auto frequency =
-            counters.addCounter(query, L"\\Processor Information(_Total)\\Processor Frequency").value;
-        counters.collectQueryData(query);
-        const auto percent = counters.getFormattedCounterValue(performance, kFormatDouble);
-        const auto base = counters.getFormattedCounterValue(frequency, kFormatDouble);
-        counters.closeQuery(query);
-        return percent.ok() && base.ok() ? percent.value.doubleValue / 100 * base.value.doubleValue : -1.0;
-    };
-    EXPECT_EQ(-1.0, speeds(*side)); // neither source
+    EXPECT_EQ(-1.0, speedOf(*side)); // neither source
     file("/proc/cpuinfo", "processor\t: 0\ncpu MHz\t\t: 2000.000\nprocessor\t: 1\ncpu MHz\t\t: 3000.500\n");
-    EXPECT_NEAR(2500.25, speeds(*side), 0.1);
+    EXPECT_NEAR(2500.25, speedOf(*side), 0.1);
     const std::string policy = "/sys/devices/system/cpu/cpufreq/policy";
-    for (const char* number : {"0", "4"})
-        file(policy + number + "/scaling_cur_freq", *number == '0' ? "1800000\n" : "4200000\n");
+    file(policy + "0/scaling_cur_freq", "1800000\n");
+    file(policy + "0/affected_cpus", "0 1 2\n");
     file(policy + "0/cpuinfo_max_freq", "4000000\n");
-    LinuxPlatform withCpufreq(root_);
-    EXPECT_NEAR(3000.0, speeds(withCpufreq), 0.1);
+    file(policy + "4/scaling_cur_freq", "4200000\n");
+    LinuxPlatform machine(root_);
+    EXPECT_NEAR((3 * 1800 + 4200) / 4.0, speedOf(machine), 0.1);
+    file(policy + "4/scaling_cur_freq",
+         "<unsupported>\n"); // what the kernel says of a policy without a clock
+    EXPECT_NEAR(1800.0, speedOf(machine), 0.1);
+    fs::rename(root_ + policy + "4", root_ + policy + "6");
+    file(policy + "6/scaling_cur_freq", "3000000\n");
+    EXPECT_NEAR((3 * 1800 + 3000) / 4.0, speedOf(machine), 0.1); // the policies are looked for anew
+    fs::remove_all(root_ + policy + "0");
+    fs::remove_all(root_ + policy + "6");
+    EXPECT_NEAR(2500.25, speedOf(machine), 0.1);
+    file(policy + "0/scaling_cur_freq", "1900000\n"); // its processors are on line again
+    file(policy + "0/cpuinfo_max_freq", "4000000\n");
+    file("/sys/devices/system/cpu/online", "0-3\n");
+    EXPECT_NEAR(1900.0, speedOf(machine), 0.1);
+}
+
+TEST_F(Tree, TheReportIsReadWholeUnlessAllItsClocksAreOne) {
+    const auto report = [&](const std::string& flags, const char* first, const char* second) {
+        std::string text;
+        for (const char* clock : {first, second})
+            text += "processor\t: 0\ncpu MHz\t\t: " + std::string(clock) + "\nflags\t\t: fpu " + flags +
+                    "\npower management:\n\n";
+        file("/proc/cpuinfo", text);
+        return speedOf(*side);
+    };
+    EXPECT_NEAR(2600, report("aperfmperf", "2600.000", "2600.000"), 0.1);
+    EXPECT_NEAR(2500, report("aperfmperf", "2000.000", "3000.000"), 0.1);
+    EXPECT_NEAR(2500, report("tsc", "2000.000", "3000.000"), 0.1);
+    EXPECT_NEAR(2600, report("tsc", "2600.000", "2600.000"), 0.1);
+    EXPECT_NEAR(2100, report("tsc", "2100.000", "9999.000"), 0.1); // the second record is not looked at
+    file("/sys/devices/system/cpu/online", "0\n");
+    EXPECT_NEAR(2500, report("tsc", "2000.000", "3000.000"), 0.1);
+}
+
+TEST(LinuxTimers, ARealTimePolicyWhereItIsGrantedAndTheFormerOneBack) {
+    std::thread([] {
+        const sched_param none{};
+        ASSERT_EQ(0, ::sched_setscheduler(0, SCHED_BATCH, &none));
+        ASSERT_EQ(0, ::setpriority(PRIO_PROCESS, 0, 3));
+        LinuxTimers timers;
+        const Priorities before = timers.priorities();
+        timers.setPriorities({0x100, 15});
+        const int during = ::sched_getscheduler(0);
+        sched_param lowest{};
+        lowest.sched_priority = 1;
+        const bool granted = ::sched_setscheduler(0, SCHED_FIFO, &lowest) == 0;
+        EXPECT_EQ(granted ? SCHED_FIFO : SCHED_BATCH, during);
+        timers.setPriorities(before);
+        EXPECT_EQ(SCHED_BATCH, ::sched_getscheduler(0));
+        EXPECT_EQ(3, ::getpriority(PRIO_PROCESS, 0));
+        if (!granted) return;
+        // A limit on the time of real-time threads would end the process in the middle of a measurement.
+        rlimit unlimited{};
+        ASSERT_EQ(0, ::getrlimit(RLIMIT_RTTIME, &unlimited));
+        rlimit limited = unlimited;
+        limited.rlim_cur = 200'000; // microseconds
+        ASSERT_EQ(0, ::setrlimit(RLIMIT_RTTIME, &limited));
+        timers.setPriorities({0x100, 15});
+        EXPECT_EQ(SCHED_BATCH, ::sched_getscheduler(0));
+        timers.setPriorities(before);
+        EXPECT_EQ(3, ::getpriority(PRIO_PROCESS, 0));
+        ASSERT_EQ(0, ::setrlimit(RLIMIT_RTTIME, &unlimited));
+        // A thread of a host's own real-time class stays in it.
+        lowest.sched_priority = 7;
+        ASSERT_EQ(0, ::sched_setscheduler(0, SCHED_RR, &lowest));
+        const Priorities realTime = timers.priorities();
+        timers.setPriorities({0x100, 15});
+        timers.setPriorities(realTime);
+        EXPECT_EQ(SCHED_RR, ::sched_getscheduler(0));
+        ::sched_getparam(0, &lowest);
+        EXPECT_EQ(7, lowest.sched_priority);
+    }).join();
 }
 
 TEST_F(Tree, LockFilesStandInAFolderThatEverybodyMayWrite) {
@@ -193,6 +275,93 @@ TEST_F(Tree, LockFilesStandInAFolderThatEverybodyMayWrite) {
     EXPECT_EQ(kSuccess, mutexes.ReleaseMutex(handle.value));
     EXPECT_EQ(kWaitOwned, mutexes.WaitForSingleObject(handle.value, 10));
     EXPECT_EQ(kSuccess, mutexes.ReleaseMutex(handle.value));
+}
+
+class LockTree : public Tree {
+  protected:
+    LockTree() {
+        fs::create_directories(root_ + "/run/lock");
+        fs::permissions(root_ + "/run/lock", fs::perms::all | fs::perms::sticky_bit);
+    }
+    static std::string content(const std::string& path) {
+        std::ifstream stream(path);
+        return {std::istreambuf_iterator<char>(stream), {}};
+    }
+    const std::string path = root_ + "/run/lock/hwprobe.bus";
+};
+
+TEST_F(LockTree, WhatIsNoLockFileIsAFailureAndStaysAsItIs) {
+    const std::string other = root_ + "/other";
+    const std::vector<std::pair<const char*, std::function<void()>>> squatters = {
+        {"folder", [&] { fs::create_directory(path); }},
+        {"pipe", [&] { ASSERT_EQ(0, ::mkfifo(path.c_str(), 0666)); }},
+        {"link", [&] { fs::create_symlink(other, path); }},
+        {"dangling link", [&] { fs::create_symlink(root_ + "/nothing", path); }},
+        {"second name", [&] { fs::create_hard_link(other, path); }},
+    };
+    for (const auto& [what, squat] : squatters) {
+        SCOPED_TRACE(what);
+        file("/other", "theirs");
+        squat();
+        NamedMutexes& mutexes = side->namedMutexes();
+        EXPECT_EQ(kInvalidHandle, mutexes.CreateMutexW(L"bus").error);
+        EXPECT_EQ(kInvalidHandle, mutexes.OpenMutexW(0x1F0001, L"bus").error);
+        EXPECT_EQ("theirs", content(other));
+        EXPECT_FALSE(fs::exists(root_ + "/nothing"));
+        fs::remove(path);
+        // The same, squatted while the mutex is open.
+        const auto handle = mutexes.CreateMutexW(L"bus");
+        ASSERT_TRUE(handle.ok());
+        fs::remove(path);
+        squat();
+        EXPECT_EQ(kWaitFailed, mutexes.WaitForSingleObject(handle.value, 10));
+        EXPECT_EQ("theirs", content(other));
+        fs::remove(path);
+        EXPECT_EQ(kWaitOwned, mutexes.WaitForSingleObject(handle.value, 10));
+        EXPECT_EQ(kSuccess, mutexes.ReleaseMutex(handle.value));
+        mutexes.CloseHandle(handle.value);
+        fs::remove(path);
+    }
+}
+
+TEST_F(LockTree, ARemovedFileHasNoSecondOwner) {
+    LinuxPlatform another(root_); // with files of its own, as another process
+    NamedMutexes& ours = side->namedMutexes();
+    NamedMutexes& theirs = another.namedMutexes();
+    const auto a = ours.CreateMutexW(L"bus").value;
+    fs::remove(path);
+    const auto b = theirs.CreateMutexW(L"bus").value;
+    EXPECT_EQ(kWaitOwned, theirs.WaitForSingleObject(b, 10));
+    EXPECT_EQ(kWaitTimeout, ours.WaitForSingleObject(a, 10));
+    EXPECT_EQ(kSuccess, theirs.ReleaseMutex(b));
+    EXPECT_EQ(kWaitOwned, ours.WaitForSingleObject(a, 10));
+    EXPECT_EQ(kWaitTimeout, theirs.WaitForSingleObject(b, 10));
+    EXPECT_EQ(kSuccess, ours.ReleaseMutex(a));
+}
+
+TEST_F(LockTree, ALockThatNobodyMarksIsAFailure) {
+    NamedMutexes& mutexes = side->namedMutexes();
+    const auto handle = mutexes.CreateMutexW(L"bus").value;
+    const int squatter = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(0, ::flock(squatter, LOCK_EX | LOCK_NB));
+    EXPECT_EQ(kWaitFailed, mutexes.WaitForSingleObject(handle, 10));
+    EXPECT_EQ(kWaitTimeout, mutexes.WaitForSingleObject(handle, 0)); // one look tells nothing
+    ::close(squatter);
+    EXPECT_EQ(kWaitOwned, mutexes.WaitForSingleObject(handle, 10));
+}
+
+TEST_F(LockTree, NoStandardStreamIsTaken) {
+    const int kept = ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 100);
+    ASSERT_GE(kept, 0);
+    ::close(STDIN_FILENO);
+    NamedMutexes& mutexes = side->namedMutexes();
+    const auto made = mutexes.CreateMutexW(L"bus");
+    const auto opened = LinuxPlatform(root_).namedMutexes().OpenMutexW(0x1F0001, L"bus");
+    const bool isFree = ::fcntl(STDIN_FILENO, F_GETFD) == -1;
+    ::dup2(kept, STDIN_FILENO);
+    ::close(kept);
+    EXPECT_TRUE(made.ok() && opened.ok());
+    EXPECT_TRUE(isFree);
 }
 
 } // namespace

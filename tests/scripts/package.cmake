@@ -14,6 +14,8 @@ if(NOT CMAKE_CROSSCOMPILING AND NOT HWPROBE_SANITIZE)
     COMMAND "${Python3_EXECUTABLE}" "${PACKAGE_TESTS}/host_test.py" $<TARGET_FILE:Orvane_HwProbe>
       "${Python3_EXECUTABLE}" "${PROJECT_SOURCE_DIR}/examples/host.py"
     WORKING_DIRECTORY "${TEST_WORK_DIR}")
+  add_test(NAME log_in_hostile_hosts
+    COMMAND "${Python3_EXECUTABLE}" "${PACKAGE_TESTS}/log_test.py" $<TARGET_FILE:Orvane_HwProbe>)
   add_test(NAME installed_package
     COMMAND "${Python3_EXECUTABLE}" "${PACKAGE_TESTS}/install_test.py" "${CMAKE_BINARY_DIR}"
       "${PACKAGE_TESTS}/consumer" "${CMAKE_C_COMPILER}")

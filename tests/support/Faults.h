@@ -1,10 +1,27 @@
 #pragma once
 
+#ifdef __SANITIZE_ADDRESS__
+#include <sanitizer/lsan_interface.h>
+#endif
+
 namespace orv::test {
 
 /// A real access violation, which the sanitizers must not report before it happens.
-__attribute__((noinline, no_sanitize("undefined", "address"))) inline void nullWrite() {
+__attribute__((noinline, no_sanitize("undefined", "address", "thread"))) inline void nullWrite() {
     *static_cast<volatile int*>(nullptr) = 1;
 }
+
+/// What is allocated in this scope may be lost: a fault ends a call without running its destructors.
+class MayLoseMemory {
+  public:
+#ifdef __SANITIZE_ADDRESS__
+    MayLoseMemory() { __lsan_disable(); }
+    ~MayLoseMemory() { __lsan_enable(); }
+#else
+    MayLoseMemory() {} // not defaulted, so that a scope without another use of it is no warning
+#endif
+    MayLoseMemory(const MayLoseMemory&) = delete;
+    MayLoseMemory& operator=(const MayLoseMemory&) = delete;
+};
 
 } // namespace orv::test

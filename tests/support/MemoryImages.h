@@ -34,6 +34,7 @@ struct MemoryDevice {
     std::uint16_t configuredSpeed = 2933;
     std::uint16_t maxVoltage = 1200;
     std::uint32_t extendedSpeed = 0;
+    std::uint32_t extendedConfiguredSpeed = 0;
     std::uint8_t length = 0x5C; // of the formatted part, cut or filled to this
 };
 
@@ -58,12 +59,12 @@ inline Bytes structureOf(const MemoryDevice& device) {
     append(bytes, 1, 1);        // one rank
     append(bytes, device.extendedSize, 4);
     append(bytes, device.configuredSpeed, 2);
-    append(bytes, device.maxVoltage, 2); // lowest
+    append(bytes, 1100, 2); // lowest
     append(bytes, device.maxVoltage, 2);
-    append(bytes, device.maxVoltage, 2); // configured
+    append(bytes, 1150, 2); // configured
     bytes.resize(0x54);
     append(bytes, device.extendedSpeed, 4);
-    append(bytes, 0, 4);
+    append(bytes, device.extendedConfiguredSpeed, 4);
     bytes.resize(device.length);
     for (const std::string* text : {&device.manufacturer, &device.serialNumber, &device.partNumber}) {
         bytes.insert(bytes.end(), text->begin(), text->end());

@@ -20,8 +20,7 @@ class Contract : public ::testing::TestWithParam<const char*> {
         if (isHost())
             platform_ = platform::makeHostPlatform();
         else
-            platform_ =
-                platform::Machine::fromFile(sourceDir() + "/machines/" + std::string(GetParam()));
+            platform_ = platform::Machine::fromFile(sourceDir() + "/machines/" + std::string(GetParam()));
     }
     bool isHost() const { return std::string_view(GetParam()) == "host"; }
     platform::Platform& side() { return *platform_; }

@@ -1,7 +1,9 @@
 """Runs the host tool as a person or a script would: tool_test.py [LAUNCHER] TOOL SOURCE_DIR"""
 
 import json
+import os
 import re
+import signal
 import subprocess
 import sys
 import tempfile
@@ -39,6 +41,19 @@ class Call(unittest.TestCase):
         self.assertEqual((3, "-1\n38\n"), (status, out))
         self.assertNotEqual("", err.strip())
 
+    def test_a_hardware_fault_outside_of_the_guarded_reports_ends_it_with_status_5(self):
+        with tempfile.TemporaryDirectory() as folder:
+            machine = Path(folder) / "faulty.json"
+            machine.write_text('{"name": "x", "memory": {"totalPhys": 8, "availPhys": 4}, "faults": ['
+                               '{"request": "memoryStatus", "nth": 2, "hardwareFault": "0xC0000005"},'
+                               '{"request": "adapters", "hardwareFault": "0xC0000005"}]}')
+            status, out, err = hwprobe("call", "getMemoryLoad", "getNetCurrentSpeed", "getMemoryLoad",
+                                       "getLastError", "--machine", str(machine))
+        fault = "catch SEH exception: EXCEPTION_ACCESS_VIOLATION"
+        self.assertEqual((5, f'50\n{{"error":"{fault}"}}\n'), (status, out))
+        self.assertEqual([fault, "getMemoryLoad: ended by hardware fault 0xC0000005, as a host would be"],
+                         err.splitlines())
+
     def test_this_machine_answers(self):
         status, out, err = hwprobe("call", "getMemoryLoad", "getNetCurrentSpeed", "getLastError")
         self.assertEqual(0, status, err)
@@ -54,35 +69,104 @@ class Call(unittest.TestCase):
             (["call", "getMemoryLoad:1"], "takes no index"),
             (["call", "sleep:soon"], "whole number"),
             (["call"], "CALL"),
-            (["look"], "--help"),
+            (["look"], "look: no such command; the commands are show, call and watch"),
+            ([], "--help"),
             (["show", "--machine", "missing.json"], "missing.json"),
+            (["show", "--machine", ""], "--machine"),
+            (["watch", "--count", "-1", "--machine", DESKTOP], "--count"),
         ]:
             status, out, err = hwprobe(*arguments)
             self.assertEqual((2, ""), (status, out), arguments)
             self.assertIn(hint, err)
 
 
+    def test_what_reads_nothing_leaves_nothing_behind(self):
+        for arguments in ["--help"], ["--version"], ["look"]:
+            with tempfile.TemporaryDirectory() as folder:
+                subprocess.run([*LAUNCHER, TOOL, *arguments], cwd=folder, capture_output=True, timeout=120)
+                self.assertEqual([], list(Path(folder).iterdir()), arguments)
+
+
 class MachineFiles(unittest.TestCase):
-    def test_a_bad_file_is_named_with_place_and_reason(self):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = Path(folder.name)
+
+    def file(self, content, name="machine.json"):
+        path = self.folder / name
+        path.write_text(content)
+        return str(path)
+
+    def assertRefused(self, machine, *parts):
+        status, out, err = hwprobe("call", "getMemoryLoad", "--machine", machine)
+        self.assertEqual((2, ""), (status, out), machine)
+        self.assertEqual(1, err.count("\n"), err)
+        for part in parts:
+            self.assertIn(part, err)
+
+    def test_a_bad_file_is_one_line_with_name_place_and_reason(self):
         for content, parts in [
             ("{", ["not JSON"]),
-            ("[]", ["one object"]),
-            ("{}", ['"name"', "missing"]),
-            ('{"name": "x", "colour": 1}', ['unknown key "colour"']),
-            ('{"name": "x", "network": {"adapters": [{"description": "a", "ip": ""}]}}',
-             ["network.adapters[0]", 'unknown key "ip"']),
-            ('{"name": "x", "memory": {"totalPhys": 8, "availPhys": 9}}', ["memory.availPhys", "above 8"]),
-            ('{"name": "x", "memory": {"totalPhys": -1, "availPhys": 0}}', ["memory.totalPhys", "whole number"]),
-            ('{"name": "x", "clock": {"stepNs": 0}}', ["clock", "stepNs"]),
-            ('{"name": "x", "faults": [{"request": "adapters"}]}', ["faults[0]", "hardwareFault"]),
+            ('{"name": "x", "network": {"adapters": [{"description": "a", "i\\np": ""}]}}',
+             ["network.adapters[0]", 'unknown key "i p"']),
+            ('{"a":' * 50000 + "1" + "}" * 50000, ["nested deeper"]),
         ]:
-            with tempfile.TemporaryDirectory() as folder:
-                file = Path(folder) / "bad.json"
-                file.write_text(content)
-                status, out, err = hwprobe("show", "--machine", str(file))
-            self.assertEqual((2, ""), (status, out), content)
-            for part in ["bad.json", *parts]:
-                self.assertIn(part, err)
+            self.assertRefused(self.file(content), "machine.json", *parts)
+        self.assertRefused(str(self.folder), "not a regular file")
+
+    @unittest.skipIf(LAUNCHER or sys.platform == "win32", "special files are those of a native run")
+    def test_files_without_an_end_are_not_read(self):
+        os.mkfifo(self.folder / "fifo")
+        for special in ["/dev/zero", str(self.folder / "fifo")]:
+            self.assertRefused(special, "not a regular file")
+            names_it = self.file(json.dumps({"name": "x", "management": {"smbios": special}}))
+            self.assertRefused(names_it, "management.smbios", "not a regular file")
+
+    def test_a_planned_failure_that_was_not_reached_is_an_error(self):
+        machine = self.file('{"name": "x", "memory": {"totalPhys": 8, "availPhys": 4}, "faults": ['
+                            '{"request": "memoryStatus", "nth": 2, "error": 5}]}')
+        call = ["call", "getMemoryLoad", "--machine", machine]
+        self.assertEqual((2, "50\n", "planned fault never reached: request memoryStatus, nth 2\n"),
+                         hwprobe(*call))
+        status, out, err = hwprobe(*call, "getMemoryLoad")
+        self.assertEqual((3, "50\n-1\n"), (status, out))
+        self.assertNotIn("planned", err)
+
+    def test_one_that_only_the_end_reaches_is_reached(self):
+        machine = self.file('{"name": "x", "processor": {"vendor": "GenuineIntel", "highestLeaf": 1, "records": '
+                            '[{"relationship": 0, "mask": 1}]}, "ring0": {}, '
+                            '"faults": [{"request": "releaseOls", "error": 5}]}')
+        status, _, err = hwprobe("call", "getCpuTemperature", "--machine", machine)
+        self.assertEqual((0, ""), (status, err))
+
+    def test_a_machine_without_a_clock_has_no_clock(self):
+        machine = self.file('{"name": "x"}')
+        self.assertEqual((3, "0\n", "the processor's time-stamp counter stands still\n"),
+                         hwprobe("call", "getCpuBaseFrequency", "--machine", machine))
+
+
+@unittest.skipIf(LAUNCHER or sys.platform == "win32", "the devices are those of a native run")
+class Output(unittest.TestCase):
+    def run_into(self, output, *arguments, **options):
+        done = subprocess.run([TOOL, *arguments], stdout=output, stderr=subprocess.PIPE, timeout=60, **options)
+        return done.returncode, done.stderr.decode()
+
+    def test_a_full_device_is_status_4(self):
+        watch = ["watch", "--interval", "10", "--machine", DESKTOP]
+        for arguments in [["--help"], ["call", "getMemoryLoad"], ["show", "--json", "--machine", DESKTOP], watch]:
+            with open("/dev/full", "wb") as full:
+                status, err = self.run_into(full, *arguments)
+            self.assertEqual(4, status, arguments)
+            self.assertRegex(err, r"the output cannot be written: \S.*\n$")
+
+    def test_a_closed_pipe_ends_it(self):
+        for restore in [True, False]:  # whether the signal ends the tool, or its write fails
+            reader, writer = os.pipe()
+            os.close(reader)
+            status, _ = self.run_into(writer, "watch", "--machine", DESKTOP, restore_signals=restore)
+            os.close(writer)
+            self.assertEqual(-signal.SIGPIPE if restore else 4, status)
 
 
 class Show(unittest.TestCase):

@@ -2,6 +2,7 @@
 # Sourced by bash in the root of the repository.
 # shellcheck shell=bash disable=SC2154 # board, cpu and smp come from the machine's file
 
+. scripts/lib.sh
 vm_source=tests/vm
 vm_work=build/vm
 
@@ -39,11 +40,7 @@ need_packages() {
   done
   ((${#missing[@]})) || return 0
   echo "vm-test: installing ${missing[*]}"
-  if [[ -x scripts/install-packages ]]; then
-    scripts/install-packages vm
-  else
-    apt-get install -y --no-install-recommends "${missing[@]}" >/dev/null
-  fi
+  scripts/install-packages vm || unavailable "the archive does not give ${missing[*]}"
 }
 
 # Downloads the distribution's kernel package and unpacks it; nothing of it is installed.
@@ -52,12 +49,12 @@ need_kernel() {
   local kernel=$vm_work/kernel package
   if [[ ! -e $kernel/complete ]]; then
     package=$(apt-cache depends linux-image-amd64 | awk '/Depends:/ { print $2; exit }')
-    [[ $package ]] || die "linux-image-amd64 is unknown here; run apt-get update"
+    [[ $package ]] || unavailable "linux-image-amd64 is unknown here; run apt-get update"
     echo "vm-test: downloading and unpacking $package"
     rm -rf "$kernel"
     mkdir -p "$kernel"
     (cd "$kernel" && apt-get download "$package" >download.log 2>&1) ||
-      die "$package can't be downloaded: $(tail -1 "$kernel/download.log")"
+      unavailable "$package can't be downloaded: $(tail -1 "$kernel/download.log")"
     dpkg -x "$kernel"/*.deb "$kernel"
     rm "$kernel"/*.deb
     busybox depmod -b "$PWD/$kernel" "$(basename "$kernel"/lib/modules/*)"

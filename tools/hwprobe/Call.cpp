@@ -1,5 +1,6 @@
 #include "Commands.h"
 #include "Exports.h"
+#include "Output.h"
 
 #include <charconv>
 #include <cstdio>
@@ -62,8 +63,7 @@ int call(const std::vector<std::string>& calls) {
             continue;
         }
         const Outcome outcome = run(*step.entry, step.number);
-        std::printf("%s\n", outcome.raw().c_str());
-        std::fflush(stdout);
+        put(outcome.raw() + "\n");
         if (outcome.failed) {
             std::fprintf(stderr, "%s\n", outcome.reason.c_str());
             status = kExitFailedCall;

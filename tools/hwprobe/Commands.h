@@ -9,6 +9,8 @@ namespace tool {
 inline constexpr int kExitOk = 0;
 inline constexpr int kExitUsage = 2;
 inline constexpr int kExitFailedCall = 3;
+inline constexpr int kExitOutput = 4;
+inline constexpr int kExitHardwareFault = 5;
 
 /// `title` names the machine that is shown.
 int show(const std::string& title, bool json);

@@ -137,7 +137,7 @@ Json attributesOf(const AtaSmartInfo& asi) {
         const bool hasThreshold = asi.IsThresholdCorrect && asi.Threshold[i].ThresholdId == entry.Id;
         list.push_back(
             {{"id", entry.Id},
-             {"name", attributeName(asi, entry.Id)},
+             {"name", AttributeName(asi, entry)},
              {"current", asi.IsNVMe ? Json() : Json(entry.CurrentValue)},
              {"worst", asi.IsNVMe ? Json() : Json(entry.WorstValue)},
              {"threshold", !asi.IsNVMe && hasThreshold ? Json(asi.Threshold[i].ThresholdValue) : Json()},
@@ -215,7 +215,7 @@ void printAttributes(const AtaSmartInfo& asi) {
     for (std::uint32_t i = 0; i < asi.AttributeCount; ++i) {
         const SMART_ATTRIBUTE& entry = asi.Attribute[i];
         const bool hasThreshold = asi.IsThresholdCorrect && asi.Threshold[i].ThresholdId == entry.Id;
-        fmt::print("  {:>3}  {:<38}", entry.Id, attributeName(asi, entry.Id));
+        fmt::print("  {:>3}  {:<38}", entry.Id, AttributeName(asi, entry));
         if (!asi.IsNVMe)
             fmt::print("{:>8}{:>7}{:>11}", entry.CurrentValue, entry.WorstValue,
                        hasThreshold ? std::to_string(asi.Threshold[i].ThresholdValue) : "-");

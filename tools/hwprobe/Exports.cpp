@@ -1,18 +1,22 @@
 #include "Exports.h"
 
+#include "Commands.h"
 #include "orvane/hwprobe.h"
 #include "platform/Clock.h"
+#include "platform/FaultTrap.h"
 #include "platform/Platform.h"
 
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 
 namespace tool {
 
 namespace {
 
 constexpr std::array kExports = {
-    Export{"getCpuBaseFrequency", &getCpuBaseFrequency},
+    Export{"getCpuBaseFrequency", &getCpuBaseFrequency, false,
+           "the processor's time-stamp counter stands still"},
     Export{"getCpuFrequency", &getCpuFrequency, true},
     Export{"getCpuLoad", &getCpuLoad, true},
     Export{"getCpuTemperature", &getCpuTemperature},
@@ -35,6 +39,14 @@ constexpr std::array kExports = {
 
 bool isFailureText(std::string_view text) {
     return text.starts_with("{\"error\"") || text.starts_with("{\"code\":0");
+}
+
+/// Where a host's process would end without a word.
+[[noreturn]] void endByFault(std::string_view name, std::uint32_t code) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "%.*s: ended by hardware fault 0x%08X, as a host would be\n",
+                 static_cast<int>(name.size()), name.data(), static_cast<unsigned>(code));
+    std::_Exit(kExitHardwareFault);
 }
 
 struct Caller {
@@ -75,11 +87,17 @@ const Export* findExport(std::string_view name) {
 
 Outcome run(const Export& entry, std::uint32_t index) {
     Caller caller{index, {}};
-    std::visit(caller, entry.call);
+    const auto fault = orv::platform::current().faultTrap().run([&] { std::visit(caller, entry.call); });
+    if (fault != 0) endByFault(entry.name, fault);
     // The text of getLastError itself may look like anything.
     if (entry.name == "getLastError") caller.outcome.failed = false;
-    if (caller.outcome.failed) caller.outcome.reason = onOneLine(getLastError());
-    return std::move(caller.outcome);
+    Outcome& outcome = caller.outcome;
+    if (outcome.failed) outcome.reason = onOneLine(getLastError());
+    if (entry.zeroReason && outcome.value == decltype(outcome.value)(std::int32_t{0})) {
+        outcome.failed = true;
+        outcome.reason = entry.zeroReason;
+    }
+    return std::move(outcome);
 }
 
 std::string Outcome::raw() const {

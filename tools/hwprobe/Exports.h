@@ -24,7 +24,8 @@ using Call = std::variant<double (*)(), std::int32_t (*)(), const char* (*)(), v
 struct Export {
     std::string_view name;
     Call call;
-    bool needsTwoSamples = false; // its first answer is not a reading yet
+    bool needsTwoSamples = false;     // its first answer is not a reading yet
+    const char* zeroReason = nullptr; // why it failed when it gives 0; null where 0 is a reading
 
     bool takesIndex() const { return call.index() >= 4; }
 };

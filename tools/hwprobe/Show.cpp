@@ -1,7 +1,7 @@
 #include "Commands.h"
+#include "Output.h"
 #include "Readings.h"
 
-#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <cstdio>
@@ -42,7 +42,7 @@ void printJson(const std::vector<Reading>& readings) {
         else
             place = valueOf(reading.outcome);
     }
-    fmt::print("{}\n", object.dump(2, ' ', false, Json::error_handler_t::replace));
+    put(object.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
 }
 
 } // namespace
@@ -53,7 +53,7 @@ int show(const std::string& title, bool json) {
     if (json)
         printJson(readings);
     else
-        fmt::print("{}\n{}", title, asTable(readings));
+        put(title + "\n" + asTable(readings));
     return kExitOk;
 }
 

@@ -1,11 +1,11 @@
 #include "Commands.h"
+#include "Output.h"
 #include "Readings.h"
 #include "Terminal.h"
 
 #include <fmt/format.h>
 
 #include <chrono>
-#include <cstdio>
 #include <thread>
 
 namespace tool {
@@ -30,16 +30,18 @@ std::vector<Reading> sample(std::int32_t drives, std::int32_t batteries) {
 }
 
 void printScreen(const std::string& title, double seconds, const std::vector<Reading>& readings) {
-    fmt::print("{}{}   {:.1f} s   Ctrl-C ends\n{}", kHomeAndClear, title, seconds, asTable(readings));
+    put(fmt::format("{}{}   {:.1f} s   Ctrl-C ends\n{}", kHomeAndClear, title, seconds, asTable(readings)));
 }
 
 /// One line a reading: seconds, export (with its index), raw value; tabs between them.
 void printLines(double seconds, const std::vector<Reading>& readings) {
+    std::string lines;
     for (const Reading& reading : readings) {
         std::string name(reading.entry->name);
         if (reading.entry->takesIndex()) name += fmt::format(":{}", reading.index);
-        fmt::print("{:.3f}\t{}\t{}\n", seconds, name, onOneLine(reading.outcome.raw()));
+        lines += fmt::format("{:.3f}\t{}\t{}\n", seconds, name, onOneLine(reading.outcome.raw()));
     }
+    put(lines);
 }
 
 } // namespace
@@ -63,7 +65,6 @@ int watch(const std::string& title, std::int64_t intervalMilliseconds, std::uint
             printScreen(title, seconds, readings);
         else
             printLines(seconds, readings);
-        std::fflush(stdout);
     }
     return kExitOk;
 }

@@ -1,10 +1,13 @@
 // hwprobe: a command-line host of the library, for support and for trying it out.
 
 #include "Commands.h"
+#include "Exports.h"
+#include "Output.h"
 #include "Terminal.h"
 #include "frame/border/globals.h"
 #include "platform/Platform.h"
 #include "platform/machine/Machine.h"
+#include "state/ProcessState.h"
 
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
@@ -28,7 +31,8 @@ orv::platform::Machine* machine = nullptr;
 
 void addCommon(CLI::App& command, Options& options) {
     command.add_option("--machine", options.machine, "Read a machine described in FILE instead of this one")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->check([](const std::string& path) { return std::string(path.empty() ? "FILE is empty" : ""); });
     command.add_flag("--log", options.log, "Write the library's log lines to standard error");
 }
 
@@ -45,13 +49,36 @@ int execute(const CLI::App& app, const Options& options) {
     return tool::watch(title, options.interval, options.count, machine != nullptr);
 }
 
-} // namespace
+/// What kept the arguments from being understood, or a text that was asked for.
+int refuse(const CLI::App& app, const CLI::ParseError& problem) {
+    if (app.get_subcommands().empty() && app.remaining_size() != 0) {
+        std::fprintf(stderr, "%s: no such command; the commands are show, call and watch (see --help)\n",
+                     app.remaining().front().c_str());
+        return tool::kExitUsage;
+    }
+    return app.exit(problem) == 0 ? tool::kExitOk : tool::kExitUsage;
+}
 
-int main(int argc, char** argv) {
+/// Planned failures that no request met: the file is not about what was called.
+int tellUnmetFaults() {
+    if (!machine) return tool::kExitOk;
+    orv::ProcessState::renew(); // some requests are made when the library ends
+    const auto unmet = machine->requests().unmetFaults();
+    for (const orv::platform::Fault& fault : unmet)
+        std::fprintf(stderr, "planned fault never reached: request %s, nth %s\n", fault.operation.c_str(),
+                     fault.nth == 0 ? "any" : std::to_string(fault.nth).c_str());
+    return unmet.empty() ? tool::kExitOk : tool::kExitUsage;
+}
+
+int run(int argc, char** argv) {
+
     Options options;
     CLI::App app{"Shows what Orvane HwProbe reads from this machine or from a described one.", "hwprobe"};
     app.set_version_flag("--version", "hwprobe " HWPROBE_VERSION);
     app.require_subcommand(1);
+    app.footer("Status: 0 all answered; 2 wrong usage, a machine file that cannot be used, or a failure "
+               "planned in it\n"
+               "that no request met; 3 a call failed; 4 the output cannot be written.");
 
     CLI::App& show =
         *app.add_subcommand("show", "Every reading once, with units, or the reason why it failed");
@@ -70,17 +97,31 @@ int main(int argc, char** argv) {
         ->capture_default_str();
     watch.add_option("--count", options.count, "Number of samples; 0 goes on until Ctrl-C")
         ->type_name("N")
+        ->check(CLI::Range(std::int64_t{0}, std::int64_t{1'000'000'000}))
         ->capture_default_str();
 
     try {
         app.parse(argc, argv);
+        const int status = execute(app, options);
+        const int plan = tellUnmetFaults();
+        return plan == tool::kExitOk ? status : plan;
     } catch (const CLI::ParseError& problem) {
-        return app.exit(problem) == 0 ? tool::kExitOk : tool::kExitUsage;
-    }
-    try {
-        return execute(app, options);
+        return refuse(app, problem);
     } catch (const orv::platform::MachineFileError& problem) {
-        std::fprintf(stderr, "%s\n", problem.what());
+        std::fprintf(stderr, "%s\n", tool::onOneLine(problem.what()).c_str());
         return tool::kExitUsage;
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        const int status = run(argc, argv);
+        tool::put(""); // help and version are written elsewhere
+        return status;
+    } catch (const tool::OutputError& problem) {
+        std::fprintf(stderr, "%s\n", problem.what());
+        return tool::kExitOutput;
     }
 }

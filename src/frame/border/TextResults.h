@@ -18,6 +18,7 @@ struct TextResults {
 
 /// Makes the texts that failures are told in, a part of loading: from then on no export needs memory to fail.
 inline void makeRoomForFailures() {
+    makeRoomForExceptions();
     processWide<LastError>();
     processWide<TextResults>();
 }

@@ -29,10 +29,19 @@ struct FailureForm {
     const char* withoutMemory;
 };
 
+/// The C++ run-time library's own record of this thread's exceptions. In a host written in C the system makes
+/// it when first asked for, and ends the process when it has no memory: so it is asked for by each call, not
+/// by the first failure.
+inline void makeRoomForExceptions() noexcept {
+    // What looks into it; the value is kept so that the call is.
+    [[maybe_unused]] volatile const int found = std::uncaught_exceptions();
+}
+
 /// One call of an export: whatever derives from the standard exception stops here and becomes `lastError`
 /// and the failure value. Telling the failure allocates nothing that it could not do without.
 template <class Value, class Body>
 Value guarded(Value failureValue, Body&& body) {
+    makeRoomForExceptions();
     try {
         return body();
     } catch (const std::exception& failure) {
@@ -65,6 +74,7 @@ inline const char* tellFailure(TextResult& result, const FailureForm& form, cons
 /// As above for a text export: `body` gives the text.
 template <class Body>
 const char* guardedText(TextResult& result, Body&& body, const FailureForm& form) {
+    makeRoomForExceptions();
     try {
         result.success = body();
         return result.success.c_str();

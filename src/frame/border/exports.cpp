@@ -11,7 +11,7 @@
 #include "gpu/Gpu.h"
 #include "memory/MemInfo.h"
 #include "memory/MemoryStatus.h"
-#include "networks/Adapter.h"
+#include "networks/adapter.h"
 #include "orvane/hwprobe.h"
 
 using namespace orv;

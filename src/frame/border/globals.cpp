@@ -12,8 +12,6 @@
 #include "platform/Platform.h"
 #include "platform/floatingPoint.h"
 
-#include <spdlog/sinks/stdout_color_sinks.h>
-
 namespace orv {
 
 const std::unordered_map<std::uint32_t, std::string> sehExceptionNames = {
@@ -103,13 +101,6 @@ Logger smbusLogger("SMBUS");
 
 namespace {
 
-Logger* const allLoggers[] = {
-    &cpuLogger,       &diskLogger,     &batteryLogger, &memoryLogger,      &networkAdapterLogger,
-    &wlanLogger,      &winRing0Logger, &cpuInfoLogger, &hwExceptionLogger, &wmiLogger,
-    &nvidiaGpuLogger, &amdGpuLogger,   &spdLogger,     &regeditLogger,     &cpuFrequencyLogger,
-    &mutexesLogger,   &smbusLogger,
-};
-
 // The one place that chooses the platform.
 struct HostPlatform {
     HostPlatform() : platform(platform::makeHostPlatform()) { platform::use(*platform); }
@@ -122,15 +113,9 @@ const bool failuresHaveRoom = (frame::makeRoomForFailures(), true);
 } // namespace
 
 void setConsole(Console target) {
-    spdlog::sink_ptr console;
-    if (target == Console::standardError)
-        console = std::make_shared<spdlog::sinks::stderr_color_sink_mt>();
-    else
-        console = std::make_shared<spdlog::sinks::stdout_color_sink_mt>();
-    console->set_level(target == Console::off ? spdlog::level::off : spdlog::level::info);
-    log::sharedSinks().front() = console;
-    for (Logger* logger : allLoggers)
-        logger->sinks().front() = console;
+    using platform::ConsoleStream;
+    if (target == Console::off) return log::setConsole(std::nullopt);
+    log::setConsole(target == Console::standardError ? ConsoleStream::error : ConsoleStream::output);
 }
 
 } // namespace orv

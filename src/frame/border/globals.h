@@ -5,7 +5,7 @@ namespace orv {
 /// Where the console lines of all loggers go. The library's own choice is standard output.
 enum class Console { standardOutput, standardError, off };
 
-/// For a tool whose standard output belongs to its answers. Call it before any other thread logs.
+/// For a tool whose standard output belongs to its answers.
 void setConsole(Console target);
 
 } // namespace orv

@@ -1,5 +1,6 @@
 #include "platform/linux/DeviceServices.h"
 
+#include "platform/linux/ErrorCodes.h"
 #include "platform/linux/PowerSupply.h"
 #include "platform/servers/DevicePaths.h"
 #include "platform/text.h"
@@ -29,22 +30,32 @@ class PowerSupplyFile : public DeviceFile {
 
 } // namespace
 
+LinuxDeviceTree::LinuxDeviceTree(const RootedFiles& files)
+    : files_(files), supplies_(files, std::string(kPowerSupplies)) {}
+
 Result<std::unique_ptr<DeviceInterfaces>> LinuxDeviceTree::interfacesOf(const Guid& deviceClass) {
+    using Answer = Result<std::unique_ptr<DeviceInterfaces>>;
     std::vector<std::wstring> paths;
-    const auto entries = files_.list(kPowerSupplies); // a kernel without the class has no such folder
-    if (deviceClass == kBatteryClass)
+    if (deviceClass == kBatteryClass) {
+        const auto entries = supplies_.list(); // a kernel without the class has no such folder
+        if (!entries.ok() && !saysAbsent(entries.error)) return Answer::failed(entries.error);
         for (const std::string& name : entries.value) {
             const std::string folder = std::string(kPowerSupplies) + name;
-            if (isBatterySupply(files_, folder)) paths.push_back(utf8ToWide(folder));
+            const auto isBattery = isBatterySupply(files_, folder);
+            if (!isBattery.ok()) return Answer::failed(isBattery.error);
+            if (isBattery.value) paths.push_back(utf8ToWide(folder));
         }
+    }
     return {std::make_unique<PathInterfaces>(deviceClass, std::move(paths))};
 }
 
 Result<std::unique_ptr<DeviceFile>> LinuxDeviceFiles::open(std::wstring_view path) {
     using Answer = Result<std::unique_ptr<DeviceFile>>;
     std::string folder = wideToUtf8(path);
-    if (!folder.starts_with(kPowerSupplies) || !isBatterySupply(files_, folder))
-        return Answer::failed(kFileNotFound);
+    if (!folder.starts_with(kPowerSupplies)) return Answer::failed(kFileNotFound);
+    const auto isBattery = isBatterySupply(files_, folder);
+    if (!isBattery.ok()) return Answer::failed(isBattery.error);
+    if (!isBattery.value) return Answer::failed(kFileNotFound);
     return {std::make_unique<PowerSupplyFile>(files_, std::move(folder))};
 }
 

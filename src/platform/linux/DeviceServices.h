@@ -2,18 +2,19 @@
 
 #include "platform/DeviceFiles.h"
 #include "platform/DeviceTree.h"
-#include "platform/linux/RootedFiles.h"
+#include "platform/linux/PolledFolder.h"
 
 namespace orv::platform {
 
 /// The battery class: entries of /sys/class/power_supply, sorted by name. The path of an entry is its folder.
 class LinuxDeviceTree : public DeviceTree {
   public:
-    explicit LinuxDeviceTree(const RootedFiles& files) : files_(files) {}
+    explicit LinuxDeviceTree(const RootedFiles& files);
     Result<std::unique_ptr<DeviceInterfaces>> interfacesOf(const Guid& deviceClass) override;
 
   private:
     const RootedFiles& files_;
+    PolledFolder supplies_;
 };
 
 class LinuxDeviceFiles : public DeviceFiles {

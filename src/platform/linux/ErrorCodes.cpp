@@ -43,6 +43,7 @@ constexpr Row kRows[] = {
     {ECANCELED, 995},    // ERROR_OPERATION_ABORTED
     {ENOLCK, 33},        // ERROR_LOCK_VIOLATION
     {EBADMSG, 13},       // ERROR_INVALID_DATA
+    {ELOOP, 1921},       // ERROR_CANT_RESOLVE_FILENAME
 };
 
 } // namespace
@@ -52,6 +53,11 @@ ErrorCode errorFromErrno(int value) {
     for (const Row& row : kRows)
         if (row.value == value) return row.code;
     return kGeneralFailure;
+}
+
+bool saysAbsent(ErrorCode code) {
+    // ENODEV: the device left while its file was open.
+    return code == kFileNotFound || code == errorFromErrno(ENOTDIR) || code == errorFromErrno(ENODEV);
 }
 
 int errnoFromError(ErrorCode code) {

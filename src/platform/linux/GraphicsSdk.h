@@ -6,21 +6,18 @@
 
 namespace orv::platform {
 
-/// The driver's own NVAPI library when it is installed and can be initialised, else NVML. Looked for at each
-/// request until one is found.
+/// NVAPI from the NVML library of NVIDIA's driver, looked for at each request until it is found. An NVAPI of
+/// the driver's own for Linux need not have the readings and is not asked.
 class LinuxGraphicsSdk : public GraphicsSdk {
   public:
-    explicit LinuxGraphicsSdk(const RootedFiles& files) : files_(files) {}
+    explicit LinuxGraphicsSdk(const RootedFiles& files) : files_(files), nvml_(files) {}
 
     Result<LibraryFunction> function(std::uint32_t interfaceId) override;
 
   private:
-    using QueryInterface = LibraryFunction (*)(std::uint32_t interfaceId);
-    QueryInterface findQuery();
-
     const RootedFiles& files_;
     NvmlServer nvml_;
-    QueryInterface query_ = nullptr;
+    bool isLoaded_ = false;
 };
 
 } // namespace orv::platform

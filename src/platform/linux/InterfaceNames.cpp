@@ -1,5 +1,6 @@
 #include "platform/linux/InterfaceNames.h"
 
+#include "platform/linux/ErrorCodes.h"
 #include "platform/linux/HardwareIds.h"
 
 namespace orv::platform {
@@ -33,6 +34,7 @@ const std::string& InterfaceNames::descriptionOf(std::string_view interface) {
 
     auto entry = std::make_unique<Entry>(Entry{std::string(interface), {}});
     const std::string plain = describe(entry->interface);
+    if (plain.empty()) return *unknown_.insert(std::move(entry->interface)).first;
     entry->description = plain;
     for (int copy = 2; taken(entry->description); ++copy)
         entry->description = plain + " #" + std::to_string(copy);
@@ -48,7 +50,9 @@ bool InterfaceNames::taken(const std::string& description) const {
 
 std::string InterfaceNames::describe(const std::string& interface) const {
     const std::string folder = "/sys/class/net/" + interface;
-    const std::string device = files_.resolved(folder + "/device");
+    const auto resolved = files_.resolved(folder + "/device");
+    if (!resolved.ok() && !saysAbsent(resolved.error)) return {};
+    const std::string& device = resolved.value;
     if (device.empty()) {
         const std::string kind = deviceType(files_.read(folder + "/uevent").value);
         if (kind.empty()) return "virtual " + interface;

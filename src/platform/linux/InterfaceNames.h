@@ -1,9 +1,11 @@
 #pragma once
 
 #include "platform/linux/RootedFiles.h"
+#include "state/HeldMutex.h"
 
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,14 +27,16 @@ class InterfaceNames {
         std::string description;
     };
 
+    /// Empty when the interface cannot be looked into.
     std::string describe(const std::string& interface) const;
     std::string pciProduct(const std::string& device) const;
     std::string usbProduct(const std::string& device) const;
     bool taken(const std::string& description) const;
 
     const RootedFiles& files_;
-    std::mutex mutex_;
+    HeldMutex mutex_;
     std::vector<std::unique_ptr<Entry>> entries_;
+    std::set<std::string> unknown_; // could not be looked into yet: their own names serve
 };
 
 } // namespace orv::platform

@@ -2,6 +2,7 @@
 
 #include "platform/PlatformOf.h"
 #include "platform/linux/DeviceServices.h"
+#include "platform/linux/FaultTrap.h"
 #include "platform/linux/GraphicsSdk.h"
 #include "platform/linux/InterfaceNames.h"
 #include "platform/linux/Libraries.h"
@@ -10,6 +11,7 @@
 #include "platform/linux/NetworkTables.h"
 #include "platform/linux/PerformanceCounters.h"
 #include "platform/linux/Processor.h"
+#include "platform/linux/ProcessorSet.h"
 #include "platform/linux/Registry.h"
 #include "platform/linux/Ring0.h"
 #include "platform/linux/RootedFiles.h"
@@ -32,8 +34,9 @@ struct LinuxServices {
     LinuxLibraries libraries{files};
     LinuxGraphicsSdk graphicsSdk{files};
     LinuxProcesses processes;
-    LinuxProcessor processor{files};
-    LinuxRing0 ring0{files};
+    ProcessorSet processors{files};
+    LinuxProcessor processor{files, processors};
+    LinuxRing0 ring0{files, processors};
     LinuxNamedMutexes namedMutexes{files};
     LinuxTimers timers;
     LinuxPerformanceCounters performanceCounters{files};
@@ -41,7 +44,7 @@ struct LinuxServices {
     LinuxDeviceTree deviceTree{files};
     LinuxDeviceFiles deviceFiles{files};
     LinuxRegistry registry{files, interfaceNames};
-    LinuxPrivileges privileges;
+    LinuxPrivileges privileges{files};
 };
 
 /// The running system, or a captured tree of its files.

@@ -27,6 +27,12 @@ constexpr mode_t kEverybodyReadsWrites = 0666;
 constexpr char kHeld = 'h'; // first byte of the file while its lock is held
 constexpr char kFree = '-';
 constexpr std::chrono::microseconds kPollInterval{500};
+constexpr std::chrono::milliseconds kLongestUnmarked{1000};
+
+constexpr int kMostAttempts = 4;
+constexpr ErrorCode kNoLockFile = kInvalidHandle; // as for a name that belongs to an object of another kind
+constexpr ErrorCode kAlreadyExists = 183;         // ERROR_ALREADY_EXISTS
+constexpr std::uint32_t kLockedUnmarked = 0xFFFFFFFE; // no wait result: locked by who does not mark it
 
 /// "Global\Access_PCI" is the file hwprobe.Global.Access_PCI.
 std::string fileName(std::wstring_view name) {
@@ -36,26 +42,60 @@ std::string fileName(std::wstring_view name) {
     return text;
 }
 
-int openExisting(const std::string& path) {
-    return ::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW);
-}
-
-/// Opens the file, made where it is missing. It comes into being under another name and with its final mode,
-/// so that no other user ever finds one that it may not open.
-int openOrCreate(const std::string& path) {
-    int file = openExisting(path);
-    if (file >= 0 || errno != ENOENT) return file;
-    std::string fresh = path + ".XXXXXX";
-    file = ::mkostemp(fresh.data(), O_CLOEXEC);
-    if (file < 0) return file;
-    const bool linked =
-        ::fchmod(file, kEverybodyReadsWrites) == 0 && ::link(fresh.c_str(), path.c_str()) == 0;
+/// A descriptor that takes the place of none of the three standard streams, which a host may have closed.
+int aboveStandard(int file) {
+    if (file < 0 || file > STDERR_FILENO) return file;
+    const int moved = ::fcntl(file, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     const int cause = errno;
-    ::unlink(fresh.c_str());
-    if (linked) return file;
     ::close(file);
     errno = cause;
-    return cause == EEXIST ? openExisting(path) : -1;
+    return moved;
+}
+
+/// A plain file of one name. What has a second name belongs to somebody else and is not written to.
+bool isLockFile(const struct stat& facts) {
+    return S_ISREG(facts.st_mode) && facts.st_nlink == 1;
+}
+
+/// Something else under the name than a lock: a link or a pipe is neither followed nor waited for.
+Result<int> openExisting(const std::string& path) {
+    const int file =
+        aboveStandard(::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
+    if (file < 0) {
+        const bool other = errno == ELOOP || errno == EISDIR || errno == ENXIO;
+        return Result<int>::failed(other ? kNoLockFile : errorFromErrno(errno));
+    }
+    struct stat facts {};
+    if (::fstat(file, &facts) == 0 && isLockFile(facts)) return {file};
+    ::close(file);
+    // Without a name it was removed after it had been opened.
+    return Result<int>::failed(facts.st_nlink == 0 ? kFileNotFound : kNoLockFile);
+}
+
+/// Makes the file. It comes into being under another name and with its final mode, so that no other user ever
+/// finds one that it may not open.
+Result<int> create(const std::string& path) {
+    std::string fresh = path + ".XXXXXX";
+    const int made = ::mkostemp(fresh.data(), O_CLOEXEC);
+    if (made < 0) return Result<int>::failed(errorFromErrno(errno));
+    const int file = aboveStandard(made);
+    if (file >= 0 && ::fchmod(file, kEverybodyReadsWrites) == 0 &&
+        ::renameat2(AT_FDCWD, fresh.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == 0)
+        return {file};
+    const int cause = errno;
+    ::unlink(fresh.c_str());
+    if (file >= 0) ::close(file);
+    return Result<int>::failed(errorFromErrno(cause));
+}
+
+/// Others may make or remove the file between two looks.
+Result<int> openOrCreate(const std::string& path) {
+    Result<int> file = openExisting(path);
+    for (int attempt = 1; attempt < kMostAttempts && file.error == kFileNotFound; ++attempt) {
+        file = create(path);
+        if (file.error == kAlreadyExists) file = openExisting(path);
+    }
+    return file;
 }
 
 } // namespace
@@ -69,7 +109,7 @@ class LinuxNamedMutexes::LockFile {
     LockFile(const LockFile&) = delete;
     LockFile& operator=(const LockFile&) = delete;
 
-    /// kWaitTimeout when somebody holds it now.
+    /// kWaitTimeout when somebody holds it now, kLockedUnmarked when the file is locked and nobody says so.
     std::uint32_t tryLock() {
         std::lock_guard lock(guard_);
         if (!ownFile()) return kWaitFailed;
@@ -98,20 +138,48 @@ class LinuxNamedMutexes::LockFile {
     /// A forked child shares its parent's open file and with it the lock: it takes a file of its own.
     bool ownFile() {
         if (process_ == ::getpid()) return true;
-        const int file = openExisting(path_);
-        if (file < 0) return false;
-        ::close(file_);
-        file_ = file;
+        if (!reopen()) return false;
         process_ = ::getpid();
         depth_ = 0;
         return true;
     }
 
-    std::uint32_t lockFile() {
-        if (::flock(file_, LOCK_EX | LOCK_NB) != 0)
-            return errno == EWOULDBLOCK || errno == EINTR ? kWaitTimeout : kWaitFailed;
+    bool reopen() {
+        const auto file = openOrCreate(path_);
+        if (!file.ok()) return false;
+        ::close(file_); // drops its lock
+        file_ = file.value;
+        return true;
+    }
+
+    /// Whether the file is still the one that others find under the name.
+    bool isNamed() const {
+        struct stat own {};
+        struct stat named {};
+        return ::fstat(file_, &own) == 0 && ::lstat(path_.c_str(), &named) == 0 && isLockFile(named) &&
+               own.st_dev == named.st_dev && own.st_ino == named.st_ino;
+    }
+
+    bool marked() const {
         char mark = kFree;
-        const bool abandoned = ::pread(file_, &mark, 1, 0) == 1 && mark == kHeld;
+        return ::pread(file_, &mark, 1, 0) == 1 && mark == kHeld;
+    }
+
+    std::uint32_t lockFile() {
+        for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+            if (::flock(file_, LOCK_EX | LOCK_NB) != 0) {
+                if (errno != EWOULDBLOCK && errno != EINTR) return kWaitFailed;
+                return marked() ? kWaitTimeout : kLockedUnmarked;
+            }
+            if (isNamed()) return markHeld();
+            if (!reopen()) break;
+        }
+        ::flock(file_, LOCK_UN);
+        return kWaitFailed;
+    }
+
+    std::uint32_t markHeld() {
+        const bool abandoned = marked();
         if (::pwrite(file_, &kHeld, 1, 0) == 1) return abandoned ? kWaitAbandoned : kWaitOwned;
         ::flock(file_, LOCK_UN);
         return kWaitFailed;
@@ -120,7 +188,7 @@ class LinuxNamedMutexes::LockFile {
     std::string path_;
     int file_;
     pid_t process_ = ::getpid();
-    std::mutex guard_;
+    HeldMutex guard_;
     std::thread::id owner_;
     int depth_ = 0;
 };
@@ -146,9 +214,9 @@ Result<MutexHandle> LinuxNamedMutexes::open(std::wstring_view name, bool create)
     std::lock_guard lock(guard_);
     std::shared_ptr<LockFile> shared = byPath_[path].lock();
     if (!shared) {
-        const int file = create ? openOrCreate(path) : openExisting(path);
-        if (file < 0) return Result<MutexHandle>::failed(errorFromErrno(errno));
-        byPath_[path] = shared = std::make_shared<LockFile>(path, file);
+        const auto file = create ? openOrCreate(path) : openExisting(path);
+        if (!file.ok()) return Result<MutexHandle>::failed(file.error);
+        byPath_[path] = shared = std::make_shared<LockFile>(path, file.value);
     }
     handles_[next_] = std::move(shared);
     return {next_++};
@@ -171,12 +239,17 @@ std::shared_ptr<LinuxNamedMutexes::LockFile> LinuxNamedMutexes::find(MutexHandle
 std::uint32_t LinuxNamedMutexes::WaitForSingleObject(MutexHandle mutex, std::uint32_t milliseconds) {
     const auto lock = find(mutex);
     if (!lock) return kWaitFailed;
-    const auto end = Clock::now() + std::chrono::milliseconds(milliseconds);
+    // A holder marks the file within microseconds. One that never does is no process of ours: the name is
+    // taken, which also ends a wait without a limit.
+    bool taken = milliseconds > 0;
+    const bool limited = milliseconds != kWaitWithoutLimit;
+    const auto end = Clock::now() + (limited ? std::chrono::milliseconds(milliseconds) : kLongestUnmarked);
     for (;;) {
         const std::uint32_t result = lock->tryLock();
+        if (result != kWaitTimeout && result != kLockedUnmarked) return result;
+        taken = taken && result == kLockedUnmarked;
         const auto now = Clock::now();
-        const bool limited = milliseconds != kWaitWithoutLimit;
-        if (result != kWaitTimeout || (limited && now >= end)) return result;
+        if (now >= end && (limited || taken)) return taken ? kWaitFailed : kWaitTimeout;
         std::this_thread::sleep_for(limited ? std::min<Clock::duration>(kPollInterval, end - now)
                                             : Clock::duration(kPollInterval));
     }

@@ -2,6 +2,7 @@
 
 #include "platform/NamedMutexes.h"
 #include "platform/linux/RootedFiles.h"
+#include "state/HeldMutex.h"
 
 #include <map>
 #include <memory>
@@ -32,7 +33,7 @@ class LinuxNamedMutexes : public NamedMutexes {
     std::shared_ptr<LockFile> find(MutexHandle mutex);
 
     const RootedFiles& files_;
-    std::mutex guard_;
+    HeldMutex guard_;
     std::map<std::string, std::weak_ptr<LockFile>> byPath_; // two handles of a name are one mutex
     std::map<MutexHandle, std::shared_ptr<LockFile>> handles_;
     MutexHandle next_ = 1;

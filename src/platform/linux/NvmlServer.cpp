@@ -1,6 +1,7 @@
 #include "platform/linux/NvmlServer.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <dlfcn.h>
 #include <limits>
 #include <string_view>
@@ -22,6 +23,13 @@ void copy(std::string_view from, nvapi::ShortString& to) {
     to[from.copy(to, sizeof to - 1)] = '\0';
 }
 
+/// The kernel names a card by its place in hexadecimal digits, four at least for the domain.
+std::string powerStateFile(const NvmlFunctions::PciInfo& pci) {
+    char place[40];
+    std::snprintf(place, sizeof place, "%04x:%02x:%02x.0", pci.domain, pci.bus, pci.device);
+    return "/sys/bus/pci/devices/" + std::string(place) + "/power/runtime_status";
+}
+
 } // namespace
 
 bool NvmlServer::load() {
@@ -34,7 +42,8 @@ bool NvmlServer::load() {
                           find(library, "nvmlDeviceGetTemperature", nvml_.temperature) &&
                           find(library, "nvmlDeviceGetUtilizationRates", nvml_.utilization) &&
                           find(library, "nvmlDeviceGetMemoryInfo", nvml_.memory) &&
-                          find(library, "nvmlErrorString", nvml_.errorString);
+                          find(library, "nvmlErrorString", nvml_.errorString) &&
+                          find(library, "nvmlDeviceGetPciInfo_v3", nvml_.pciInfo);
     if (!complete) ::dlclose(library);
     return complete;
 }
@@ -47,9 +56,19 @@ nvapi::Status NvmlServer::enumPhysicalGpus(nvapi::GpuHandle* handles, std::uint3
     unsigned devices = 0;
     count = 0;
     if (const int status = nvml_.deviceCount(&devices)) return status;
-    for (unsigned i = 0; i < devices && count < nvapi::kMaxPhysicalGpus; ++i)
-        if (nvml_.deviceByIndex(i, &handles[count]) == 0) ++count;
+    powerStates_.clear();
+    for (unsigned i = 0; i < devices && count < nvapi::kMaxPhysicalGpus; ++i) {
+        if (nvml_.deviceByIndex(i, &handles[count])) continue;
+        NvmlFunctions::PciInfo pci{};
+        if (nvml_.pciInfo(handles[count], &pci) == 0) powerStates_[handles[count]] = powerStateFile(pci);
+        ++count;
+    }
     return nvapi::kOk;
+}
+
+bool NvmlServer::isAsleep(nvapi::GpuHandle gpu) const {
+    const auto file = powerStates_.find(gpu);
+    return file != powerStates_.end() && files_.line(file->second).starts_with("suspend");
 }
 
 nvapi::Status NvmlServer::fullName(nvapi::GpuHandle gpu, nvapi::ShortString& name) {
@@ -59,7 +78,9 @@ nvapi::Status NvmlServer::fullName(nvapi::GpuHandle gpu, nvapi::ShortString& nam
     return status;
 }
 
-nvapi::Status NvmlServer::thermalSettings(nvapi::GpuHandle gpu, nvapi::ThermalSettings& record) {
+nvapi::Status NvmlServer::thermalSettings(nvapi::GpuHandle gpu, std::uint32_t,
+                                          nvapi::ThermalSettings& record) {
+    if (isAsleep(gpu)) return nvapi::kCardSleeps;
     unsigned degrees = 0;
     if (const int status = nvml_.temperature(gpu, kGpuSensor, &degrees)) return status;
     record.count = 1;
@@ -69,7 +90,8 @@ nvapi::Status NvmlServer::thermalSettings(nvapi::GpuHandle gpu, nvapi::ThermalSe
 
 nvapi::Status NvmlServer::dynamicPstates(nvapi::GpuHandle gpu, nvapi::DynamicPstatesInfo& record) {
     NvmlFunctions::Utilization utilization{};
-    if (const int status = nvml_.utilization(gpu, &utilization)) return status;
+    if (!isAsleep(gpu))
+        if (const int status = nvml_.utilization(gpu, &utilization)) return status;
     record.utilization[0] = {1, utilization.gpu};
     return nvapi::kOk;
 }
@@ -83,7 +105,7 @@ nvapi::Status NvmlServer::memoryInfo(nvapi::GpuHandle gpu, nvapi::MemoryInfo& re
 }
 
 nvapi::Status NvmlServer::errorMessage(nvapi::Status status, nvapi::ShortString& text) {
-    const char* const sentence = nvml_.errorString(status);
+    const char* const sentence = status == nvapi::kCardSleeps ? "the card sleeps" : nvml_.errorString(status);
     copy(sentence ? sentence : "", text);
     return nvapi::kOk;
 }

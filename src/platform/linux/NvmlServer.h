@@ -1,6 +1,10 @@
 #pragma once
 
+#include "platform/linux/RootedFiles.h"
 #include "platform/servers/NvapiServer.h"
+
+#include <map>
+#include <string>
 
 namespace orv::platform {
 
@@ -16,6 +20,15 @@ struct NvmlFunctions {
         unsigned long long free;
         unsigned long long used;
     };
+    struct PciInfo {
+        char busIdLegacy[16];
+        unsigned domain;
+        unsigned bus;
+        unsigned device;
+        unsigned pciDeviceId;
+        unsigned pciSubSystemId;
+        char busId[32]; // "00000000:01:00.0"
+    };
     int (*init)() = nullptr;
     int (*deviceCount)(unsigned*) = nullptr;
     int (*deviceByIndex)(unsigned, Device*) = nullptr;
@@ -24,13 +37,14 @@ struct NvmlFunctions {
     int (*utilization)(Device, Utilization*) = nullptr;
     int (*memory)(Device, Memory*) = nullptr;
     const char* (*errorString)(int) = nullptr;
+    int (*pciInfo)(Device, PciInfo*) = nullptr;
 };
 
 /// NVAPI's functions over NVML. Statuses and their texts are NVML's; a device without a handle is left out.
+/// A card that sleeps is not woken up: its load is 0 and its temperature refused.
 class NvmlServer : public NvapiServer {
   public:
-    NvmlServer() = default;
-    explicit NvmlServer(const NvmlFunctions& functions) : nvml_(functions) {}
+    explicit NvmlServer(const RootedFiles& files) : files_(files) {}
 
     /// Loads libnvidia-ml.so.1; false when it is missing or lacks a function.
     bool load();
@@ -38,13 +52,18 @@ class NvmlServer : public NvapiServer {
     nvapi::Status initialize() override;
     nvapi::Status enumPhysicalGpus(nvapi::GpuHandle* handles, std::uint32_t& count) override;
     nvapi::Status fullName(nvapi::GpuHandle gpu, nvapi::ShortString& name) override;
-    nvapi::Status thermalSettings(nvapi::GpuHandle gpu, nvapi::ThermalSettings& record) override;
+    nvapi::Status thermalSettings(nvapi::GpuHandle gpu, std::uint32_t sensor,
+                                  nvapi::ThermalSettings& record) override;
     nvapi::Status dynamicPstates(nvapi::GpuHandle gpu, nvapi::DynamicPstatesInfo& record) override;
     nvapi::Status memoryInfo(nvapi::GpuHandle gpu, nvapi::MemoryInfo& record) override;
     nvapi::Status errorMessage(nvapi::Status status, nvapi::ShortString& text) override;
 
   private:
+    bool isAsleep(nvapi::GpuHandle gpu) const;
+
+    const RootedFiles& files_;
     NvmlFunctions nvml_;
+    std::map<nvapi::GpuHandle, std::string> powerStates_; ///< File of a listed card's state.
 };
 
 } // namespace orv::platform

@@ -13,6 +13,9 @@ constexpr std::wstring_view kUtilityPath = L"\\Processor Information(_Total)\\% 
 constexpr std::wstring_view kPerformancePath = L"\\Processor Information(_Total)\\% Processor Performance";
 constexpr std::wstring_view kFrequencyPath = L"\\Processor Information(_Total)\\Processor Frequency";
 
+constexpr std::string_view kClockKey = "cpu MHz";
+constexpr std::size_t kSpareBytes = 8; // behind a clock, for one with more digits
+
 constexpr char kPolicies[] = "/sys/devices/system/cpu/cpufreq";
 constexpr double kKHzPerMHz = 1000.0;
 constexpr std::int64_t kMilliPerUnit = 1000; // clocks travel through a raw counter as whole thousandths
@@ -98,51 +101,85 @@ void LinuxPerformanceCounters::sampleUtility(Counter& counter) {
 
 void LinuxPerformanceCounters::findPolicies() {
     policiesKnown_ = true;
+    policies_.clear();
     for (const std::string& name : files_.list(kPolicies).value) {
         const std::string folder = kPolicies + ("/" + name);
-        if (name.starts_with("policy") && files_.exists(folder + "/scaling_cur_freq"))
-            policies_.push_back(folder);
+        if (!name.starts_with("policy") || !files_.exists(folder + "/scaling_cur_freq")) continue;
+        const std::string processors = files_.line(folder + "/affected_cpus"); // "0 1 2"
+        policies_.push_back({folder, 1.0 + static_cast<double>(std::ranges::count(processors, ' '))});
     }
     if (policies_.empty()) return;
-    cpufreqBase_ = clockOf(files_, policies_.front() + "/base_frequency");
-    if (cpufreqBase_ == 0) cpufreqBase_ = clockOf(files_, policies_.front() + "/cpuinfo_max_freq");
+    cpufreqBase_ = clockOf(files_, policies_.front().folder + "/base_frequency");
+    if (cpufreqBase_ == 0) cpufreqBase_ = clockOf(files_, policies_.front().folder + "/cpuinfo_max_freq");
 }
 
+/// A policy that gives no clock has lost its processors or its driver: it does not count, and the next sample
+/// looks for the policies anew. Without any the error is set.
 LinuxPerformanceCounters::Clocks LinuxPerformanceCounters::cpufreqClocks() {
     Clocks clocks{0, cpufreqBase_, kSuccess};
-    for (const std::string& folder : policies_)
-        clocks.current += clockOf(files_, folder + "/scaling_cur_freq");
-    clocks.current /= static_cast<double>(policies_.size());
+    double processors = 0;
+    for (const Policy& policy : policies_) {
+        const double clock = clockOf(files_, policy.folder + "/scaling_cur_freq");
+        if (clock > 0) {
+            clocks.current += clock * policy.processors;
+            processors += policy.processors;
+        } else {
+            policiesKnown_ = false;
+        }
+    }
+    if (processors == 0) clocks.error = kCounterInvalidData;
+    if (processors > 0) clocks.current /= processors;
     return clocks;
 }
 
+/// The kernel forms a record a processor, which takes it microseconds each. Where the processors do not count
+/// their cycles (flag aperfmperf) it tells the same clock for all, so that the first record is enough.
 LinuxPerformanceCounters::Clocks LinuxPerformanceCounters::cpuinfoClocks() {
-    constexpr std::string_view key = "cpu MHz";
-    const auto content = cpuinfo_.read();
+    const auto content = cpuinfo_.read(enoughOfCpuinfo_);
     Clocks clocks{0, 0, content.error};
     if (!content.ok()) return clocks;
     const std::string_view text = content.value;
+    std::size_t firstEnd = 0;
+    double first = 0;
+    double sum = 0;
     int count = 0;
-    for (std::size_t at = text.find(key); at != text.npos; at = text.find(key, at + 1)) {
+    bool alike = true;
+    for (std::size_t at = text.find(kClockKey); at != text.npos; at = text.find(kClockKey, at + 1)) {
         std::size_t value = text.find(':', at);
         value = text.find_first_of("0123456789\n", std::min(value, text.size()));
         if (value == text.npos) break;
         double clock = 0;
-        if (std::from_chars(text.data() + value, text.data() + text.size(), clock).ec != std::errc())
-            continue;
-        clocks.current += clock;
-        ++count;
+        const auto [end, error] = std::from_chars(text.data() + value, text.data() + text.size(), clock);
+        if (error != std::errc()) continue;
+        if (count++ == 0) {
+            first = clock;
+            firstEnd = static_cast<std::size_t>(end - text.data());
+        }
+        alike = alike && clock == first;
+        sum += clock;
     }
-    if (count == 0) clocks.error = kCounterInvalidData;
-    if (count > 0) clocks.current /= count;
-    const double base = baseFromCpuid();
-    clocks.base = base > 0 ? base : clocks.current;
+    if (count > 0) clocks.current = sum / count;
+    if (count == 0) {
+        clocks.error = kCounterInvalidData;
+        enoughOfCpuinfo_ = std::string_view::npos;
+    }
+    const bool flagsTold = text.find("\nflags") != text.npos;
+    const bool cyclesCounted = text.find("aperfmperf") != text.npos;
+    if (count > 1 && alike && flagsTold && !cyclesCounted) enoughOfCpuinfo_ = firstEnd + kSpareBytes;
+    if (!baseFromCpuid_) baseFromCpuid_ = baseFromCpuid();
+    clocks.base = *baseFromCpuid_ > 0 ? *baseFromCpuid_ : clocks.current;
     return clocks;
 }
 
 LinuxPerformanceCounters::Clocks LinuxPerformanceCounters::clocks() {
-    if (!policiesKnown_) findPolicies();
+    const std::string_view onLine = onLine_.read().value;
+    if (!policiesKnown_ || onLine != onLineBefore_) {
+        onLineBefore_ = onLine;
+        enoughOfCpuinfo_ = std::string_view::npos;
+        findPolicies();
+    }
     Clocks clocks = policies_.empty() ? cpuinfoClocks() : cpufreqClocks();
+    if (!policies_.empty() && clocks.error != kSuccess) clocks = cpuinfoClocks();
     if (clocks.error == kSuccess && clocks.base <= 0) clocks.error = kCounterInvalidData;
     return clocks;
 }

@@ -4,7 +4,9 @@
 #include "platform/linux/PolledFile.h"
 
 #include <cstddef>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace orv::platform {
@@ -13,12 +15,14 @@ namespace orv::platform {
 ///   % Processor Utility      time not idle of all time, both in the kernel's ticks, from /proc/stat
 ///   % Processor Performance  mean current clock of the processors in percent of the base clock
 ///   Processor Frequency      base clock, MHz
-/// Clocks come from cpufreq, else from /proc/cpuinfo, which gives one clock a processor and no base: leaf
-/// 0x16 of CPUID gives the base then, and where it is empty the current clock stands for both.
+/// Clocks come from cpufreq, each policy with the weight of its processors, else from /proc/cpuinfo, which
+/// gives one clock a processor and no base: leaf 0x16 of CPUID gives the base then, and where it is empty the
+/// current clock stands for both.
 class LinuxPerformanceCounters : public PerformanceCounters {
   public:
     explicit LinuxPerformanceCounters(const RootedFiles& files)
-        : files_(files), stat_(files, "/proc/stat"), cpuinfo_(files, "/proc/cpuinfo") {}
+        : files_(files), stat_(files, "/proc/stat"), cpuinfo_(files, "/proc/cpuinfo"),
+          onLine_(files, "/sys/devices/system/cpu/online") {}
 
     Result<CounterQuery> openQuery() override;
     Result<CounterHandle> addCounter(CounterQuery query, std::wstring_view path) override;
@@ -47,6 +51,12 @@ class LinuxPerformanceCounters : public PerformanceCounters {
         ErrorCode error = kSuccess;
     };
 
+    /// A policy of cpufreq: processors that change their clock together.
+    struct Policy {
+        std::string folder;
+        double processors = 1;
+    };
+
     Counter* find(CounterHandle handle);
     void sampleUtility(Counter& counter);
     Clocks clocks();
@@ -57,9 +67,13 @@ class LinuxPerformanceCounters : public PerformanceCounters {
     const RootedFiles& files_;
     PolledFile stat_;
     PolledFile cpuinfo_;
+    PolledFile onLine_;
+    std::string onLineBefore_; // the policies were found for these processors
     bool policiesKnown_ = false;
-    std::vector<std::string> policies_; // folders of cpufreq
+    std::vector<Policy> policies_;
     double cpufreqBase_ = 0;
+    std::size_t enoughOfCpuinfo_ = std::string_view::npos; // bytes that hold every clock that differs
+    std::optional<double> baseFromCpuid_;
     std::vector<Counter> counters_;
     std::uintptr_t nextHandle_ = 1;
 };

@@ -1,11 +1,12 @@
 #include "platform/linux/PolledFile.h"
 
+#include "platform/linux/Descriptor.h"
 #include "platform/linux/ErrorCodes.h"
+#include "state/HeldMutex.h"
 
-#include <atomic>
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
-#include <pthread.h>
 #include <unistd.h>
 
 namespace orv::platform {
@@ -18,24 +19,19 @@ constexpr std::size_t kFirstSize = 8192;
 // make the kernel form the whole content once more.
 constexpr std::size_t kKernelPage = 4096;
 constexpr std::size_t kLongestRecord = 1024;
-
-/// Counts the forks that led to this process, without a system call on each poll.
-std::atomic<unsigned> forks{0};
-[[maybe_unused]] const int forkHandler =
-    ::pthread_atfork(nullptr, nullptr, [] { forks.fetch_add(1, std::memory_order_relaxed); });
 } // namespace
 
-Result<std::string_view> PolledFile::read() {
+Result<std::string_view> PolledFile::read(std::size_t most) {
     using Answer = Result<std::string_view>;
     // What stands below /proc/self belongs to the process that opened it: a forked child opens its own.
-    if (file_ >= 0 && generation_ != forks.load(std::memory_order_relaxed)) close();
+    if (file_ >= 0 && generation_ != ForkSteps::generation()) close();
     if (file_ < 0)
         if (const ErrorCode error = open()) return Answer::failed(error);
 
     if (content_.empty()) content_.resize(kFirstSize);
     for (std::size_t used = 0;;) {
-        const ssize_t got =
-            ::pread(file_, content_.data() + used, content_.size() - used, static_cast<off_t>(used));
+        const std::size_t room = std::min(content_.size(), most) - used;
+        const ssize_t got = ::pread(file_, content_.data() + used, room, static_cast<off_t>(used));
         if (got < 0 && errno == EINTR) continue;
         if (got < 0) {
             const ErrorCode error = errorFromErrno(errno);
@@ -43,6 +39,7 @@ Result<std::string_view> PolledFile::read() {
             return Answer::failed(error);
         }
         used += static_cast<std::size_t>(got);
+        if (used == most) return {std::string_view(content_.data(), used)};
         const bool last = got == 0 || static_cast<std::size_t>(got) + kLongestRecord <= kKernelPage;
         if (last && used < content_.size()) return {std::string_view(content_.data(), used)};
         if (used == content_.size()) content_.resize(used * 2);
@@ -50,8 +47,8 @@ Result<std::string_view> PolledFile::read() {
 }
 
 ErrorCode PolledFile::open() {
-    file_ = ::open(files_.full(path_).c_str(), O_RDONLY | O_CLOEXEC);
-    generation_ = forks.load(std::memory_order_relaxed);
+    file_ = openDescriptor(files_.full(path_).c_str(), O_RDONLY);
+    generation_ = ForkSteps::generation();
     return file_ < 0 ? errorFromErrno(errno) : kSuccess;
 }
 

@@ -2,8 +2,10 @@
 
 #include "platform/linux/RootedFiles.h"
 
+#include <cstdint>
 #include <string>
 #include <string_view>
+
 namespace orv::platform {
 
 /// A file of /proc that is read on each poll: it stays open and is read again from its beginning, which costs
@@ -15,8 +17,8 @@ class PolledFile {
     PolledFile(const PolledFile&) = delete;
     PolledFile& operator=(const PolledFile&) = delete;
 
-    /// The content now; the view stays valid until the next call.
-    Result<std::string_view> read();
+    /// The content now, of a longer one its first `most` bytes; the view stays valid until the next call.
+    Result<std::string_view> read(std::size_t most = std::string_view::npos);
 
   private:
     ErrorCode open();
@@ -26,7 +28,7 @@ class PolledFile {
     std::string path_;
     std::string content_;
     int file_ = -1;
-    unsigned generation_ = 0; // forks before it was opened
+    std::uint32_t generation_ = 0; // of the process that opened it
 };
 
 } // namespace orv::platform

@@ -3,7 +3,6 @@
 #include "platform/linux/ErrorCodes.h"
 
 #include <algorithm>
-#include <bit>
 #include <cerrno>
 #include <charconv>
 #include <cpuid.h>
@@ -11,6 +10,7 @@
 #include <sched.h>
 #include <set>
 #include <string>
+#include <tuple>
 #include <x86intrin.h>
 
 namespace orv::platform {
@@ -43,49 +43,19 @@ std::uint32_t bytesOf(const std::string& text) {
     return value;
 }
 
-/// A kernel mask, words of 32 bits with the highest first: "00000000,00000003". A record has room for 32
-/// processors: a set that reaches beyond keeps its size and not its place.
-std::uint32_t maskOf(std::string_view text) {
-    std::uint32_t mask = 0;
-    int count = 0;
-    while (!text.empty()) {
-        const auto comma = std::min(text.find(','), text.size());
-        mask = 0;
-        std::from_chars(text.data(), text.data() + comma, mask, 16);
-        count += std::popcount(mask);
-        text.remove_prefix(std::min(comma + 1, text.size()));
-    }
-    if (std::popcount(mask) == count) return mask;
-    return count >= 32 ? 0xFFFFFFFF : (1U << count) - 1;
-}
-
-/// Numbers N of the entries "prefixN" of a folder, in their order.
-std::set<std::uint32_t> numbered(const RootedFiles& files, std::string_view folder, std::string_view prefix) {
-    std::set<std::uint32_t> numbers;
-    for (const std::string& name : files.list(folder).value) {
-        const std::string_view tail =
-            name.starts_with(prefix) ? std::string_view(name).substr(prefix.size()) : std::string_view();
-        std::uint32_t value = 0;
-        const auto [end, error] = std::from_chars(tail.data(), tail.data() + tail.size(), value);
-        if (error == std::errc() && end == tail.data() + tail.size()) numbers.insert(value);
-    }
-    return numbers;
-}
-
 /// Records of one relationship, each set of processors once.
 class RecordList {
   public:
-    void add(const std::string& processors, LogicalProcessorRecord record) {
-        const auto key = std::to_string(record.relationship) + "/" + std::to_string(record.cacheLevel) + "/" +
-                         std::to_string(record.cacheType) + "/" + processors;
-        if (processors.empty() || !seen_.insert(key).second) return;
-        record.processorMask = maskOf(processors);
+    void add(std::uint32_t mask, LogicalProcessorRecord record) {
+        if (mask == 0) return;
+        if (!seen_.insert({record.relationship, record.cacheLevel, record.cacheType, mask}).second) return;
+        record.processorMask = mask;
         records_.push_back(record);
     }
     std::vector<LogicalProcessorRecord> take() { return std::move(records_); }
 
   private:
-    std::set<std::string> seen_;
+    std::set<std::tuple<std::uint32_t, std::uint32_t, std::uint32_t, std::uint32_t>> seen_;
     std::vector<LogicalProcessorRecord> records_;
 };
 
@@ -124,20 +94,22 @@ ErrorCode LinuxProcessor::findLogicalProcessorInformation() {
     return files_.list(kProcessors).error;
 }
 
-std::vector<LogicalProcessorRecord> LinuxProcessor::records() const {
+std::vector<LogicalProcessorRecord> LinuxProcessor::records() {
+    const auto bits = [&](const std::string& path) {
+        return processors_.bitsOf(setOfWords(files_.line(path)));
+    };
     RecordList list;
-    for (const std::uint32_t processor : numbered(files_, kProcessors, "cpu")) {
-        const std::string folder = kProcessors + std::string("/cpu") + std::to_string(processor);
-        const std::string topology = folder + "/topology/"; // missing while the processor is off line
-        list.add(files_.line(topology + "thread_siblings"), plain(kCore));
-        list.add(files_.line(topology + "core_siblings"), plain(kPackage));
-        for (const std::uint32_t index : numbered(files_, folder + "/cache", "index")) {
+    for (const std::uint32_t processor : processors_.numbers()) {
+        const std::string folder = processorFolder(processor);
+        list.add(bits(folder + "/topology/thread_siblings"), plain(kCore));
+        list.add(bits(folder + "/topology/core_siblings"), plain(kPackage));
+        for (const std::uint32_t index : numberedEntries(files_, folder + "/cache", "index")) {
             const std::string cache = folder + "/cache/index" + std::to_string(index);
-            list.add(files_.line(cache + "/shared_cpu_map"), cacheRecord(files_, cache));
+            list.add(bits(cache + "/shared_cpu_map"), cacheRecord(files_, cache));
         }
     }
-    for (const std::uint32_t node : numbered(files_, kNodes, "node"))
-        list.add(files_.line(kNodes + std::string("/node") + std::to_string(node) + "/cpumap"), plain(kNode));
+    for (const std::uint32_t node : numberedEntries(files_, kNodes, "node"))
+        list.add(bits(kNodes + std::string("/node") + std::to_string(node) + "/cpumap"), plain(kNode));
     return list.take();
 }
 
@@ -160,12 +132,13 @@ Result<AffinityMask> LinuxProcessor::SetThreadAffinityMask(const AffinityMask& m
     AffinityMask before;
     for (std::size_t i = 0; i < before.size(); ++i)
         before[i] = CPU_ISSET(i, &set);
+    const AffinityMask wanted = processors_.toKernel(mask);
     CPU_ZERO(&set);
-    for (std::size_t i = 0; i < mask.size(); ++i)
-        if (mask[i]) CPU_SET(i, &set);
+    for (std::size_t i = 0; i < wanted.size(); ++i)
+        if (wanted[i]) CPU_SET(i, &set);
     if (::sched_setaffinity(0, sizeof set, &set) != 0)
         return Result<AffinityMask>::failed(errorFromErrno(errno));
-    return {before};
+    return {processors_.fromKernel(before)};
 }
 
 } // namespace orv::platform

@@ -2,16 +2,18 @@
 
 #include "platform/Processor.h"
 #include "platform/Timers.h"
+#include "platform/linux/ProcessorSet.h"
 #include "platform/linux/RootedFiles.h"
 
 #include <vector>
 
 namespace orv::platform {
 
-/// The instructions, topology from sysfs, affinity by the scheduler.
+/// The instructions, topology from sysfs, affinity by the scheduler; the two latter in bits of the set.
 class LinuxProcessor : public Processor {
   public:
-    explicit LinuxProcessor(const RootedFiles& files) : files_(files) {}
+    LinuxProcessor(const RootedFiles& files, ProcessorSet& processors)
+        : files_(files), processors_(processors) {}
 
     CpuidRegisters cpuid(std::uint32_t leaf) override;
     std::uint64_t timeStampCounter() override;
@@ -20,11 +22,14 @@ class LinuxProcessor : public Processor {
     Result<AffinityMask> SetThreadAffinityMask(const AffinityMask& mask) override;
 
   private:
-    std::vector<LogicalProcessorRecord> records() const;
+    std::vector<LogicalProcessorRecord> records();
+
     const RootedFiles& files_;
+    ProcessorSet& processors_;
 };
 
-/// The kernel's monotonic clock stands for both timers; it needs no period. The priority is the nice value.
+/// The kernel's monotonic clock stands for both timers; it needs no period. The real-time class is the
+/// scheduling policy SCHED_FIFO, where that is not granted the highest nice value.
 class LinuxTimers : public Timers {
   public:
     Result<TimerPeriods> timeGetDevCaps() override { return {{1, 1}}; }

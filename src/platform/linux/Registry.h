@@ -13,17 +13,20 @@ class LinuxRegistry : public Registry {
     Result<std::unique_ptr<RegistryKey>> open(std::wstring_view path, std::uint32_t access) override;
 
   private:
-    bool isPhysical(const std::string& interface) const;
-
     const RootedFiles& files_;
     InterfaceNames& names_;
 };
 
-/// Reading the cards takes no privilege here, so each is granted.
+/// The right that the cards take is that of reading their interfaces, so a process that cannot (it is out of
+/// descriptors, say) gets no token. The privileges themselves are granted.
 class LinuxPrivileges : public Privileges {
   public:
+    explicit LinuxPrivileges(const RootedFiles& files) : files_(files) {}
     Result<std::unique_ptr<ProcessToken>> openProcessToken() override;
     Result<PrivilegeId> lookup(std::wstring_view) override { return {1}; }
+
+  private:
+    const RootedFiles& files_;
 };
 
 } // namespace orv::platform

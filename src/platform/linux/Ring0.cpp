@@ -2,8 +2,9 @@
 
 #include "platform/linux/ErrorCodes.h"
 
-#include <bit>
+#include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cpuid.h>
 #include <cstdio>
 #include <fcntl.h>
@@ -16,7 +17,7 @@ namespace {
 // Answers of GetDllStatus; docs/ring0.md holds the same table in words.
 constexpr std::uint32_t kReady = 0;
 constexpr std::uint32_t kUnsupportedPlatform = 1; // a processor without machine registers
-constexpr std::uint32_t kDriverNotLoaded = 2;     // no device file: the msr module is not loaded
+constexpr std::uint32_t kDriverNotLoaded = 2;     // neither a thermal driver nor the msr module is loaded
 constexpr std::uint32_t kDriverUnloaded = 4;      // after releaseOls
 constexpr std::uint32_t kUnknown = 9;             // the device file is there and does not open
 
@@ -24,7 +25,39 @@ constexpr char kPortDevice[] = "/dev/port";
 constexpr std::uint32_t kConfigurationBytes = 4096; // extended configuration space (PCI Express)
 constexpr std::uint32_t kCpuidMsr = 1U << 5;        // leaf 1, EDX: RDMSR and WRMSR
 
-std::string registerDevice(int processor) {
+// IA32_THERM_STATUS: readout in bits 22:16, in degrees below the reference; resolution of a degree, valid.
+constexpr std::uint32_t kThermStatus = 0x19C;
+constexpr std::uint32_t kReadoutValid = 0x88000000;
+constexpr std::uint32_t kReadoutShift = 16;
+constexpr double kLargestReadout = 0x7F;
+// The library's logic takes 100 degrees for the reference of every model. Readouts are told from there, so
+// that the temperature comes out right on a model with another one.
+constexpr double kReference = 100.0;
+
+// AMD's control temperature: eighths of a degree in bits 31:21; with the range bit they begin at -49 degrees.
+constexpr std::uint32_t kControlShift = 21;
+constexpr double kControlSteps = 8.0;
+constexpr double kLargestControl = 0x7FF;
+constexpr std::uint32_t kControlRange = 1U << 19;
+constexpr double kRangeStart = -49.0;
+
+constexpr pciAddress kRootComplex = 0;
+constexpr pciAddress kMiscellaneousControl = 0x18 << 3 | 3; // northbridge function of families 0x10 to 0x16
+constexpr std::uint32_t kReportedTemperature = 0xA4;
+
+/// A way to the control temperature through an index and a data register of the root complex.
+struct ControlPair {
+    std::uint32_t indexRegister;
+    std::uint32_t index;
+    std::uint32_t dataRegister;
+    bool range; // the register has the range bit
+};
+constexpr ControlPair kControlPairs[] = {
+    {0xB8, 0xD8200CA4, 0xBC, false}, // SMU of family 0x15
+    {0x60, 0x00059800, 0x64, true},  // system management network, from family 0x17 on
+};
+
+std::string registerDevice(std::uint32_t processor) {
     return "/dev/cpu/" + std::to_string(processor) + "/msr";
 }
 
@@ -34,6 +67,9 @@ std::string configurationFile(pciAddress address) {
                   address >> 3 & 0x1F, address & 7);
     return path;
 }
+
+// Causes of a device file that does not open where its driver is not there.
+constexpr int kNoDevice[] = {ENOENT, ENOTDIR, ENXIO, ENODEV};
 
 bool inConfiguration(std::uint32_t reg, std::uint32_t size) {
     return reg < kConfigurationBytes && reg % size == 0;
@@ -83,27 +119,55 @@ ErrorCode LinuxRing0::writeAt(const std::string& path, std::uint64_t offset, con
     return whole(::pwrite(file.get(), from, size, static_cast<off_t>(offset)), size);
 }
 
-ErrorCode LinuxRing0::InitializeOls() {
-    const OpenFile device(files_.full(registerDevice(0)), O_RDONLY);
+ErrorCode LinuxRing0::openRegisters() const {
+    const OpenFile device(files_.full(registerDevice(processors_.numbers().front())), O_RDONLY);
     return device.get() < 0 ? errorFromErrno(errno) : kSuccess;
+}
+
+ErrorCode LinuxRing0::InitializeOls() {
+    return drivers_.find() ? kSuccess : openRegisters();
 }
 
 Ring0Status LinuxRing0::GetDllStatus() {
     if (released_) return {kDriverUnloaded, kSuccess};
+    if (drivers_.find()) return {kReady, kSuccess};
     if (!hasMachineRegisters()) return {kUnsupportedPlatform, kSuccess};
-    const OpenFile device(files_.full(registerDevice(0)), O_RDONLY);
-    if (device.get() >= 0) return {kReady, kSuccess};
-    const int cause = errno;
-    const bool missing = cause == ENOENT || cause == ENOTDIR || cause == ENXIO || cause == ENODEV;
-    return {missing ? kDriverNotLoaded : kUnknown, errorFromErrno(cause)};
+    const ErrorCode error = openRegisters();
+    if (error == kSuccess) return {kReady, kSuccess};
+    const bool missing =
+        std::ranges::any_of(kNoDevice, [&](int cause) { return errorFromErrno(cause) == error; });
+    return {missing ? kDriverNotLoaded : kUnknown, error};
+}
+
+/// What a driver of the kernel reads, else the register itself; where that fails too, a driver may have been
+/// loaded in the meantime.
+template <class Driver, class Register>
+Ring0Answer LinuxRing0::byDriver(Driver driver, Register itself) {
+    if (const auto value = driver()) return Ring0Answer::read(*value);
+    const Ring0Answer answer = itself();
+    if (answer.result == 1 || !drivers_.find()) return answer;
+    const auto value = driver();
+    return value ? Ring0Answer::read(*value) : answer;
+}
+
+std::optional<std::uint32_t> LinuxRing0::thermalStatus(std::size_t bit) {
+    const auto degrees = drivers_.core(bit);
+    if (!degrees) return std::nullopt;
+    const double readout = std::clamp(std::round(kReference - *degrees), 0.0, kLargestReadout);
+    return kReadoutValid | static_cast<std::uint32_t>(readout) << kReadoutShift;
 }
 
 Ring0Answer LinuxRing0::RdmsrTx(std::uint32_t index, std::uint32_t affinityMask) {
-    if (affinityMask == 0) return Ring0Answer::failed(kInvalidParameter);
-    std::uint64_t value = 0;
-    const ErrorCode error =
-        readAt(registerDevice(std::countr_zero(affinityMask)), index, &value, sizeof value);
-    return error == kSuccess ? Ring0Answer::read(value) : Ring0Answer::failed(error);
+    const auto bit = processors_.lowestBit(affinityMask);
+    if (!bit) return Ring0Answer::failed(kInvalidParameter);
+    const auto itself = [&] {
+        std::uint64_t value = 0;
+        const ErrorCode error =
+            readAt(registerDevice(processors_.numbers()[*bit]), index, &value, sizeof value);
+        return error == kSuccess ? Ring0Answer::read(value) : Ring0Answer::failed(error);
+    };
+    if (index != kThermStatus) return itself();
+    return byDriver([&] { return thermalStatus(*bit); }, itself);
 }
 
 std::uint8_t LinuxRing0::ReadIoPortByte(std::uint16_t port) {
@@ -143,17 +207,47 @@ void LinuxRing0::WritePciConfigDword(pciAddress address, std::uint32_t reg, std:
     WritePciConfigDwordEx(address, reg, value);
 }
 
-Ring0Answer LinuxRing0::ReadPciConfigDwordEx(pciAddress address, std::uint32_t reg) {
-    std::uint32_t value = 0;
-    if (!inConfiguration(reg, sizeof value)) return Ring0Answer::failed(kInvalidParameter);
-    const ErrorCode error = readAt(configurationFile(address), reg, &value, sizeof value);
-    return error == kSuccess ? Ring0Answer::read(value) : Ring0Answer::failed(error);
+std::optional<std::uint32_t> LinuxRing0::controlTemperature(bool range) {
+    const auto degrees = drivers_.control();
+    if (!degrees) return std::nullopt;
+    const double steps = std::round((*degrees - (range ? kRangeStart : 0.0)) * kControlSteps);
+    const auto value = static_cast<std::uint32_t>(std::clamp(steps, 0.0, kLargestControl)) << kControlShift;
+    return range ? value | kControlRange : value;
 }
 
+Ring0Answer LinuxRing0::ReadPciConfigDwordEx(pciAddress address, std::uint32_t reg) {
+    if (!inConfiguration(reg, sizeof reg)) return Ring0Answer::failed(kInvalidParameter);
+    if (address == kRootComplex && selected_ && selected_->dataRegister == reg)
+        return Ring0Answer::read(selected_->value);
+    const auto itself = [&] {
+        std::uint32_t value = 0;
+        const ErrorCode error = readAt(configurationFile(address), reg, &value, sizeof value);
+        return error == kSuccess ? Ring0Answer::read(value) : Ring0Answer::failed(error);
+    };
+    if (address != kMiscellaneousControl || reg != kReportedTemperature) return itself();
+    return byDriver([&] { return controlTemperature(false); }, itself);
+}
+
+/// A write that selects the control temperature stays here where a driver has it: the register pair belongs
+/// to the kernel.
 Ring0Answer LinuxRing0::WritePciConfigDwordEx(pciAddress address, std::uint32_t reg, std::uint32_t value) {
     if (!inConfiguration(reg, sizeof value)) return Ring0Answer::failed(kInvalidParameter);
-    const ErrorCode error = writeAt(configurationFile(address), reg, &value, sizeof value);
-    return error == kSuccess ? Ring0Answer::read(0) : Ring0Answer::failed(error);
+    if (address == kRootComplex) selected_.reset();
+    const auto itself = [&] {
+        const ErrorCode error = writeAt(configurationFile(address), reg, &value, sizeof value);
+        return error == kSuccess ? Ring0Answer::read(0) : Ring0Answer::failed(error);
+    };
+    const auto pair = std::ranges::find_if(kControlPairs, [&](const ControlPair& candidate) {
+        return candidate.indexRegister == reg && candidate.index == value;
+    });
+    if (address != kRootComplex || pair == std::end(kControlPairs)) return itself();
+    const auto selected = [&]() -> std::optional<std::uint32_t> {
+        const auto temperature = controlTemperature(pair->range);
+        if (!temperature) return std::nullopt;
+        selected_ = Selected{pair->dataRegister, *temperature};
+        return 0;
+    };
+    return byDriver(selected, itself);
 }
 
 } // namespace orv::platform

@@ -1,17 +1,22 @@
 #pragma once
 
 #include "platform/Ring0.h"
+#include "platform/linux/ProcessorSet.h"
 #include "platform/linux/RootedFiles.h"
+#include "platform/linux/ThermalDrivers.h"
 
 #include <cstddef>
+#include <optional>
 
 namespace orv::platform {
 
 /// Machine registers by /dev/cpu/N/msr, PCI configuration space by the files of sysfs, ports by /dev/port.
-/// docs/ring0.md tells which cause gives which status.
+/// The registers that hold the processor's temperature are made from what the kernel's own drivers read,
+/// where they are loaded. docs/ring0.md tells which cause gives which status, and which way is taken when.
 class LinuxRing0 : public Ring0 {
   public:
-    explicit LinuxRing0(const RootedFiles& files) : files_(files) {}
+    LinuxRing0(const RootedFiles& files, ProcessorSet& processors)
+        : files_(files), processors_(processors), drivers_(files, processors) {}
 
     Ring0Status GetDllStatus() override;
     ErrorCode InitializeOls() override;
@@ -28,11 +33,26 @@ class LinuxRing0 : public Ring0 {
     Ring0Answer WritePciConfigDwordEx(pciAddress address, std::uint32_t reg, std::uint32_t value) override;
 
   private:
+    /// A register behind an index and a data register: what the data register gives after `index` was
+    /// written.
+    struct Selected {
+        std::uint32_t dataRegister = 0;
+        std::uint32_t value = 0;
+    };
+
+    ErrorCode openRegisters() const;
+    template <class Driver, class Register>
+    Ring0Answer byDriver(Driver driver, Register itself);
+    std::optional<std::uint32_t> thermalStatus(std::size_t bit);
+    std::optional<std::uint32_t> controlTemperature(bool range);
     ErrorCode readAt(const std::string& path, std::uint64_t offset, void* into, std::size_t size) const;
     ErrorCode writeAt(const std::string& path, std::uint64_t offset, const void* from,
                       std::size_t size) const;
 
     const RootedFiles& files_;
+    ProcessorSet& processors_;
+    ThermalDrivers drivers_;
+    std::optional<Selected> selected_; // by the last index write that a driver answered
     bool released_ = false;
 };
 

@@ -1,12 +1,11 @@
 #include "platform/linux/RootedFiles.h"
 
+#include "platform/linux/Descriptor.h"
 #include "platform/linux/ErrorCodes.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <dirent.h>
-#include <fcntl.h>
 #include <memory>
 #include <unistd.h>
 
@@ -33,7 +32,7 @@ std::string_view lastComponent(std::string_view path) {
 } // namespace
 
 Result<std::string> RootedFiles::read(std::string_view path) const {
-    const int file = ::open(full(path).c_str(), O_RDONLY | O_CLOEXEC);
+    const int file = openDescriptor(full(path).c_str(), O_RDONLY);
     if (file < 0) return Result<std::string>::failed(errorFromErrno(errno));
     Result<std::string> content;
     std::size_t used = 0;
@@ -54,24 +53,37 @@ Result<std::string> RootedFiles::read(std::string_view path) const {
 }
 
 std::string RootedFiles::line(std::string_view path) const {
-    std::string text = read(path).value;
+    return firstLine(read(path).value);
+}
+
+std::string firstLine(std::string text) {
     text.erase(std::min(text.find('\n'), text.size()));
     const auto first = text.find_first_not_of(" \t");
     if (first == text.npos) return {};
     return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
 }
 
+Result<OpenFolder> RootedFiles::openFolder(std::string_view path) const {
+    Result<OpenFolder> folder;
+    folder.value.reset(::opendir(full(path).c_str()));
+    if (!folder.value) folder.error = errorFromErrno(errno);
+    return folder;
+}
+
 Result<std::vector<std::string>> RootedFiles::list(std::string_view path) const {
-    const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir(full(path).c_str()), ::closedir);
+    const auto folder = openFolder(path);
+    return folder.ok() ? namesIn(*folder.value) : Result<std::vector<std::string>>::failed(folder.error);
+}
+
+Result<std::vector<std::string>> namesIn(DIR& folder) {
     Result<std::vector<std::string>> names;
-    if (!folder) {
-        names.error = errorFromErrno(errno);
-        return names;
-    }
-    while (const dirent* entry = ::readdir(folder.get())) {
+    errno = 0;
+    while (const dirent* entry = ::readdir(&folder)) {
         const std::string_view name = entry->d_name;
         if (name != "." && name != "..") names.value.emplace_back(name);
+        errno = 0;
     }
+    names.error = errorFromErrno(errno);
     std::sort(names.value.begin(), names.value.end());
     return names;
 }
@@ -87,15 +99,19 @@ std::string RootedFiles::linkName(std::string_view path) const {
     return std::string(lastComponent({target, static_cast<std::size_t>(length)}));
 }
 
-std::string RootedFiles::resolved(std::string_view path) const {
-    const std::unique_ptr<char, void (*)(void*)> real(::realpath(full(path).c_str(), nullptr), std::free);
-    if (!real) return {};
-    std::string_view text = real.get();
-    if (isRunningSystem()) return std::string(text);
-    const std::unique_ptr<char, void (*)(void*)> root(::realpath(root_.c_str(), nullptr), std::free);
-    if (!root || !text.starts_with(root.get())) return {};
+Result<std::string> RootedFiles::resolved(std::string_view path) const {
+    using Answer = Result<std::string>;
+    const auto real = [](const std::string& name) {
+        return std::unique_ptr<char, void (*)(void*)>(::realpath(name.c_str(), nullptr), std::free);
+    };
+    const auto found = real(full(path));
+    if (!found) return Answer::failed(errorFromErrno(errno));
+    if (isRunningSystem()) return {std::string(found.get())};
+    const auto root = real(root_);
+    std::string_view text = found.get();
+    if (!root || !text.starts_with(root.get())) return Answer::failed(kFileNotFound);
     text.remove_prefix(std::string_view(root.get()).size());
-    return std::string(text);
+    return {std::string(text)};
 }
 
 } // namespace orv::platform

@@ -2,11 +2,24 @@
 
 #include "platform/Result.h"
 
+#include <dirent.h>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace orv::platform {
+
+/// A text's first line without its line end and surrounding blanks.
+std::string firstLine(std::string text);
+
+struct FolderCloser {
+    void operator()(DIR* folder) const { ::closedir(folder); }
+};
+using OpenFolder = std::unique_ptr<DIR, FolderCloser>;
+
+/// Names from the folder's position on, sorted, without "." and "..".
+Result<std::vector<std::string>> namesIn(DIR& folder);
 
 /// Files of the system below a root folder: "" for the running system, a captured tree for a test. Paths are
 /// absolute as the running system has them. Errors are the Windows codes.
@@ -20,15 +33,17 @@ class RootedFiles {
 
     /// A whole file; sized by reading, since files of /proc and /sys have no size. At most 16 MiB.
     Result<std::string> read(std::string_view path) const;
-    /// First line without its line end and surrounding blanks; empty when the file cannot be read.
+    /// The file's first line; empty when it cannot be read.
     std::string line(std::string_view path) const;
+    Result<OpenFolder> openFolder(std::string_view path) const;
     /// Names in a folder, sorted, without "." and "..".
     Result<std::vector<std::string>> list(std::string_view path) const;
     bool exists(std::string_view path) const;
     /// Last component of what a symbolic link points to; empty when there is none.
     std::string linkName(std::string_view path) const;
-    /// The path with its links resolved, still relative to the root; empty when it does not exist.
-    std::string resolved(std::string_view path) const;
+    /// The path with its links resolved, still relative to the root; kFileNotFound for one that leads out of
+    /// it.
+    Result<std::string> resolved(std::string_view path) const;
 
   private:
     std::string root_;

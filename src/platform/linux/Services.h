@@ -3,11 +3,8 @@
 // The services of the Linux side that need no declaration of their own outside of it.
 
 #include "platform/Clock.h"
-#include "platform/FaultTrap.h"
 #include "platform/SystemFacts.h"
 #include "platform/linux/PolledFile.h"
-
-#include <memory>
 
 namespace orv::platform {
 
@@ -31,15 +28,6 @@ class LinuxSystemFacts : public SystemFacts {
   private:
     PolledFile meminfo_;
     PolledFile statm_;
-};
-
-/// Signals on an alternate stack. While a call runs, the host's handlers of the four fault signals are put
-/// aside; they get what does not come from the guarded thread.
-class LinuxFaultTrap : public FaultTrap {
-  public:
-    std::uint32_t run(const std::function<void()>& body) override;
-    void resetStack() override {} // the kernel grows no guard page that would have to be put back
-    void clearFloatingPointStatus() override;
 };
 
 } // namespace orv::platform

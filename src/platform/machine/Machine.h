@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/FaultTrap.h"
 #include "platform/PlatformOf.h"
 #include "platform/machine/MachineClock.h"
 #include "platform/machine/MachineCounters.h"
@@ -15,6 +16,7 @@
 #include "platform/machine/Node.h"
 #include "platform/machine/Requests.h"
 
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -28,7 +30,8 @@ struct MachineServices {
     Requests requests;
     MachineClock clock;
     MachineSystemFacts systemFacts;
-    MachineFaultTrap faultTrap;
+    std::unique_ptr<FaultTrap> hostFaultTrap = makeHostFaultTrap();
+    FaultTrap& faultTrap = *hostFaultTrap; // a planned fault is a real one
     MachineNetworkTables networkTables;
     MachineNvidia nvidia;
     MachineAmd amd;

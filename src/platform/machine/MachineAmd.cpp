@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <limits>
 
 namespace orv::platform {
@@ -45,6 +46,12 @@ std::optional<adl::PmLogData> readPmLog(const Node& adapter) {
     return data;
 }
 
+bool allocates(adl::Allocator allocator) {
+    void* memory = allocator ? allocator(1) : nullptr;
+    std::free(memory); // it is the run-time's plain allocation
+    return memory != nullptr;
+}
+
 } // namespace
 
 MachineAmd::Adapter MachineAmd::readAdapter(const Node& entry, std::size_t position) {
@@ -56,7 +63,7 @@ MachineAmd::Adapter MachineAmd::readAdapter(const Node& entry, std::size_t posit
     // A name that fills the array has no NUL in it.
     entry.text("name").copy(adapter.info.adapterName, sizeof adapter.info.adapterName);
     if (const auto overdrive = entry.find("overdrive")) {
-        adapter.overdrive = Caps{overdrive->flag("supported", true), number(*overdrive, "version")};
+        adapter.overdrive = Caps{number(*overdrive, "supported", 1), number(*overdrive, "version")};
         overdrive->done();
     }
     adapter.overdrive6 = optionalNumber(entry, "overdrive6");
@@ -86,8 +93,9 @@ MachineAmd::MachineAmd(const Node& root, Requests& requests) : requests_(request
     amd->done();
 }
 
-adl::Status MachineAmd::enter(std::string_view function, int index, Adapter*& adapter) {
-    if (const auto error = requests_.enter(function, [&] { return fmt::format("adapter {}", index); }))
+adl::Status MachineAmd::enter(RequestName function, int index, Adapter*& adapter, std::string_view rest) {
+    if (const auto error =
+            requests_.enter(function, [&] { return fmt::format("adapter {}{}", index, rest); }))
         return static_cast<adl::Status>(error);
     for (Adapter& candidate : adapters_) {
         if (candidate.info.adapterIndex != index) continue;
@@ -98,17 +106,29 @@ adl::Status MachineAmd::enter(std::string_view function, int index, Adapter*& ad
 }
 
 template <class Value>
-adl::Status MachineAmd::answer(std::string_view function, int index, std::optional<Value> Adapter::*value,
-                               Value& into) {
+adl::Status MachineAmd::answer(RequestName function, int index, std::optional<Value> Adapter::*value,
+                               Value& into, std::string_view rest) {
     Adapter* adapter = nullptr;
-    if (const auto status = enter(function, index, adapter)) return status;
+    if (const auto status = enter(function, index, adapter, rest)) return status;
     if (!(adapter->*value)) return adl::kNotSupported;
     into = *(adapter->*value);
     return adl::kOk;
 }
 
-adl::Status MachineAmd::create() {
-    return static_cast<adl::Status>(requests_.enter("ADL_Main_Control_Create"));
+template <class Value>
+adl::Status MachineAmd::answer(adl::Context context, RequestName function, int index,
+                               std::optional<Value> Adapter::*value, Value& into, std::string_view rest) {
+    if (const auto status = answer(function, index, value, into, rest)) return status;
+    const auto* adapter = static_cast<const Adapter*>(context);
+    return adapter && adapter->info.adapterIndex == index ? adl::kOk : adl::kError;
+}
+
+/// Fails as a driver would that gets no memory from the caller's allocator.
+adl::Status MachineAmd::create(adl::Allocator allocator, int connected) {
+    if (const auto error =
+            requests_.enter("ADL_Main_Control_Create", [&] { return std::to_string(connected); }))
+        return static_cast<adl::Status>(error);
+    return allocates(allocator) ? adl::kOk : adl::kError;
 }
 
 adl::Status MachineAmd::numberOfAdapters(int& count) {
@@ -132,32 +152,33 @@ adl::Status MachineAmd::adapterActive(int index, int& status) {
     return enter("ADL_Adapter_Active_Get", index, adapter);
 }
 
-adl::Status MachineAmd::createContext(int index, adl::Context& context) {
+adl::Status MachineAmd::createContext(adl::Allocator allocator, int index, adl::Context& context) {
     Adapter* adapter = nullptr;
     const auto status = enter("ADL2_Main_Control_Create", index, adapter);
     context = adapter;
-    return status;
+    return status == adl::kOk && !allocates(allocator) ? adl::kError : status;
 }
 
 adl::Status MachineAmd::destroyContext(adl::Context) {
     return static_cast<adl::Status>(requests_.enter("ADL2_Main_Control_Destroy"));
 }
 
-adl::Status MachineAmd::pmLog(int index, adl::PmLogData& data) {
-    return answer("ADL2_New_QueryPMLogData_Get", index, &Adapter::pmLog, data);
+adl::Status MachineAmd::pmLog(adl::Context context, int index, adl::PmLogData& data) {
+    return answer(context, "ADL2_New_QueryPMLogData_Get", index, &Adapter::pmLog, data);
 }
 
 adl::Status MachineAmd::overdriveCaps(int index, int& supported, int& enabled, int& version) {
     Caps caps;
     const auto status = answer("ADL_Overdrive_Caps", index, &Adapter::overdrive, caps);
     if (status != adl::kOk) return status;
-    supported = enabled = caps.supported ? 1 : 0;
+    supported = enabled = caps.supported;
     version = caps.version;
     return adl::kOk;
 }
 
-adl::Status MachineAmd::od6Capabilities(int index, adl::Od6Capabilities& record) {
-    return answer("ADL2_Overdrive6_Capabilities_Get", index, &Adapter::overdrive6, record.capabilities);
+adl::Status MachineAmd::od6Capabilities(adl::Context context, int index, adl::Od6Capabilities& record) {
+    return answer(context, "ADL2_Overdrive6_Capabilities_Get", index, &Adapter::overdrive6,
+                  record.capabilities);
 }
 
 adl::Status MachineAmd::od5Parameters(int index, adl::Od5Parameters&) {
@@ -166,20 +187,22 @@ adl::Status MachineAmd::od5Parameters(int index, adl::Od5Parameters&) {
     return adapter->overdrive5 ? adl::kOk : adl::kNotSupported;
 }
 
-adl::Status MachineAmd::od5Temperature(int index, adl::Od5Temperature& record) {
-    return answer("ADL_Overdrive5_Temperature_Get", index, &Adapter::od5Temperature, record.temperature);
+adl::Status MachineAmd::od5Temperature(int index, int controller, adl::Od5Temperature& record) {
+    return answer("ADL_Overdrive5_Temperature_Get", index, &Adapter::od5Temperature, record.temperature,
+                  fmt::format(" controller {}", controller));
 }
 
-adl::Status MachineAmd::odnTemperature(int index, int& temperature) {
-    return answer("ADL2_OverdriveN_Temperature_Get", index, &Adapter::odnTemperature, temperature);
+adl::Status MachineAmd::odnTemperature(adl::Context context, int index, int type, int& temperature) {
+    return answer(context, "ADL2_OverdriveN_Temperature_Get", index, &Adapter::odnTemperature, temperature,
+                  fmt::format(" type {}", type));
 }
 
 adl::Status MachineAmd::od5Activity(int index, adl::Od5Activity& record) {
     return answer("ADL_Overdrive5_CurrentActivity_Get", index, &Adapter::activity, record.activityPercent);
 }
 
-adl::Status MachineAmd::memorySize(int index, std::int64_t& bytes) {
-    return answer("ADL2_Adapter_MemoryInfo", index, &Adapter::memory, bytes);
+adl::Status MachineAmd::memorySize(adl::Context context, int index, std::int64_t& bytes) {
+    return answer(context, "ADL2_Adapter_MemoryInfo", index, &Adapter::memory, bytes);
 }
 
 Result<Library> MachineLibraries::load(std::wstring_view name) {

@@ -29,7 +29,8 @@ class MachineNvidia : public NvapiServer {
     nvapi::Status initialize() override;
     nvapi::Status enumPhysicalGpus(nvapi::GpuHandle* handles, std::uint32_t& count) override;
     nvapi::Status fullName(nvapi::GpuHandle gpu, nvapi::ShortString& name) override;
-    nvapi::Status thermalSettings(nvapi::GpuHandle gpu, nvapi::ThermalSettings& record) override;
+    nvapi::Status thermalSettings(nvapi::GpuHandle gpu, std::uint32_t sensor,
+                                  nvapi::ThermalSettings& record) override;
     nvapi::Status dynamicPstates(nvapi::GpuHandle gpu, nvapi::DynamicPstatesInfo& record) override;
     nvapi::Status memoryInfo(nvapi::GpuHandle gpu, nvapi::MemoryInfo& record) override;
     nvapi::Status errorMessage(nvapi::Status status, nvapi::ShortString& text) override;
@@ -43,8 +44,9 @@ class MachineNvidia : public NvapiServer {
         bool hasSensor = true;
         bool asleep = false;
     };
-    /// The status of one request and, when that is kOk, its adapter.
-    nvapi::Status enter(std::string_view function, nvapi::GpuHandle gpu, Adapter*& adapter);
+    /// The status of one request and, when that is kOk, its adapter. `rest` of the arguments is recorded.
+    nvapi::Status enter(RequestName function, nvapi::GpuHandle gpu, Adapter*& adapter,
+                        std::string_view rest = {});
 
     Requests& requests_;
     std::vector<Adapter> adapters_;
@@ -63,24 +65,24 @@ class MachineAmd : public AdlServer {
     const std::string& library() const { return library_; }
     bool lacks(const std::string& function) const { return missing_.contains(function); }
 
-    adl::Status create() override;
+    adl::Status create(adl::Allocator allocator, int connected) override;
     adl::Status numberOfAdapters(int& count) override;
     adl::Status adapterInfo(adl::AdapterInfo* records, std::size_t room) override;
     adl::Status adapterActive(int adapter, int& status) override;
-    adl::Status createContext(int adapter, adl::Context& context) override;
+    adl::Status createContext(adl::Allocator allocator, int adapter, adl::Context& context) override;
     adl::Status destroyContext(adl::Context context) override;
-    adl::Status pmLog(int adapter, adl::PmLogData& data) override;
+    adl::Status pmLog(adl::Context context, int adapter, adl::PmLogData& data) override;
     adl::Status overdriveCaps(int adapter, int& supported, int& enabled, int& version) override;
-    adl::Status od6Capabilities(int adapter, adl::Od6Capabilities& record) override;
+    adl::Status od6Capabilities(adl::Context context, int adapter, adl::Od6Capabilities& record) override;
     adl::Status od5Parameters(int adapter, adl::Od5Parameters& record) override;
-    adl::Status od5Temperature(int adapter, adl::Od5Temperature& record) override;
-    adl::Status odnTemperature(int adapter, int& temperature) override;
+    adl::Status od5Temperature(int adapter, int controller, adl::Od5Temperature& record) override;
+    adl::Status odnTemperature(adl::Context context, int adapter, int type, int& temperature) override;
     adl::Status od5Activity(int adapter, adl::Od5Activity& record) override;
-    adl::Status memorySize(int adapter, std::int64_t& bytes) override;
+    adl::Status memorySize(adl::Context context, int adapter, std::int64_t& bytes) override;
 
   private:
     struct Caps {
-        bool supported = true;
+        std::int32_t supported = 1;
         std::int32_t version = 0;
     };
     struct Adapter {
@@ -95,10 +97,15 @@ class MachineAmd : public AdlServer {
         std::optional<std::int64_t> memory;
     };
     static Adapter readAdapter(const Node& entry, std::size_t position);
-    adl::Status enter(std::string_view function, int index, Adapter*& adapter);
+    /// The status of one request and, when that is kOk, its adapter. `rest` of the arguments is recorded.
+    adl::Status enter(RequestName function, int index, Adapter*& adapter, std::string_view rest = {});
     template <class Value>
-    adl::Status answer(std::string_view function, int index, std::optional<Value> Adapter::*value,
-                       Value& into);
+    adl::Status answer(RequestName function, int index, std::optional<Value> Adapter::*value, Value& into,
+                       std::string_view rest = {});
+    /// As above for a function that takes the adapter's context, too.
+    template <class Value>
+    adl::Status answer(adl::Context context, RequestName function, int index,
+                       std::optional<Value> Adapter::*value, Value& into, std::string_view rest = {});
 
     Requests& requests_;
     std::string library_;

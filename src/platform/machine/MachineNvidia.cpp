@@ -81,11 +81,12 @@ bool MachineNvidia::runHelper() {
     return true;
 }
 
-nvapi::Status MachineNvidia::enter(std::string_view function, nvapi::GpuHandle gpu, Adapter*& adapter) {
+nvapi::Status MachineNvidia::enter(RequestName function, nvapi::GpuHandle gpu, Adapter*& adapter,
+                                   std::string_view rest) {
     const auto position = std::find_if(adapters_.begin(), adapters_.end(),
                                        [&](const Adapter& candidate) { return &candidate == gpu; });
-    const auto error =
-        requests_.enter(function, [&] { return fmt::format("gpu {}", position - adapters_.begin()); });
+    const auto error = requests_.enter(
+        function, [&] { return fmt::format("gpu {}{}", position - adapters_.begin(), rest); });
     if (error) return static_cast<nvapi::Status>(error);
     if (position == adapters_.end()) return nvapi::kExpectedPhysicalGpuHandle;
     adapter = &*position;
@@ -112,9 +113,11 @@ nvapi::Status MachineNvidia::fullName(nvapi::GpuHandle gpu, nvapi::ShortString& 
     return nvapi::kOk;
 }
 
-nvapi::Status MachineNvidia::thermalSettings(nvapi::GpuHandle gpu, nvapi::ThermalSettings& record) {
+nvapi::Status MachineNvidia::thermalSettings(nvapi::GpuHandle gpu, std::uint32_t sensor,
+                                             nvapi::ThermalSettings& record) {
     Adapter* adapter = nullptr;
-    if (const auto status = enter("NvAPI_GPU_GetThermalSettings", gpu, adapter)) return status;
+    const auto arguments = fmt::format(" sensor {} count {}", sensor, record.count);
+    if (const auto status = enter("NvAPI_GPU_GetThermalSettings", gpu, adapter, arguments)) return status;
     if (record.version != nvapi::kThermalSettingsVersion) return nvapi::kError;
     if (adapter->asleep || (adapter->hasSensor && !adapter->temperature)) return nvapi::kNotSupported;
     record.count = adapter->hasSensor ? 1 : 0;

@@ -15,8 +15,10 @@ namespace {
 constexpr std::uint64_t kAny32 = std::numeric_limits<std::uint32_t>::max();
 constexpr std::uint64_t kAny16 = std::numeric_limits<std::uint16_t>::max();
 constexpr std::uint64_t kAny8 = std::numeric_limits<std::uint8_t>::max();
+constexpr std::uint64_t kLastProcessor = 31; // of those that a mask can name
 constexpr std::uint64_t kFastestTscKHz = 100'000'000;
 
+constexpr std::uint32_t kRangeOfLeaf = 0xC0000000; // the bits that tell the ranges of leaves apart
 constexpr std::uint32_t kExtendedLeaves = 0x80000000;
 constexpr std::uint32_t kBrandLeaves = 0x80000002; // three leaves of 16 characters
 constexpr std::size_t kBrandSize = 48;
@@ -40,16 +42,27 @@ MachineProcessor::MachineProcessor(const Node& root, Requests& requests, const M
     loadLeaves(*processor);
     for (const Node& entry : processor->list("apicIds"))
         apicIds_.push_back(static_cast<std::uint8_t>(entry.asNumber(kAny8)));
-    for (std::size_t i = 0; i < std::min(apicIds_.size(), affinity_.size()); ++i)
-        affinity_.set(i);
+    placeThread(*processor);
     loadRecords(*processor);
     processor->done();
 }
 
+void MachineProcessor::placeThread(const Node& processor) {
+    present_ = AffinityMask(processor.number("present", kAny32, kAny32));
+    affinity_ = present_;
+    for (std::size_t i = apicIds_.size(); !apicIds_.empty() && i < affinity_.size(); ++i)
+        affinity_.reset(i);
+    if (affinity_.none()) processor.fail("present must have a logical processor of the machine");
+}
+
 void MachineProcessor::loadLeaves(const Node& processor) {
     for (const Node& entry : processor.list("leaves")) {
-        CpuidRegisters& leaf = leaves_[static_cast<std::uint32_t>(entry.number("leaf", kAny32))];
-        leaf = {field32(entry, "eax"), field32(entry, "ebx"), field32(entry, "ecx"), field32(entry, "edx")};
+        const auto number = static_cast<std::uint32_t>(entry.number("leaf", kAny32));
+        CpuidRegisters* leaf = &leaves_[number];
+        if (entry.has("processor"))
+            leaf =
+                &ownLeaves_[{static_cast<std::uint32_t>(entry.number("processor", kLastProcessor)), number}];
+        *leaf = {field32(entry, "eax"), field32(entry, "ebx"), field32(entry, "ecx"), field32(entry, "edx")};
         entry.done();
     }
     const std::string vendor = processor.text("vendor", "");
@@ -63,7 +76,7 @@ void MachineProcessor::loadLeaves(const Node& processor) {
     if (processor.has("brand")) setBrand(processor.text("brand"));
     // The first leaf of each range names the last one of it.
     for (const auto& [number, leaf] : leaves_) {
-        const std::uint32_t first = number & kExtendedLeaves;
+        const std::uint32_t first = number & kRangeOfLeaf;
         leaves_[first].eax = std::max(leaves_[first].eax, number);
     }
     if (processor.has("highestLeaf")) leaves_[0].eax = field32(processor, "highestLeaf");
@@ -93,16 +106,24 @@ void MachineProcessor::loadRecords(const Node& processor) {
 
 CpuidRegisters MachineProcessor::cpuid(std::uint32_t number) {
     requests_.enter("cpuid", [&] { return fmt::format("{:#x}", number); });
+    const std::uint32_t processor = running();
+    const auto own = ownLeaves_.find({processor, number});
     const auto found = leaves_.find(number);
     if (found == leaves_.end()) return {};
-    CpuidRegisters leaf = found->second;
+    CpuidRegisters leaf = own == ownLeaves_.end() ? found->second : own->second;
     if (number == 1 && !apicIds_.empty()) {
-        std::size_t processor = 0;
-        while (processor + 1 < apicIds_.size() && !affinity_[processor])
-            ++processor;
-        leaf.ebx |= std::uint32_t{apicIds_[processor]} << kApicIdShift;
+        const std::size_t last = apicIds_.size() - 1;
+        leaf.ebx |= std::uint32_t{apicIds_[std::min<std::size_t>(processor, last)]} << kApicIdShift;
     }
     return leaf;
+}
+
+/// The logical processor that the thread is on: the lowest one that it may be on.
+std::uint32_t MachineProcessor::running() const {
+    std::uint32_t processor = 0;
+    while (processor + 1 < affinity_.size() && !affinity_[processor])
+        ++processor;
+    return processor;
 }
 
 std::uint64_t MachineProcessor::timeStampCounter() {
@@ -132,7 +153,8 @@ Result<AffinityMask> MachineProcessor::SetThreadAffinityMask(const AffinityMask&
         return fmt::format("{:#x}", (mask & shown).to_ullong());
     });
     if (error != kSuccess) return Result<AffinityMask>::failed(error);
-    return {std::exchange(affinity_, mask)};
+    if ((mask & present_).none()) return Result<AffinityMask>::failed(kInvalidParameter);
+    return {std::exchange(affinity_, mask & present_)};
 }
 
 Result<TimerPeriods> MachineTimers::timeGetDevCaps() {

@@ -6,6 +6,7 @@
 #include "platform/machine/Requests.h"
 
 #include <map>
+#include <utility>
 #include <vector>
 
 namespace orv::platform {
@@ -28,14 +29,18 @@ class MachineProcessor : public Processor {
     void loadLeaves(const Node& processor);
     void loadRecords(const Node& processor);
     void setBrand(const std::string& brand);
+    void placeThread(const Node& processor);
+    std::uint32_t running() const;
 
     Requests& requests_;
     const MachineClock& clock_;
     std::map<std::uint32_t, CpuidRegisters> leaves_;
-    std::vector<std::uint8_t> apicIds_; // one a logical processor
+    std::map<std::pair<std::uint32_t, std::uint32_t>, CpuidRegisters> ownLeaves_; // by processor and number
+    std::vector<std::uint8_t> apicIds_;                                           // one a logical processor
     std::vector<LogicalProcessorRecord> records_;
     std::uint64_t tscKHz_ = 0;
-    AffinityMask affinity_;
+    AffinityMask present_{0xFFFFFFFF}; // the logical processors that exist
+    AffinityMask affinity_{0xFFFFFFFF};
 };
 
 /// Both timers look at the machine's clock, which each look moves: a busy wait takes no real time. These

@@ -42,6 +42,8 @@ std::uint32_t shiftOf(std::uint32_t reg) {
 } // namespace
 
 MachineRing0::MachineRing0(const Node& root, Requests& requests) : requests_(requests) {
+    if (const auto processor = root.find("processor"))
+        present_ = static_cast<std::uint32_t>(processor->number("present", kAny32, kAny32));
     const auto ring0 = root.find("ring0");
     if (!ring0) return;
     statuses_ = {0};
@@ -108,8 +110,10 @@ Ring0Answer MachineRing0::RdmsrTx(std::uint32_t index, std::uint32_t affinityMas
     const ErrorCode error =
         requests_.enter("RdmsrTx", [&] { return fmt::format("{:#x} {:#x}", index, affinityMask); });
     if (error != kSuccess) return Ring0Answer::failed(error);
+    const std::uint32_t processors = affinityMask & present_;
+    if (processors == 0) return Ring0Answer::failed(kInvalidParameter);
     for (const Msr& msr : msrs_)
-        if (msr.index == index && (!msr.processor || (affinityMask >> *msr.processor & 1) != 0))
+        if (msr.index == index && (!msr.processor || (processors >> *msr.processor & 1) != 0))
             return Ring0Answer::read(msr.value);
     return Ring0Answer::failed(kGeneralFailure);
 }

@@ -77,6 +77,7 @@ class MachineRing0 : public Ring0 {
     Requests& requests_;
     std::vector<std::uint32_t> statuses_{1}; // answers in turn, the last one for good
     std::size_t statusAt_ = 0;
+    std::uint32_t present_ = 0xFFFFFFFF; // the logical processors that exist
     std::vector<Msr> msrs_;
     std::map<pciAddress, Function> functions_;
     std::vector<PortDevice*> ports_;

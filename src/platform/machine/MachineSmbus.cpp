@@ -28,6 +28,8 @@ constexpr pciAddress kPciFunction = 0xFC; // 00:1f.4, where Intel's chipsets hav
 constexpr std::uint16_t kPmIndex = 0xCD6;
 constexpr std::uint16_t kPmData = 0xCD7;
 
+constexpr std::uint8_t kFirstEeprom = 0xA0; // the 8-bit form, bit 0 is the direction
+constexpr std::uint8_t kLastEeprom = 0xAE;
 constexpr std::uint8_t kPageSelectDDR4[] = {0x6C, 0x6E};
 constexpr std::size_t kPageSizeDDR4 = 256;
 constexpr std::size_t kPageSizeDDR5 = 128;
@@ -66,14 +68,19 @@ MachineSmbus::MachineSmbus(const Node& root, Requests& requests, MachineRing0& r
                                      {0x20, base_ | 1u},
                                      {0x40, enabled}});
     }
-    for (const Node& entry : smbus->list("eeproms"))
-        eeproms_.push_back(loadEeprom(entry));
+    for (const Node& entry : smbus->list("eeproms")) {
+        Eeprom eeprom = loadEeprom(entry);
+        if (at(eeprom.address)) entry.fail("another EEPROM has this address");
+        eeproms_.push_back(std::move(eeprom));
+    }
     smbus->done();
 }
 
 MachineSmbus::Eeprom MachineSmbus::loadEeprom(const Node& entry) {
     Eeprom eeprom;
-    eeprom.address = static_cast<std::uint8_t>(entry.number("address", 0xFE));
+    eeprom.address = static_cast<std::uint8_t>(entry.number("address", kLastEeprom));
+    if (eeprom.address < kFirstEeprom || eeprom.address % 2 != 0)
+        entry.fail("address must be an even one from 0xA0 to 0xAE");
     const std::string kind = entry.text("kind");
     eeprom.isDDR5 = kind == "DDR5";
     if (!eeprom.isDDR5 && kind != "DDR4") entry.fail("kind must be DDR4 or DDR5");

@@ -119,13 +119,4 @@ std::wstring MachineSystemFacts::errorText(ErrorCode code) {
     return found == errorTexts_.end() ? std::wstring() : found->second;
 }
 
-std::uint32_t MachineFaultTrap::run(const std::function<void()>& body) {
-    try {
-        body();
-        return 0;
-    } catch (const HardwareFault& fault) {
-        return fault.code;
-    }
-}
-
 } // namespace orv::platform

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "platform/FaultTrap.h"
 #include "platform/SystemFacts.h"
 #include "platform/machine/Requests.h"
 
@@ -28,14 +27,6 @@ class MachineSystemFacts : public SystemFacts {
     Architecture architecture_;
     OsVersion version_ = kTakenForWindows;
     std::map<ErrorCode, std::wstring> errorTexts_;
-};
-
-/// Stops the faults of a described machine.
-class MachineFaultTrap : public FaultTrap {
-  public:
-    std::uint32_t run(const std::function<void()>& body) override;
-    void resetStack() override {}
-    void clearFloatingPointStatus() override {}
 };
 
 } // namespace orv::platform

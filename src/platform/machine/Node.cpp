@@ -8,7 +8,6 @@
 #include <filesystem>
 #include <fstream>
 #include <limits>
-#include <sstream>
 
 namespace orv::platform {
 
@@ -36,6 +35,52 @@ bool parseUnsigned(std::string_view text, std::uint64_t& value) {
     return !text.empty() && error == std::errc() && end == text.data() + text.size();
 }
 
+/// Reads a regular file whole: anything else may have no end, or wait for ever. Gives the reason, empty for
+/// none.
+std::string readFile(const std::filesystem::path& path, std::vector<std::uint8_t>& content) {
+    constexpr std::size_t largest = 16 << 20;
+    const std::string name = "\"" + path.string() + "\"";
+    std::error_code error;
+    const auto status = std::filesystem::status(path, error);
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
+        return name + " is not a regular file";
+    std::ifstream file(path, std::ios::binary);
+    if (!file) return name + " cannot be opened";
+    char part[1 << 16];
+    do {
+        file.read(part, sizeof part);
+        content.insert(content.end(), part, part + file.gcount());
+        if (content.size() > largest) return name + " is larger than 16 MiB";
+    } while (file);
+    return file.bad() ? name + " cannot be read" : std::string();
+}
+
+/// Looks at a text while it is parsed, for what the JSON value can no longer tell, or must not come to.
+class Form {
+  public:
+    explicit Form(const std::string& file) : file_(file) {}
+
+    void take(Json::parse_event_t event, const Json& value) {
+        using Event = Json::parse_event_t;
+        if (event == Event::object_start || event == Event::array_start) {
+            constexpr std::size_t deepest = 64;
+            if (open_.size() == deepest)
+                throw MachineFileError(file_ + ": nested deeper than " + std::to_string(deepest));
+            open_.emplace_back();
+        } else if (event == Event::object_end || event == Event::array_end) {
+            open_.pop_back();
+        } else if (event == Event::key) {
+            const auto& key = value.get_ref<const std::string&>();
+            if (!open_.back().insert(key).second)
+                throw MachineFileError(file_ + ": the key \"" + key + "\" stands twice in one object");
+        }
+    }
+
+  private:
+    const std::string& file_;
+    std::vector<std::set<std::string>> open_; // the keys of each object around the place; none of an array
+};
+
 } // namespace
 
 Node::Node(std::shared_ptr<const Document> document, const void* value, std::string place)
@@ -43,22 +88,26 @@ Node::Node(std::shared_ptr<const Document> document, const void* value, std::str
       asked_(std::make_shared<std::set<std::string, std::less<>>>()) {}
 
 Node Node::parseFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) throw MachineFileError(path + ": cannot be opened; give the path of a machine file");
-    std::ostringstream content;
-    content << file.rdbuf();
-    Node node = parseText(content.str(), path);
-    auto document = std::make_shared<Document>(*node.document_);
-    document->folder = std::filesystem::path(path).parent_path().string();
-    const void* root = &document->root;
-    return Node(std::move(document), root, "");
+    std::vector<std::uint8_t> content;
+    if (const std::string problem = readFile(path, content); !problem.empty())
+        throw MachineFileError(problem + "; give the path of a machine file");
+    const std::string_view text(reinterpret_cast<const char*>(content.data()), content.size());
+    return parse(text, path, std::filesystem::path(path).parent_path().string());
 }
 
 Node Node::parseText(std::string_view text, const std::string& name) {
-    auto document = std::make_shared<Document>();
-    document->name = name;
+    return parse(text, name, "");
+}
+
+Node Node::parse(std::string_view text, const std::string& name, const std::string& folder) {
+    auto document = std::make_shared<Document>(Document{name, folder, {}});
+    Form form(name);
+    const auto check = [&](int, Json::parse_event_t event, const Json& value) {
+        form.take(event, value);
+        return true;
+    };
     try {
-        document->root = Json::parse(text, nullptr, true, true); // comments are allowed
+        document->root = Json::parse(text, check, true, true); // comments are allowed
     } catch (const Json::exception& failure) {
         throw MachineFileError(name + ": not JSON: " + failure.what());
     }
@@ -69,10 +118,6 @@ Node Node::parseText(std::string_view text, const std::string& name) {
 
 void Node::fail(const std::string& reason) const {
     throw MachineFileError(document_->name + ": " + (place_.empty() ? "" : place_ + ": ") + reason);
-}
-
-std::string Node::folder() const {
-    return document_->folder;
 }
 
 Node Node::child(std::string_view key) const {
@@ -206,10 +251,10 @@ std::vector<std::uint8_t> Node::bytes(std::string_view key) const {
 
 std::vector<std::uint8_t> Node::fileBytes(std::string_view key) const {
     const Node node = required(key);
-    const std::filesystem::path path = std::filesystem::path(folder()) / node.asText();
-    std::ifstream file(path, std::ios::binary);
-    if (!file) node.fail("the file " + path.string() + " cannot be opened");
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    std::vector<std::uint8_t> bytes;
+    const std::string problem = readFile(std::filesystem::path(document_->folder) / node.asText(), bytes);
+    if (!problem.empty()) node.fail(problem);
+    return bytes;
 }
 
 void Node::done() const {

@@ -59,11 +59,10 @@ class Node {
     void done() const;
     /// Throws with this place and a reason.
     [[noreturn]] void fail(const std::string& reason) const;
-    /// Folder of the machine file, for files that it names; empty for a text.
-    std::string folder() const;
 
   private:
     struct Document;
+    static Node parse(std::string_view text, const std::string& name, const std::string& folder);
     Node(std::shared_ptr<const Document> document, const void* value, std::string place);
     Node child(std::string_view key) const;
     Node required(std::string_view key) const;

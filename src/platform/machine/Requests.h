@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Result.h"
+#include "platform/machine/RequestNames.h"
 
 #include <cstdint>
 #include <map>
@@ -11,12 +12,6 @@
 namespace orv::platform {
 
 class Node;
-
-/// A hardware fault of a described machine on its way to the fault trap. Not derived from the standard
-/// exception: nothing but the trap stops it, as on a real machine.
-struct HardwareFault {
-    std::uint32_t code;
-};
 
 /// A planned failure: the nth request of an operation (0: every one) fails with an error code, or raises a
 /// hardware fault.
@@ -33,8 +28,11 @@ class Requests {
   public:
     /// "faults": [{"request": NAME, "nth": N, "error": CODE | "hardwareFault": CODE}]
     void load(const Node& root);
-    void plan(Fault fault) { faults_.push_back(std::move(fault)); }
+    /// Throws std::invalid_argument for a name that no request has.
+    void plan(Fault fault);
     void clearFaults() { faults_.clear(); }
+    /// The planned failures that no request has met so far.
+    std::vector<Fault> unmetFaults() const;
 
     /// For fault sweeps: the `number`th request from now on fails, whatever it asks for; 0 counts only.
     void failRequest(std::uint64_t number, ErrorCode error) {
@@ -47,13 +45,13 @@ class Requests {
     /// Requests since failRequest.
     std::uint64_t count() const { return sweepCount_; }
 
-    /// Gives the error planned for this request, kSuccess for none; throws HardwareFault for a planned one.
-    ErrorCode enter(std::string_view operation) {
+    /// Gives the error planned for this request, kSuccess for none; a planned hardware fault is raised.
+    ErrorCode enter(RequestName operation) {
         return enter(operation, [] { return std::string(); });
     }
     /// `detail` is called only when a record is kept.
     template <class Detail>
-    ErrorCode enter(std::string_view operation, Detail&& detail) {
+    ErrorCode enter(RequestName operation, Detail&& detail) {
         if (recording_) write(operation, detail());
         if (++sweepCount_ == sweepAt_) return sweepError_;
         if (everyError_ != kSuccess) return everyError_;
@@ -67,6 +65,10 @@ class Requests {
     void clearRecord() { record_.clear(); }
 
   private:
+    struct Planned {
+        Fault fault;
+        bool met = false;
+    };
     void write(std::string_view operation, std::string detail);
     ErrorCode faultFor(std::string_view operation);
 
@@ -76,7 +78,7 @@ class Requests {
     ErrorCode everyError_ = kSuccess;
     bool recording_ = false;
     std::vector<std::string> record_;
-    std::vector<Fault> faults_;
+    std::vector<Planned> faults_;
     std::map<std::string, std::uint64_t, std::less<>> counts_;
 };
 

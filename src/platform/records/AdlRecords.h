@@ -22,6 +22,8 @@ inline constexpr Status kOk = 0;
 inline constexpr Status kError = -1;
 inline constexpr Status kInvalidAdapterIndex = -5;
 inline constexpr Status kNotSupported = -8;
+// No status of ADL's: the card is switched off to save power, and this would switch it on.
+inline constexpr Status kCardSleeps = 100;
 
 inline constexpr int kMaxAdapters = 250; // ADL_MAX_ADAPTERS
 inline constexpr std::size_t kTextSize = 256;

@@ -12,7 +12,16 @@ inline constexpr std::uint32_t IOCTL_BATTERY_QUERY_TAG = 0x294040;
 inline constexpr std::uint32_t IOCTL_BATTERY_QUERY_INFORMATION = 0x294044;
 inline constexpr std::uint32_t IOCTL_BATTERY_QUERY_STATUS = 0x29404C;
 
-inline constexpr std::uint32_t BATTERY_SYSTEM_BATTERY = 0x80000000; // bit of Capabilities
+// Bits of Capabilities.
+inline constexpr std::uint32_t BATTERY_SYSTEM_BATTERY = 0x80000000;
+inline constexpr std::uint32_t BATTERY_CAPACITY_RELATIVE = 0x40000000; // capacities are percent
+
+// Rooms that the reader gives to text answers, in bytes: an enumeration allows more than an update. A longer
+// text is a failed answer.
+inline constexpr std::size_t kBatteryNameRoom = 1000;
+inline constexpr std::size_t kBatteryIdRoom = 500;
+inline constexpr std::size_t kBatteryUpdateNameRoom = 200;
+inline constexpr std::size_t kBatteryUpdateIdRoom = 100;
 
 // Bits of PowerState.
 inline constexpr std::uint32_t BATTERY_POWER_ON_LINE = 1;

@@ -17,6 +17,8 @@ inline constexpr Status kLibraryNotFound = -2;
 inline constexpr Status kNoImplementation = -3;
 inline constexpr Status kExpectedPhysicalGpuHandle = -101;
 inline constexpr Status kNotSupported = -104;
+// No status of NVAPI's: the card is switched off to save power, and this would switch it on.
+inline constexpr Status kCardSleeps = 10000;
 
 inline constexpr std::uint32_t kInitialize = 0x0150E828;
 inline constexpr std::uint32_t kEnumPhysicalGpus = 0xE5AC921F;

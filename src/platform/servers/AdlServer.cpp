@@ -8,8 +8,8 @@ using namespace adl;
 
 AdlServer* server = nullptr;
 
-Status mainControlCreate(Allocator, int) {
-    return server ? server->create() : kError;
+Status mainControlCreate(Allocator allocator, int connected) {
+    return server ? server->create(allocator, connected) : kError;
 }
 Status numberOfAdapters(int* count) {
     return server ? server->numberOfAdapters(*count) : kError;
@@ -24,38 +24,38 @@ Status adapterActive(int adapter, int* status) {
 Status adapterId(int, int*) {
     return adl::kNotSupported;
 }
-Status createContext(Allocator, int adapter, Context* context) {
-    return server ? server->createContext(adapter, *context) : kError;
+Status createContext(Allocator allocator, int adapter, Context* context) {
+    return server ? server->createContext(allocator, adapter, *context) : kError;
 }
 Status destroyContext(Context context) {
     return server ? server->destroyContext(context) : kOk;
 }
-Status pmLog(Context, int adapter, PmLogData* data) {
-    return server ? server->pmLog(adapter, *data) : kError;
+Status pmLog(Context context, int adapter, PmLogData* data) {
+    return server ? server->pmLog(context, adapter, *data) : kError;
 }
 Status overdriveCaps(int adapter, int* supported, int* enabled, int* version) {
     return server ? server->overdriveCaps(adapter, *supported, *enabled, *version) : kError;
 }
-Status od6Capabilities(Context, int adapter, Od6Capabilities* record) {
-    return server ? server->od6Capabilities(adapter, *record) : kError;
+Status od6Capabilities(Context context, int adapter, Od6Capabilities* record) {
+    return server ? server->od6Capabilities(context, adapter, *record) : kError;
 }
 Status od5Parameters(int adapter, Od5Parameters* record) {
     return server ? server->od5Parameters(adapter, *record) : kError;
 }
-Status od5Temperature(int adapter, int, Od5Temperature* record) {
-    return server ? server->od5Temperature(adapter, *record) : kError;
+Status od5Temperature(int adapter, int controller, Od5Temperature* record) {
+    return server ? server->od5Temperature(adapter, controller, *record) : kError;
 }
-Status odnTemperature(Context, int adapter, int, int* temperature) {
-    return server ? server->odnTemperature(adapter, *temperature) : kError;
+Status odnTemperature(Context context, int adapter, int type, int* temperature) {
+    return server ? server->odnTemperature(context, adapter, type, *temperature) : kError;
 }
 Status od5Activity(int adapter, Od5Activity* record) {
     return server ? server->od5Activity(adapter, *record) : kError;
 }
-Status memoryInfoX4(Context, int adapter, MemoryInfoX4* record) {
-    return server ? server->memorySize(adapter, record->memorySize) : kError;
+Status memoryInfoX4(Context context, int adapter, MemoryInfoX4* record) {
+    return server ? server->memorySize(context, adapter, record->memorySize) : kError;
 }
-Status memoryInfo(Context, int adapter, MemoryInfo* record) {
-    return server ? server->memorySize(adapter, record->memorySize) : kError;
+Status memoryInfo(Context context, int adapter, MemoryInfo* record) {
+    return server ? server->memorySize(context, adapter, record->memorySize) : kError;
 }
 
 struct Row {
@@ -102,7 +102,7 @@ Status AdlServer::adapterActive(int, int& status) {
     return kOk;
 }
 
-Status AdlServer::createContext(int, Context& context) {
+Status AdlServer::createContext(Allocator, int, Context& context) {
     context = this; // any address but null
     return kOk;
 }

@@ -19,21 +19,23 @@ class AdlServer {
     /// From now on the functions ask this server.
     void serve();
 
-    virtual adl::Status create() { return adl::kOk; }
+    virtual adl::Status create(adl::Allocator, int) { return adl::kOk; }
     virtual adl::Status numberOfAdapters(int& count) = 0;
     /// Fills at most `room` records.
     virtual adl::Status adapterInfo(adl::AdapterInfo* records, std::size_t room) = 0;
     virtual adl::Status adapterActive(int, int& status);
-    virtual adl::Status createContext(int, adl::Context& context);
+    virtual adl::Status createContext(adl::Allocator, int adapter, adl::Context& context);
     virtual adl::Status destroyContext(adl::Context) { return adl::kOk; }
-    virtual adl::Status pmLog(int, adl::PmLogData&) { return adl::kNotSupported; }
+    virtual adl::Status pmLog(adl::Context, int, adl::PmLogData&) { return adl::kNotSupported; }
     virtual adl::Status overdriveCaps(int adapter, int& supported, int& enabled, int& version) = 0;
-    virtual adl::Status od6Capabilities(int, adl::Od6Capabilities&) { return adl::kNotSupported; }
+    virtual adl::Status od6Capabilities(adl::Context, int, adl::Od6Capabilities&) {
+        return adl::kNotSupported;
+    }
     virtual adl::Status od5Parameters(int, adl::Od5Parameters&) { return adl::kNotSupported; }
-    virtual adl::Status od5Temperature(int, adl::Od5Temperature&) { return adl::kNotSupported; }
-    virtual adl::Status odnTemperature(int, int&) { return adl::kNotSupported; }
+    virtual adl::Status od5Temperature(int, int, adl::Od5Temperature&) { return adl::kNotSupported; }
+    virtual adl::Status odnTemperature(adl::Context, int, int, int&) { return adl::kNotSupported; }
     virtual adl::Status od5Activity(int, adl::Od5Activity&) { return adl::kNotSupported; }
-    virtual adl::Status memorySize(int adapter, std::int64_t& bytes) = 0;
+    virtual adl::Status memorySize(adl::Context, int adapter, std::int64_t& bytes) = 0;
 };
 
 /// The function of a name, which asks the server; nullptr for an unknown name.

@@ -53,6 +53,10 @@ ManagementValue i4(std::int32_t number) {
     return {ManagementType::i4, {}, number};
 }
 
+ManagementValue null() {
+    return {ManagementType::null, {}, 0};
+}
+
 std::wstring classOfQuery(std::wstring_view wql) {
     if (nextWord(wql) != L"SELECT" || nextWord(wql).empty() || nextWord(wql) != L"FROM") return {};
     std::wstring name = nextWord(wql);

@@ -14,6 +14,8 @@ using ManagementColumns = std::map<std::wstring, ManagementValue, std::less<>>;
 
 ManagementValue bstr(std::wstring text);
 ManagementValue i4(std::int32_t number);
+/// A column that the row has, without a value.
+ManagementValue null();
 
 /// The class that a query reads all of: "Name" of "SELECT ... FROM Name"; empty for anything else, a query
 /// with a condition included.

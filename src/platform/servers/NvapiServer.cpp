@@ -17,8 +17,8 @@ Status enumPhysicalGpus(GpuHandle* handles, std::uint32_t* count) {
 Status fullName(GpuHandle gpu, char* name) {
     return server ? server->fullName(gpu, *reinterpret_cast<ShortString*>(name)) : kLibraryNotFound;
 }
-Status thermalSettings(GpuHandle gpu, std::uint32_t, ThermalSettings* record) {
-    return server ? server->thermalSettings(gpu, *record) : kLibraryNotFound;
+Status thermalSettings(GpuHandle gpu, std::uint32_t sensor, ThermalSettings* record) {
+    return server ? server->thermalSettings(gpu, sensor, *record) : kLibraryNotFound;
 }
 Status dynamicPstates(GpuHandle gpu, DynamicPstatesInfo* record) {
     return server ? server->dynamicPstates(gpu, *record) : kLibraryNotFound;

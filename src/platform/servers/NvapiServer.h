@@ -21,7 +21,8 @@ class NvapiServer {
     /// `handles` has kMaxPhysicalGpus entries.
     virtual nvapi::Status enumPhysicalGpus(nvapi::GpuHandle* handles, std::uint32_t& count) = 0;
     virtual nvapi::Status fullName(nvapi::GpuHandle gpu, nvapi::ShortString& name) = 0;
-    virtual nvapi::Status thermalSettings(nvapi::GpuHandle gpu, nvapi::ThermalSettings& record) = 0;
+    virtual nvapi::Status thermalSettings(nvapi::GpuHandle gpu, std::uint32_t sensor,
+                                          nvapi::ThermalSettings& record) = 0;
     virtual nvapi::Status dynamicPstates(nvapi::GpuHandle gpu, nvapi::DynamicPstatesInfo& record) = 0;
     virtual nvapi::Status memoryInfo(nvapi::GpuHandle gpu, nvapi::MemoryInfo& record) = 0;
     virtual nvapi::Status errorMessage(nvapi::Status status, nvapi::ShortString& text) = 0;

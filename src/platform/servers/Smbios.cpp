@@ -81,12 +81,30 @@ std::uint32_t speed(const SmbiosStructure& device, std::size_t at, std::size_t e
     return value == kUnknownWord ? device.dword(extendedAt) & 0x7FFFFFFF : value;
 }
 
-void setText(ManagementColumns& row, const wchar_t* column, std::string_view text) {
-    if (!text.empty()) row[column] = bstr(utf8ToWide(text));
+ManagementValue textOrNull(std::string_view text) {
+    return text.empty() ? null() : bstr(utf8ToWide(text));
 }
 
-void setKnown(ManagementColumns& row, const wchar_t* column, std::uint32_t value) {
-    if (value != 0) row[column] = i4(static_cast<std::int32_t>(value));
+ManagementValue numberOrNull(std::uint32_t value) {
+    return value == 0 ? null() : i4(static_cast<std::int32_t>(value));
+}
+
+ManagementColumns rowOf(const SmbiosStructure& device) {
+    const auto size = deviceSize(device);
+    const std::uint32_t width = device.word(kTotalWidth);
+    const auto form = cimFormFactor(device.byte(kFormFactor));
+    return {
+        {L"Manufacturer", textOrNull(device.text(kManufacturer))},
+        {L"PartNumber", textOrNull(device.text(kPartNumber))},
+        {L"SerialNumber", textOrNull(device.text(kSerialNumber))},
+        {L"Capacity", size ? bstr(std::to_wstring(*size)) : null()},
+        {L"Speed", numberOrNull(speed(device, kSpeed, kExtendedSpeed))},
+        {L"ConfiguredClockSpeed", numberOrNull(speed(device, kConfiguredSpeed, kExtendedConfiguredSpeed))},
+        {L"TotalWidth", numberOrNull(width == kUnknownWord ? 0 : width)},
+        {L"MaxVoltage", numberOrNull(device.word(kMaxVoltage))},
+        {L"SMBIOSMemoryType", numberOrNull(device.byte(kMemoryType))},
+        {L"FormFactor", form ? i4(*form) : null()},
+    };
 }
 
 } // namespace
@@ -147,21 +165,8 @@ std::vector<ManagementColumns> physicalMemoryRows(std::span<const std::uint8_t> 
     std::vector<ManagementColumns> rows;
     for (const SmbiosStructure& device : smbiosStructures(table)) {
         if (device.type() != kMemoryDevice || !device.has(0, kSmallestDevice)) continue;
-        const auto size = deviceSize(device);
-        if (size == 0u) continue; // an empty slot
-        ManagementColumns row;
-        setText(row, L"Manufacturer", device.text(kManufacturer));
-        setText(row, L"PartNumber", device.text(kPartNumber));
-        setText(row, L"SerialNumber", device.text(kSerialNumber));
-        if (size) row[L"Capacity"] = bstr(std::to_wstring(*size));
-        setKnown(row, L"Speed", speed(device, kSpeed, kExtendedSpeed));
-        setKnown(row, L"ConfiguredClockSpeed", speed(device, kConfiguredSpeed, kExtendedConfiguredSpeed));
-        if (const auto width = device.word(kTotalWidth); width != kUnknownWord)
-            setKnown(row, L"TotalWidth", width);
-        setKnown(row, L"MaxVoltage", device.word(kMaxVoltage));
-        setKnown(row, L"SMBIOSMemoryType", device.byte(kMemoryType));
-        if (const auto form = cimFormFactor(device.byte(kFormFactor))) row[L"FormFactor"] = i4(*form);
-        rows.push_back(std::move(row));
+        if (deviceSize(device) == 0u) continue; // an empty slot
+        rows.push_back(rowOf(device));
     }
     return rows;
 }

@@ -44,7 +44,7 @@ std::vector<SmbiosStructure> smbiosStructures(std::span<const std::uint8_t> tabl
 std::span<const std::uint8_t> smbiosTableOfDump(std::span<const std::uint8_t> dump);
 
 /// The rows of Win32_PhysicalMemory: one for each fitted memory device (type 17). A value that the firmware
-/// does not know is a missing column; texts stand as the firmware wrote them.
+/// does not know is null, as on Windows; texts stand as the firmware wrote them.
 std::vector<ManagementColumns> physicalMemoryRows(std::span<const std::uint8_t> table);
 
 } // namespace orv::platform

@@ -10,16 +10,13 @@ constexpr std::int64_t kNsPerMillisecond = 1'000'000;
 } // namespace
 
 std::int64_t WindowsClock::monotonicNs() {
-    // The frequency is fixed at system start; both calls succeed on every system since Windows XP.
-    static const std::int64_t frequency = [] {
-        LARGE_INTEGER value;
-        ::QueryPerformanceFrequency(&value);
-        return value.QuadPart;
-    }();
+    // Both calls succeed on every system since Windows XP.
+    LARGE_INTEGER frequency;
     LARGE_INTEGER now;
+    ::QueryPerformanceFrequency(&frequency);
     ::QueryPerformanceCounter(&now);
-    const std::int64_t seconds = now.QuadPart / frequency;
-    return seconds * kNsPerSecond + now.QuadPart % frequency * kNsPerSecond / frequency;
+    const std::int64_t ticks = frequency.QuadPart;
+    return now.QuadPart / ticks * kNsPerSecond + now.QuadPart % ticks * kNsPerSecond / ticks;
 }
 
 void WindowsClock::sleepNs(std::int64_t nanoseconds) {

@@ -4,6 +4,9 @@
 
 #include <cfloat>
 #include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
 #include <malloc.h>
 
 namespace orv::platform {
@@ -40,10 +43,41 @@ EXCEPTION_REGISTRATION_RECORD*& innermostFrame() {
     return thread->ExceptionList;
 }
 
+// The system names no cause of an SSE instruction's fault (STATUS_FLOAT_MULTIPLE_FAULTS, ..._TRAPS): the
+// processor's control and status register does.
+constexpr DWORD kMultipleFaults = 0xC00002B4;
+constexpr DWORD kMultipleTraps = 0xC00002B5;
+constexpr std::size_t kMxcsrAt = 24; // in the FXSAVE image
+constexpr int kMxcsrMasksAt = 7;
+
+/// By the bit of its flag in MXCSR, what a division reports first coming first.
+constexpr struct {
+    int bit;
+    DWORD code;
+} kSseCauses[] = {
+    {0, 0xC0000090}, // invalid operation
+    {2, 0xC000008E}, // divide by zero
+    {1, 0xC000008D}, // denormal operand
+    {3, 0xC0000091}, // overflow
+    {4, 0xC0000093}, // underflow
+    {5, 0xC000008F}, // inexact result
+};
+
+DWORD causeOf(DWORD code, const CONTEXT& context) {
+    if (code != kMultipleFaults && code != kMultipleTraps) return code;
+    if ((context.ContextFlags & CONTEXT_EXTENDED_REGISTERS) != CONTEXT_EXTENDED_REGISTERS) return code;
+    std::uint32_t mxcsr = 0;
+    std::memcpy(&mxcsr, context.ExtendedRegisters + kMxcsrAt, sizeof mxcsr);
+    const std::uint32_t unmasked = mxcsr & ~(mxcsr >> kMxcsrMasksAt);
+    for (const auto& cause : kSseCauses)
+        if (unmasked >> cause.bit & 1) return cause.code;
+    return code;
+}
+
 // A frame's handler has the C calling convention, whatever the header's type says.
-EXCEPTION_DISPOSITION __cdecl onException(EXCEPTION_RECORD* record, Guard* guard, CONTEXT*, void*) {
+EXCEPTION_DISPOSITION __cdecl onException(EXCEPTION_RECORD* record, Guard* guard, CONTEXT* context, void*) {
     if (IS_UNWINDING(record->ExceptionFlags) || passes(record->ExceptionCode)) return ExceptionContinueSearch;
-    guard->code = record->ExceptionCode;
+    guard->code = causeOf(record->ExceptionCode, *context);
     // Gives the frames inside the guarded call their chance to release what they hold, and takes them off
     // the chain. The system's function does not keep these registers.
     ::RtlUnwind(guard, nullptr, record, nullptr);
@@ -75,16 +109,16 @@ __attribute__((noinline)) void callGuarded(Guard& guard, const std::function<voi
 
 } // namespace
 
-std::uint32_t WindowsFaultTrap::run(const std::function<void()>& body) {
-    Guard guard;
+std::uint32_t WindowsFaultTrap::guard(const std::function<void()>& body) {
+    Guard call;
     {
-        const Armed armed(guard);
-        callGuarded(guard, body);
+        const Armed armed(call);
+        callGuarded(call, body);
     }
     // The fault may have left values on the x87 stack, or an exception that the next floating-point
     // instruction would raise again.
-    if (guard.code != 0) asm volatile("fnclex\n\temms");
-    return guard.code;
+    if (call.code != 0) asm volatile("fnclex\n\temms");
+    return call.code;
 }
 
 void WindowsFaultTrap::resetStack() {
@@ -93,6 +127,15 @@ void WindowsFaultTrap::resetStack() {
 
 void WindowsFaultTrap::clearFloatingPointStatus() {
     ::_clearfp();
+}
+
+std::unique_ptr<FaultTrap> makeHostFaultTrap() {
+    return std::make_unique<WindowsFaultTrap>();
+}
+
+void raiseFault(std::uint32_t code) {
+    ::RaiseException(code, EXCEPTION_NONCONTINUABLE, 0, nullptr);
+    std::abort(); // a handler of the host's went on all the same
 }
 
 } // namespace orv::platform

@@ -49,7 +49,6 @@ Result<std::vector<AdapterRecord>> WindowsNetworkTables::adapters() {
         result = ::GetAdaptersInfo(reinterpret_cast<IP_ADAPTER_INFO*>(memory.data()), &size);
     }
     Result<std::vector<AdapterRecord>> answer;
-    if (result == ERROR_NO_DATA) return answer; // a machine without an adapter
     if (result != ERROR_SUCCESS) {
         answer.error = leftBehind(result);
         return answer;

@@ -31,9 +31,11 @@ class WindowsSystemFacts : public SystemFacts {
 /// thread or the process could notice. Exceptions of the languages and messages to a debugger pass.
 class WindowsFaultTrap : public FaultTrap {
   public:
-    std::uint32_t run(const std::function<void()>& body) override;
     void resetStack() override;
     void clearFloatingPointStatus() override;
+
+  private:
+    std::uint32_t guard(const std::function<void()>& body) override;
 };
 
 /// IP Helper. The tables can grow between two calls, so a read is repeated a few times at most.

@@ -52,10 +52,9 @@ Architecture WindowsSystemFacts::architecture() {
 Result<OsVersion> WindowsSystemFacts::osVersion() {
     using RtlGetVersion = LONG(WINAPI*)(OSVERSIONINFOW*);
     const HMODULE library = ::GetModuleHandleW(L"ntdll.dll"); // part of every process
-    const auto function =
-        library ? reinterpret_cast<RtlGetVersion>(
-                      reinterpret_cast<void*>(::GetProcAddress(library, "RtlGetVersion")))
-                : nullptr;
+    const auto function = library ? reinterpret_cast<RtlGetVersion>(
+                                        reinterpret_cast<void*>(::GetProcAddress(library, "RtlGetVersion")))
+                                  : nullptr;
     if (!function) return Result<OsVersion>::failed(kProcedureNotFound);
     OSVERSIONINFOW version{};
     version.dwOSVersionInfoSize = sizeof version;

@@ -1,4 +1,4 @@
-#include "networks/Adapter.h"
+#include "networks/adapter.h"
 
 #include "frame/HWException.h"
 #include "json/value.h"

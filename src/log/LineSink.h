@@ -1,0 +1,44 @@
+#pragma once
+
+#include "platform/LogOutput.h"
+#include "state/HeldMutex.h"
+
+#include <spdlog/sinks/base_sink.h>
+
+#include <mutex>
+
+namespace orv::log {
+
+using SinkMutex = HeldMutex;
+
+/// The finished text of a message, in spdlog's default pattern.
+inline platform::LogLine lineOf(const spdlog::details::log_msg& message, const spdlog::memory_buf_t& text) {
+    return {{text.data(), text.size()},
+            message.color_range_start,
+            message.color_range_end,
+            static_cast<std::size_t>(message.level)};
+}
+
+/// A sink that takes finished lines, so that a message is formatted once for all of them. It keeps nothing
+/// back, so there is nothing to flush.
+template <class Mutex>
+class LineSink : public spdlog::sinks::base_sink<Mutex> {
+  public:
+    void take(const platform::LogLine& line) {
+        std::lock_guard<Mutex> lock(this->mutex_);
+        write_(line);
+    }
+
+  protected:
+    virtual void write_(const platform::LogLine& line) = 0;
+
+    /// The way of a message that comes from another logger than the library's own.
+    void sink_it_(const spdlog::details::log_msg& message) override {
+        spdlog::memory_buf_t text;
+        this->formatter_->format(message, text);
+        write_(lineOf(message, text));
+    }
+    void flush_() final {}
+};
+
+} // namespace orv::log

@@ -1,0 +1,257 @@
+/*
+ * What a host does to a library besides calling it: lifecycle LIBRARY COMMAND
+ *
+ *   unload CYCLES   loads, polls and unloads it; it must be gone from memory each time, with its descriptors
+ *   fork CHILDREN   forks while a thread polls; each child calls every export and ends in time
+ *   scarce MOST     lets each of the first MOST allocations of a report fail, alone and for good, in children
+ * that have to come through and to call again storm SECONDS   sends a fault signal to the polling thread each
+ * millisecond
+ */
+#include <dirent.h>
+#include <dlfcn.h>
+#include <errno.h>
+#include <pthread.h>
+#include <signal.h>
+#include <stdatomic.h>
+#include <stdint.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+static const char* path;
+static FILE* answers; /* standard output without the library's log lines */
+
+/* The allocator of the whole process, the system's own functions included (glibc). */
+extern void* __libc_malloc(size_t size);
+extern void* __libc_calloc(size_t count, size_t size);
+extern void* __libc_realloc(void* memory, size_t size);
+static long allocations, failing, lasting; /* failing 0: memory is plentiful */
+static int mayAllocate(void) {
+    if (failing == 0) return 1;
+    ++allocations;
+    int may = lasting ? allocations < failing : allocations != failing;
+    if (!may) errno = ENOMEM;
+    return may;
+}
+void* malloc(size_t size) {
+    return mayAllocate() ? __libc_malloc(size) : NULL;
+}
+void* calloc(size_t count, size_t size) {
+    return mayAllocate() ? __libc_calloc(count, size) : NULL;
+}
+void* realloc(void* memory, size_t size) {
+    return mayAllocate() ? __libc_realloc(memory, size) : NULL;
+}
+
+static void fail(const char* what, long number) {
+    fprintf(stderr, "%s: %ld\n", what, number);
+    exit(1);
+}
+
+static void* load(void) {
+    void* library = dlopen(path, RTLD_NOW | RTLD_LOCAL);
+    if (!library) fail(dlerror(), 0);
+    return library;
+}
+
+/* A function's address as the pointer that its caller needs. */
+static void* find(void* library, const char* name) {
+    void* address = dlsym(library, name);
+    if (!address) fail(name, 0);
+    return address;
+}
+
+static const char* text(void* library, const char* name) {
+    const char* (*call)(void) = NULL;
+    void* address = find(library, name);
+    memcpy(&call, &address, sizeof call);
+    return call();
+}
+
+static double real(void* library, const char* name) {
+    double (*call)(void) = NULL;
+    void* address = find(library, name);
+    memcpy(&call, &address, sizeof call);
+    return call();
+}
+
+static int whole(void* library, const char* name) {
+    int32_t (*call)(void) = NULL;
+    void* address = find(library, name);
+    memcpy(&call, &address, sizeof call);
+    return call();
+}
+
+/* Everything that answers at once; returns how many guarded reports a fault ended. */
+static int poll(void* library) {
+    static const char* const guarded[] = {"getNetCurrentSpeed", "getNetCardMessage"};
+    int faults = 0;
+    for (int i = 0; i < 2; ++i) {
+        const char* answer = text(library, guarded[i]);
+        if (answer[0] == '[' || strcmp(answer, "null") == 0) continue;
+        if (!strstr(answer, "catch SEH exception: EXCEPTION_ACCESS_VIOLATION")) fail(answer, i);
+        ++faults;
+    }
+    text(library, "getAllDiskType");
+    int load = whole(library, "getMemoryLoad");
+    if (load < 0 || load > 100) fail("getMemoryLoad", load);
+    if (whole(library, "initBattery") < 0) fail("initBattery", -1);
+    real(library, "getGpuLoad");
+    text(library, "getLastError");
+    return faults;
+}
+
+/* The functions that first measure the processor for half a second. */
+static void pollProcessor(void* library) {
+    if (real(library, "getCpuLoad") < 0) fail("getCpuLoad", -1);
+    real(library, "getCpuFrequency");
+    if (whole(library, "getCpuBaseFrequency") <= 0) fail("getCpuBaseFrequency", -1);
+}
+
+static int openDescriptors(void) {
+    int count = 0;
+    DIR* folder = opendir("/proc/self/fd");
+    while (readdir(folder))
+        ++count;
+    closedir(folder);
+    return count;
+}
+
+static int mappings(void) {
+    char line[4096];
+    int count = 0;
+    FILE* maps = fopen("/proc/self/maps", "r");
+    while (fgets(line, sizeof line, maps))
+        if (strstr(line, "libOrvane_HwProbe")) ++count;
+    fclose(maps);
+    return count;
+}
+
+static void unload(long cycles) {
+    int descriptors = openDescriptors();
+    for (long cycle = 0; cycle < cycles; ++cycle) {
+        void* library = load();
+        if (poll(library) != 0) fail("a report met a fault", cycle);
+        if (cycle == 0) pollProcessor(library);
+        if (mappings() == 0) fail("the library has another name", cycle);
+        dlclose(library);
+        if (mappings() != 0) fail("mappings left in cycle", cycle);
+        if (openDescriptors() != descriptors) fail("descriptors open after the unloading", openDescriptors());
+        struct sigaction action;
+        sigaction(SIGSEGV, NULL, &action);
+        if (action.sa_handler != SIG_DFL) fail("a handler left in cycle", cycle);
+    }
+    fprintf(answers, "%ld cycles\n", cycles);
+}
+
+static atomic_int stop;
+
+static void* pollUntilStopped(void* library) {
+    while (!stop)
+        poll(library);
+    return NULL;
+}
+
+static void forkWhilePolling(long children) {
+    void* library = load();
+    pthread_t thread;
+    pthread_create(&thread, NULL, pollUntilStopped, library);
+    for (long number = 0; number < children; ++number) {
+        struct timespec pause = {0, 1000000 + number * 37000};
+        nanosleep(&pause, NULL);
+        pid_t child = fork();
+        if (child == 0) {
+            alarm(20);
+            struct sigaction action;
+            sigaction(SIGSEGV, NULL, &action);
+            if (action.sa_handler != SIG_DFL) fail("a handler left in child", number);
+            if (poll(library) + poll(library) != 0) fail("a fault in child", number);
+            if (number % 10 == 0) pollProcessor(library);
+            exit(0);
+        }
+        int status = 0;
+        if (child < 0 || waitpid(child, &status, 0) != child || status != 0)
+            fail("a child ended with", status);
+    }
+    stop = 1;
+    pthread_join(thread, NULL);
+    fprintf(answers, "%ld children\n", children);
+}
+
+static atomic_long sent, outside;
+
+static void count(int signal) {
+    (void)signal;
+    ++outside;
+}
+
+static void* sendFaults(void* target) {
+    while (!stop) {
+        struct timespec pause = {0, 1000000};
+        nanosleep(&pause, NULL);
+        if (pthread_kill(*(pthread_t*)target, SIGSEGV) == 0) ++sent;
+    }
+    return NULL;
+}
+
+static void storm(long seconds) {
+    void* library = load();
+    signal(SIGSEGV, count);
+    pthread_t self = pthread_self(), thread;
+    pthread_create(&thread, NULL, sendFaults, &self);
+    time_t end = time(NULL) + seconds;
+    long polls = 0, faults = 0;
+    for (; time(NULL) < end; ++polls)
+        faults += poll(library);
+    pollProcessor(library);
+    stop = 1;
+    pthread_join(thread, NULL);
+    if (poll(library) != 0) fail("a fault after the last signal", polls);
+    struct sigaction action;
+    sigaction(SIGSEGV, NULL, &action);
+    if (action.sa_handler != count) fail("the host's handler is gone", 0);
+    if (faults == 0 || outside == 0) fail("no signal met a guarded report, or none met the host", faults);
+    fprintf(answers, "%ld polls, %ld signals: %ld ended a report, %ld went to the host\n", polls, (long)sent,
+            faults, (long)outside);
+}
+
+static void scarce(long most) {
+    static const char* const reports[] = {"getNetCurrentSpeed", "getNetCardMessage", "getAllDiskType",
+                                          "getMemoryManufacturerAndModel"};
+    void* library = load();
+    for (int i = 0; i < 8; ++i)
+        for (long number = 1; number <= most; ++number) {
+            pid_t child = fork();
+            if (child == 0) {
+                alarm(20);
+                lasting = i % 2;
+                allocations = 0;
+                failing = number;
+                text(library, reports[i / 2]);
+                failing = 0;
+                text(library, reports[i / 2]);
+                _exit(allocations < number ? 2 : 0);
+            }
+            int status = 0;
+            waitpid(child, &status, 0);
+            if (WIFSIGNALED(status) || (WEXITSTATUS(status) != 0 && WEXITSTATUS(status) != 2))
+                fail(reports[i / 2], number);
+            if (status != 0) break; /* fewer allocations than that */
+        }
+}
+
+int main(int argc, char** argv) {
+    if (argc != 4) fail("usage: lifecycle LIBRARY unload|fork|scarce|storm NUMBER; arguments", argc);
+    path = argv[1];
+    answers = fdopen(dup(STDOUT_FILENO), "w");
+    if (!answers || !freopen("/dev/null", "w", stdout)) fail("standard output", 0);
+    long number = atol(argv[3]);
+    if (strcmp(argv[2], "unload") == 0) unload(number);
+    if (strcmp(argv[2], "fork") == 0) forkWhilePolling(number);
+    if (strcmp(argv[2], "scarce") == 0) scarce(number);
+    if (strcmp(argv[2], "storm") == 0) storm(number);
+    return 0;
+}

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <stdexcept>
+#include <string_view>
+
+namespace tool {
+
+/// Standard output took no more.
+class OutputError : public std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/// Writes to standard output and hands it on at once. Throws OutputError, also for what was lost before.
+void put(std::string_view text);
+
+} // namespace tool
