@@ -1,6 +1,7 @@
 #include "Explain.h"
 
 #include "Commands.h"
+#include "Output.h"
 #include "disk_engine/AttributeNames.h"
 #include "disk_engine/DriveRecord.h"
 #include "disk_engine/Interpretation.h"
@@ -130,23 +131,25 @@ Json orNull(const char* text) {
     return text ? Json(text) : Json();
 }
 
+bool hasThreshold(const AtaSmartInfo& asi, std::uint32_t i) {
+    return asi.IsThresholdCorrect && asi.Threshold[i].ThresholdId == asi.Attribute[i].Id;
+}
+
 Json attributesOf(const AtaSmartInfo& asi) {
     Json list = Json::array();
     for (std::uint32_t i = 0; i < asi.AttributeCount; ++i) {
         const SMART_ATTRIBUTE& entry = asi.Attribute[i];
-        const bool hasThreshold = asi.IsThresholdCorrect && asi.Threshold[i].ThresholdId == entry.Id;
-        list.push_back(
-            {{"id", entry.Id},
-             {"name", AttributeName(asi, entry)},
-             {"current", asi.IsNVMe ? Json() : Json(entry.CurrentValue)},
-             {"worst", asi.IsNVMe ? Json() : Json(entry.WorstValue)},
-             {"threshold", !asi.IsNVMe && hasThreshold ? Json(asi.Threshold[i].ThresholdValue) : Json()},
-             {"raw", entry.raw()}});
+        list.push_back({{"id", entry.Id},
+                        {"name", AttributeName(asi, entry)},
+                        {"current", asi.IsNVMe ? Json() : Json(entry.CurrentValue)},
+                        {"worst", asi.IsNVMe ? Json() : Json(entry.WorstValue)},
+                        {"threshold", hasThreshold(asi, i) ? Json(asi.Threshold[i].ThresholdValue) : Json()},
+                        {"raw", entry.raw()}});
     }
     return list;
 }
 
-void printJson(const Explained& drive) {
+std::string asJson(const Explained& drive) {
     const auto& [asi, why] = drive;
     const Json object = {
         {"model", narrow(asi.Model)},
@@ -179,12 +182,13 @@ void printJson(const Explained& drive) {
         {"wearLevelingCount", orNull(asi.WearLevelingCount, kNone)},
         {"attributes", attributesOf(asi)},
     };
-    fmt::print("{}\n", object.dump(2, ' ', false, Json::error_handler_t::replace));
+    return object.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
-/// "  LABEL   VALUE UNIT   RULE"; a value that the record has none of is told as unknown.
-void printValue(const char* label, const std::string& value, const char* rule = nullptr) {
-    fmt::print("  {:<19}{:<14}{}\n", label, value, rule ? rule : "");
+/// "  LABEL   VALUE   RULE"; a value that the record has none of is told as unknown.
+std::string row(const char* label, const std::string& value, const char* rule = nullptr) {
+    if (!rule) return fmt::format("  {:<16}{}\n", label, value);
+    return fmt::format("  {:<16}{:<14}  {}\n", label, value, rule);
 }
 std::string known(std::int32_t value, std::int32_t none, const char* unit = "") {
     return value == none ? "unknown" : fmt::format("{}{}", value, unit);
@@ -205,46 +209,44 @@ std::string joined(std::initializer_list<std::string> parts) {
     return text;
 }
 
-void printAttributes(const AtaSmartInfo& asi) {
-    if (asi.AttributeCount == 0) {
-        fmt::print("\nNo attribute in the SMART block.\n");
-        return;
-    }
-    fmt::print(asi.IsNVMe ? "\n   ID  {:<38}{:>16}\n" : "\n   ID  {0:<38}{2:>8}{3:>7}{4:>11}{1:>17}\n",
-               "Attribute", "Raw value", "Current", "Worst", "Threshold");
+std::string attributeTable(const AtaSmartInfo& asi) {
+    if (asi.AttributeCount == 0) return "\nNo attribute in the SMART block.\n";
+    std::string text = fmt::format("\n  {:>3}  {:<38}", "Id", "Attribute");
+    if (!asi.IsNVMe) text += fmt::format("{:>8}{:>7}{:>11}", "Current", "Worst", "Threshold");
+    text += fmt::format("{:>17}\n", "Raw value");
     for (std::uint32_t i = 0; i < asi.AttributeCount; ++i) {
         const SMART_ATTRIBUTE& entry = asi.Attribute[i];
-        const bool hasThreshold = asi.IsThresholdCorrect && asi.Threshold[i].ThresholdId == entry.Id;
-        fmt::print("  {:>3}  {:<38}", entry.Id, AttributeName(asi, entry));
+        text += fmt::format("  {:>3}  {:<38}", entry.Id, AttributeName(asi, entry));
         if (!asi.IsNVMe)
-            fmt::print("{:>8}{:>7}{:>11}", entry.CurrentValue, entry.WorstValue,
-                       hasThreshold ? std::to_string(asi.Threshold[i].ThresholdValue) : "-");
-        fmt::print("{:>{}}\n", entry.raw(), asi.IsNVMe ? 16 : 17);
+            text += fmt::format("{:>8}{:>7}{:>11}", entry.CurrentValue, entry.WorstValue,
+                                hasThreshold(asi, i) ? std::to_string(asi.Threshold[i].ThresholdValue) : "-");
+        text += fmt::format("{:>17}\n", entry.raw());
     }
+    return text;
 }
 
-void printText(const Explained& drive) {
+std::string asText(const Explained& drive) {
     const auto& [asi, why] = drive;
-    fmt::print("{}\n", printable(asi.Model));
-    printValue("serial number", printable(asi.SerialNumber));
-    printValue("firmware", printable(asi.FirmwareRev));
+    std::string text = printable(asi.Model) + "\n";
+    text += row("serial number", printable(asi.SerialNumber));
+    text += row("firmware", printable(asi.FirmwareRev));
     const std::string kind = asi.IsNVMe  ? "NVMe SSD"
                              : asi.IsSsd ? "SSD"
                              : asi.NominalMediaRotationRate > 1
                                  ? fmt::format("hard disk, {} rpm", asi.NominalMediaRotationRate)
                                  : "hard disk";
     const std::string best = asi.MaxTransferMode.empty() ? "" : "up to " + narrow(asi.MaxTransferMode);
-    printValue("kind", joined({kind, narrow(asi.DeviceNominalFormFactor), narrow(asi.Interface), best,
-                               narrow(asi.MajorVersion)}));
-    printValue("size", asi.TotalDiskSize == 0 ? "unknown" : fmt::format("{} MB", asi.TotalDiskSize));
-    printValue("dialect", asi.SmartKeyName.empty() ? "unknown" : narrow(asi.SmartKeyName),
-               why.dialect ? why.dialect : "no attributes to tell it by");
-    printValue("health", healthWord(asi.DiskStatus), why.health);
-    printValue("life left", known(asi.Life, kNone, " %"), why.life);
-    printValue("temperature", known(asi.Temperature, kNoTemperature, " \u00B0C"), why.temperature);
-    printValue("power-on hours", known(asi.DetectedPowerOnHours, kNone), why.powerOnHours);
-    printValue("power-on count", why.powerOnCount ? std::to_string(asi.PowerOnCount) : "unknown",
-               why.powerOnCount);
+    text += row("kind", joined({kind, narrow(asi.DeviceNominalFormFactor), narrow(asi.Interface), best,
+                                narrow(asi.MajorVersion)}));
+    text += row("size", asi.TotalDiskSize == 0 ? "unknown" : fmt::format("{} MB", asi.TotalDiskSize));
+    text += row("dialect", asi.SmartKeyName.empty() ? "unknown" : narrow(asi.SmartKeyName),
+                why.dialect ? why.dialect : "no attributes to tell it by");
+    text += row("health", healthWord(asi.DiskStatus), why.health);
+    text += row("life left", known(asi.Life, kNone, " %"), why.life);
+    text += row("temperature", known(asi.Temperature, kNoTemperature, " \u00B0C"), why.temperature);
+    text += row("power-on hours", known(asi.DetectedPowerOnHours, kNone), why.powerOnHours);
+    text += row("power-on count", why.powerOnCount ? std::to_string(asi.PowerOnCount) : "unknown",
+                why.powerOnCount);
     const struct {
         const char* label;
         std::int32_t value;
@@ -255,8 +257,8 @@ void printText(const Explained& drive) {
                     {"erased", asi.GBytesErased, " GiB"},
                     {"wear leveling", asi.WearLevelingCount, " cycles"}};
     for (const auto& [label, value, unit] : counters)
-        if (value != kNone) printValue(label, known(value, kNone, unit));
-    printAttributes(asi);
+        if (value != kNone) text += row(label, known(value, kNone, unit));
+    return text + attributeTable(asi);
 }
 
 } // namespace
@@ -264,10 +266,7 @@ void printText(const Explained& drive) {
 int explain(const DriveBlocks& files, bool json) {
     const auto drive = files.nvme ? explainNvme(files) : explainAta(files);
     if (!drive) return kExitUsage;
-    if (json)
-        printJson(*drive);
-    else
-        printText(*drive);
+    put(json ? asJson(*drive) : asText(*drive));
     return kExitOk;
 }
 

@@ -1,6 +1,7 @@
 // hwprobe: a command-line host of the library, for support and for trying it out.
 
 #include "Commands.h"
+#include "Explain.h"
 #include "Exports.h"
 #include "Output.h"
 #include "Terminal.h"
@@ -24,6 +25,7 @@ struct Options {
     std::vector<std::string> calls;
     std::int64_t interval = 1000;
     std::uint64_t count = 0;
+    tool::DriveBlocks blocks;
 };
 
 // Never destroyed: the library's exit list may still ask it.
@@ -46,13 +48,15 @@ int execute(const CLI::App& app, const Options& options) {
     }
     if (app.got_subcommand("show")) return tool::show(title, options.json);
     if (app.got_subcommand("call")) return tool::call(options.calls);
+    if (app.got_subcommand("explain")) return tool::explain(options.blocks, options.json);
     return tool::watch(title, options.interval, options.count, machine != nullptr);
 }
 
 /// What kept the arguments from being understood, or a text that was asked for.
 int refuse(const CLI::App& app, const CLI::ParseError& problem) {
     if (app.get_subcommands().empty() && app.remaining_size() != 0) {
-        std::fprintf(stderr, "%s: no such command; the commands are show, call and watch (see --help)\n",
+        std::fprintf(stderr,
+                     "%s: no such command; the commands are show, call, watch and explain (see --help)\n",
                      app.remaining().front().c_str());
         return tool::kExitUsage;
     }
@@ -78,7 +82,8 @@ int run(int argc, char** argv) {
     app.require_subcommand(1);
     app.footer("Status: 0 all answered; 2 wrong usage, a machine file that cannot be used, or a failure "
                "planned in it\n"
-               "that no request met; 3 a call failed; 4 the output cannot be written.");
+               "that no request met; 3 a call failed; 4 the output cannot be written;\n"
+               "5 a hardware fault ended a call.");
 
     CLI::App& show =
         *app.add_subcommand("show", "Every reading once, with units, or the reason why it failed");
@@ -99,6 +104,21 @@ int run(int argc, char** argv) {
         ->type_name("N")
         ->check(CLI::Range(std::int64_t{0}, std::int64_t{1'000'000'000}))
         ->capture_default_str();
+
+    CLI::App& explain =
+        *app.add_subcommand("explain", "What the library makes of a drive's raw blocks, and by which rule");
+    const auto block = [&](const char* name, std::string& path, const char* what) {
+        return explain.add_option(name, path, what)->type_name("FILE");
+    };
+    block("--identify", options.blocks.identify,
+          "IDENTIFY DEVICE, 512 bytes; with --nvme Identify Controller, 4096 bytes")
+        ->required();
+    block("--smart", options.blocks.smart, "SMART READ DATA, 512 bytes; with --nvme log page 2, 512 bytes")
+        ->required();
+    CLI::Option* const thresholds =
+        block("--thresholds", options.blocks.thresholds, "SMART READ THRESHOLDS, 512 bytes");
+    explain.add_flag("--nvme", options.blocks.nvme, "The blocks are an NVMe drive's")->excludes(thresholds);
+    explain.add_flag("--json", options.json, "One JSON object; null where the drive tells nothing");
 
     try {
         app.parse(argc, argv);
