@@ -69,7 +69,7 @@ class Call(unittest.TestCase):
             (["call", "getMemoryLoad:1"], "takes no index"),
             (["call", "sleep:soon"], "whole number"),
             (["call"], "CALL"),
-            (["look"], "look: no such command; the commands are show, call and watch"),
+            (["look"], "look: no such command; the commands are show, call, watch and explain"),
             ([], "--help"),
             (["show", "--machine", "missing.json"], "missing.json"),
             (["show", "--machine", ""], "--machine"),

@@ -188,7 +188,7 @@ std::string asJson(const Explained& drive) {
 /// "  LABEL   VALUE   RULE"; a value that the record has none of is told as unknown.
 std::string row(const char* label, const std::string& value, const char* rule = nullptr) {
     if (!rule) return fmt::format("  {:<16}{}\n", label, value);
-    return fmt::format("  {:<16}{:<14}  {}\n", label, value, rule);
+    return fmt::format("  {:<16}{:<26}  {}\n", label, value, rule);
 }
 std::string known(std::int32_t value, std::int32_t none, const char* unit = "") {
     return value == none ? "unknown" : fmt::format("{}{}", value, unit);
@@ -236,10 +236,10 @@ std::string asText(const Explained& drive) {
                                  ? fmt::format("hard disk, {} rpm", asi.NominalMediaRotationRate)
                                  : "hard disk";
     const std::string best = asi.MaxTransferMode.empty() ? "" : "up to " + narrow(asi.MaxTransferMode);
-    text += row("kind", joined({kind, narrow(asi.DeviceNominalFormFactor), narrow(asi.Interface), best,
-                                narrow(asi.MajorVersion)}));
+    text += row("kind", joined({kind, narrow(asi.DeviceNominalFormFactor),
+                                asi.IsNVMe ? "" : narrow(asi.Interface), best, narrow(asi.MajorVersion)}));
     text += row("size", asi.TotalDiskSize == 0 ? "unknown" : fmt::format("{} MB", asi.TotalDiskSize));
-    text += row("dialect", asi.SmartKeyName.empty() ? "unknown" : narrow(asi.SmartKeyName),
+    text += row("dialect", joined({narrow(asi.SsdVendorString), narrow(asi.SmartKeyName)}),
                 why.dialect ? why.dialect : "no attributes to tell it by");
     text += row("health", healthWord(asi.DiskStatus), why.health);
     text += row("life left", known(asi.Life, kNone, " %"), why.life);

@@ -38,6 +38,23 @@ void addCommon(CLI::App& command, Options& options) {
     command.add_flag("--log", options.log, "Write the library's log lines to standard error");
 }
 
+void addExplain(CLI::App& app, Options& options) {
+    CLI::App& explain =
+        *app.add_subcommand("explain", "What the library makes of a drive's raw blocks, and by which rule");
+    const auto block = [&](const char* name, std::string& path, const char* what) {
+        return explain.add_option(name, path, what)->type_name("FILE");
+    };
+    block("--identify", options.blocks.identify,
+          "IDENTIFY DEVICE, 512 bytes; with --nvme Identify Controller, 4096 bytes")
+        ->required();
+    block("--smart", options.blocks.smart, "SMART READ DATA, 512 bytes; with --nvme log page 2, 512 bytes")
+        ->required();
+    CLI::Option* const thresholds =
+        block("--thresholds", options.blocks.thresholds, "SMART READ THRESHOLDS, 512 bytes");
+    explain.add_flag("--nvme", options.blocks.nvme, "The blocks are an NVMe drive's")->excludes(thresholds);
+    explain.add_flag("--json", options.json, "One JSON object; null where the drive tells nothing");
+}
+
 int execute(const CLI::App& app, const Options& options) {
     orv::setConsole(options.log ? orv::Console::standardError : orv::Console::off);
     std::string title = "This machine";
@@ -105,20 +122,7 @@ int run(int argc, char** argv) {
         ->check(CLI::Range(std::int64_t{0}, std::int64_t{1'000'000'000}))
         ->capture_default_str();
 
-    CLI::App& explain =
-        *app.add_subcommand("explain", "What the library makes of a drive's raw blocks, and by which rule");
-    const auto block = [&](const char* name, std::string& path, const char* what) {
-        return explain.add_option(name, path, what)->type_name("FILE");
-    };
-    block("--identify", options.blocks.identify,
-          "IDENTIFY DEVICE, 512 bytes; with --nvme Identify Controller, 4096 bytes")
-        ->required();
-    block("--smart", options.blocks.smart, "SMART READ DATA, 512 bytes; with --nvme log page 2, 512 bytes")
-        ->required();
-    CLI::Option* const thresholds =
-        block("--thresholds", options.blocks.thresholds, "SMART READ THRESHOLDS, 512 bytes");
-    explain.add_flag("--nvme", options.blocks.nvme, "The blocks are an NVMe drive's")->excludes(thresholds);
-    explain.add_flag("--json", options.json, "One JSON object; null where the drive tells nothing");
+    addExplain(app, options);
 
     try {
         app.parse(argc, argv);
