@@ -5,14 +5,17 @@
 
 namespace orv::platform {
 
-int openDescriptor(int folder, const char* path, int flags, mode_t mode) noexcept {
-    const int file = ::openat(folder, path, flags | O_CLOEXEC, mode);
+int aboveStandard(int file) noexcept {
     if (file < 0 || file > STDERR_FILENO) return file;
     const int moved = ::fcntl(file, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     const int error = errno;
     ::close(file);
     errno = error;
     return moved;
+}
+
+int openDescriptor(int folder, const char* path, int flags, mode_t mode) noexcept {
+    return aboveStandard(::openat(folder, path, flags | O_CLOEXEC, mode));
 }
 
 } // namespace orv::platform

@@ -5,6 +5,9 @@
 
 namespace orv::platform {
 
+/// The descriptor itself, or its move to a number above the standard streams; -1 and errno stay as they are.
+int aboveStandard(int file) noexcept;
+
 /// openat for the library's own descriptors: no child inherits one, and none is 0, 1 or 2. A host that has
 /// closed a standard stream would otherwise read from the library's file, or write to it.
 /// -1 and errno on failure.

@@ -1,5 +1,6 @@
 #include "platform/linux/NamedMutexes.h"
 
+#include "platform/linux/Descriptor.h"
 #include "platform/linux/ErrorCodes.h"
 #include "platform/text.h"
 
@@ -42,16 +43,6 @@ std::string fileName(std::wstring_view name) {
     return text;
 }
 
-/// A descriptor that takes the place of none of the three standard streams, which a host may have closed.
-int aboveStandard(int file) {
-    if (file < 0 || file > STDERR_FILENO) return file;
-    const int moved = ::fcntl(file, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    const int cause = errno;
-    ::close(file);
-    errno = cause;
-    return moved;
-}
-
 /// A plain file of one name. What has a second name belongs to somebody else and is not written to.
 bool isLockFile(const struct stat& facts) {
     return S_ISREG(facts.st_mode) && facts.st_nlink == 1;
@@ -59,8 +50,7 @@ bool isLockFile(const struct stat& facts) {
 
 /// Something else under the name than a lock: a link or a pipe is neither followed nor waited for.
 Result<int> openExisting(const std::string& path) {
-    const int file =
-        aboveStandard(::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
+    const int file = openDescriptor(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
     if (file < 0) {
         const bool other = errno == ELOOP || errno == EISDIR || errno == ENXIO;
         return Result<int>::failed(other ? kNoLockFile : errorFromErrno(errno));

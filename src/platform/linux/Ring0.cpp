@@ -1,5 +1,6 @@
 #include "platform/linux/Ring0.h"
 
+#include "platform/linux/Descriptor.h"
 #include "platform/linux/ErrorCodes.h"
 
 #include <algorithm>
@@ -85,7 +86,7 @@ bool hasMachineRegisters() {
 
 class OpenFile {
   public:
-    OpenFile(const std::string& path, int mode) : file_(::open(path.c_str(), mode | O_CLOEXEC)) {}
+    OpenFile(const std::string& path, int mode) : file_(openDescriptor(path.c_str(), mode)) {}
     ~OpenFile() {
         if (file_ >= 0) ::close(file_);
     }

@@ -65,8 +65,11 @@ std::string firstLine(std::string text) {
 
 Result<OpenFolder> RootedFiles::openFolder(std::string_view path) const {
     Result<OpenFolder> folder;
-    folder.value.reset(::opendir(full(path).c_str()));
-    if (!folder.value) folder.error = errorFromErrno(errno);
+    const int file = openDescriptor(full(path).c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK);
+    if (file >= 0) folder.value.reset(::fdopendir(file));
+    if (folder.value) return folder;
+    folder.error = errorFromErrno(errno);
+    if (file >= 0) ::close(file);
     return folder;
 }
 
