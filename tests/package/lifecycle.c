@@ -248,7 +248,7 @@ int main(int argc, char** argv) {
     path = argv[1];
     answers = fdopen(dup(STDOUT_FILENO), "w");
     if (!answers || !freopen("/dev/null", "w", stdout)) fail("standard output", 0);
-    long number = atol(argv[3]);
+    long number = strtol(argv[3], NULL, 10);
     if (strcmp(argv[2], "unload") == 0) unload(number);
     if (strcmp(argv[2], "fork") == 0) forkWhilePolling(number);
     if (strcmp(argv[2], "scarce") == 0) scarce(number);

@@ -110,17 +110,26 @@ bool isStackOverflow(int signal, const siginfo_t& info, const ucontext_t& contex
     return address >= top - page && address < reinterpret_cast<std::uintptr_t>(&guard);
 }
 
+/// What the host wants of a signal; the system's own action after a handler that wanted to be called once
+/// was.
+struct sigaction hostAction(std::size_t i) {
+    struct sigaction host = hostActions[i];
+    if (hostActionSpent[i].load()) {
+        host.sa_flags &= ~SA_SIGINFO;
+        host.sa_handler = SIG_DFL;
+    }
+    return host;
+}
+
 /// Gives a fault that is none of ours to whom it would have gone.
 void passToHost(int signal, siginfo_t* info, void* context) {
     std::size_t i = 0;
     while (kSignals[i] != signal)
         ++i;
-    struct sigaction host = hostActions[i];
-    if (hostActionSpent[i].load()) host.sa_handler = SIG_DFL;
-    const bool isFunction =
-        (host.sa_flags & SA_SIGINFO) != 0 || (host.sa_handler != SIG_DFL && host.sa_handler != SIG_IGN);
-    if (!isFunction) {
-        if (host.sa_handler == SIG_IGN && wasSent(*info)) return;
+    const struct sigaction host = hostAction(i);
+    const auto handler = host.sa_handler; // one place with sa_sigaction
+    if (handler == SIG_DFL || handler == SIG_IGN) {
+        if (handler == SIG_IGN && wasSent(*info)) return;
         // The system's own action: put it back and let the instruction, or the signal again, run into it.
         ::sigaction(signal, &host, nullptr);
         if (wasSent(*info)) ::syscall(SYS_tgkill, ::getpid(), ::syscall(SYS_gettid), signal);
@@ -128,10 +137,11 @@ void passToHost(int signal, siginfo_t* info, void* context) {
     }
     if (host.sa_flags & SA_RESETHAND) hostActionSpent[i].store(true);
     // The system takes the mask away again when this handler returns.
-    if (!(host.sa_flags & SA_NODEFER)) ::sigaddset(&host.sa_mask, signal);
-    ::pthread_sigmask(SIG_BLOCK, &host.sa_mask, nullptr);
+    sigset_t mask = host.sa_mask;
+    if (!(host.sa_flags & SA_NODEFER)) ::sigaddset(&mask, signal);
+    ::pthread_sigmask(SIG_BLOCK, &mask, nullptr);
     if (host.sa_flags & SA_SIGINFO) return host.sa_sigaction(signal, info, context);
-    host.sa_handler(signal);
+    handler(signal);
 }
 
 void onFault(int signal, siginfo_t* info, void* context) {
@@ -175,8 +185,7 @@ void installHandlers() {
 /// A handler that the host set meanwhile stays.
 void removeHandlers() {
     for (std::size_t i = 0; i < kSignals.size(); ++i) {
-        struct sigaction host = hostActions[i];
-        if (hostActionSpent[i].load()) host.sa_handler = SIG_DFL;
+        const struct sigaction host = hostAction(i);
         struct sigaction found {};
         ::sigaction(kSignals[i], &host, &found);
         if (!isOurs(found)) ::sigaction(kSignals[i], &found, nullptr);
