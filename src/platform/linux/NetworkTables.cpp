@@ -20,9 +20,14 @@ constexpr char kNoAddress[] = "0.0.0.0";
 
 /// Takes the next blank-separated word off the head of `text`.
 std::string_view takeWord(std::string_view& text) {
-    text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
-    const auto end = std::min(text.find_first_of(" \t\n"), text.size());
-    const std::string_view word = text.substr(0, end);
+    const auto isBlank = [](char letter) { return letter == ' ' || letter == '\t'; };
+    std::size_t first = 0;
+    while (first < text.size() && isBlank(text[first]))
+        ++first;
+    std::size_t end = first;
+    while (end < text.size() && !isBlank(text[end]) && text[end] != '\n')
+        ++end;
+    const std::string_view word = text.substr(first, end - first);
     text.remove_prefix(end);
     return word;
 }
