@@ -4,7 +4,8 @@
  * Loading      Load the library once and poll it. Loading opens the log file
  *              ./resources/log/cpp/orvaneHwProbe_YYYY-MM-DD.log below the current directory and touches no
  *              hardware. If the file cannot be made, everything else works without it. On Linux the file is
- *              its user's alone, and no symbolic link is followed to it.
+ *              its user's alone, and no symbolic link is followed to it. Loading also makes the lock that
+ *              processes share for some USB bridges: on Linux a file of its name in /run/lock.
  * Log          The file takes lines from debug up, standard output from info up. Two environment variables,
  *              read while loading, choose others: HWPROBE_LOG_FILE and HWPROBE_LOG_CONSOLE, each trace,
  *              debug, info, warning, error, critical or off; what is none of these changes nothing. With

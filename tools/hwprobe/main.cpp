@@ -5,6 +5,7 @@
 #include "Exports.h"
 #include "Output.h"
 #include "Terminal.h"
+#include "frame/border/TextResults.h"
 #include "frame/border/globals.h"
 #include "platform/Platform.h"
 #include "platform/machine/Machine.h"
@@ -60,7 +61,9 @@ int execute(const CLI::App& app, const Options& options) {
     std::string title = "This machine";
     if (!options.machine.empty()) {
         machine = orv::platform::Machine::fromFile(options.machine).release();
+        orv::ProcessState::renew(); // what loading made was this machine's
         orv::platform::use(*machine);
+        orv::frame::makeRoomForFailures();
         title = machine->name() + " (" + options.machine + ")";
     }
     if (app.got_subcommand("show")) return tool::show(title, options.json);

@@ -3,6 +3,7 @@
 
 #include "frame/border/globals.h"
 
+#include "disk_engine/CAtaSmart.h"
 #include "frame/border/TextResults.h"
 #include "frame/sehGuard.h"
 #include "gpu/AdlFunctionTable.h"
@@ -109,6 +110,10 @@ struct HostPlatform {
 
 // After the platform, so that the exit list runs while it is there.
 const bool failuresHaveRoom = (frame::makeRoomForFailures(), true);
+
+// The one engine: it asks the platform for the system's version and its mutex, so it comes after it. It logs
+// nothing, and its place among the loggers could not be told.
+const bool engineMade = (processWide<CAtaSmart>(), true);
 
 } // namespace
 
