@@ -30,7 +30,8 @@ void formatLocated(fmt::wmemory_buffer& text, const std::source_location& where,
     text.append(line.data(), line.data() + line.size());
     text.push_back(L':');
     text.push_back(L' ');
-    fmt::vformat_to(std::back_inserter(text), format, args);
+    // Straight into the buffer: an iterator would take it letter by letter.
+    fmt::detail::vformat_to(text, format, args);
 }
 
 } // namespace orv

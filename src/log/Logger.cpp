@@ -91,6 +91,7 @@ Logger::Logger(const std::string& name)
 }
 
 void Logger::sink_it_(const spdlog::details::log_msg& message) {
+    const BriefScope scope; // over the locks of the formatter and of each sink
     spdlog::memory_buf_t text;
     for (const spdlog::sink_ptr& sink : sinks_) {
         if (!sink->should_log(message.level)) continue;

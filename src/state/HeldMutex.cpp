@@ -81,6 +81,14 @@ void HeldMutex::unlock() noexcept {
     if (use == Use::brief) leaveBrief();
 }
 
+BriefScope::BriefScope() noexcept {
+    enterBrief();
+}
+
+BriefScope::~BriefScope() {
+    leaveBrief();
+}
+
 int HeldMutex::heldCount() noexcept {
     return held.count;
 }
@@ -88,6 +96,12 @@ int HeldMutex::heldCount() noexcept {
 void HeldMutex::releaseDownTo(int count) noexcept {
     while (held.count > count)
         held.innermost->unlock();
+    // The scopes that the ended call was in are gone, too.
+    int left = 0;
+    for (const HeldMutex* mine = held.innermost; mine; mine = mine->outer_)
+        left += mine->use_ == Use::brief ? 1 : 0;
+    while (held.brief > left)
+        leaveBrief();
 }
 
 void ForkSteps::before() noexcept {

@@ -15,7 +15,6 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -182,12 +181,6 @@ int writeToSocket(int stream, std::string_view text) noexcept {
     return resultOf(::send(stream, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL));
 }
 
-/// /dev/null and its neighbours.
-bool isMemoryDevice(const struct stat& facts) {
-    constexpr unsigned kMemoryDevices = 1;
-    return S_ISCHR(facts.st_mode) && major(facts.st_rdev) == kMemoryDevices;
-}
-
 class Console final : public LogOutput {
   public:
     explicit Console(int stream)
@@ -195,9 +188,11 @@ class Console final : public LogOutput {
           limited_(filesAreLimited()) {}
 
     bool write(const LogLine& line) noexcept override {
+        // What has a place to seek to never waits: a file, /dev/null and its neighbours. It is the cheapest
+        // question of its kind.
+        const bool neverWaits = ::lseek(stream_, 0, SEEK_CUR) >= 0;
         struct stat facts {};
-        if (::fstat(stream_, &facts) != 0) return false; // the host has closed it
-        const bool neverWaits = S_ISREG(facts.st_mode) || isMemoryDevice(facts);
+        if (!neverWaits && ::fstat(stream_, &facts) != 0) return false; // the host has closed it
         SignalsHeld signals(limited_ || !neverWaits);
         const int error =
             neverWaits ? writeAll(stream_, line.text) : writeWithoutWaiting(facts.st_mode, line);
