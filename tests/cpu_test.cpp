@@ -69,25 +69,21 @@ TEST(CpuSamples, GiveWhatTheirRegistersHold) {
 }
 
 TEST(CpuSamples, TheIndexWriteAndTheDataReadStandAloneBetweenWaitAndRelease) {
-    const struct {
-        const char* sample;
-        const char* write;
-        const char* read;
-    } rows[] = {
+    const std::tuple<const char*, const char*, const char*> rows[] = {
         {"amd-k8", "WritePciConfigDwordEx 00:18.3 0xe4 0x4", "ReadPciConfigDwordEx 00:18.3 0xe4"},
         {"amd-apu", "WritePciConfigDwordEx 00:00.0 0xb8 0xd8200ca4", "ReadPciConfigDwordEx 00:00.0 0xbc"},
         {"amd-ryzen-desktop", "WritePciConfigDwordEx 00:00.0 0x60 0x59800",
          "ReadPciConfigDwordEx 00:00.0 0x64"},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.sample);
-        TestMachine machine = TestMachine::sample(row.sample);
+    for (const auto& [sample, write, read] : rows) {
+        SCOPED_TRACE(sample);
+        TestMachine machine = TestMachine::sample(sample);
         ASSERT_GT(getCpuTemperature(), 0.0);
         machine->requests().keepRecord(true);
         machine->requests().clearRecord();
         ASSERT_GT(getCpuTemperature(), 0.0);
         EXPECT_THAT(machine->requests().record(),
-                    ElementsAre("architecture", "WaitForSingleObject Global\\Access_PCI", row.write, row.read,
+                    ElementsAre("architecture", "WaitForSingleObject Global\\Access_PCI", write, read,
                                 "ReleaseMutex Global\\Access_PCI"));
     }
 }
@@ -132,21 +128,17 @@ TEST(CpuInfo, OddProcessorsAndFailures) {
         TestMachine machine = described(inside);
         EXPECT_EQ(name, GetCpuInfo().name);
     }
-    const struct {
-        const char* request;
-        std::uint64_t nth;
-        const char* text;
-    } rows[] = {
+    const std::tuple<const char*, std::uint64_t, const char*> rows[] = {
         {"findLogicalProcessorInformation", 1,
          ": GetProcAddress(GetLogicalProcessorInformation) failed with error: error code: 5 "},
         {"GetLogicalProcessorInformation", 1, ": Error: error code: 5 "},
         {"GetLogicalProcessorInformation", 2, ": Error: error code: 5 "},
     };
-    for (const auto& row : rows) {
+    for (const auto& [request, nth, text] : rows) {
         TestMachine machine = TestMachine::sample("laptop");
-        machine->requests().plan({row.request, row.nth, platform::kAccessDenied, 0});
+        machine->requests().plan({request, nth, platform::kAccessDenied, 0});
         EXPECT_EQ(-1, getCpuBaseFrequency());
-        EXPECT_THAT(getLastError(), HasSubstr(row.text));
+        EXPECT_THAT(getLastError(), HasSubstr(text));
         EXPECT_EQ(2000, getCpuBaseFrequency());
     }
 }
@@ -253,11 +245,7 @@ TEST(CpuIntel, MasksRepeatAfter32Processors) {
 }
 
 TEST(CpuAmd, EachFailureHasItsText) {
-    const struct {
-        const char* sample;
-        const char* request;
-        const char* text;
-    } rows[] = {
+    const std::tuple<const char*, const char*, const char*> rows[] = {
         {"amd-k8", "WaitForSingleObject", ": WaitPciBus failed: 4294967295"},
         {"amd-k8", "WritePciConfigDwordEx", ": WritePciConfigDwordEx failed"},
         {"amd-k8", "ReadPciConfigDwordEx", ": ReadPciConfigDwordEx failed"},
@@ -270,13 +258,13 @@ TEST(CpuAmd, EachFailureHasItsText) {
         {"amd-ryzen-desktop", "WritePciConfigDwordEx", ": Failed to write PCI config dword, error code: 5 "},
         {"amd-ryzen-desktop", "ReadPciConfigDwordEx", ": Failed to read PCI config dword"},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(std::string(row.sample) + " " + row.request);
-        TestMachine machine = TestMachine::sample(row.sample);
+    for (const auto& [sample, request, text] : rows) {
+        SCOPED_TRACE(std::string(sample) + " " + request);
+        TestMachine machine = TestMachine::sample(sample);
         const double good = getCpuTemperature();
-        machine->requests().plan({row.request, 0, platform::kAccessDenied, 0});
+        machine->requests().plan({request, 0, platform::kAccessDenied, 0});
         EXPECT_EQ(-1.0, getCpuTemperature());
-        EXPECT_THAT(getLastError(), HasSubstr(row.text));
+        EXPECT_THAT(getLastError(), HasSubstr(text));
         machine->requests().clearFaults();
         EXPECT_EQ(good, getCpuTemperature());
     }
@@ -293,12 +281,7 @@ TEST(CpuAmd, FamilyAndModelChooseTheReader) {
             {"index": "0x60", "data": "0x64", "registers": [{"at": "0x59800", "value": "0x20000000"}]}]}]})";
     constexpr double kNoReader = -1;
     constexpr double kNoRegister = -2;
-    const struct {
-        std::uint32_t family;
-        std::uint32_t model;
-        const char* northbridge;
-        double temperature;
-    } rows[] = {
+    const std::tuple<std::uint32_t, std::uint32_t, const char*, double> rows[] = {
         {0x0F, 0x04, "0x11031022", 51},          {0x0F, 0x27, "0x11031022", 51},
         {0x0F, 0x28, "0x11031022", 52},          {0x0F, 0x68, "0x11031022", 52},
         {0x0F, 0x69, "0x11031022", 73},          {0x0F, 0x6B, "0x11031022", 73},
@@ -316,25 +299,23 @@ TEST(CpuAmd, FamilyAndModelChooseTheReader) {
         {0x10, 0x04, "0xFFFFFFFF", kNoRegister}, {0x13, 0x01, "0x17031022", kNoReader},
         {0x18, 0x01, "0x00001022", kNoReader},   {0x1A, 0x01, "0x00001022", kNoReader},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(testing::Message()
-                     << std::hex << row.family << "/" << row.model << " " << row.northbridge);
-        const std::uint32_t version =
-            (row.family - 15) << 20 | (row.model >> 4) << 16 | 0xF00 | (row.model & 15) << 4;
+    for (const auto& [family, model, northbridge, temperature] : rows) {
+        SCOPED_TRACE(testing::Message() << std::hex << family << "/" << model << " " << northbridge);
+        const std::uint32_t version = (family - 15) << 20 | (model >> 4) << 16 | 0xF00 | (model & 15) << 4;
         std::string registers = pci;
-        registers.replace(registers.find("NORTHBRIDGE"), 11, row.northbridge);
+        registers.replace(registers.find("NORTHBRIDGE"), 11, northbridge);
         TestMachine machine = described(R"("vendor": "AuthenticAMD", "leaves": [{"leaf": 1, "eax": )" +
                                             std::to_string(version) + "}]",
                                         registers);
         machine->requests().keepRecord(true);
-        EXPECT_EQ(std::max(row.temperature, -1.0), getCpuTemperature());
-        if (row.temperature == kNoRegister) {
+        EXPECT_EQ(std::max(temperature, -1.0), getCpuTemperature());
+        if (temperature == kNoRegister) {
             EXPECT_THAT(getLastError(), HasSubstr(": miscellaneousControlAddress is not initialized"));
         }
-        EXPECT_EQ(row.temperature == kNoReader ? -1 : 0, getCpuBaseFrequency());
-        if (row.temperature == kNoReader) {
+        EXPECT_EQ(temperature == kNoReader ? -1 : 0, getCpuBaseFrequency());
+        if (temperature == kNoReader) {
             EXPECT_EQ(-1.0, getCpuLoad());
-            EXPECT_THAT(getLastError(), HasSubstr(": AMD family not support: " + std::to_string(row.family)));
+            EXPECT_THAT(getLastError(), HasSubstr(": AMD family not support: " + std::to_string(family)));
         }
         // Whether a class fits or not, the clock is measured once.
         EXPECT_EQ(1, std::ranges::count(machine->requests().record(), "timeGetDevCaps"));
@@ -342,29 +323,26 @@ TEST(CpuAmd, FamilyAndModelChooseTheReader) {
 }
 
 TEST(CpuLoad, EveryStepMayFailAndTheSampleBeforeIsKept) {
-    const struct {
-        const char* request;
-        const char* text;
-    } rows[] = {
+    const std::pair<const char*, const char*> rows[] = {
         {"openQuery", ": PdhOpenQuery failed, error code: 5 "},
         {"addCounter", ": PdhAddCounter failed, error code: 5 "},
         {"collectQueryData", ": PdhCollectQueryData failed, error code: 5 "},
         {"getRawCounterValue", ": PdhGetRawCounterValue failed, error code: 5 "},
         {"calculateCounterFromRawValue", ": PdhCalculateCounterFromRawValue failed, error code: 5 "},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.request);
+    for (const auto& [request, text] : rows) {
+        SCOPED_TRACE(request);
         TestMachine machine = TestMachine::sample("intel-desktop");
         getCpuLoad();
         machine->machineClock().sleepNs(4000 * kMillisecond); // 60 percent through all of the last seconds
         getCpuLoad();
         machine->machineClock().sleepNs(50 * kMillisecond);
-        machine->requests().plan({row.request, 0, platform::kAccessDenied, 0});
+        machine->requests().plan({request, 0, platform::kAccessDenied, 0});
         machine->requests().keepRecord(true);
         EXPECT_EQ(-1.0, getCpuLoad());
-        EXPECT_THAT(getLastError(), HasSubstr(row.text));
+        EXPECT_THAT(getLastError(), HasSubstr(text));
         const auto& record = machine->requests().record();
-        const bool opened = std::string_view(row.request) != "openQuery";
+        const bool opened = std::string_view(request) != "openQuery";
         EXPECT_EQ(opened ? 1 : 0, std::ranges::count(record, "closeQuery"));
         machine->requests().clearFaults();
         EXPECT_DOUBLE_EQ(0.6, getCpuLoad());
@@ -382,56 +360,47 @@ TEST(CpuLoad, AFirstValueOfNothingIsNoSample) {
 }
 
 TEST(CpuSpeed, FailuresOfSetUpAndSampling) {
-    const struct {
-        const char* request;
-        std::uint64_t nth;
-        const char* first; // of the set-up; empty: it succeeds
-        const char* later; // of every call after it; empty: the speed
-    } rows[] = {
+    // first: of the set-up; empty: it succeeds
+    // later: of every call after it; empty: the speed
+    const std::tuple<const char*, std::uint64_t, const char*, const char*> rows[] = {
         {"openQuery", 1, ": PdhOpenQuery failed, ", ""},
         {"addCounter", 1, ": PdhAddCounter Performance failed, ",
          ": PdhGetFormattedCounterValue cpuPerformance failed, "},
         {"addCounter", 2, ": PdhAddCounter Frequency failed, ",
          ": PdhGetFormattedCounterValue cpuBasicSpeed failed, "},
         {"getFormattedCounterValue", 2, "", ": PdhGetFormattedCounterValue cpuBasicSpeed failed, "},
+        // What a collection says is not looked at, in the set-up as little as later.
+        {"collectQueryData", 1, "", ""},
+        {"collectQueryData", 2, "", ""},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(std::string(row.request) + std::to_string(row.nth));
+    for (const auto& [request, nth, first, later] : rows) {
+        SCOPED_TRACE(std::string(request) + std::to_string(nth));
         TestMachine machine = TestMachine::sample("intel-desktop");
-        machine->requests().plan({row.request, row.nth, platform::kAccessDenied, 0});
-        EXPECT_EQ(*row.first ? -1.0 : 0.0, getCpuFrequency());
-        EXPECT_THAT(getLastError(), HasSubstr(row.first));
-        EXPECT_EQ(*row.later ? -1.0 : 0.0, getCpuFrequency());
-        if (*row.later) {
-            EXPECT_THAT(getLastError(), HasSubstr(row.later));
-        } else {
-            EXPECT_DOUBLE_EQ(4320.0, getCpuFrequency());
+        machine->requests().plan({request, nth, platform::kAccessDenied, 0});
+        EXPECT_EQ(*first ? -1.0 : 0.0, getCpuFrequency());
+        EXPECT_THAT(getLastError(), HasSubstr(first));
+        if (*later) {
+            EXPECT_EQ(-1.0, getCpuFrequency());
+            EXPECT_THAT(getLastError(), HasSubstr(later));
+            continue;
         }
-    }
-    // What a collection says is not looked at, in the set-up as little as later.
-    for (const std::uint64_t nth : {1, 2}) {
-        TestMachine machine = TestMachine::sample("intel-desktop");
-        machine->requests().plan({"collectQueryData", nth, platform::kAccessDenied, 0});
-        EXPECT_EQ(0.0, getCpuFrequency());
+        if (*first) {
+            EXPECT_EQ(0.0, getCpuFrequency());
+        }
         EXPECT_DOUBLE_EQ(4320.0, getCpuFrequency());
     }
 }
 
 TEST(Clock, RoundsTiesToTheEvenNeighbour) {
-    const struct {
-        double x;
-        double rounded;
-    } rows[] = {{0.5, 0}, {1.5, 2}, {2.5, 2}, {2.4999, 2}, {2.5001, 3}, {-0.5, 0}, {-1.5, -2}, {72, 72}};
-    for (const auto& row : rows)
-        EXPECT_EQ(row.rounded, RoundHalfEven(row.x)) << row.x;
+    const std::pair<double, double> rows[] = {{0.5, 0},    {1.5, 2},  {2.5, 2},   {2.4999, 2},
+                                              {2.5001, 3}, {-0.5, 0}, {-1.5, -2}, {72, 72}};
+    for (const auto& [x, rounded] : rows)
+        EXPECT_EQ(rounded, RoundHalfEven(x)) << x;
 }
 
 TEST(Clock, SnapsTheFirstMeasurementAndTakesTheSecondRaw) {
-    const struct {
-        std::uint32_t tscKHz;
-        const char* missing; // the clock that fails
-        const char* line;
-    } rows[] = {
+    // missing: the clock that fails
+    const std::tuple<std::uint32_t, const char*, const char*> rows[] = {
         {3600000, "", "3600MHz, Freq: 3600MHz, RealFreq: 3600MHz"},
         // 50 * 66666.66 kHz
         {3333000, "", "3333MHz, Freq: 3333MHz, RealFreq: 3333MHz"},
@@ -441,14 +410,14 @@ TEST(Clock, SnapsTheFirstMeasurementAndTakesTheSecondRaw) {
         {2612345, "timeGetDevCaps", "2613MHz, Freq: 0MHz, RealFreq: 2613MHz"},
         {2394000, "queryPerformanceFrequency", "2400MHz, Freq: 2400MHz, RealFreq: 0MHz"},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.line);
-        TestMachine machine = described("\"tscKHz\": " + std::to_string(row.tscKHz));
-        if (*row.missing) machine->requests().plan({row.missing, 0, platform::kAccessDenied, 0});
+    for (const auto& [tscKHz, missing, line] : rows) {
+        SCOPED_TRACE(line);
+        TestMachine machine = described("\"tscKHz\": " + std::to_string(tscKHz));
+        if (*missing) machine->requests().plan({missing, 0, platform::kAccessDenied, 0});
         machine->requests().keepRecord(true);
         CapturedLog log({&cpuFrequencyLogger});
         CCpuInfo::GetCPUSpeed();
-        EXPECT_THAT(log.lines(), ElementsAre(std::string("info CCpuInfo::GetCPUSpeed: ") + row.line));
+        EXPECT_THAT(log.lines(), ElementsAre(std::string("info CCpuInfo::GetCPUSpeed: ") + line));
         EXPECT_EQ("setPriorities 0x20 0", machine->requests().record().back()); // as it was
     }
 }

@@ -115,25 +115,22 @@ TEST(Mutexes, OpenInOrderAndCloseWithTheProcess) {
 }
 
 TEST(Mutexes, AWaitThatDoesNotOwnIsToldAsItIs) {
-    const struct {
-        const char* mutex;
-        std::uint32_t wait;
-        std::uint32_t next; // the wait after it
-    } rows[] = {
+    // next: the wait after it
+    const std::tuple<const char*, std::uint32_t, std::uint32_t> rows[] = {
         {R"("heldForMs": 60000)", 0x102, 0x102},
         {R"("heldForMs": 10)", 0, 0}, // it waits that long and no longer
         {R"("heldForMs": 11)", 0x102, 0},
         {R"("heldForMs": 5, "abandoned": true)", 0x80, 0},
         {R"("error": 5)", 0xFFFFFFFF, 0xFFFFFFFF},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.mutex);
-        Described machine(R"("mutexes": [{"name": "Global\\Access_PCI", )" + std::string(row.mutex) + "}]");
-        EXPECT_EQ(row.wait, Mutexes::WaitPciBus());
+    for (const auto& [mutex, wait, next] : rows) {
+        SCOPED_TRACE(mutex);
+        Described machine(R"("mutexes": [{"name": "Global\\Access_PCI", )" + std::string(mutex) + "}]");
+        EXPECT_EQ(wait, Mutexes::WaitPciBus());
         // An abandoned mutex is handed back at once: other threads would wait for it for ever.
-        EXPECT_EQ(row.wait == 0x80 ? 1 : 0,
+        EXPECT_EQ(wait == 0x80 ? 1 : 0,
                   std::ranges::count(machine->requests().record(), "ReleaseMutex Global\\Access_PCI"));
-        EXPECT_EQ(row.next, Mutexes::WaitPciBus());
+        EXPECT_EQ(next, Mutexes::WaitPciBus());
     }
 }
 
