@@ -53,7 +53,6 @@ TEST(WinRing0, EachStatusHasItsStateAndText) {
         {"3", 3, "DLL Status Error: DRIVER_NOT_FOUND"},
         {"4", 4, "DLL Status Error: DRIVER_UNLOADED"},
         {"5", 5, "DLL Status Error: DRIVER_NOT_LOADED_ON_NETWORK"},
-        {"6", 9, "DLL Status Error: UNKNOWN_ERROR, error code: 0 message: "},
         {"4294967295", 9, "DLL Status Error: UNKNOWN_ERROR, error code: 0 message: "},
     };
     for (const auto& [status, state, text] : rows) {
