@@ -12,10 +12,7 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
+#include <future>
 #include <thread>
 
 namespace orv::test {
@@ -53,6 +50,7 @@ TEST(WinRing0, EachStatusHasItsStateAndText) {
         {"3", 3, "DLL Status Error: DRIVER_NOT_FOUND"},
         {"4", 4, "DLL Status Error: DRIVER_UNLOADED"},
         {"5", 5, "DLL Status Error: DRIVER_NOT_LOADED_ON_NETWORK"},
+        {"6", 9, "DLL Status Error: UNKNOWN_ERROR, error code: 0 message: "},
         {"4294967295", 9, "DLL Status Error: UNKNOWN_ERROR, error code: 0 message: "},
     };
     for (const auto& [status, state, text] : rows) {
@@ -147,84 +145,25 @@ TEST(Mutexes, TheLockReleasesOnEveryPath) {
     EXPECT_EQ(3, std::ranges::count(machine->requests().record(), "ReleaseMutex Global\\Access_PCI"));
 }
 
-// ---- Two processes ------------------------------------------------------------------------------------
-
-// Every test process has a folder of its own, so the second one is told where the first one writes. Taken
-// before the tests change the folder, in which the program's path may be a relative one.
-const std::filesystem::path kStartFolder = std::filesystem::current_path();
-
-/// What the second process does: owns the PCI bus until a file tells it to release it or to end with it.
-TEST(PciBusHolder, DISABLED_Holds) {
-    const auto host = platform::makeHostPlatform();
-    const InUse inUse(*host);
-    std::uint32_t wait = 0;
-    for (int attempt = 0; attempt < 100; ++attempt)
-        if (wait = Mutexes::WaitPciBus(); wait == 0) break;
-    std::puts(wait == 0 ? "held" : "not held");
-    std::fflush(stdout);
-    const std::string orderFile = testing::internal::GetArgvs().back();
-    std::string order;
-    for (int look = 0; look < 4000 && order.empty(); ++look) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        std::ifstream(orderFile) >> order;
-    }
-    if (order == "end") std::_Exit(0);
-    Mutexes::ReleasePciBus();
-}
-
-class Holder {
-  public:
-    Holder() {
-        const std::string program = (kStartFolder / testing::internal::GetArgvs()[0]).string();
-        const std::string command =
-            "\"" + program +
-            "\" --gtest_filter=PciBusHolder.DISABLED_Holds --gtest_also_run_disabled_tests \"" +
-            orderFile_.string() + "\"";
-#ifdef _WIN32
-        output_ = ::_popen(("\"" + command + "\"").c_str(), "r");
-#else
-        output_ = ::popen(command.c_str(), "r");
-#endif
-        while (output_ && !held() && std::fgets(line_, sizeof line_, output_)) {
-        }
-    }
-    ~Holder() { order("end"); }
-    Holder(const Holder&) = delete;
-    Holder& operator=(const Holder&) = delete;
-
-    bool held() const { return std::string_view(line_).starts_with("held"); }
-    /// Waits for the process to end.
-    void order(const char* word) {
-        if (!output_) return;
-        std::ofstream("order.part") << word;
-        std::filesystem::rename("order.part", orderFile_);
-        while (std::fgets(line_, sizeof line_, output_)) {
-        }
-#ifdef _WIN32
-        ::_pclose(output_);
-#else
-        ::pclose(output_);
-#endif
-        output_ = nullptr;
-        std::filesystem::remove(orderFile_);
-    }
-
-  private:
-    const std::filesystem::path orderFile_ = std::filesystem::absolute("pci-bus-holder.order");
-    std::FILE* output_ = nullptr;
-    char line_[256] = "";
-};
-
-TEST(PciBus, AnotherProcessKeepsAReadingAwayFromTheRegisters) {
+TEST(PciBus, AnotherOwnerKeepsAReadingAwayFromTheRegisters) {
     const auto host = platform::makeHostPlatform();
     TestMachine machine = TestMachine::sample("amd-ryzen-desktop");
     machine->useMutexes(host->namedMutexes());
-    getCpuTemperature(); // takes the mark of a holder that an earlier, broken run may have left
+    getCpuTemperature(); // takes the mark of an owner that an earlier, broken run may have left
     EXPECT_EQ(57.5, getCpuTemperature());
-    for (const char* way : {"release", "end"}) {
-        SCOPED_TRACE(way);
-        Holder holder;
-        ASSERT_TRUE(holder.held());
+    for (const bool releases : {true, false}) {
+        SCOPED_TRACE(releases);
+        std::promise<bool> held;
+        std::promise<void> end;
+        std::thread owner([&] {
+            const auto other = platform::makeHostPlatform(); // shares nothing with ours but the system
+            platform::NamedMutexes& mutexes = other->namedMutexes();
+            const auto bus = mutexes.CreateMutexW(L"Global\\Access_PCI").value;
+            held.set_value(mutexes.WaitForSingleObject(bus, 1000) == platform::kWaitOwned);
+            end.get_future().wait();
+            if (releases) mutexes.ReleaseMutex(bus);
+        });
+        EXPECT_TRUE(held.get_future().get());
         machine->requests().keepRecord(true);
         machine->requests().clearRecord();
         const auto start = std::chrono::steady_clock::now();
@@ -234,9 +173,10 @@ TEST(PciBus, AnotherProcessKeepsAReadingAwayFromTheRegisters) {
         EXPECT_LT(waited, std::chrono::seconds(2));
         EXPECT_THAT(getLastError(), HasSubstr("Failed to wait for PCI bus mutex"));
         EXPECT_THAT(machine->requests().record(), testing::Not(Contains(HasSubstr("PciConfig"))));
-        holder.order(way);
-        // A bus whose holder died is told once, then it is free.
-        if (std::string_view(way) == "end") {
+        end.set_value();
+        owner.join();
+        // A bus whose owner ended without a release is told once, then it is free.
+        if (!releases) {
             EXPECT_EQ(-1.0, getCpuTemperature());
         }
         EXPECT_EQ(57.5, getCpuTemperature());

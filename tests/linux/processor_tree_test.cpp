@@ -218,14 +218,16 @@ TEST(LinuxTimers, ARealTimePolicyWhereItIsGrantedAndTheFormerOneBack) {
         ASSERT_EQ(0, ::setpriority(PRIO_PROCESS, 0, 3));
         LinuxTimers timers;
         const Priorities before = timers.priorities();
-        timers.setPriorities({0x100, 15});
-        const int during = ::sched_getscheduler(0);
+        const auto policyOf = [&](const Priorities& priorities) {
+            timers.setPriorities(priorities);
+            return ::sched_getscheduler(0);
+        };
+        const int during = policyOf({0x100, 15});
         sched_param lowest{};
         lowest.sched_priority = 1;
         const bool granted = ::sched_setscheduler(0, SCHED_FIFO, &lowest) == 0;
         EXPECT_EQ(granted ? SCHED_FIFO : SCHED_BATCH, during);
-        timers.setPriorities(before);
-        EXPECT_EQ(SCHED_BATCH, ::sched_getscheduler(0));
+        EXPECT_EQ(SCHED_BATCH, policyOf(before));
         EXPECT_EQ(3, ::getpriority(PRIO_PROCESS, 0));
         if (!granted) return;
         // A limit on the time of real-time threads would end the process in the middle of a measurement.
@@ -234,8 +236,7 @@ TEST(LinuxTimers, ARealTimePolicyWhereItIsGrantedAndTheFormerOneBack) {
         rlimit limited = unlimited;
         limited.rlim_cur = 200'000; // microseconds
         ASSERT_EQ(0, ::setrlimit(RLIMIT_RTTIME, &limited));
-        timers.setPriorities({0x100, 15});
-        EXPECT_EQ(SCHED_BATCH, ::sched_getscheduler(0));
+        EXPECT_EQ(SCHED_BATCH, policyOf({0x100, 15}));
         timers.setPriorities(before);
         EXPECT_EQ(3, ::getpriority(PRIO_PROCESS, 0));
         ASSERT_EQ(0, ::setrlimit(RLIMIT_RTTIME, &unlimited));
@@ -244,8 +245,7 @@ TEST(LinuxTimers, ARealTimePolicyWhereItIsGrantedAndTheFormerOneBack) {
         ASSERT_EQ(0, ::sched_setscheduler(0, SCHED_RR, &lowest));
         const Priorities realTime = timers.priorities();
         timers.setPriorities({0x100, 15});
-        timers.setPriorities(realTime);
-        EXPECT_EQ(SCHED_RR, ::sched_getscheduler(0));
+        EXPECT_EQ(SCHED_RR, policyOf(realTime));
         ::sched_getparam(0, &lowest);
         EXPECT_EQ(7, lowest.sched_priority);
     }).join();
