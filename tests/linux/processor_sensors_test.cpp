@@ -297,7 +297,8 @@ class AmdTree : public ProcessorTree {
                       {'\x22', '\x10', static_cast<char>(northbridge), static_cast<char>(northbridge >> 8)});
         tree.file(pci + "18.3/config", space);
     }
-    void k10temp(const std::vector<std::pair<const char*, int>>& sensors) {
+    using Sensors = std::vector<std::pair<const char*, int>>;
+    void k10temp(const Sensors& sensors) {
         const std::string folder = "sys/bus/pci/devices/0000:00:18.3/hwmon/hwmon4";
         tree.remove(folder);
         tree.file(folder + "/name", "k10temp\n");
@@ -312,17 +313,16 @@ class AmdTree : public ProcessorTree {
 };
 
 TEST_F(AmdTree, TheControlTemperatureInEachFamilysRegister) {
-    const std::tuple<std::uint32_t, std::uint16_t, std::vector<std::pair<const char*, int>>, double> rows[] =
-        {
-            {0x00800F11, 0x1463, {{"Tctl", 57500}, {"Tdie", 37500}, {"Tccd1", 36000}}, 57.5},
-            {0x00800F11, 0x1463, {{"Tdie", 37500}, {"Tctl", 57500}}, 57.5},
-            {0x00A20F10, 0x1653, {{"Tctl", 41125}}, 41.125},
-            {0x00A20F10, 0x1653, {{"Tctl", -3000}}, -3.0},
-            {0x00A20F10, 0x1653, {{"Tctl", 206875}}, 206.875},
-            {0x00100F42, 0x1203, {{"", 47500}}, 47.5},
-            {0x00660F01, 0x1573, {{"", 52250}}, 52.25}, // behind the SMU
-            {0x00660F01, 0x1573, {{"", -1000}}, 0.0},   // a register without a sign
-        };
+    const std::tuple<std::uint32_t, std::uint16_t, Sensors, double> rows[] = {
+        {0x00800F11, 0x1463, {{"Tctl", 57500}, {"Tdie", 37500}, {"Tccd1", 36000}}, 57.5},
+        {0x00800F11, 0x1463, {{"Tdie", 37500}, {"Tctl", 57500}}, 57.5},
+        {0x00A20F10, 0x1653, {{"Tctl", 41125}}, 41.125},
+        {0x00A20F10, 0x1653, {{"Tctl", -3000}}, -3.0},
+        {0x00A20F10, 0x1653, {{"Tctl", 206875}}, 206.875},
+        {0x00100F42, 0x1203, {{"", 47500}}, 47.5},
+        {0x00660F01, 0x1573, {{"", 52250}}, 52.25}, // behind the SMU
+        {0x00660F01, 0x1573, {{"", -1000}}, 0.0},   // a register without a sign
+    };
     for (const auto& [version, northbridge, sensors, degrees] : rows) {
         SCOPED_TRACE(testing::Message() << std::hex << version << " " << sensors.back().second);
         family(version, northbridge);

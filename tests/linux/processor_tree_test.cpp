@@ -1,15 +1,13 @@
 // The Linux side over captured trees: register files, topology, clocks, lock files.
 
+#include "cpu/cpu.h"
+#include "frame/HWException.h"
 #include "linux/CapturedTree.h"
-#include "platform/NamedMutexes.h"
-#include "platform/PerformanceCounters.h"
-#include "platform/Processor.h"
-#include "platform/Ring0.h"
 #include "platform/linux/LinuxPlatform.h"
+#include "support/TestMachine.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -152,23 +150,16 @@ TEST_F(LinuxTree, LoadIsTheShareOfTicksThatAreNotIdle) {
     EXPECT_FALSE(counters.getRawCounterValue(counter).ok());
 }
 
-/// One sample of a machine's speed, MHz; -1 without one.
+/// One sample of a machine's speed, MHz; fails without one.
 double speedOf(LinuxPlatform& machine) {
-    PerformanceCounters& counters = machine.performanceCounters();
-    const auto query = counters.openQuery().value;
-    const auto performance =
-        counters.addCounter(query, L"\\Processor Information(_Total)\\% Processor Performance").value;
-    const auto frequency =
-        counters.addCounter(query, L"\\Processor Information(_Total)\\Processor Frequency").value;
-    counters.collectQueryData(query);
-    const auto percent = counters.getFormattedCounterValue(performance, kFormatDouble);
-    const auto base = counters.getFormattedCounterValue(frequency, kFormatDouble);
-    counters.closeQuery(query);
-    return percent.ok() && base.ok() ? percent.value.doubleValue / 100 * base.value.doubleValue : -1.0;
+    const InUse inUse(machine);
+    DefaultCpu cpu({});
+    cpu.GetCpuSpeed(); // sets the query up
+    return cpu.GetCpuSpeed();
 }
 
 TEST_F(LinuxTree, ClocksComeFromCpufreqElseFromTheProcessorsReport) {
-    EXPECT_EQ(-1.0, speedOf(side)); // neither source
+    EXPECT_THROW(speedOf(side), HWException); // neither source
     tree.file("proc/cpuinfo",
               "processor\t: 0\ncpu MHz\t\t: 2000.000\nprocessor\t: 1\ncpu MHz\t\t: 3000.500\n");
     EXPECT_NEAR(2500.25, speedOf(side), 0.1);
@@ -179,8 +170,7 @@ TEST_F(LinuxTree, ClocksComeFromCpufreqElseFromTheProcessorsReport) {
     tree.file(policy + "4/scaling_cur_freq", "4200000\n");
     LinuxPlatform machine(tree.root());
     EXPECT_NEAR((3 * 1800 + 4200) / 4.0, speedOf(machine), 0.1);
-    tree.file(policy + "4/scaling_cur_freq",
-              "<unsupported>\n"); // a policy without a clock
+    tree.file(policy + "4/scaling_cur_freq", "<unsupported>\n");
     EXPECT_NEAR(1800.0, speedOf(machine), 0.1);
     tree.remove(policy + "4");
     tree.file(policy + "6/scaling_cur_freq", "3000000\n");
