@@ -170,7 +170,7 @@ TEST(CoreId, DividesTheApicIdByVendor) {
     } rows[] = {
         // 16 ids of 8 cores: one bit for the thread, three for the core; the package's bits go.
         {"GenuineIntel", 27, 16, 4, R"({"leaf": 4, "eax": "0x1C000000"})", 5},
-        // Without leaf 4, or with one that the processor does not name, a package is one core.
+        // Where the processor does not name leaf 4, a package is one core.
         {"GenuineIntel", 5, 8, 3, R"({"leaf": 4, "eax": "0x1C000000"})", 0},
         // Fewer ids than cores: no bit for the thread.
         {"GenuineIntel", 3, 1, 4, R"({"leaf": 4, "eax": "0x0C000000"})", 3},
