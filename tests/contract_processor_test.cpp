@@ -51,11 +51,8 @@ TEST_P(ProcessorContract, AffinityComesBack) {
     ASSERT_TRUE(processor.SetThreadAffinityMask(one).ok());
     EXPECT_EQ(one, processor.SetThreadAffinityMask(before.value).value);
 }
-INSTANTIATE_SIDES(ProcessorContract);
 
-class TimersContract : public Contract {};
-
-TEST_P(TimersContract, ClocksMoveTogetherAndPrioritiesComeBack) {
+TEST_P(ProcessorContract, ClocksMoveTogetherAndPrioritiesComeBack) {
     platform::Timers& timers = side().timers();
     const auto periods = timers.timeGetDevCaps();
     ASSERT_TRUE(periods.ok());
@@ -81,11 +78,8 @@ TEST_P(TimersContract, ClocksMoveTogetherAndPrioritiesComeBack) {
     EXPECT_EQ(before.processClass, timers.priorities().processClass);
     EXPECT_EQ(before.thread, timers.priorities().thread);
 }
-INSTANTIATE_SIDES(TimersContract);
 
-class NamedMutexesContract : public Contract {};
-
-TEST_P(NamedMutexesContract, OneMutexAName) {
+TEST_P(ProcessorContract, OneMutexAName) {
     platform::NamedMutexes& mutexes = side().namedMutexes();
     constexpr platform::ErrorCode notOwner = 288; // ERROR_NOT_OWNER
     const auto first = mutexes.CreateMutexW(L"HwProbe_Contract_Test");
@@ -111,11 +105,8 @@ TEST_P(NamedMutexesContract, OneMutexAName) {
     mutexes.CloseHandle(second.value);
     EXPECT_EQ(platform::kWaitFailed, mutexes.WaitForSingleObject(0, 0));
 }
-INSTANTIATE_SIDES(NamedMutexesContract);
 
-class PerformanceCountersContract : public Contract {};
-
-TEST_P(PerformanceCountersContract, UnknownCountersFail) {
+TEST_P(ProcessorContract, UnknownCountersFail) {
     platform::PerformanceCounters& counters = side().performanceCounters();
     const auto query = counters.openQuery();
     ASSERT_TRUE(query.ok() && query.value != 0);
@@ -124,11 +115,8 @@ TEST_P(PerformanceCountersContract, UnknownCountersFail) {
     EXPECT_FALSE(counters.getFormattedCounterValue(0, platform::kFormatDouble).ok());
     counters.closeQuery(query.value);
 }
-INSTANTIATE_SIDES(PerformanceCountersContract);
 
-class Ring0Contract : public Contract {};
-
-TEST_P(Ring0Contract, WhatDoesNotAnswerGivesOnesOrFails) {
+TEST_P(ProcessorContract, WhatDoesNotAnswerGivesOnesOrFails) {
     platform::Ring0& ring0 = side().ring0();
     const platform::pciAddress nobody = 0xFE << 8 | 0x1F << 3 | 7;
     EXPECT_EQ(0xFF, ring0.ReadPciConfigByte(nobody, 0));
@@ -141,7 +129,8 @@ TEST_P(Ring0Contract, WhatDoesNotAnswerGivesOnesOrFails) {
     EXPECT_EQ(0u, msr.result);
     EXPECT_NE(platform::kSuccess, msr.error);
 }
-INSTANTIATE_SIDES(Ring0Contract);
+
+INSTANTIATE_SIDES(ProcessorContract);
 
 } // namespace
 } // namespace orv::test

@@ -8,6 +8,7 @@
 #include "platform/linux/LinuxPlatform.h"
 #include "support/TestMachine.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <bitset>
@@ -93,10 +94,7 @@ class ProcessorTree : public testing::Test {
 
     /// As the kernel writes a set of up to 64 processors.
     static std::string words(std::uint64_t set) {
-        char text[24];
-        std::snprintf(text, sizeof text, "%08x,%08x", static_cast<unsigned>(set >> 32),
-                      static_cast<unsigned>(set));
-        return text;
+        return fmt::format("{:08x},{:08x}", set >> 32, set & 0xFFFFFFFF);
     }
 
     void processors(const std::vector<Thread>& threads) {
@@ -108,16 +106,19 @@ class ProcessorTree : public testing::Test {
         }
         std::string onLine;
         for (const Thread& thread : threads) {
-            const std::string folder = "sys/devices/system/cpu/cpu" + number(thread.number);
             const std::string core = words(cores[{thread.package, thread.core}]);
-            tree.file(folder + "/topology/thread_siblings", core + "\n");
-            tree.file(folder + "/topology/core_siblings", words(packages[thread.package]) + "\n");
-            tree.file(folder + "/topology/core_id", number(thread.core) + "\n");
-            tree.file(folder + "/topology/physical_package_id", number(thread.package) + "\n");
-            tree.file(folder + "/cache/index0/level", "2\n");
-            tree.file(folder + "/cache/index0/type", "Unified\n");
-            tree.file(folder + "/cache/index0/size", "1024K\n");
-            tree.file(folder + "/cache/index0/shared_cpu_map", core + "\n");
+            const std::map<std::string, std::string> files = {
+                {"topology/thread_siblings", core},
+                {"topology/core_siblings", words(packages[thread.package])},
+                {"topology/core_id", number(thread.core)},
+                {"topology/physical_package_id", number(thread.package)},
+                {"cache/index0/level", "2"},
+                {"cache/index0/type", "Unified"},
+                {"cache/index0/size", "1024K"},
+                {"cache/index0/shared_cpu_map", core},
+            };
+            for (const auto& [name, content] : files)
+                tree.file("sys/devices/system/cpu/cpu" + number(thread.number) + "/" + name, content + "\n");
             leaves.apicIds[thread.number] = thread.apicId;
             onLine += (onLine.empty() ? "" : ",") + number(thread.number);
         }
@@ -126,9 +127,8 @@ class ProcessorTree : public testing::Test {
         tree.file("sys/devices/system/cpu/online", onLine + "\n");
     }
 
-    /// A monitor of the driver for a package, with degrees by core.
-    void coretemp(std::uint32_t package, const std::map<std::uint32_t, int>& cores,
-                  const std::string& monitor) {
+    /// A monitor of the driver for a package, with degrees of its cores.
+    void coretemp(std::uint32_t package, const std::vector<int>& cores, const std::string& monitor) {
         const std::string device = "sys/devices/platform/coretemp." + number(package);
         const std::string folder = device + "/hwmon/" + monitor;
         tree.remove(device);
@@ -137,28 +137,25 @@ class ProcessorTree : public testing::Test {
         tree.link(folder + "/device", "../../../coretemp." + number(package));
         tree.link("sys/class/hwmon/" + monitor,
                   "../../devices/platform/coretemp." + number(package) + "/hwmon/" + monitor);
-        sensor(folder, 1, "Package id " + number(package), 99);
-        std::uint32_t next = 2;
-        for (const auto& [core, degrees] : cores)
-            sensor(folder, next++, "Core " + number(core), degrees);
+        sensor(folder, 1, "Package id " + number(package), 99000);
+        for (std::uint32_t core = 0; core < cores.size(); ++core)
+            sensor(folder, core + 2, "Core " + number(core), cores[core] * 1000);
     }
-    void sensor(const std::string& folder, std::uint32_t index, const std::string& label, int degrees) {
+    void sensor(const std::string& folder, std::uint32_t index, const std::string& label, int milli) {
         const std::string file = folder + "/temp" + number(index);
-        tree.file(file + "_label", label + "\n");
-        tree.file(file + "_input", std::to_string(degrees * 1000) + "\n");
+        if (!label.empty()) tree.file(file + "_label", label + "\n");
+        tree.file(file + "_input", std::to_string(milli) + "\n");
         tree.file(file + "_crit", "105000\n");
     }
 
-    double temperature() {
+    template <class Call>
+    auto on(Call call) {
         PlatformOf<TreeServices> machine(tree.root(), leaves);
         const InUse inUse(machine);
-        return getCpuTemperature();
+        return call();
     }
-    CpuInfo info() {
-        PlatformOf<TreeServices> machine(tree.root(), leaves);
-        const InUse inUse(machine);
-        return GetCpuInfo();
-    }
+    double temperature() { return on(getCpuTemperature); }
+    CpuInfo info() { return on(GetCpuInfo); }
 
     Tree tree;
     Leaves leaves;
@@ -179,11 +176,11 @@ class IntelTree : public ProcessorTree {
 
 TEST_F(IntelTree, TheMeanIsTheDriversWhateverTheReference) {
     processors(desktop());
-    coretemp(0, {{0, 50}, {1, 52}, {2, 54}, {3, 56}}, "hwmon3");
+    coretemp(0, {50, 52, 54, 56}, "hwmon3");
     EXPECT_EQ(53.0, temperature());
-    coretemp(0, {{0, -20}, {1, -20}, {2, -20}, {3, -20}}, "hwmon3");
+    coretemp(0, {-20, -20, -20, -20}, "hwmon3");
     EXPECT_EQ(-20.0, temperature());
-    coretemp(0, {{0, 103}, {1, 104}, {2, 100}, {3, 100}}, "hwmon3");
+    coretemp(0, {103, 104, 100, 100}, "hwmon3");
     EXPECT_EQ(100.0, temperature()); // the register ends at the reference
 }
 
@@ -194,7 +191,7 @@ TEST_F(IntelTree, ProcessorsThatAreOffLineOrForbiddenDoNotCount) {
         const char* permitted;
         std::uint32_t cores;
         std::uint32_t threads;
-        double temperature;
+        double degrees;
     } rows[] = {
         {"no second threads", {4, 5, 6, 7}, "ff", 4, 4, 53.0},
         {"one thread off line", {2}, "ff", 4, 7, 53.0},
@@ -211,11 +208,11 @@ TEST_F(IntelTree, ProcessorsThatAreOffLineOrForbiddenDoNotCount) {
             tree.file("sys/devices/system/cpu/cpu" + std::to_string(number) + "/online", "0\n");
         tree.file("proc/self/status",
                   "Name:\thost\nCpus_allowed:\t" + std::string(row.permitted) + "\nCpus_allowed_list:\t-\n");
-        coretemp(0, {{0, 50}, {1, 52}, {2, 54}, {3, 56}}, "hwmon0");
+        coretemp(0, {50, 52, 54, 56}, "hwmon0");
         EXPECT_EQ(row.cores, info().processorCoreCount);
         EXPECT_EQ(row.threads, info().logicalProcessorCount);
         EXPECT_EQ(row.cores * 1048576, info().processorL2CacheSize);
-        EXPECT_DOUBLE_EQ(row.temperature, temperature());
+        EXPECT_DOUBLE_EQ(row.degrees, temperature());
     }
 }
 
@@ -223,8 +220,8 @@ TEST_F(IntelTree, OnePackageOfTwo) {
     // Numbers alternate between the packages, and each one's cores begin at 0.
     leaves.idsPerPackage = leaves.coresPerPackage = 2;
     processors({{0, 0, 0, 0}, {1, 1, 0, 2}, {2, 0, 1, 1}, {3, 1, 1, 3}});
-    coretemp(1, {{0, 70}, {1, 80}}, "hwmon0");
-    coretemp(0, {{0, 40}, {1, 44}}, "hwmon1");
+    coretemp(1, {70, 80}, "hwmon0");
+    coretemp(0, {40, 44}, "hwmon1");
     EXPECT_EQ(42.0, temperature());
     EXPECT_EQ(1u, info().processorPackageCount);
     EXPECT_EQ(1u, info().numaNodeCount);
@@ -240,10 +237,10 @@ TEST_F(IntelTree, OnePackageOfTwo) {
 TEST_F(IntelTree, TheFirst32ProcessorsOfAPackage) {
     leaves.idsPerPackage = leaves.coresPerPackage = 64;
     std::vector<Thread> threads;
-    std::map<std::uint32_t, int> cores;
+    std::vector<int> cores;
     for (std::uint32_t i = 0; i < 40; ++i) {
         threads.push_back({i + 2, 0, i, i}); // 0 and 1 are off line
-        cores[i] = i < 32 ? 40 + static_cast<int>(i % 2) : 90;
+        cores.push_back(i < 32 ? 40 + static_cast<int>(i % 2) : 90);
     }
     processors(threads);
     coretemp(0, cores, "hwmon2");
@@ -268,12 +265,12 @@ TEST_F(IntelTree, ADriverMayGoAndComeAndTheRegisterIsTheSecondWay) {
     const InUse inUse(machine);
     EXPECT_EQ(-1.0, getCpuTemperature());
     EXPECT_THAT(getLastError(), testing::HasSubstr(": DLL Status Error: DRIVER_NOT_LOADED"));
-    coretemp(0, {{0, 50}, {1, 52}, {2, 54}, {3, 56}}, "hwmon3");
+    coretemp(0, {50, 52, 54, 56}, "hwmon3");
     EXPECT_EQ(53.0, getCpuTemperature());
     tree.remove("sys/devices/platform/coretemp.0");
     tree.remove("sys/class/hwmon");
     EXPECT_EQ(4294967295.0, getCpuTemperature());
-    coretemp(0, {{0, 60}, {1, 62}, {2, 64}, {3, 66}}, "hwmon5");
+    coretemp(0, {60, 62, 64, 66}, "hwmon5");
     EXPECT_EQ(63.0, getCpuTemperature());
     // One core's sensor fails: its register is read, the others' stay.
     tree.remove("sys/devices/platform/coretemp.0/hwmon/hwmon5/temp3_input");
@@ -296,22 +293,18 @@ class AmdTree : public ProcessorTree {
         const std::string pci = "sys/bus/pci/devices/0000:00:";
         tree.file(pci + "00.0/config", std::string(256, '\x11'));
         std::string space(64, '\0');
-        space[0] = 0x22;
-        space[1] = 0x10;
-        space[2] = static_cast<char>(northbridge);
-        space[3] = static_cast<char>(northbridge >> 8);
+        space.replace(0, 4,
+                      {'\x22', '\x10', static_cast<char>(northbridge), static_cast<char>(northbridge >> 8)});
         tree.file(pci + "18.3/config", space);
     }
-    void k10temp(const std::vector<std::pair<const char*, int>>& sensors) {
+    using Sensors = std::vector<std::pair<const char*, int>>;
+    void k10temp(const Sensors& sensors) {
         const std::string folder = "sys/bus/pci/devices/0000:00:18.3/hwmon/hwmon4";
         tree.remove(folder);
         tree.file(folder + "/name", "k10temp\n");
         std::uint32_t next = 1;
-        for (const auto& [label, milli] : sensors) {
-            const std::string file = folder + "/temp" + number(next++);
-            tree.file(file + "_input", std::to_string(milli) + "\n");
-            if (*label) tree.file(file + "_label", std::string(label) + "\n");
-        }
+        for (const auto& [label, milli] : sensors)
+            sensor(folder, next++, label, milli);
     }
     std::string rootComplex() const {
         std::ifstream file(tree.root() + "/sys/bus/pci/devices/0000:00:00.0/config");
@@ -320,12 +313,7 @@ class AmdTree : public ProcessorTree {
 };
 
 TEST_F(AmdTree, TheControlTemperatureInEachFamilysRegister) {
-    const struct {
-        std::uint32_t version;
-        std::uint16_t northbridge;
-        std::vector<std::pair<const char*, int>> sensors;
-        double temperature;
-    } rows[] = {
+    const std::tuple<std::uint32_t, std::uint16_t, Sensors, double> rows[] = {
         {0x00800F11, 0x1463, {{"Tctl", 57500}, {"Tdie", 37500}, {"Tccd1", 36000}}, 57.5},
         {0x00800F11, 0x1463, {{"Tdie", 37500}, {"Tctl", 57500}}, 57.5},
         {0x00A20F10, 0x1653, {{"Tctl", 41125}}, 41.125},
@@ -335,11 +323,11 @@ TEST_F(AmdTree, TheControlTemperatureInEachFamilysRegister) {
         {0x00660F01, 0x1573, {{"", 52250}}, 52.25}, // behind the SMU
         {0x00660F01, 0x1573, {{"", -1000}}, 0.0},   // a register without a sign
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(testing::Message() << std::hex << row.version << " " << row.sensors.back().second);
-        family(row.version, row.northbridge);
-        k10temp(row.sensors);
-        EXPECT_EQ(row.temperature, temperature());
+    for (const auto& [version, northbridge, sensors, degrees] : rows) {
+        SCOPED_TRACE(testing::Message() << std::hex << version << " " << sensors.back().second);
+        family(version, northbridge);
+        k10temp(sensors);
+        EXPECT_EQ(degrees, temperature());
         EXPECT_EQ(std::string(256, '\x11'), rootComplex()); // nothing was written
     }
     // Without the driver the pair itself is written and read.

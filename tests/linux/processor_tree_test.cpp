@@ -1,19 +1,18 @@
 // The Linux side over captured trees: register files, topology, clocks, lock files.
 
-#include "cpu/cpu_info.h"
-#include "platform/NamedMutexes.h"
-#include "platform/PerformanceCounters.h"
-#include "platform/Processor.h"
-#include "platform/Ring0.h"
+#include "cpu/cpu.h"
+#include "frame/HWException.h"
+#include "linux/CapturedTree.h"
 #include "platform/linux/LinuxPlatform.h"
+#include "support/TestMachine.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <map>
 #include <sched.h>
 #include <sys/file.h>
 #include <sys/resource.h>
@@ -28,55 +27,49 @@ namespace {
 namespace fs = std::filesystem;
 using namespace platform;
 
-class Tree : public testing::Test {
+class LinuxTree : public testing::Test {
   protected:
-    Tree() {
-        char name[] = "/tmp/hwprobe-tree-XXXXXX";
-        root_ = ::mkdtemp(name);
-        side = std::make_unique<LinuxPlatform>(root_);
-    }
-    ~Tree() override { fs::remove_all(root_); }
-
-    void file(const std::string& path, const std::string& content) const {
-        fs::create_directories(fs::path(root_ + path).parent_path());
-        std::ofstream(root_ + path, std::ios::binary) << content;
+    std::string at(const std::string& path) const { return tree.root() + "/" + path; }
+    void folder(const std::string& path) const {
+        fs::create_directories(at(path));
+        fs::permissions(at(path), fs::perms::all | fs::perms::sticky_bit);
     }
 
-    std::string root_;
-    std::unique_ptr<LinuxPlatform> side;
+    const Tree tree;
+    LinuxPlatform side{tree.root()};
 };
 
-TEST_F(Tree, StatusFollowsTheRegisterDevice) {
-    Ring0& ring0 = side->ring0();
+TEST_F(LinuxTree, StatusFollowsTheRegisterDevice) {
+    Ring0& ring0 = side.ring0();
     EXPECT_EQ(kFileNotFound, ring0.InitializeOls());
     EXPECT_EQ(2u, ring0.GetDllStatus().status);
-    file("/dev/cpu/0/msr", "");
+    tree.file("dev/cpu/0/msr", "");
     EXPECT_EQ(kSuccess, ring0.InitializeOls());
     EXPECT_EQ(0u, ring0.GetDllStatus().status);
-    fs::remove(root_ + "/dev/cpu/0/msr");
-    fs::create_symlink("msr", root_ + "/dev/cpu/0/msr"); // there, and does not open
+    tree.remove("dev/cpu/0/msr");
+    tree.link("dev/cpu/0/msr", "msr"); // there, and does not open
     EXPECT_EQ(9u, ring0.GetDllStatus().status);
     EXPECT_NE(kSuccess, ring0.GetDllStatus().cause);
     ring0.releaseOls();
     EXPECT_EQ(4u, ring0.GetDllStatus().status);
 }
 
-TEST_F(Tree, RegistersOfTheLowestProcessorOfTheMask) {
+TEST_F(LinuxTree, RegistersOfTheLowestProcessorOfTheMask) {
     std::string registers(0x19C, '\0');
     registers += std::string("\x00\x00\x2D\x88\x01\x00\x00\x00", 8);
-    file("/dev/cpu/3/msr", registers);
-    EXPECT_EQ(0x1882D0000u, side->ring0().RdmsrTx(0x19C, 0x18).value);
-    EXPECT_EQ(0u, side->ring0().RdmsrTx(0x1A0, 8).result); // behind what answers
-    EXPECT_EQ(kFileNotFound, side->ring0().RdmsrTx(0x19C, 1).error);
-    EXPECT_EQ(kInvalidParameter, side->ring0().RdmsrTx(0x19C, 0).error);
+    tree.file("dev/cpu/3/msr", registers);
+    EXPECT_EQ(0x1882D0000u, side.ring0().RdmsrTx(0x19C, 0x18).value);
+    EXPECT_EQ(0u, side.ring0().RdmsrTx(0x1A0, 8).result); // behind what answers
+    EXPECT_EQ(kFileNotFound, side.ring0().RdmsrTx(0x19C, 1).error);
+    EXPECT_EQ(kInvalidParameter, side.ring0().RdmsrTx(0x19C, 0).error);
 }
 
-TEST_F(Tree, ConfigurationSpaceEndsWhereTheProcessMayNotSee) {
-    Ring0& ring0 = side->ring0();
+TEST_F(LinuxTree, ConfigurationSpaceEndsWhereTheProcessMayNotSee) {
+    Ring0& ring0 = side.ring0();
     const pciAddress address = 0x18 << 3 | 3;
     std::string space(64, '\0');
     space.replace(0, 4, "\x22\x10\x03\x12");
-    file("/sys/bus/pci/devices/0000:00:18.3/config", space);
+    tree.file("sys/bus/pci/devices/0000:00:18.3/config", space);
     EXPECT_EQ(0x12031022u, ring0.ReadPciConfigDwordEx(address, 0).value);
     EXPECT_EQ(0x1203, ring0.ReadPciConfigWord(address, 2));
     EXPECT_EQ(0x12, ring0.ReadPciConfigByte(address, 3));
@@ -88,34 +81,35 @@ TEST_F(Tree, ConfigurationSpaceEndsWhereTheProcessMayNotSee) {
     EXPECT_EQ(0xA1B2, ring0.ReadPciConfigWord(address, 0x3E));
 }
 
-TEST_F(Tree, PortsAreBytesOfTheirDevice) {
-    file("/dev/port", std::string(16, '\x07'));
-    side->ring0().WriteIoPortByte(4, 0x11);
-    side->ring0().WriteIoPortWord(6, 0x3322);
-    EXPECT_EQ(0x11, side->ring0().ReadIoPortByte(4));
-    EXPECT_EQ(0x22, side->ring0().ReadIoPortByte(6));
-    EXPECT_EQ(0x33, side->ring0().ReadIoPortByte(7));
-    EXPECT_EQ(0x07, side->ring0().ReadIoPortByte(8));
-    EXPECT_EQ(0xFF, side->ring0().ReadIoPortByte(99));
+TEST_F(LinuxTree, PortsAreBytesOfTheirDevice) {
+    tree.file("dev/port", std::string(16, '\x07'));
+    side.ring0().WriteIoPortByte(4, 0x11);
+    side.ring0().WriteIoPortWord(6, 0x3322);
+    EXPECT_EQ(0x11, side.ring0().ReadIoPortByte(4));
+    EXPECT_EQ(0x22, side.ring0().ReadIoPortByte(6));
+    EXPECT_EQ(0x33, side.ring0().ReadIoPortByte(7));
+    EXPECT_EQ(0x07, side.ring0().ReadIoPortByte(8));
+    EXPECT_EQ(0xFF, side.ring0().ReadIoPortByte(99));
 }
 
-TEST_F(Tree, TopologyListsEachSetOnce) {
-    const std::string cpu = "/sys/devices/system/cpu/cpu";
+TEST_F(LinuxTree, TopologyListsEachSetOnce) {
+    const std::string cpu = "sys/devices/system/cpu/cpu";
     for (int i = 0; i < 4; ++i) {
         // The second core reaches past the package.
         const std::string core = i < 2 ? "00000000,00000003" : "00000004,00000008";
-        file(cpu + std::to_string(i) + "/topology/thread_siblings", core + "\n");
-        file(cpu + std::to_string(i) + "/topology/core_siblings", "00000000,0000000f\n");
-        file(cpu + std::to_string(i) + "/cache/index0/level", "1\n");
-        file(cpu + std::to_string(i) + "/cache/index0/type", "Data\n");
-        file(cpu + std::to_string(i) + "/cache/index0/size", "48K\n");
-        file(cpu + std::to_string(i) + "/cache/index0/shared_cpu_map", core + "\n");
+        const std::map<std::string, std::string> files = {
+            {"topology/thread_siblings", core}, {"topology/core_siblings", "00000000,0000000f"},
+            {"cache/index0/level", "1"},        {"cache/index0/type", "Data"},
+            {"cache/index0/size", "48K"},       {"cache/index0/shared_cpu_map", core},
+        };
+        for (const auto& [name, content] : files)
+            tree.file(cpu + std::to_string(i) + "/" + name, content + "\n");
     }
-    file(cpu + "9/online", "0\n"); // off line: no topology
-    file("/sys/devices/system/node/node0/cpumap", "0000000f\n");
+    tree.file(cpu + "9/online", "0\n"); // off line: no topology
+    tree.file("sys/devices/system/node/node0/cpumap", "0000000f\n");
     std::vector<LogicalProcessorRecord> records(16);
     auto length = static_cast<std::uint32_t>(records.size() * sizeof records[0]);
-    ASSERT_EQ(kSuccess, side->processor().GetLogicalProcessorInformation(records.data(), length));
+    ASSERT_EQ(kSuccess, side.processor().GetLogicalProcessorInformation(records.data(), length));
     records.resize(length / sizeof records[0]);
     std::vector<std::uint32_t> seen;
     for (const auto& record : records)
@@ -125,33 +119,30 @@ TEST_F(Tree, TopologyListsEachSetOnce) {
     EXPECT_EQ(wanted, seen);
 }
 
-TEST_F(Tree, LoadIsTheShareOfTicksThatAreNotIdle) {
-    PerformanceCounters& counters = side->performanceCounters();
+TEST_F(LinuxTree, LoadIsTheShareOfTicksThatAreNotIdle) {
+    PerformanceCounters& counters = side.performanceCounters();
     const auto query = counters.openQuery().value;
     const auto counter =
         counters.addCounter(query, L"\\Processor Information(_Total)\\% Processor Utility").value;
     const auto sample = [&](const std::string& line) {
-        file("/proc/stat", line + "\ncpu0 1 2 3 4\n");
+        tree.file("proc/stat", line + "\ncpu0 1 2 3 4\n");
         counters.collectQueryData(query);
         return counters.getRawCounterValue(counter);
     };
     // user nice system idle iowait irq softirq steal guest
     const auto first = sample("cpu  100 10 50 1000 40 5 5 0 77 0");
-    const struct {
-        const char* line;
-        std::int64_t percent;
-    } rows[] = {
+    const std::pair<const char*, std::int64_t> rows[] = {
         {"cpu  125 10 75 1100 90 5 5 0 99 0", 25},
         {"cpu  200 110 50 1000 40 5 5 0 0 0", 100},
         {"cpu  100 10 50 1000 40 5 5 0 0 0", 0}, // no tick between them
         {"cpu  100 10 50 1040 20 5 5 0 0 0", 0}, // the kernel corrected a column downwards
     };
-    for (const auto& row : rows) {
-        const auto next = sample(row.line);
-        ASSERT_TRUE(next.ok()) << row.line;
+    for (const auto& [line, percent] : rows) {
+        const auto next = sample(line);
+        ASSERT_TRUE(next.ok()) << line;
         const auto load =
             counters.calculateCounterFromRawValue(counter, kFormatLarge, next.value, first.value);
-        EXPECT_EQ(row.percent, load.value.largeValue) << row.line;
+        EXPECT_EQ(percent, load.value.largeValue) << line;
     }
     for (const char* broken : {"", "intr 1 2 3", "cpu  1 2 x"})
         EXPECT_FALSE(sample(broken).ok()) << broken;
@@ -159,62 +150,54 @@ TEST_F(Tree, LoadIsTheShareOfTicksThatAreNotIdle) {
     EXPECT_FALSE(counters.getRawCounterValue(counter).ok());
 }
 
-/// One sample of a machine's speed, MHz; -1 without one.
+/// One sample of a machine's speed, MHz; fails without one.
 double speedOf(LinuxPlatform& machine) {
-    PerformanceCounters& counters = machine.performanceCounters();
-    const auto query = counters.openQuery().value;
-    const auto performance =
-        counters.addCounter(query, L"\\Processor Information(_Total)\\% Processor Performance").value;
-    const auto frequency =
-        counters.addCounter(query, L"\\Processor Information(_Total)\\Processor Frequency").value;
-    counters.collectQueryData(query);
-    const auto percent = counters.getFormattedCounterValue(performance, kFormatDouble);
-    const auto base = counters.getFormattedCounterValue(frequency, kFormatDouble);
-    counters.closeQuery(query);
-    return percent.ok() && base.ok() ? percent.value.doubleValue / 100 * base.value.doubleValue : -1.0;
+    const InUse inUse(machine);
+    DefaultCpu cpu({});
+    cpu.GetCpuSpeed(); // sets the query up
+    return cpu.GetCpuSpeed();
 }
 
-TEST_F(Tree, ClocksComeFromCpufreqElseFromTheProcessorsReport) {
-    EXPECT_EQ(-1.0, speedOf(*side)); // neither source
-    file("/proc/cpuinfo", "processor\t: 0\ncpu MHz\t\t: 2000.000\nprocessor\t: 1\ncpu MHz\t\t: 3000.500\n");
-    EXPECT_NEAR(2500.25, speedOf(*side), 0.1);
-    const std::string policy = "/sys/devices/system/cpu/cpufreq/policy";
-    file(policy + "0/scaling_cur_freq", "1800000\n");
-    file(policy + "0/affected_cpus", "0 1 2\n");
-    file(policy + "0/cpuinfo_max_freq", "4000000\n");
-    file(policy + "4/scaling_cur_freq", "4200000\n");
-    LinuxPlatform machine(root_);
+TEST_F(LinuxTree, ClocksComeFromCpufreqElseFromTheProcessorsReport) {
+    EXPECT_THROW(speedOf(side), HWException); // neither source
+    tree.file("proc/cpuinfo",
+              "processor\t: 0\ncpu MHz\t\t: 2000.000\nprocessor\t: 1\ncpu MHz\t\t: 3000.500\n");
+    EXPECT_NEAR(2500.25, speedOf(side), 0.1);
+    const std::string policy = "sys/devices/system/cpu/cpufreq/policy";
+    tree.file(policy + "0/scaling_cur_freq", "1800000\n");
+    tree.file(policy + "0/affected_cpus", "0 1 2\n");
+    tree.file(policy + "0/cpuinfo_max_freq", "4000000\n");
+    tree.file(policy + "4/scaling_cur_freq", "4200000\n");
+    LinuxPlatform machine(tree.root());
     EXPECT_NEAR((3 * 1800 + 4200) / 4.0, speedOf(machine), 0.1);
-    file(policy + "4/scaling_cur_freq",
-         "<unsupported>\n"); // what the kernel says of a policy without a clock
+    tree.file(policy + "4/scaling_cur_freq", "<unsupported>\n");
     EXPECT_NEAR(1800.0, speedOf(machine), 0.1);
-    fs::rename(root_ + policy + "4", root_ + policy + "6");
-    file(policy + "6/scaling_cur_freq", "3000000\n");
+    tree.remove(policy + "4");
+    tree.file(policy + "6/scaling_cur_freq", "3000000\n");
     EXPECT_NEAR((3 * 1800 + 3000) / 4.0, speedOf(machine), 0.1); // the policies are looked for anew
-    fs::remove_all(root_ + policy + "0");
-    fs::remove_all(root_ + policy + "6");
+    tree.remove(policy + "0");
+    tree.remove(policy + "6");
     EXPECT_NEAR(2500.25, speedOf(machine), 0.1);
-    file(policy + "0/scaling_cur_freq", "1900000\n"); // its processors are on line again
-    file(policy + "0/cpuinfo_max_freq", "4000000\n");
-    file("/sys/devices/system/cpu/online", "0-3\n");
+    tree.file(policy + "0/scaling_cur_freq", "1900000\n"); // its processors are on line again
+    tree.file(policy + "0/cpuinfo_max_freq", "4000000\n");
+    tree.file("sys/devices/system/cpu/online", "0-3\n");
     EXPECT_NEAR(1900.0, speedOf(machine), 0.1);
 }
 
-TEST_F(Tree, TheReportIsReadWholeUnlessAllItsClocksAreOne) {
+TEST_F(LinuxTree, TheReportIsReadWholeUnlessAllItsClocksAreOne) {
     const auto report = [&](const std::string& flags, const char* first, const char* second) {
         std::string text;
         for (const char* clock : {first, second})
             text += "processor\t: 0\ncpu MHz\t\t: " + std::string(clock) + "\nflags\t\t: fpu " + flags +
                     "\npower management:\n\n";
-        file("/proc/cpuinfo", text);
-        return speedOf(*side);
+        tree.file("proc/cpuinfo", text);
+        return speedOf(side);
     };
-    EXPECT_NEAR(2600, report("aperfmperf", "2600.000", "2600.000"), 0.1);
     EXPECT_NEAR(2500, report("aperfmperf", "2000.000", "3000.000"), 0.1);
     EXPECT_NEAR(2500, report("tsc", "2000.000", "3000.000"), 0.1);
     EXPECT_NEAR(2600, report("tsc", "2600.000", "2600.000"), 0.1);
     EXPECT_NEAR(2100, report("tsc", "2100.000", "9999.000"), 0.1); // the second record is not looked at
-    file("/sys/devices/system/cpu/online", "0\n");
+    tree.file("sys/devices/system/cpu/online", "0\n");
     EXPECT_NEAR(2500, report("tsc", "2000.000", "3000.000"), 0.1);
 }
 
@@ -225,14 +208,16 @@ TEST(LinuxTimers, ARealTimePolicyWhereItIsGrantedAndTheFormerOneBack) {
         ASSERT_EQ(0, ::setpriority(PRIO_PROCESS, 0, 3));
         LinuxTimers timers;
         const Priorities before = timers.priorities();
-        timers.setPriorities({0x100, 15});
-        const int during = ::sched_getscheduler(0);
+        const auto policyOf = [&](const Priorities& priorities) {
+            timers.setPriorities(priorities);
+            return ::sched_getscheduler(0);
+        };
+        const int during = policyOf({0x100, 15});
         sched_param lowest{};
         lowest.sched_priority = 1;
         const bool granted = ::sched_setscheduler(0, SCHED_FIFO, &lowest) == 0;
         EXPECT_EQ(granted ? SCHED_FIFO : SCHED_BATCH, during);
-        timers.setPriorities(before);
-        EXPECT_EQ(SCHED_BATCH, ::sched_getscheduler(0));
+        EXPECT_EQ(SCHED_BATCH, policyOf(before));
         EXPECT_EQ(3, ::getpriority(PRIO_PROCESS, 0));
         if (!granted) return;
         // A limit on the time of real-time threads would end the process in the middle of a measurement.
@@ -241,8 +226,7 @@ TEST(LinuxTimers, ARealTimePolicyWhereItIsGrantedAndTheFormerOneBack) {
         rlimit limited = unlimited;
         limited.rlim_cur = 200'000; // microseconds
         ASSERT_EQ(0, ::setrlimit(RLIMIT_RTTIME, &limited));
-        timers.setPriorities({0x100, 15});
-        EXPECT_EQ(SCHED_BATCH, ::sched_getscheduler(0));
+        EXPECT_EQ(SCHED_BATCH, policyOf({0x100, 15}));
         timers.setPriorities(before);
         EXPECT_EQ(3, ::getpriority(PRIO_PROCESS, 0));
         ASSERT_EQ(0, ::setrlimit(RLIMIT_RTTIME, &unlimited));
@@ -251,23 +235,21 @@ TEST(LinuxTimers, ARealTimePolicyWhereItIsGrantedAndTheFormerOneBack) {
         ASSERT_EQ(0, ::sched_setscheduler(0, SCHED_RR, &lowest));
         const Priorities realTime = timers.priorities();
         timers.setPriorities({0x100, 15});
-        timers.setPriorities(realTime);
-        EXPECT_EQ(SCHED_RR, ::sched_getscheduler(0));
+        EXPECT_EQ(SCHED_RR, policyOf(realTime));
         ::sched_getparam(0, &lowest);
         EXPECT_EQ(7, lowest.sched_priority);
     }).join();
 }
 
-TEST_F(Tree, LockFilesStandInAFolderThatEverybodyMayWrite) {
-    NamedMutexes& mutexes = side->namedMutexes();
+TEST_F(LinuxTree, LockFilesStandInAFolderThatEverybodyMayWrite) {
+    NamedMutexes& mutexes = side.namedMutexes();
     EXPECT_EQ(kFileNotFound, mutexes.CreateMutexW(L"Global\\Access_PCI").error);
-    fs::create_directories(root_ + "/run/lock");
-    fs::create_directories(root_ + "/dev/shm");
-    fs::permissions(root_ + "/dev/shm", fs::perms::all | fs::perms::sticky_bit);
+    fs::create_directories(at("run/lock"));
+    folder("dev/shm");
     EXPECT_EQ(kFileNotFound, mutexes.OpenMutexW(0x1F0001, L"Global\\Access_PCI").error);
     const auto handle = mutexes.CreateMutexW(L"Global\\Access_PCI");
     ASSERT_TRUE(handle.ok());
-    const std::string path = root_ + "/dev/shm/hwprobe.Global.Access_PCI";
+    const std::string path = at("dev/shm/hwprobe.Global.Access_PCI");
     EXPECT_EQ(static_cast<fs::perms>(0666), fs::status(path).permissions()); // for every user
     // The mark of a holder that ended without a release, told once.
     std::ofstream(path) << 'h';
@@ -277,56 +259,52 @@ TEST_F(Tree, LockFilesStandInAFolderThatEverybodyMayWrite) {
     EXPECT_EQ(kSuccess, mutexes.ReleaseMutex(handle.value));
 }
 
-class LockTree : public Tree {
+class LockTree : public LinuxTree {
   protected:
-    LockTree() {
-        fs::create_directories(root_ + "/run/lock");
-        fs::permissions(root_ + "/run/lock", fs::perms::all | fs::perms::sticky_bit);
-    }
+    LockTree() { folder("run/lock"); }
     static std::string content(const std::string& path) {
         std::ifstream stream(path);
         return {std::istreambuf_iterator<char>(stream), {}};
     }
-    const std::string path = root_ + "/run/lock/hwprobe.bus";
+    const std::string path = at("run/lock/hwprobe.bus");
 };
 
 TEST_F(LockTree, WhatIsNoLockFileIsAFailureAndStaysAsItIs) {
-    const std::string other = root_ + "/other";
+    const std::string other = at("other");
     const std::vector<std::pair<const char*, std::function<void()>>> squatters = {
         {"folder", [&] { fs::create_directory(path); }},
         {"pipe", [&] { ASSERT_EQ(0, ::mkfifo(path.c_str(), 0666)); }},
         {"link", [&] { fs::create_symlink(other, path); }},
-        {"dangling link", [&] { fs::create_symlink(root_ + "/nothing", path); }},
+        {"dangling link", [&] { fs::create_symlink(at("nothing"), path); }},
         {"second name", [&] { fs::create_hard_link(other, path); }},
     };
     for (const auto& [what, squat] : squatters) {
         SCOPED_TRACE(what);
-        file("/other", "theirs");
+        tree.file("other", "theirs");
         squat();
-        NamedMutexes& mutexes = side->namedMutexes();
+        NamedMutexes& mutexes = side.namedMutexes();
         EXPECT_EQ(kInvalidHandle, mutexes.CreateMutexW(L"bus").error);
         EXPECT_EQ(kInvalidHandle, mutexes.OpenMutexW(0x1F0001, L"bus").error);
         EXPECT_EQ("theirs", content(other));
-        EXPECT_FALSE(fs::exists(root_ + "/nothing"));
+        EXPECT_FALSE(fs::exists(at("nothing")));
         fs::remove(path);
         // The same, squatted while the mutex is open.
-        const auto handle = mutexes.CreateMutexW(L"bus");
-        ASSERT_TRUE(handle.ok());
+        const auto handle = mutexes.CreateMutexW(L"bus").value;
         fs::remove(path);
         squat();
-        EXPECT_EQ(kWaitFailed, mutexes.WaitForSingleObject(handle.value, 10));
+        EXPECT_EQ(kWaitFailed, mutexes.WaitForSingleObject(handle, 10));
         EXPECT_EQ("theirs", content(other));
         fs::remove(path);
-        EXPECT_EQ(kWaitOwned, mutexes.WaitForSingleObject(handle.value, 10));
-        EXPECT_EQ(kSuccess, mutexes.ReleaseMutex(handle.value));
-        mutexes.CloseHandle(handle.value);
+        EXPECT_EQ(kWaitOwned, mutexes.WaitForSingleObject(handle, 10));
+        EXPECT_EQ(kSuccess, mutexes.ReleaseMutex(handle));
+        mutexes.CloseHandle(handle);
         fs::remove(path);
     }
 }
 
 TEST_F(LockTree, ARemovedFileHasNoSecondOwner) {
-    LinuxPlatform another(root_); // with files of its own, as another process
-    NamedMutexes& ours = side->namedMutexes();
+    LinuxPlatform another(tree.root()); // with files of its own, as another process
+    NamedMutexes& ours = side.namedMutexes();
     NamedMutexes& theirs = another.namedMutexes();
     const auto a = ours.CreateMutexW(L"bus").value;
     fs::remove(path);
@@ -340,7 +318,7 @@ TEST_F(LockTree, ARemovedFileHasNoSecondOwner) {
 }
 
 TEST_F(LockTree, ALockThatNobodyMarksIsAFailure) {
-    NamedMutexes& mutexes = side->namedMutexes();
+    NamedMutexes& mutexes = side.namedMutexes();
     const auto handle = mutexes.CreateMutexW(L"bus").value;
     const int squatter = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     ASSERT_EQ(0, ::flock(squatter, LOCK_EX | LOCK_NB));
@@ -354,9 +332,9 @@ TEST_F(LockTree, NoStandardStreamIsTaken) {
     const int kept = ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 100);
     ASSERT_GE(kept, 0);
     ::close(STDIN_FILENO);
-    NamedMutexes& mutexes = side->namedMutexes();
+    NamedMutexes& mutexes = side.namedMutexes();
     const auto made = mutexes.CreateMutexW(L"bus");
-    const auto opened = LinuxPlatform(root_).namedMutexes().OpenMutexW(0x1F0001, L"bus");
+    const auto opened = LinuxPlatform(tree.root()).namedMutexes().OpenMutexW(0x1F0001, L"bus");
     const bool isFree = ::fcntl(STDIN_FILENO, F_GETFD) == -1;
     ::dup2(kept, STDIN_FILENO);
     ::close(kept);
