@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 namespace orv::test {
 namespace {
 
@@ -166,12 +168,7 @@ TEST(DiskHealth, StoresTheLifeThatItIsReadFrom) {
 }
 
 TEST(DiskHealth, OfAnNvmeDrive) {
-    const struct {
-        const wchar_t* model;
-        std::uint64_t warning, spare, spareThreshold;
-        std::int32_t life;
-        DiskHealth health;
-    } cases[] = {
+    const std::tuple<const wchar_t*, std::uint64_t, std::uint64_t, std::uint64_t, int, DiskHealth> cases[] = {
         {L"Drive", 0, 100, 10, 50, GOOD},     {L"Drive", 0, 10, 10, 50, CAUTION},
         {L"Drive", 0, 9, 10, 50, BAD},        {L"Drive", 0, 100, 100, 50, GOOD},
         {L"Drive", 0, 99, 100, 50, BAD},      {L"Drive", 0, 0, 0, 50, GOOD},
@@ -181,13 +178,12 @@ TEST(DiskHealth, OfAnNvmeDrive) {
         {L"QEMU NVMe", 1, 9, 10, 0, UNKNOWN}, {L"VMware Virtual", 1, 9, 10, 0, UNKNOWN},
         {L"Parallels", 1, 9, 10, 0, UNKNOWN},
     };
-    for (const auto& one : cases) {
-        AtaSmartInfo asi =
-            driveOf({}, {{1, 0, one.warning}, {2, 0, 310}, {3, 0, one.spare}, {4, 0, one.spareThreshold}});
+    for (const auto& [model, warning, spare, spareThreshold, left, health] : cases) {
+        AtaSmartInfo asi = driveOf({}, {{1, 0, warning}, {2, 0, 310}, {3, 0, spare}, {4, 0, spareThreshold}});
         asi.DiskVendorId = VENDOR_NVME;
-        asi.Model = one.model;
-        asi.Life = one.life;
-        EXPECT_EQ(one.health, CheckDiskStatus(asi)) << one.spare << " of " << one.spareThreshold;
+        asi.Model = model;
+        asi.Life = left;
+        EXPECT_EQ(health, CheckDiskStatus(asi)) << spare << " of " << spareThreshold;
     }
 }
 
