@@ -107,6 +107,7 @@ const Rule rules[] = {
     {{{230, vendors(VENDOR_WDC, VENDOR_SANDISK)}}, {}, {hundredths}, over, "Life=-1"},
     {{{230, vendors(VENDOR_WDC, VENDOR_SANDISK)}}, {}, {highByte, current}, worn, "Life=89"},
     {{{230, vendors(VENDOR_WDC, VENDOR_SANDISK)}}, {}, {highByte}, over, "Life=-1"},
+    {{{230, vendors(VENDOR_WDC, VENDOR_SANDISK)}}, {}, {current}, worn, "Life=97"},
     {{{230, vendors(VENDOR_WDC, VENDOR_SANDISK)}}, {}, {current}, over, "Life=-1", "Life=150"},
     {{{230, vendors(VENDOR_WDC, VENDOR_SANDISK)}}, {}, {raw}, worn, "Life=89"},
     {{{230, vendors(VENDOR_SANDISK_DELL, VENDOR_SANDISK_LENOVO)}}, {}, {hidden}, over, "Life=150"},
