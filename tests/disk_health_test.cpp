@@ -3,18 +3,21 @@
 
 #include <gtest/gtest.h>
 
-namespace orv {
+#include <tuple>
+
+namespace orv::test {
 namespace {
 
-using test::DriveAttribute;
-using test::DriveFlag;
-
-constexpr DriveFlag ssd = &AtaSmartInfo::IsSsd, raw = &AtaSmartInfo::LifeIsRaw;
-constexpr DriveFlag inverted = &AtaSmartInfo::LifeIsRawInverted, hidden = &AtaSmartInfo::LifeHidden;
-constexpr DriveFlag hundredths = &AtaSmartInfo::LifeIsRawHundredths, values8 = &AtaSmartInfo::IsRawValues8;
+constexpr DriveFlag ssd = &AtaSmartInfo::IsSsd, values8 = &AtaSmartInfo::IsRawValues8;
 constexpr DriveFlag thresholdBug = &AtaSmartInfo::IsThresholdBug;
 constexpr DiskHealth UNKNOWN = DISK_STATUS_UNKNOWN, GOOD = DISK_STATUS_GOOD, CAUTION = DISK_STATUS_CAUTION,
                      BAD = DISK_STATUS_BAD;
+
+using AlarmLimit = std::uint16_t AtaSmartInfo::*;
+constexpr AlarmLimit reallocated = &AtaSmartInfo::AlarmLimitReallocated,
+                     pending = &AtaSmartInfo::AlarmLimitPending,
+                     uncorrectable = &AtaSmartInfo::AlarmLimitUncorrectable,
+                     life = &AtaSmartInfo::AlarmLimitLife;
 
 AtaSmartInfo driveOf(const std::vector<DriveFlag>& flags, const std::vector<DriveAttribute>& attributes) {
     AtaSmartInfo asi;
@@ -22,7 +25,7 @@ AtaSmartInfo driveOf(const std::vector<DriveFlag>& flags, const std::vector<Driv
     for (const DriveFlag flag : flags)
         asi.*flag = 1;
     for (std::size_t i = 0; i < attributes.size(); ++i) {
-        asi.Attribute[i] = test::entryOf(attributes[i]);
+        asi.Attribute[i] = entryOf(attributes[i]);
         asi.Threshold[i] = {attributes[i].id, attributes[i].threshold, {}};
     }
     asi.AttributeCount = static_cast<std::uint32_t>(attributes.size());
@@ -36,6 +39,7 @@ struct Drive {
     std::vector<DriveAttribute> attributes; // id, current value, raw value, threshold
     DiskHealth health;
     std::uint32_t unit = HOST_UNIT_NONE;
+    AlarmLimit limitOf10 = nullptr;
 };
 
 // clang-format off
@@ -49,11 +53,9 @@ const Drive drives[] = {
     {"counts of sectors, whose limits are 0", {}, {VENDOR_GENERAL}, {{5, 100, 9}, {197, 100, 0xFFFE}, {198, 100, 9}}, GOOD},
     {"a dialect's life does not hide a bad sector row", {}, {VENDOR_OCZ_VECTOR}, {{198, 0, 0, 0}}, GOOD},
     {"a firmware with wrong thresholds", {thresholdBug}, {VENDOR_GENERAL}, {{5, 1, 0, 36}}, UNKNOWN},
-    {"no attributes", {}, {VENDOR_GENERAL}, {}, UNKNOWN},
 
     // SSDs: any threshold, or a row that tells life.
     {"no threshold and no life", {ssd}, {VENDOR_GENERAL_SSD}, {{5}, {9}}, UNKNOWN},
-    {"a threshold", {ssd}, {VENDOR_GENERAL_SSD}, {{14, 2, 0, 2}}, GOOD},
     {"below a threshold of any id", {ssd}, {VENDOR_GENERAL_SSD}, {{14, 1, 0, 2}}, BAD},
     {"a temperature is not compared, but tells", {ssd}, {VENDOR_GENERAL_SSD}, {{194, 1, 0, 2}}, GOOD},
     {"values that are raw bytes are not compared", {ssd, values8}, {VENDOR_INDILINX}, {{1, 1, 0, 2}}, GOOD},
@@ -77,20 +79,17 @@ const Drive drives[] = {
     {"209", {ssd}, {VENDOR_INDILINX}, {{209, 0}}, BAD},
     {"230 used up", {ssd}, {VENDOR_WDC, VENDOR_SANDISK}, {{230, 0, 100 << 8}}, BAD},
     {"230 used more than up", {ssd}, {VENDOR_WDC, VENDOR_SANDISK}, {{230, 0, 0xFF00}}, BAD},
-    {"230 not used", {ssd}, {VENDOR_WDC, VENDOR_SANDISK}, {{230, 0, 0}}, GOOD},
     {"230 in hundredths", {ssd, hundredths}, {VENDOR_WDC, VENDOR_SANDISK}, {{230, 0, 9900}}, GOOD},
     {"230 in hundredths, used up", {ssd, hundredths}, {VENDOR_WDC, VENDOR_SANDISK}, {{230, 0, 9999 + 1}}, BAD},
     {"230 hidden", {ssd, hidden}, {VENDOR_WDC, VENDOR_SANDISK}, {{230, 0, 100 << 8}}, GOOD},
     {"230 current", {ssd}, {VENDOR_SANDISK_DELL, VENDOR_SANDISK_LENOVO}, {{230, 0}}, BAD},
-    {"231", {ssd}, {VENDOR_JMICRON, VENDOR_SANDFORCE, VENDOR_SANDISK, VENDOR_CORSAIR, VENDOR_KINGSTON, VENDOR_REALTEK, VENDOR_SKHYNIX, VENDOR_SSSTC,
-                    VENDOR_APACER, VENDOR_PHISON, VENDOR_MAXIOTEK, VENDOR_YMTC, VENDOR_SCY, VENDOR_RECADATA}, {{231, 0}}, BAD},
+    {"231", {ssd}, {VENDOR_JMICRON, VENDOR_SANDFORCE, VENDOR_SANDISK, VENDOR_CORSAIR, VENDOR_KINGSTON, VENDOR_REALTEK, VENDOR_SKHYNIX, VENDOR_SSSTC, VENDOR_APACER, VENDOR_PHISON, VENDOR_MAXIOTEK, VENDOR_YMTC, VENDOR_SCY, VENDOR_RECADATA}, {{231, 0}}, BAD},
     {"231 that is read and not judged", {ssd}, {VENDOR_SEAGATE}, {{231, 0}}, UNKNOWN},
     {"232", {ssd}, {VENDOR_PLEXTOR}, {{232, 0}}, BAD},
     {"233", {ssd}, {VENDOR_INTEL, VENDOR_OCZ, VENDOR_OCZ_VECTOR, VENDOR_SKHYNIX, VENDOR_SANDISK_LENOVO_HELEN_VENUS}, {{233, 0}}, BAD},
     {"a life on what is no SSD", {}, {VENDOR_JMICRON}, {{231, 50}}, GOOD},
     {"a life below its threshold", {values8}, {VENDOR_PLEXTOR}, {{232, 9, 0, 10}}, BAD},
     {"a life at its threshold", {values8}, {VENDOR_PLEXTOR}, {{232, 10, 0, 10}}, GOOD},
-    {"a life above 100", {ssd}, {VENDOR_INTEL}, {{233, 200}}, GOOD},
     {"a raw life", {ssd, raw}, {VENDOR_INTEL}, {{233, 0, 50}}, GOOD},
     {"no raw life left", {ssd, raw}, {VENDOR_INTEL}, {{233, 50, 0}}, BAD},
     {"a raw life has no threshold", {raw}, {VENDOR_PLEXTOR}, {{232, 0, 5, 10}}, GOOD},
@@ -98,6 +97,21 @@ const Drive drives[] = {
     {"an inverted life at its end", {ssd, inverted}, {VENDOR_SKHYNIX}, {{231, 50, 100}}, BAD},
     {"an inverted life of -1 is not judged", {ssd, inverted}, {VENDOR_SKHYNIX}, {{231, 50, 101}}, GOOD},
     {"an inverted life below that", {ssd, inverted}, {VENDOR_SKHYNIX}, {{231, 50, 102}}, CAUTION},
+
+    // Alarm limits of 10, each of its own id.
+    {"reallocated below it", {}, {VENDOR_GENERAL}, {{5, 100, 9}}, GOOD, 0, reallocated},
+    {"reallocated at it", {}, {VENDOR_GENERAL}, {{5, 100, 10}}, CAUTION, 0, reallocated},
+    {"pending at it", {}, {VENDOR_GENERAL}, {{197, 100, 10}}, CAUTION, 0, pending},
+    {"uncorrectable above it", {}, {VENDOR_GENERAL}, {{198, 100, 0x100}}, CAUTION, 0, uncorrectable},
+    {"another count's limit", {}, {VENDOR_GENERAL}, {{198, 100, 10}}, GOOD, 0, pending},
+    {"a count of two raw bytes", {}, {VENDOR_GENERAL}, {{197, 100, 0x10000}}, GOOD, 0, pending},
+    {"a count that is not kept", {}, {VENDOR_GENERAL}, {{197, 100, 0x00FFFFFFFF}}, GOOD, 0, pending},
+    {"nearly one that is not kept", {}, {VENDOR_GENERAL}, {{197, 100, 0x00FEFFFFFF}}, CAUTION, 0, pending},
+    {"a count on an SSD", {ssd}, {VENDOR_GENERAL_SSD}, {{5, 100, 10, 1}}, GOOD, 0, reallocated},
+    {"a life at it", {ssd}, {VENDOR_INTEL}, {{233, 10}}, CAUTION, 0, life},
+    {"a life above it", {ssd}, {VENDOR_INTEL}, {{233, 11}}, GOOD, 0, life},
+    {"a used life at it", {ssd}, {VENDOR_WDC}, {{230, 0, 90 << 8}}, CAUTION, 0, life},
+    {"a stored life at it", {ssd}, {VENDOR_SANDISK_HP}, {{201, 10}}, CAUTION, 0, life},
 };
 // clang-format on
 
@@ -107,6 +121,7 @@ TEST(DiskHealth, OfAnAtaDrive) {
             AtaSmartInfo asi = driveOf(drive.flags, drive.attributes);
             asi.DiskVendorId = vendor;
             asi.HostReadsWritesUnit = drive.unit;
+            if (drive.limitOf10) asi.*drive.limitOf10 = 10;
             EXPECT_EQ(drive.health, CheckDiskStatus(asi)) << drive.what << ", vendor " << vendor;
         }
     }
@@ -136,49 +151,15 @@ TEST(DiskHealth, TellsNothingWithoutGoodReads) {
     EXPECT_EQ(UNKNOWN, CheckDiskStatus(asi));
 }
 
-TEST(DiskHealth, AlarmLimitsOfTheRecord) {
-    const struct {
-        std::uint16_t AtaSmartInfo::*limit;
-        DriveFlag kind;
-        DiskVendor vendor;
-        DriveAttribute attribute;
-        DiskHealth health;
-    } cases[] = {
-        {&AtaSmartInfo::AlarmLimitReallocated, nullptr, VENDOR_GENERAL, {5, 100, 9}, GOOD},
-        {&AtaSmartInfo::AlarmLimitReallocated, nullptr, VENDOR_GENERAL, {5, 100, 10}, CAUTION},
-        {&AtaSmartInfo::AlarmLimitPending, nullptr, VENDOR_GENERAL, {197, 100, 10}, CAUTION},
-        {&AtaSmartInfo::AlarmLimitUncorrectable, nullptr, VENDOR_GENERAL, {198, 100, 0x100}, CAUTION},
-        {&AtaSmartInfo::AlarmLimitPending, nullptr, VENDOR_GENERAL, {198, 100, 10}, GOOD},
-        {&AtaSmartInfo::AlarmLimitPending, nullptr, VENDOR_GENERAL, {197, 100, 0x10000}, GOOD},
-        {&AtaSmartInfo::AlarmLimitPending, nullptr, VENDOR_GENERAL, {197, 100, 0x00FFFFFFFF}, GOOD},
-        {&AtaSmartInfo::AlarmLimitPending, nullptr, VENDOR_GENERAL, {197, 100, 0x00FEFFFFFF}, CAUTION},
-        {&AtaSmartInfo::AlarmLimitReallocated, ssd, VENDOR_GENERAL_SSD, {5, 100, 10, 1}, GOOD},
-        {&AtaSmartInfo::AlarmLimitLife, ssd, VENDOR_INTEL, {233, 10}, CAUTION},
-        {&AtaSmartInfo::AlarmLimitLife, ssd, VENDOR_INTEL, {233, 11}, GOOD},
-        {&AtaSmartInfo::AlarmLimitLife, ssd, VENDOR_WDC, {230, 0, 90 << 8}, CAUTION},
-        {&AtaSmartInfo::AlarmLimitLife, ssd, VENDOR_SANDISK_HP, {201, 10}, CAUTION},
-    };
-    for (const auto& one : cases) {
-        AtaSmartInfo asi = driveOf({}, {one.attribute});
-        if (one.kind) asi.*one.kind = 1;
-        asi.DiskVendorId = one.vendor;
-        asi.*one.limit = 10;
-        EXPECT_EQ(one.health, CheckDiskStatus(asi)) << int{one.attribute.id} << " raw " << one.attribute.raw;
-    }
-}
-
 TEST(DiskHealth, StoresTheLifeThatItIsReadFrom) {
-    for (const auto& [id, vendor] : {std::pair{201, VENDOR_SANDISK_HP}, {230, VENDOR_SANDISK_LENOVO}}) {
-        for (const auto& [current, life] : {std::pair{150, 100}, {100, 100}, {42, 42}}) {
-            AtaSmartInfo asi =
-                driveOf({ssd}, {{static_cast<std::uint8_t>(id), static_cast<std::uint8_t>(current)}});
-            asi.DiskVendorId = vendor;
-            Explanation why;
-            EXPECT_EQ(GOOD, CheckDiskStatus(asi, &why));
-            EXPECT_EQ(life, asi.Life);
-            EXPECT_EQ(std::to_string(id) + ": current value, at most 100 percent left", why.life);
-            EXPECT_STREQ("nothing below its threshold", why.health);
-        }
+    for (const DriveAttribute& at : {DriveAttribute{201, 150}, {201, 100}, {201, 42}, {230, 150}}) {
+        AtaSmartInfo asi = driveOf({ssd}, {at});
+        asi.DiskVendorId = at.id == 201 ? VENDOR_SANDISK_HP : VENDOR_SANDISK_LENOVO;
+        Explanation why;
+        EXPECT_EQ(GOOD, CheckDiskStatus(asi, &why));
+        EXPECT_EQ(at.current == 42 ? 42 : 100, asi.Life);
+        EXPECT_EQ(std::to_string(at.id) + ": current value, at most 100 percent left", why.life);
+        EXPECT_STREQ("nothing below its threshold", why.health);
     }
     AtaSmartInfo asi = driveOf({ssd}, {{230, 150}});
     asi.DiskVendorId = VENDOR_WDC;
@@ -187,30 +168,24 @@ TEST(DiskHealth, StoresTheLifeThatItIsReadFrom) {
 }
 
 TEST(DiskHealth, OfAnNvmeDrive) {
-    const struct {
-        const wchar_t* model;
-        std::uint64_t warning, spare, spareThreshold;
-        std::int32_t life;
-        DiskHealth health;
-    } cases[] = {
+    const std::tuple<const wchar_t*, std::uint64_t, std::uint64_t, std::uint64_t, int, DiskHealth> cases[] = {
         {L"Drive", 0, 100, 10, 50, GOOD},     {L"Drive", 0, 10, 10, 50, CAUTION},
         {L"Drive", 0, 9, 10, 50, BAD},        {L"Drive", 0, 100, 100, 50, GOOD},
         {L"Drive", 0, 99, 100, 50, BAD},      {L"Drive", 0, 0, 0, 50, GOOD},
         {L"Drive", 0, 50, 101, 50, GOOD},     {L"Drive", 0x80, 100, 10, 50, BAD},
-        {L"Drive", 0, 0, 1, 50, BAD},         {L"Drive", 0, 1, 1, 50, CAUTION},
+        {L"Drive", 0, 0, 1, 50, BAD},         {L"My QEMU", 1, 9, 10, 0, BAD},
         {L"Drive", 0, 100, 10, 0, CAUTION},   {L"Drive", 0, 9, 10, 0, BAD},
         {L"QEMU NVMe", 1, 9, 10, 0, UNKNOWN}, {L"VMware Virtual", 1, 9, 10, 0, UNKNOWN},
-        {L"Parallels", 1, 9, 10, 0, UNKNOWN}, {L"My QEMU", 1, 9, 10, 0, BAD},
+        {L"Parallels", 1, 9, 10, 0, UNKNOWN},
     };
-    for (const auto& one : cases) {
-        AtaSmartInfo asi =
-            driveOf({}, {{1, 0, one.warning}, {2, 0, 310}, {3, 0, one.spare}, {4, 0, one.spareThreshold}});
+    for (const auto& [model, warning, spare, spareThreshold, left, health] : cases) {
+        AtaSmartInfo asi = driveOf({}, {{1, 0, warning}, {2, 0, 310}, {3, 0, spare}, {4, 0, spareThreshold}});
         asi.DiskVendorId = VENDOR_NVME;
-        asi.Model = one.model;
-        asi.Life = one.life;
-        EXPECT_EQ(one.health, CheckDiskStatus(asi)) << one.spare << " of " << one.spareThreshold;
+        asi.Model = model;
+        asi.Life = left;
+        EXPECT_EQ(health, CheckDiskStatus(asi)) << spare << " of " << spareThreshold;
     }
 }
 
 } // namespace
-} // namespace orv
+} // namespace orv::test

@@ -4,28 +4,33 @@
 
 #include <array>
 #include <cstdint>
-#include <initializer_list>
 #include <string_view>
+#include <type_traits>
 #include <utility>
+#include <vector>
 
 namespace orv::test {
 
 using AtaBlock = std::array<std::uint8_t, kIdentifyBytes>;
 using NvmeBlock = std::array<std::uint8_t, kNvmeIdentifyBytes>;
 
-/// An ATA text: blank-filled, its bytes swapped in pairs.
-inline void putAtaText(AtaBlock& block, std::size_t at, std::size_t length, std::string_view text) {
+/// A blank-filled text. ATA swaps its bytes in pairs.
+template <class Block>
+void putText(Block& block, std::size_t at, std::size_t length, std::string_view text) {
+    constexpr std::size_t swap = std::is_same_v<Block, AtaBlock> ? 1 : 0;
     for (std::size_t i = 0; i < length; ++i)
-        block[at + (i ^ 1)] = i < text.size() ? static_cast<std::uint8_t>(text[i]) : ' ';
+        block[at + (i ^ swap)] = i < text.size() ? static_cast<std::uint8_t>(text[i]) : ' ';
 }
 
+using IdentifyWords = std::vector<std::pair<std::size_t, std::uint16_t>>; ///< number and value
+
 /// An IDENTIFY DEVICE block with a good check sum.
-inline AtaBlock identifyOf(std::string_view model, std::string_view firmware, std::string_view serial,
-                           std::initializer_list<std::pair<std::size_t, std::uint16_t>> words) {
+inline AtaBlock identifyOf(const IdentifyWords& words, std::string_view model = "M",
+                           std::string_view firmware = "F", std::string_view serial = "S") {
     AtaBlock block{};
-    putAtaText(block, 20, 20, serial);
-    putAtaText(block, 46, 8, firmware);
-    putAtaText(block, 54, 40, model);
+    putText(block, 20, 20, serial);
+    putText(block, 46, 8, firmware);
+    putText(block, 54, 40, model);
     for (const auto& [number, value] : words) {
         block[number * 2] = static_cast<std::uint8_t>(value);
         block[number * 2 + 1] = static_cast<std::uint8_t>(value >> 8);

@@ -8,6 +8,10 @@
 namespace orv::test {
 
 using DriveFlag = BOOL AtaSmartInfo::*;
+inline constexpr DriveFlag raw = &AtaSmartInfo::LifeIsRaw, inverted = &AtaSmartInfo::LifeIsRawInverted;
+inline constexpr DriveFlag hidden = &AtaSmartInfo::LifeHidden, current = &AtaSmartInfo::LifeIsCurrent;
+inline constexpr DriveFlag hundredths = &AtaSmartInfo::LifeIsRawHundredths;
+inline constexpr DriveFlag highByte = &AtaSmartInfo::LifeIsRawHighByte;
 
 /// One entry of a drive's attribute table, with its threshold.
 struct DriveAttribute {
