@@ -110,8 +110,7 @@ TEST(MemoryRows, CapacitiesThatAreNoNumber) {
         {L"18446744073709551616", "stoull argument out of range"},
         {L"", "invalid stoull argument"},
         {L"many", "invalid stoull argument"},
-        {L" 16 GB", "16"},
-    };
+        {L" 16 GB", "16"}};
     for (const auto& [capacity, answer] : cases) {
         Columns columns = twoModules();
         columns[L"Capacity"][0] = text(capacity);

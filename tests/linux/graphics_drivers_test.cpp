@@ -96,9 +96,9 @@ TEST(AmdGpuTree, ACardThatSleepsIsLeftAsleepAndNotLost) {
         const test::TreeInUse system(tree);
         EXPECT_EQ(getGpuLoad(), 0.0);
         EXPECT_EQ(getGpuTemperature(), hasThermometer ? -1.0 : 0.0);
-        EXPECT_THAT(
-            getLastError(),
-            EndsWith(hasThermometer ? ": ADL_Overdrive5_Temperature_Get failed: 100, the card sleeps" : ""));
+        if (hasThermometer) {
+            EXPECT_THAT(getLastError(), EndsWith("_Temperature_Get failed: 100, the card sleeps"));
+        }
         tree.file(state, "active\n");
         EXPECT_EQ(getGpuLoad(), 0.37);
         EXPECT_EQ(getGpuTemperature(), hasThermometer ? 48.25 : 0.0);
