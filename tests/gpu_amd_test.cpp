@@ -83,11 +83,9 @@ TEST(GpuAmd, ReadingsFollowTheOverdriveGeneration) {
         {R"("overdrive": {"version": 8}, "odnTemperature": 50, "activity": 21)", 50, 0.21},
         {R"("overdrive": {"version": 8}, "odnTemperature": 50, "pmLog": {"sensors": {"19": 250}})", 50, 1},
         // Only support told as 1 counts; the log is read without.
-        {R"("overdrive": {"version": 8, "supported": 0}, "odnTemperature": 1, "activity": 1,
-            "pmLog": {"sensors": {"8": 66, "19": 44}})",
+        {R"("overdrive": {"version": 8, "supported": 0}, "activity": 1, "pmLog": {"sensors": {"8": 66, "19": 44}})",
          66, 0.44},
-        {R"("overdrive": {"version": 5, "supported": 2}, "od5Temperature": 1000, "activity": 1,
-            "pmLog": {"sensors": {"8": 66, "19": 44}})",
+        {R"("overdrive": {"version": 5, "supported": 2}, "activity": 1, "pmLog": {"sensors": {"8": 66, "19": 44}})",
          66, 0.44},
         {R"("pmLog": {"size": 8, "sensors": {"8": 66, "19": 44}})", 0, 0},
         {R"("pmLog": {"size": 2147483647, "sensors": {"8": 66, "19": 44}})", 66, 0.44},

@@ -61,12 +61,7 @@ TEST_F(Wmi, FailedStepsEndTheSessionWithTheirCode) {
     for (const auto& [request, text] : cases) {
         machine->requests().clearFaults();
         fail(request, 0x80070005);
-        try {
-            wmi session;
-            FAIL() << request;
-        } catch (const HWException& failure) {
-            EXPECT_THAT(failure.what(), HasSubstr(text));
-        }
+        EXPECT_THAT([] { wmi session; }, testing::ThrowsMessage<HWException>(HasSubstr(text))) << request;
         EXPECT_EQ("uninitializeCom", machine->requests().record().back()) << request;
     }
 }
