@@ -14,6 +14,8 @@
 namespace orv::test {
 namespace {
 
+using ::testing::Contains;
+using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 
@@ -26,6 +28,10 @@ std::string machineWith(const std::string& overrides, const std::string& more = 
         overrides + "}" + more + "]}";
     return nlohmann::ordered_json::parse(text).dump(); // of a key that stands twice the last one counts here
 }
+
+/// What a battery need not answer.
+const std::string kTold = R"(, "temperature": 2981, "estimatedTime": 60,
+    "manufactureDate": {"year": 2023, "month": 5, "day": 14})";
 
 TEST(BatteryReport, TheLaptopOverTime) {
     TestMachine machine = TestMachine::sample("laptop");
@@ -49,10 +55,7 @@ TEST(BatteryReport, TheLaptopOverTime) {
 }
 
 TEST(BatteryReport, ValuesAtTheEdges) {
-    const struct {
-        const char* overrides;
-        const char* part;
-    } cases[] = {
+    const std::pair<const char*, const char*> cases[] = {
         {R"(, "voltage": 0)", R"("electricCurrent":0.0,)"},
         {R"(, "powerState": 0)", R"("power":20,"temperature")"},
         {R"(, "powerState": 15)", R"("status":["AC power","discharging","critical","charging"])"},
@@ -70,96 +73,83 @@ TEST(BatteryReport, ValuesAtTheEdges) {
         {R"(, "answers": {"6": "41 00 42"})", R"("manufacturer":"AB")"},
         {R"(, "answers": {"6": "", "8": "", "7": ""})", R"("manufacturer":"")"},
     };
-    for (const auto& test : cases) {
-        TestMachine machine(machineWith(test.overrides));
-        ASSERT_EQ(1, initBattery()) << test.overrides;
-        EXPECT_THAT(getBatteryAllMessage(0), HasSubstr(test.part)) << test.overrides;
+    for (const auto& [overrides, part] : cases) {
+        TestMachine machine(machineWith(overrides));
+        ASSERT_EQ(1, initBattery()) << overrides;
+        EXPECT_THAT(getBatteryAllMessage(0), HasSubstr(part)) << overrides;
     }
 }
 
 TEST(BatteryReader, WhatABatteryMustAnswerToBeListed) {
+    const std::string query = "IOCTL_BATTERY_QUERY_INFORMATION failed: error code: ";
     const std::string full(1000, '4'); // 500 bytes that are no end
     const struct {
         std::string overrides;
         int count;
-        const char* line; // of the log, warnings and up
+        std::string line; // of the log, warnings and up
     } cases[] = {
-        {R"(, "answers": {"2": 1})", 1, "BatteryTemperature is not supported"},
-        {R"(, "answers": {"3": 1})", 1, "BatteryEstimatedTime is not supported"},
-        {R"(, "estimatedTime": "0xFFFFFFFF")", 1, "BatteryEstimatedTime is BATTERY_UNKNOWN_TIME"},
-        {R"(, "answers": {"5": 1})", 1, "BatteryManufactureDate is not supported"},
-        {R"(, "answers": {"2": 31})", 0, "IOCTL_BATTERY_QUERY_INFORMATION failed: error code: 31"},
-        {R"(, "answers": {"3": 5})", 0, "IOCTL_BATTERY_QUERY_INFORMATION failed: error code: 5"},
-        {R"(, "answers": {"5": 5})", 0, "IOCTL_BATTERY_QUERY_INFORMATION failed: error code: 5"},
-        {R"(, "answers": {"0": 1})", 0, "IOCTL_BATTERY_QUERY_INFORMATION failed: error code: 1"},
-        {R"(, "answers": {"4": 1})", 0, "IOCTL_BATTERY_QUERY_INFORMATION failed: error code: 1"},
-        {R"(, "answers": {"6": 1})", 0, "IOCTL_BATTERY_QUERY_INFORMATION failed: error code: 1"},
-        {R"(, "answers": {"7": 1})", 0, "IOCTL_BATTERY_QUERY_INFORMATION failed: error code: 1"},
-        {R"(, "answers": {"8": 1})", 0, "IOCTL_BATTERY_QUERY_INFORMATION failed: error code: 1"},
-        {R"(, "tag": 0)", 0, "IOCTL_BATTERY_QUERY_TAG failed: error code: 2"},
-        {R"(, "answers": {"0": "00 00 00 80"})", 0, "error code: 13"},
-        {R"(, "answers": {"2": "01 02"})", 0, "error code: 13"},
-        {R"(, "answers": {"7": ")" + full + R"("})", 1, "not supported"},
-        {R"(, "answers": {"7": ")" + full + R"(44"})", 0, "error code: 122"},
-        {R"(, "capabilities": 0)", 0, ""},
+        {R"("estimatedTime": "0xFFFFFFFF")", 1, "BatteryEstimatedTime is BATTERY_UNKNOWN_TIME"},
+        {R"("answers": {"2": 1})", 1, "BatteryTemperature is not supported"},
+        {R"("answers": {"3": 1})", 1, "BatteryEstimatedTime is not supported"},
+        {R"("answers": {"5": 1})", 1, "BatteryManufactureDate is not supported"},
+        {R"("answers": {"2": 31})", 0, query + "31"},
+        {R"("answers": {"3": 5})", 0, query + "5"},
+        {R"("answers": {"5": 5})", 0, query + "5"},
+        {R"("answers": {"0": 1})", 0, query + "1"},
+        {R"("answers": {"4": 1})", 0, query + "1"},
+        {R"("answers": {"6": 1})", 0, query + "1"},
+        {R"("answers": {"7": 1})", 0, query + "1"},
+        {R"("answers": {"8": 1})", 0, query + "1"},
+        {R"("answers": {"0": "00 00 00 80"})", 0, "error code: 13"},
+        {R"("answers": {"2": "01 02"})", 0, "error code: 13"},
+        {R"("answers": {"7": ")" + full + R"("})", 1, "not supported"},
+        {R"("answers": {"7": ")" + full + R"(44"})", 0, "error code: 122"},
+        {R"("tag": 0)", 0, "IOCTL_BATTERY_QUERY_TAG failed: error code: 2"},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(test.overrides);
-        TestMachine machine(machineWith(test.overrides));
-        CapturedLog log{&batteryLogger};
+        TestMachine machine(machineWith("," + test.overrides));
+        const CapturedLog log{&batteryLogger};
         EXPECT_EQ(test.count, initBattery());
-        const auto lines = log.lines(spdlog::level::warn);
-        if (*test.line == '\0') {
-            EXPECT_TRUE(lines.empty());
-        } else {
-            EXPECT_THAT(lines, ::testing::Contains(HasSubstr(test.line)));
-        }
+        EXPECT_THAT(log.lines(spdlog::level::warn), Contains(HasSubstr(test.line)));
     }
+    TestMachine ups(machineWith(R"(, "capabilities": 0)"));
+    const CapturedLog log{&batteryLogger};
+    EXPECT_EQ(0, initBattery());
+    EXPECT_THAT(log.lines(spdlog::level::warn), ::testing::IsEmpty());
 }
 
 TEST(BatteryReader, RequestsAndLogOfAnEnumeration) {
-    TestMachine machine(machineWith(R"(, "temperature": 2981, "estimatedTime": 60,
-        "manufactureDate": {"year": 2023, "month": 5, "day": 14})"));
+    TestMachine machine(machineWith(kTold));
     machine->requests().keepRecord(true);
     CapturedLog log{&batteryLogger};
     ASSERT_EQ(1, initBattery());
-    EXPECT_THAT(log.lines(), ::testing::ElementsAre(
-                                 "trace orv::battery::GetBatteryInfo", "info BatteryDeviceName: N",
-                                 "info BatteryManufactureName: ACME", "info BatteryEstimatedTime: 60",
-                                 "info BatteryManufactureDate: 2023-5-14", "info BatterySerialNumber: S",
-                                 "info BatteryTemperature: 25", "info BatteryUniqueID: U",
-                                 "info GetBatteryInfo: Ok", "info Battery count: 1"));
-    const auto query = [](const char* room, int level) {
-        return "deviceControl battery0 0x294044 out " + std::string(room) + " in 01 00 00 00 0" +
-               std::to_string(level) + " 00 00 00 00 00 00 00";
+    EXPECT_THAT(log.lines(),
+                ElementsAre("trace orv::battery::GetBatteryInfo", "info BatteryDeviceName: N",
+                            "info BatteryManufactureName: ACME", "info BatteryEstimatedTime: 60",
+                            "info BatteryManufactureDate: 2023-5-14", "info BatterySerialNumber: S",
+                            "info BatteryTemperature: 25", "info BatteryUniqueID: U",
+                            "info GetBatteryInfo: Ok", "info Battery count: 1"));
+    const auto query = [](int room, int level) {
+        return fmt::format("deviceControl battery0 0x294044 out {} in 01 00 00 00 0{} 00 00 00 00 00 00 00",
+                           room, level);
     };
-    const std::vector<std::string> expected = {"deviceInterfaces",
-                                               "deviceInterface 0",
-                                               "deviceInterfaceDetailSize",
-                                               "deviceInterfaceDetail 22",
-                                               "openDevice battery0",
-                                               "deviceControl battery0 0x294040 out 4 in 00 00 00 00",
-                                               query("36", 0),
-                                               query("1000", 4),
-                                               query("1000", 6),
-                                               query("4", 3),
-                                               query("4", 5),
-                                               query("500", 8),
-                                               query("4", 2),
-                                               query("500", 7),
-                                               "deviceInterface 1"};
-    EXPECT_EQ(expected, machine->requests().record());
+    EXPECT_THAT(machine->requests().record(),
+                ElementsAre("deviceInterfaces", "deviceInterface 0", "deviceInterfaceDetailSize",
+                            "deviceInterfaceDetail 22", "openDevice battery0",
+                            "deviceControl battery0 0x294040 out 4 in 00 00 00 00", query(36, 0),
+                            query(1000, 4), query(1000, 6), query(4, 3), query(4, 5), query(500, 8),
+                            query(4, 2), query(500, 7), "deviceInterface 1"));
     machine->requests().clearRecord();
     getBatteryAllMessage(0);
     const auto& update = machine->requests().record();
     ASSERT_EQ(14u, update.size());
-    EXPECT_EQ(query("200", 4), update[7]);
-    std::string wait = "deviceControl battery0 0x29404c out 16 in 01";
-    for (int zero = 0; zero < 19; ++zero)
-        wait += " 00";
-    EXPECT_EQ(wait, update[8]);
-    EXPECT_EQ(query("100", 8), update[11]);
-    EXPECT_EQ(query("100", 7), update[13]);
+    EXPECT_EQ(query(200, 4), update[7]);
+    EXPECT_EQ("deviceControl battery0 0x29404c out 16 in 01 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
+              "00 00 00",
+              update[8]);
+    EXPECT_EQ(query(100, 8), update[11]);
+    EXPECT_EQ(query(100, 7), update[13]);
     EXPECT_THAT(log.lines().back(),
                 EndsWith("manufacture:ACME, capacity: 30, power: 20, status: 0, voltage: 10, design: 50, "
                          "fullCharge: 40 cycle: 0, estimatedTime: 60, manufactureDate: 2023-5-14, "
@@ -181,8 +171,7 @@ TEST(BatteryReader, AnIndexIsThePositionInTheInterfaceList) {
 }
 
 TEST(BatteryReader, AnUpdateReadsAllButTheNamesAnew) {
-    TestMachine machine(machineWith(R"(, "temperature": 2981, "estimatedTime": 60,
-        "manufactureDate": {"year": 2023, "month": 5, "day": 14}, "changes": [
+    TestMachine machine(machineWith(kTold + R"(, "changes": [
         {"atSeconds": 10, "temperature": 3081, "estimatedTime": 30, "deviceName": "N2", "manufacturer": "M2",
          "serialNumber": "S2", "uniqueId": "U2", "cycleCount": 7, "powerState": 1,
          "manufactureDate": {"year": 2024, "month": 6, "day": 15}},
@@ -219,7 +208,7 @@ TEST(BatteryReader, AFailedUpdate) {
         getBatteryAllMessage(0),
         HasSubstr(R"("estimatedTime":60,"fullChargedCapacity":39,"manufacturer":"ACME","power":20,)"));
     EXPECT_THAT(log.lines(spdlog::level::warn),
-                ::testing::Contains(HasSubstr("IOCTL_BATTERY_QUERY_STATUS failed: error code: 21")));
+                Contains(HasSubstr("IOCTL_BATTERY_QUERY_STATUS failed: error code: 21")));
     machine->machineClock().sleepNs(10'000'000'000);
     EXPECT_THAT(getBatteryAllMessage(0), HasSubstr(R"("estimatedTime":0,)"));
     EXPECT_THAT(log.lines(), ::testing::IsSupersetOf({"trace BatteryEstimatedTime is not supported",
@@ -230,11 +219,7 @@ TEST(BatteryReader, AFailedUpdate) {
 }
 
 TEST(BatteryReader, FailuresOfTheDeviceWalk) {
-    const struct {
-        const char* request;
-        int count;
-        const char* text;
-    } cases[] = {
+    const std::tuple<const char*, int, const char*> cases[] = {
         {"deviceInterfaces", -1, "SetupDiGetClassDevs failed: error code: 5"},
         {"deviceInterface", 0, "SetupDiEnumDeviceInterfaces failed: error code: 5"},
         {"deviceInterfaceDetailSize", 0, "SetupDiGetDeviceInterfaceDetail failed: error code: 5"},
@@ -242,15 +227,15 @@ TEST(BatteryReader, FailuresOfTheDeviceWalk) {
         {"openDevice", 0, "CreateFile failed: error code: 5"},
         {"deviceControl", 0, "IOCTL_BATTERY_QUERY_TAG failed: error code: 5"},
     };
-    for (const auto& test : cases) {
-        SCOPED_TRACE(test.request);
+    for (const auto& [request, count, text] : cases) {
+        SCOPED_TRACE(request);
         TestMachine machine(machineWith(""));
         ASSERT_EQ(1, initBattery());
-        machine->requests().plan({test.request, 0, platform::kAccessDenied, 0});
+        machine->requests().plan({request, 0, platform::kAccessDenied, 0});
         const std::string report = getBatteryAllMessage(0);
-        EXPECT_THAT(report, HasSubstr(test.text));
+        EXPECT_THAT(report, HasSubstr(text));
         EXPECT_EQ(report, "{\"error\": \"" + std::string(getLastError()) + "\"}") << "unescaped";
-        EXPECT_EQ(test.count, initBattery()) << "the walk ends";
+        EXPECT_EQ(count, initBattery()) << "the walk ends";
         machine->requests().clearFaults();
         EXPECT_THAT(getBatteryAllMessage(0), HasSubstr("invalid vector subscript")) << "emptied first";
         EXPECT_EQ(1, initBattery());
@@ -268,9 +253,9 @@ TEST(BatteryReader, ClosingTwiceAndAWalkOnAClosedList) {
 }
 
 TEST(Utf16, TextsOfRecords) {
-    const std::wstring letters = platform::wideFromUtf16(platform::utf16WithNul(L"Aé\U0001F50B"));
-    EXPECT_EQ(L"Aé\U0001F50B", letters);
-    EXPECT_EQ(10u, platform::utf16WithNul(L"Aé\U0001F50B").size());
+    const auto record = platform::utf16WithNul(L"Aé\U0001F50B");
+    EXPECT_EQ(L"Aé\U0001F50B", platform::wideFromUtf16(record));
+    EXPECT_EQ(10u, record.size());
     EXPECT_EQ(L"", platform::wideFromUtf16({}));
 }
 

@@ -5,8 +5,8 @@
 #include "support/CapturedLog.h"
 #include "support/TestMachine.h"
 
+#include <fmt/core.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 
@@ -23,9 +23,11 @@ std::string withAmd(const std::string& adapters, const std::string& rest = "") {
 }
 
 std::string card(const std::string& readings, const std::string& name = "RX", int device = 0) {
-    return R"({"bus": 3, "device": )" + std::to_string(device) + R"(, "name": ")" + name + "\"" +
-           (readings.empty() ? "" : ", ") + readings + "}";
+    return fmt::format(R"({{"bus": 3, "device": {}, "name": "{}"{}{}}})", device, name,
+                       readings.empty() ? "" : ", ", readings);
 }
+
+constexpr char kLevel5[] = R"("overdrive": {"version": 5}, "od5Temperature": 30000, "activity": 1)";
 
 TEST(GpuAmd, OfEntriesInOneSlotTheOneThatAnswersMostStays) {
     auto machine = TestMachine::sample("amd-ryzen-desktop");
@@ -62,71 +64,42 @@ TEST(GpuAmd, StepsOfTheListInTheirOrder) {
             "debug Index: 0, GetGpuLoad: OK", "info GetAllAmdGpus: OK, size: 1"));
 }
 
-struct Case {
-    const char* name;
-    const char* readings;
-    double temperature; ///< -1 when the entry is dropped.
-    double load;
-    const char* rest = "";
-};
-
-void PrintTo(const Case& row, std::ostream* out) {
-    *out << row.name;
+TEST(GpuAmd, ReadingsFollowTheOverdriveGeneration) {
+    const struct {
+        const char* readings;
+        double temperature; // -1 when the entry is dropped
+        double load;
+    } rows[] = {
+        {R"("overdrive5": true, "od5Temperature": 40000, "activity": 9)", 40, 0.09},
+        {R"("overdrive6": 1, "od5Temperature": 41000, "activity": 37)", 41, 0.37},
+        {R"("overdrive6": 0, "pmLog": {"sensors": {"8": 42, "19": 3}})", 42, 0.03},
+        {R"("overdrive": {"version": 5}, "od5Temperature": 30000)", 30, -1},
+        {R"("overdrive": {"version": 5}, "activity": 30)", -1, -1},
+        {R"("overdrive": {"version": 7}, "odnTemperature": -256, "activity": 0)", -256, 0},
+        {R"("overdrive": {"version": 7}, "odnTemperature": 257, "activity": 5)", -1, -1},
+        // The log's load comes before the activity from level 8 on, where it has one.
+        {R"("overdrive": {"version": 7}, "odnTemperature": 50, "activity": 21, "pmLog": {"sensors": {"19": 44}})",
+         50, 0.21},
+        {R"("overdrive": {"version": 8}, "odnTemperature": 50, "activity": 21)", 50, 0.21},
+        {R"("overdrive": {"version": 8}, "odnTemperature": 50, "pmLog": {"sensors": {"19": 250}})", 50, 1},
+        // Only support told as 1 counts; the log is read without.
+        {R"("overdrive": {"version": 8, "supported": 0}, "activity": 1, "pmLog": {"sensors": {"8": 66, "19": 44}})",
+         66, 0.44},
+        {R"("overdrive": {"version": 5, "supported": 2}, "activity": 1, "pmLog": {"sensors": {"8": 66, "19": 44}})",
+         66, 0.44},
+        {R"("pmLog": {"size": 8, "sensors": {"8": 66, "19": 44}})", 0, 0},
+        {R"("pmLog": {"size": 2147483647, "sensors": {"8": 66, "19": 44}})", 66, 0.44},
+        {R"("pmLog": {"size": -1, "sensors": {"8": 66}})", 0, 0},
+        {"", -1, -1},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.readings);
+        TestMachine machine(withAmd(card(row.readings)));
+        EXPECT_EQ(getGpuTemperature(), row.temperature);
+        EXPECT_EQ(getGpuLoad(), row.load);
+        EXPECT_EQ(GetGpuList().size(), row.temperature == -1 ? 0u : 1u);
+    }
 }
-
-class AmdReading : public testing::TestWithParam<Case> {};
-
-TEST_P(AmdReading, FollowsTheOverdriveGeneration) {
-    const Case& row = GetParam();
-    TestMachine machine(withAmd(card(row.readings), row.rest));
-    EXPECT_EQ(getGpuTemperature(), row.temperature);
-    EXPECT_EQ(getGpuLoad(), row.load);
-    EXPECT_EQ(GetGpuList().size(), row.temperature == -1 ? 0u : 1u);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, AmdReading,
-    testing::Values(
-        Case{"Level5ByParameters", R"("overdrive5": true, "od5Temperature": 40000, "activity": 9)", 40, 0.09},
-        Case{"Level6ByCapabilities", R"("overdrive6": 1, "od5Temperature": 41000, "activity": 37)", 41, 0.37},
-        Case{"Capabilities0AreNone", R"("overdrive6": 0, "pmLog": {"sensors": {"8": 42, "19": 3}})", 42,
-             0.03},
-        Case{"Level7", R"("overdrive": {"version": 7}, "odnTemperature": -256, "activity": 0)", -256, 0},
-        Case{"Level7OutOfRange", R"("overdrive": {"version": 7}, "odnTemperature": 257, "activity": 5)", -1,
-             -1},
-        Case{"Level8KeepsTheActivityWithoutALog", R"("overdrive": {"version": 8}, "odnTemperature": 50,
-             "activity": 21)",
-             50, 0.21},
-        Case{"Level8WithALogAlone", R"("overdrive": {"version": 8}, "odnTemperature": 50,
-             "pmLog": {"sensors": {"19": 250}})",
-             50, 1},
-        Case{"NotSupportedReadsTheLog", R"("overdrive": {"version": 8, "supported": 0},
-             "odnTemperature": 1, "activity": 1, "pmLog": {"sensors": {"8": 66, "19": 44}})",
-             66, 0.44},
-        Case{"OnlySupported1Counts", R"("overdrive": {"version": 5, "supported": 2}, "od5Temperature": 1000,
-             "activity": 1, "pmLog": {"sensors": {"8": 66, "19": 44}})",
-             66, 0.44},
-        Case{"Level7KeepsTheActivityOverALog", R"("overdrive": {"version": 7}, "odnTemperature": 50,
-             "activity": 21, "pmLog": {"sensors": {"19": 44}})",
-             50, 0.21},
-        Case{"LogOfEightSensors", R"("pmLog": {"size": 8, "sensors": {"8": 66, "19": 44}})", 0, 0},
-        Case{"LogLargerThanItsTable", R"("pmLog": {"size": 2147483647, "sensors": {"8": 66, "19": 44}})", 66,
-             0.44},
-        Case{"LogOfNegativeSize", R"("pmLog": {"size": -1, "sensors": {"8": 66}})", 0, 0},
-        Case{"NoReadingAtAll", "", -1, -1},
-        Case{"TemperatureAlone", R"("overdrive": {"version": 5}, "od5Temperature": 30000)", 30, -1},
-        Case{"LoadAloneIsDropped", R"("overdrive": {"version": 5}, "activity": 30)", -1, -1},
-        Case{"NoContextNoTemperature", R"("overdrive": {"version": 5}, "od5Temperature": 30000)", -1, -1,
-             R"(, "missing": ["ADL2_Main_Control_Create"])"},
-        Case{"NoDestroyFunction", R"("overdrive": {"version": 5}, "od5Temperature": 30000, "activity": 1)",
-             30, 0.01, R"(, "missing": ["ADL2_Main_Control_Destroy"])"},
-        Case{"MissingReadingFunctionFailsItsTest", R"("overdrive": {"version": 5}, "od5Temperature": 30000)",
-             -1, -1, R"(, "missing": ["ADL_Overdrive5_Temperature_Get"])"},
-        Case{"OtherLibraryName", R"("overdrive": {"version": 5}, "od5Temperature": 30000, "activity": 1)", 30,
-             0.01, R"(, "library": "atiadlxy.dll")"},
-        Case{"NegativeCount", R"("overdrive": {"version": 5}, "od5Temperature": 30000)", -1, -1,
-             R"(, "count": -2147483648)"}),
-    [](const auto& row) { return row.param.name; });
 
 TEST(GpuAmd, ALevelWithoutALoadSaysSo) {
     TestMachine machine(withAmd(card(R"("overdrive": {"version": 5}, "od5Temperature": 30000)")));
@@ -134,59 +107,58 @@ TEST(GpuAmd, ALevelWithoutALoadSaysSo) {
     EXPECT_THAT(getLastError(), EndsWith(": GetGpuLoad: no implementation for currentOverdriveApiLevel: 5"));
 }
 
-TEST(GpuAmd, WhatEndsTheMakingOfTheListAndIsTriedAgain) {
+TEST(GpuAmd, WhatTheLibraryLacksOrFails) {
     const struct {
         const char* rest;
-        const char* fault;
-        const char* error;
+        const char* fault; // a request whose first call fails
+        double load;       // the second reading's, when one that threw is tried again
+        const char* error; // of the first reading
     } rows[] = {
-        {R"(, "missing": ["ADL_Main_Control_Create"])", nullptr,
+        {R"(, "missing": ["ADL_Main_Control_Create"])", "", -1,
          ": no load function: ADL_Main_Control_Create"},
-        {R"(, "missing": ["ADL_Adapter_Active_Get"])", nullptr, ": no load function: ADL_Adapter_Active_Get"},
-        {R"(, "count": 2147483647)", nullptr,
+        {R"(, "missing": ["ADL_Adapter_Active_Get"])", "", -1, ": no load function: ADL_Adapter_Active_Get"},
+        {R"(, "count": 2147483647)", "", -1,
          ": ADL_Adapter_NumberOfAdapters_Get gave 2147483647 adapters, more than the 250 that there can be"},
-        {"", "ADL2_Main_Control_Create", ": ADL2_Main_Control_Create failed, error code: 7"},
-        {"", "ADL_Main_Control_Create", "No gpu found"}, // logged, not thrown
+        {"", "ADL2_Main_Control_Create", 0.01, ": ADL2_Main_Control_Create failed, error code: 7"},
+        {"", "ADL_Main_Control_Create", -1, "No gpu found"}, // logged, not thrown
+        {R"(, "count": -2147483648)", "", -1, "No gpu found"},
+        {R"(, "missing": ["ADL2_Main_Control_Create"])", "", -1, "No gpu found"},
+        {R"(, "missing": ["ADL_Overdrive5_Temperature_Get"])", "", -1, "No gpu found"},
+        {R"(, "missing": ["ADL2_Main_Control_Destroy"])", "", 0.01, ""},
+        {R"(, "library": "atiadlxy.dll")", "", 0.01, ""},
     };
     for (const auto& row : rows) {
-        TestMachine machine(withAmd(
-            card(R"("overdrive": {"version": 5}, "od5Temperature": 30000, "activity": 1)"), row.rest));
-        if (row.fault) machine->requests().plan({row.fault, 1, 7, 0});
-        EXPECT_EQ(getGpuLoad(), -1.0);
-        EXPECT_THAT(getLastError(), EndsWith(row.error));
-        const bool thrownOnce = row.fault && std::string_view(row.error) != "No gpu found";
-        EXPECT_EQ(getGpuLoad(), thrownOnce ? 0.01 : -1.0) << row.error;
+        SCOPED_TRACE(row.rest + std::string(row.fault));
+        TestMachine machine(withAmd(card(kLevel5), row.rest));
+        if (*row.fault) machine->requests().plan({row.fault, 1, 7, 0});
+        EXPECT_EQ(getGpuLoad(), *row.error ? -1.0 : row.load);
+        EXPECT_THAT(getLastError(), *row.error ? EndsWith(row.error) : testing::Matcher<std::string>(""));
+        EXPECT_EQ(getGpuLoad(), row.load);
     }
 }
 
 TEST(GpuAmd, NamesDecideWhichEntriesAreAsked) {
-    const std::string readings = R"("overdrive": {"version": 5}, "od5Temperature": 30000, "activity": 1)";
     const std::string full(256, 'x'); // no end in the record
-    const struct {
-        std::string name;
-        bool listed;
-    } rows[] = {
+    const std::pair<std::string, bool> rows[] = {
         {"AMD Radeon(TM) Graphics", false}, {"An AMD Radeon(TM) Vega 8 Graphics", false},
         {"AMD Radeon(TM) Vega", true},      {"AMD Radeon (TM) 780M Graphics", false},
         {"amd radeon(tm) graphics", true},  {"NVIDIA GeForce", false},
         {"Intel(R) UHD Graphics", false},   {"MICROSOFT Basic Render Driver", false},
-        {"AMD Radeon RX 7600", true},       {full, true},
-    };
-    for (const auto& row : rows) {
-        TestMachine machine(withAmd(card(readings, row.name)));
-        ASSERT_EQ(GetGpuList().size(), row.listed ? 1u : 0u) << row.name;
-        if (row.listed) {
-            EXPECT_EQ(GetGpuList()[0]->gpuName, row.name);
-        }
+        {"AMD Radeon RX 7600", true},       {full, true}};
+    for (const auto& [name, listed] : rows) {
+        TestMachine machine(withAmd(card(kLevel5, name)));
+        std::vector<std::string> names;
+        for (const auto& gpu : GetGpuList())
+            names.push_back(gpu->gpuName);
+        EXPECT_EQ(names, std::vector<std::string>(listed ? 1 : 0, name));
     }
 }
 
 TEST(GpuAmd, TheFirstOfTwoCardsAnswersByItsOwnIndexAndArguments) {
-    const auto entry = [](const std::string& name, int index, int degrees, int version) {
-        return card(R"("index": )" + std::to_string(index) + R"(, "overdrive": {"version": )" +
-                        std::to_string(version) + R"(}, "od5Temperature": )" +
-                        std::to_string(degrees * 1000) + R"(, "odnTemperature": )" + std::to_string(degrees) +
-                        R"(, "activity": 1)",
+    const auto entry = [](const char* name, int index, int degrees, int version) {
+        return card(fmt::format(R"("index": {}, "overdrive": {{"version": {}}}, "od5Temperature": {}000,
+                                   "odnTemperature": {}, "activity": 1)",
+                                index, version, degrees, degrees),
                     name, index);
     };
     for (const int version : {5, 7}) {
@@ -214,47 +186,41 @@ TEST(GpuAmd, ALogSensorNeedsItsFlag) {
 }
 
 TEST(GpuAmd, TotalMemoryByWhatTheLibraryHas) {
-    const struct {
-        const char* missing;
-        std::uint32_t kilobytes;
-    } rows[] = {
+    const std::pair<const char*, std::uint32_t> rows[] = {
         {"", 8192},
         {R"("ADL2_Adapter_MemoryInfoX4_Get")", 8192},
         {R"("ADL2_Adapter_MemoryInfoX4_Get", "ADL2_Adapter_MemoryInfo_Get")", 0},
     };
-    for (const auto& row : rows) {
+    for (const auto& [missing, kilobytes] : rows) {
         TestMachine machine(
             withAmd(card(R"("overdrive": {"version": 5}, "od5Temperature": 1, "memory": 8388608)"),
-                    std::string(R"(, "missing": [)") + row.missing + "]"));
+                    std::string(R"(, "missing": [)") + missing + "]"));
         ASSERT_EQ(GetGpuList().size(), 1u);
-        EXPECT_EQ(GetGpuList()[0]->GetTotalMemory(), row.kilobytes) << row.missing;
-        if (row.kilobytes == 0) continue;
+        EXPECT_EQ(GetGpuList()[0]->GetTotalMemory(), kilobytes) << missing;
+        if (kilobytes == 0) continue;
         machine->requests().plan({"ADL2_Adapter_MemoryInfo", 0, 3, 0});
         EXPECT_THROW(GetGpuList()[0]->GetTotalMemory(), std::exception);
     }
 }
 
 TEST(Gpu, AnyRequestMayFailAndNothingLeavesTheExports) {
-    const struct {
-        const char* sample;
-        double temperature;
-    } rows[] = {{"intel-desktop", 47}, {"amd-ryzen-desktop", 58}};
-    for (const auto& row : rows) {
+    for (const auto& [sample, temperature] :
+         {std::pair("intel-desktop", 47.0), {"amd-ryzen-desktop", 58.0}}) {
         std::uint64_t requests = 1;
         std::uint64_t survived = 0;
         for (std::uint64_t number = 1; number <= requests; ++number) {
-            auto machine = TestMachine::sample(row.sample);
+            auto machine = TestMachine::sample(sample);
             machine->requests().failRequest(number, platform::kAccessDenied);
             if (getGpuTemperature() == -1.0) {
-                EXPECT_STRNE(getLastError(), "") << row.sample << number;
+                EXPECT_STRNE(getLastError(), "") << sample << number;
             }
             requests = std::max(requests, machine->requests().count());
             // A driver that could not be started at first use stays away: an empty list is a made one. The
             // first (55) or third (61) Radeon entry stands in for a second one that does not answer.
             const double later = getGpuTemperature();
-            EXPECT_TRUE(later == row.temperature || later == 55.0 || later == 61.0 || later == -1.0)
-                << row.sample << " " << number << ": " << later;
-            if (later == row.temperature) ++survived;
+            EXPECT_TRUE(later == temperature || later == 55.0 || later == 61.0 || later == -1.0)
+                << sample << " " << number << ": " << later;
+            if (later == temperature) ++survived;
         }
         EXPECT_GT(requests, 10u);
         EXPECT_GT(survived, requests / 2);

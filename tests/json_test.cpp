@@ -7,7 +7,7 @@
 
 #include <array>
 #include <cmath>
-#include <limits>
+#include <cstdint>
 #include <locale>
 #include <random>
 #include <sstream>
@@ -51,23 +51,8 @@ TEST(JsonValue, KeysAreSortedByBytesAndTheFirstOfARepeatedOneWins) {
     EXPECT_EQ(R"({"B":2,"a":4,"ab":3,"b":1})", dump(object));
 }
 
-TEST(JsonValue, EmptyKinds) {
-    const std::pair<kind, const char*> cases[] = {
-        {kind::null, "null"}, {kind::integer, "0"}, {kind::floating, "0.0"},  {kind::string, "\"\""},
-        {kind::array, "[]"},  {kind::object, "{}"}, {kind::boolean, "false"},
-    };
-    for (const auto& [empty, text] : cases)
-        EXPECT_EQ(text, dump(value(empty)));
-}
-
-TEST(JsonValue, IntegersKeepTheirSign) {
-    EXPECT_EQ("4294967295", dump(value(0xFFFFFFFFu)));
-    EXPECT_EQ("-1", dump(value(-1)));
-    EXPECT_EQ("-9223372036854775808", dump(value(std::numeric_limits<std::int64_t>::min())));
-}
-
-template <class Error>
-std::string reason(void (*action)()) {
+template <class Error, class Action>
+std::string reason(Action action) {
     try {
         action();
     } catch (const Error& error) {
@@ -81,30 +66,31 @@ TEST(JsonValue, WrongUseThrows) {
               reason<json_invalid_key>([] { value(1)["key"]; }));
     EXPECT_EQ("value type error: use push_back() or emplace_back() with non-array value",
               reason<json_type_error>([] { value("text").push_back(1); }));
-    value array(kind::array);
-    EXPECT_THROW(array["key"], json_exception);
+    EXPECT_THROW(value(kind::array)["key"], json_exception);
+    fast_string_istreambuf cut("\xE2\x82");
+    EXPECT_EQ("value serialization error: unexpected character '\\u0082'",
+              reason<json_serialization_error>([&] { readCodePoint(cut); }));
 }
 
-TEST(JsonFloat, WholeNumbersGetAPointAndAZero) {
-    const std::pair<double, const char*> cases[] = {
-        {12, "12.0"},
-        {0, "0.0"},
-        {-3, "-3.0"},
-        {1000000, "1000000.0"},
-        {100.0, "100.0"},
-        {99.5, "99.5"},
-        {0.1 + 0.2, "0.3"},
-        {1234.5678, "1234.57"},
-        {1.2345e-05, "1.2345e-05"},
-        {1e18, "1000000000000000000.0"},
-        {1e19, "1e+19"},
-        {NAN, "null"},
-        {INFINITY, "null"},
-        {-INFINITY, "null"},
-        {1234567.5, "1.23457e+06"},
+TEST(JsonValue, EmptyKinds) {
+    const std::pair<kind, const char*> cases[] = {
+        {kind::null, "null"}, {kind::integer, "0"}, {kind::floating, "0.0"},  {kind::string, "\"\""},
+        {kind::array, "[]"},  {kind::object, "{}"}, {kind::boolean, "false"},
     };
-    for (const auto& [number, text] : cases)
-        EXPECT_EQ(text, dump(value(number)));
+    for (const auto& [empty, text] : cases)
+        EXPECT_EQ(text, dump(value(empty)));
+}
+
+TEST(JsonValue, IntegersKeepTheirSignAndWholeNumbersGetAPointAndAZero) {
+    value numbers;
+    for (const value& number : {value(-1), value(0xFFFFFFFFu), value(INT64_MIN)})
+        numbers.push_back(number);
+    for (const double number : {12.0, 0.0, -3.0, 99.5, 1e6, 1e18, 1e19, 0.1 + 0.2, 1234.5678, 1234567.5,
+                                1.2345e-05, double{NAN}, double{INFINITY}, -double{INFINITY}})
+        numbers.push_back(number);
+    EXPECT_EQ("[-1,4294967295,-9223372036854775808,12.0,0.0,-3.0,99.5,1000000.0,1000000000000000000.0,1e+19,"
+              "0.3,1234.57,1.23457e+06,1.2345e-05,null,null,null]",
+              dump(numbers));
 }
 
 void expectClassicText(double number) {
@@ -138,9 +124,7 @@ TEST(JsonFloat, FractionsHaveTheTextOfAClassicStream) {
 
 TEST(JsonString, EscapesAndDropsControls) {
     EXPECT_EQ(R"("\b\t\n\f\r\"\\/")", dumped("\b\t\n\f\r\"\\/"));
-    EXPECT_EQ("\"ab\x7F\"", dumped("a\x01"
-                                   "b\x1F\x7F"));
-    EXPECT_EQ("\"\"", dumped(std::string(3, '\0')));
+    EXPECT_EQ("\"Gg\x7F\"", dumped("G\x01g\x1F\x7F" + std::string(3, '\0')));
     EXPECT_EQ("{\"k\\n\":1}", dump(value{{"k\n", 1}}));
 }
 
@@ -148,9 +132,7 @@ TEST(JsonString, KeepsUtf8AndStripsTheRest) {
     const std::pair<std::string, std::string> cases[] = {
         {"gr\xC3\xBC\xC3\x9F \xE2\x82\xAC \xF0\x9F\x98\x80",
          "gr\xC3\xBC\xC3\x9F \xE2\x82\xAC \xF0\x9F\x98\x80"},
-        {"a\xFF"
-         "b",
-         "ab"},
+        {"a\xFFz", "az"},
         {"cut \xE2\x82", "cut "},
         {"M\xFCnchen", "Mnchen"},         // a legacy code page loses its letters
         {"\x80\x80x", "x"},               // trailing bytes without a lead
@@ -171,27 +153,22 @@ TEST(JsonString, KeepsUtf8AndStripsTheRest) {
 }
 
 TEST(JsonString, StrippingJudgesBytesAndNotMeaning) {
-    for (const std::string text : {"", "abc", "\xC0\x80", "\xED\xA0\x80", "\xF4\x8F\xBF\xBF"}) {
-        EXPECT_TRUE(isCleanUtf8(text));
+    const std::pair<const char*, const char*> cases[] = {
+        {"", ""},       {"abc", "abc"}, {"\xC0\x80", "\xC0\x80"}, {"\xED\xA0\x80", "\xED\xA0\x80"},
+        {"a\x80", "a"}, {"a\xC3", "a"}, {"\xE2\x82z", "z"},       {"\xFE\x80\x80\x80\x80\x80", ""}};
+    for (const auto& [text, clean] : cases) {
+        EXPECT_EQ(std::string(text) == clean, isCleanUtf8(text));
         std::string stripped = text;
         stripInvalidUtf8(stripped);
-        EXPECT_EQ(text, stripped);
-    }
-    for (const std::string text : {"a\x80", "a\xC3", "\xE2\x82z", "\xFE\x80\x80\x80\x80\x80"}) {
-        EXPECT_FALSE(isCleanUtf8(text));
-        std::string stripped = text;
-        stripInvalidUtf8(stripped);
-        EXPECT_TRUE(isCleanUtf8(stripped)) << stripped;
+        EXPECT_EQ(clean, stripped);
     }
 }
 
 TEST(JsonString, EscapesAreFoundAtEveryPlace) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"\"", "\\\""}, {"\\", "\\\\"}, {"\x1F", ""}, {"\xC3\xA4", "\xC3\xA4"}, {"\x7F", "\x7F"}};
     for (std::size_t at = 0; at < 20; ++at) {
-        for (const auto& [letter, written] : {std::pair("\"", "\\\""),
-                                              {"\\", "\\\\"},
-                                              {"\x1F", ""},
-                                              {"\xC3\xA4", "\xC3\xA4"},
-                                              {"\x7F", "\x7F"}}) {
+        for (const auto& [letter, written] : cases) {
             const std::string before(at, '!');
             const std::string after(19 - at, '~');
             EXPECT_EQ('"' + before + written + after + '"', dumped(before + letter + after));
@@ -209,32 +186,16 @@ class ShortBuffer : public std::streambuf {
 };
 
 TEST(JsonWriter, AnOutputThatFailsIsReportedWithItsCodePoint) {
-    const std::tuple<std::size_t, const char*, const char*> cases[] = {
-        {0, "x", "'\\u0022'"},
-        {3, "abcd", "'\\u0063'"},
-        {1, "\xE2\x82\xAC", "'\\u20AC'"},
-        {3, "\xF0\x9F\x98\x80", "'\\u1F600'"},
-    };
+    const std::tuple<std::size_t, const char*, const char*> cases[] = {{0, "x", "'\\u0022'"},
+                                                                       {3, "abcd", "'\\u0063'"},
+                                                                       {1, "\xE2\x82\xAC", "'\\u20AC'"},
+                                                                       {3, "\xF0\x9F\x98\x80", "'\\u1F600'"}};
     for (const auto& [room, text, codePoint] : cases) {
         ShortBuffer refusing(room);
         std::ostream output(&refusing);
-        json_serializer writer(output);
-        try {
-            writer.dump(value(text));
-            ADD_FAILURE() << text;
-        } catch (const json_serialization_error& error) {
-            EXPECT_EQ(std::string("value serialization error: encoding failed with codepoint ") + codePoint,
-                      error.what());
-        }
+        EXPECT_EQ(std::string("value serialization error: encoding failed with codepoint ") + codePoint,
+                  reason<json_serialization_error>([&] { json_serializer(output).dump(value(text)); }));
     }
-}
-
-TEST(JsonWriter, AnInputThatEndsInsideACodePointIsReported) {
-    EXPECT_EQ("value serialization error: unexpected character '\\u0082'",
-              reason<json_serialization_error>([] {
-                  fast_string_istreambuf cut("\xE2\x82");
-                  readCodePoint(cut);
-              }));
 }
 
 TEST(JsonWriter, IgnoresTheStreamsFormatButItsPrecision) {
@@ -272,10 +233,9 @@ TEST(JsonStreams, OutputGrowsBehindWhatTheStringHolds) {
             buffer.sputc('a');
             buffer.sputn("bcdefgh", i % 8);
             expected += "a" + std::string("bcdefgh", i % 8);
-            if (i % 100 == 0) {
-                buffer.pubsync();
-                ASSERT_EQ(expected, text);
-            }
+            if (i % 100 != 0) continue;
+            buffer.pubsync();
+            ASSERT_EQ(expected, text);
         }
     }
     EXPECT_EQ(expected, text);

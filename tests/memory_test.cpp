@@ -9,8 +9,8 @@
 #include "support/TestMachine.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <map>
 
@@ -62,92 +62,64 @@ TEST(MemoryTables, NamesAndGaps) {
     EXPECT_EQ(L"Die", smbiosFormFactorName.at(16));
 }
 
-TEST(MemoryRows, ColumnsFillTheRecord) {
-    const MemoryInfo module = read(twoModules()).at(1);
-    EXPECT_EQ(L"B", module.manufacturer);
-    EXPECT_EQ(L"b ", module.model);
-    EXPECT_EQ(2048u, module.capacity);
-    EXPECT_EQ(L"S2", module.serialNumber);
-    EXPECT_EQ(
-        (std::vector<std::uint32_t>{3200, 2933, 72, 1350}),
-        (std::vector<std::uint32_t>{module.speed, module.currentSpeed, module.totalWidth, module.voltage}));
-    EXPECT_EQ(34, module.type);
-    EXPECT_EQ(12, module.formFactor);
-    EXPECT_EQ(L"00-00-00-00", module.timing);
-    EXPECT_TRUE(read({{L"Manufacturer", {}}}).empty());
-}
-
-// The first entry of a column has another type: its field stays fresh and one line tells the type.
-TEST(MemoryRows, AnEntryOfTheWrongType) {
-    const std::pair<const wchar_t*, const char*> cases[] = {
-        {L"Manufacturer", "error wmi result is no BSTR, current: 19"},
-        {L"PartNumber", "info wmi result is no BSTR, current: 19"},
-        {L"Capacity", "info wmi result is no BSTR, current: 19"},
-        {L"SerialNumber", "error serial number type wrong, index: 0, type: 19"},
-        {L"Speed", "info wmi result is no VT_UI4, current: 19"},
-        {L"ConfiguredClockSpeed", "info wmi result is no VT_UI4, current: 19"},
-        {L"TotalWidth", "info wmi result is no VT_UI4, current: 19"},
-        {L"MaxVoltage", "info wmi result is no VT_UI4, current: 19"},
-        {L"SMBIOSMemoryType", "info wmi result is no VT_UI4, current: 19"},
-        {L"FormFactor", "info wmi result is no VT_I4, current: 19"},
+// Either leaves the fields of one column fresh and tells it in one line.
+TEST(MemoryRows, AnEntryOfTheWrongTypeOrAColumnWithAWrongCount) {
+    const struct {
+        const wchar_t* column;
+        const char* noun; // of a wrong count; the count of makers is that of the modules
+        const char* type; // the line of a wrong type
+    } cases[] = {
+        {L"Manufacturer", nullptr, "error wmi result is no BSTR, current: 19"},
+        {L"PartNumber", "module", "info wmi result is no BSTR, current: 19"},
+        {L"Capacity", "capacity", "info wmi result is no BSTR, current: 19"},
+        {L"SerialNumber", "serial number", "error serial number type wrong, index: 0, type: 19"},
+        {L"Speed", "speed", "info wmi result is no VT_UI4, current: 19"},
+        {L"ConfiguredClockSpeed", "ConfiguredClockSpeed", "info wmi result is no VT_UI4, current: 19"},
+        {L"TotalWidth", "TotalWidth", "info wmi result is no VT_UI4, current: 19"},
+        {L"MaxVoltage", "MaxVoltage", "info wmi result is no VT_UI4, current: 19"},
+        {L"SMBIOSMemoryType", "SMBIOSMemoryType", "info wmi result is no VT_UI4, current: 19"},
+        {L"FormFactor", "FormFactor", "info wmi result is no VT_I4, current: 19"},
     };
-    for (const auto& [column, line] : cases) {
+    for (const auto& [column, noun, type] : cases) {
+        SCOPED_TRACE(type);
+        const auto expectOneFresh = [&](const Columns& columns, const std::string& line, int formFactor) {
+            const test::CapturedLog log({&memoryLogger});
+            const auto modules = read(columns);
+            EXPECT_THAT(log.lines(), ElementsAre("info memory count: 2", line));
+            const MemoryInfo& first = modules.at(0);
+            EXPECT_EQ(1, first.manufacturer.empty() + first.model.empty() + (first.capacity == 0) +
+                             first.serialNumber.empty() + (first.speed == 0) + (first.currentSpeed == 0) +
+                             (first.totalWidth == 0) + (first.voltage == 0) + (first.type == 0) +
+                             (first.formFactor == formFactor));
+            return modules.at(1);
+        };
         Columns columns = twoModules();
         columns[column][0] = {static_cast<ManagementType>(19), L"9", 9};
-        test::CapturedLog log({&memoryLogger});
-        const auto modules = read(columns);
-        EXPECT_THAT(log.lines(), ElementsAre("info memory count: 2", line));
-        const MemoryInfo& first = modules.at(0);
-        EXPECT_EQ(1, first.manufacturer.empty() + first.model.empty() + (first.capacity == 0) +
-                         first.serialNumber.empty() + (first.speed == 0) + (first.currentSpeed == 0) +
-                         (first.totalWidth == 0) + (first.voltage == 0) + (first.type == 0) +
-                         (first.formFactor == 0))
-            << line;
-        EXPECT_EQ(34, modules.at(1).type);
-    }
-}
-
-TEST(MemoryRows, AColumnWithAWrongCount) {
-    const std::pair<const wchar_t*, const char*> cases[] = {
-        {L"PartNumber", "module"},
-        {L"Capacity", "capacity"},
-        {L"SerialNumber", "serial number"},
-        {L"Speed", "speed"},
-        {L"ConfiguredClockSpeed", "ConfiguredClockSpeed"},
-        {L"TotalWidth", "TotalWidth"},
-        {L"MaxVoltage", "MaxVoltage"},
-        {L"SMBIOSMemoryType", "SMBIOSMemoryType"},
-        {L"FormFactor", "FormFactor"},
-    };
-    for (const auto& [column, noun] : cases) {
-        Columns columns = twoModules();
+        EXPECT_EQ(34, expectOneFresh(columns, type, 0).type);
+        if (!noun) continue;
+        columns = twoModules();
         columns[column].resize(1);
-        test::CapturedLog log({&memoryLogger});
-        const auto modules = read(columns);
-        EXPECT_THAT(
-            log.lines(),
-            ElementsAre("info memory count: 2",
-                        fmt::format("error get {0} count wrong, {0} count: 1, memory count: 2", noun)));
-        EXPECT_EQ(column == std::wstring_view(L"FormFactor") ? -1 : 8, modules.at(0).formFactor);
-        EXPECT_EQ(column == std::wstring_view(L"Capacity") ? 0u : 1024u, modules.at(0).capacity);
+        expectOneFresh(columns, fmt::format("error get {0} count wrong, {0} count: 1, memory count: 2", noun),
+                       -1);
     }
 }
 
 TEST(MemoryRows, CapacitiesThatAreNoNumber) {
-    const auto reason = [](const wchar_t* capacity) -> std::string {
+    const std::pair<const wchar_t*, const char*> cases[] = {
+        {L"18446744073709551615", "18446744073709551615"},
+        {L"18446744073709551616", "stoull argument out of range"},
+        {L"", "invalid stoull argument"},
+        {L"many", "invalid stoull argument"},
+        {L" 16 GB", "16"}};
+    for (const auto& [capacity, answer] : cases) {
         Columns columns = twoModules();
         columns[L"Capacity"][0] = text(capacity);
         try {
-            return std::to_string(read(columns)[0].capacity);
+            EXPECT_EQ(answer, std::to_string(read(columns)[0].capacity));
         } catch (const std::exception& failure) {
-            return failure.what();
+            EXPECT_STREQ(answer, failure.what());
         }
-    };
-    EXPECT_EQ("18446744073709551615", reason(L"18446744073709551615"));
-    EXPECT_EQ("stoull argument out of range", reason(L"18446744073709551616"));
-    EXPECT_EQ("invalid stoull argument", reason(L""));
-    EXPECT_EQ("invalid stoull argument", reason(L"many"));
-    EXPECT_EQ("16", reason(L" 16 GB"));
+    }
 }
 
 MemoryInfo module(const wchar_t* model, std::int32_t type, std::uint64_t capacity,
@@ -171,14 +143,12 @@ TEST(MemoryMerge, SolderedModulesBecomeOneAtTheEnd) {
     EXPECT_EQ(L"d:3 b:16 ", merged({module(L"a", 30, 8), module(L"d", 26, 3), module(L"b", 30, 8)}));
     EXPECT_EQ(L"a:1 c:2 ", merged({module(L"a", 28, 1), module(L"c", 24, 2)})) << "LPDDR2 and DDR stay";
     EXPECT_EQ(L"d:3 ", merged({module(L"a", 29, 0), module(L"d", 26, 3), module(L"b", 29, 0)}));
-    try {
-        merged({module(L"a", 30, 8), module(L"b", 35, 8)});
-        FAIL();
-    } catch (const HWException& failure) {
-        EXPECT_THAT(
-            failure.what(),
-            HasSubstr("Memory types are inconsistent before and after, before: LPDDR4, after: LPDDR5"));
-    }
+    EXPECT_THAT(
+        [&] {
+            merged({module(L"a", 30, 8), module(L"b", 35, 8)});
+        },
+        testing::ThrowsMessage<HWException>(
+            HasSubstr("Memory types are inconsistent before and after, before: LPDDR4, after: LPDDR5")));
 }
 
 TEST(MemoryJoin, BySerialNumberAsItStands) {
@@ -208,37 +178,55 @@ TEST(MemoryJoin, BySerialNumberAsItStands) {
     EXPECT_THROW(joinSpds(modules, {ddr5}), HWException);
 }
 
-std::vector<std::wstring> timings() {
-    std::vector<std::wstring> timings;
-    for (const MemoryInfo& entry : MemoryInfo::getMemoryInfo())
-        timings.push_back(entry.timing);
-    return timings;
+TEST(MemoryReport, SampleMachines) {
+    const struct {
+        const char* name;
+        const char* data;
+        std::vector<std::wstring> timings;
+    } cases[] = {
+        {"intel-desktop",
+         R"({"manufacturer":"Acme","model":"AM4-16G-3200"},{"manufacturer":"Borealis","model":"BX416G2666-8  "})",
+         {L"22-22-22-52", L"18-19-19-43"}},
+        {"amd-ryzen-desktop",
+         R"({"manufacturer":"Acme","model":"AM5-32G-4800"},{"manufacturer":"Acme","model":"AM5-32G-4800"})",
+         {L"40-39-39-77", L"40-39-39-77"}},
+        {"laptop", R"({"manufacturer":"Acme","model":"ALP5-8G-B"})", {L"00-00-00-00"}},
+        {"amd-apu", // 0.937 ns; the second EEPROM belongs to no module
+         R"({"manufacturer":"Nordwind","model":"NW-4G-2133"},{"manufacturer":"Nordwind","model":"NW-4G-2133"})",
+         {L"16-15-15-35", L"00-00-00-00"}},
+        {"amd-k10",
+         R"({"manufacturer":"Acme","model":"AM3-4G-1333"},{"manufacturer":"Acme","model":"AM3-4G-1333"})",
+         {L"00-00-00-00", L"00-00-00-00"}},
+    };
+    const test::CapturedLog log({&memoryLogger});
+    for (const auto& row : cases) {
+        const auto machine = test::TestMachine::sample(row.name);
+        EXPECT_STREQ((R"({"code":1,"data":[)" + std::string(row.data) + "]}").c_str(),
+                     getMemoryManufacturerAndModel());
+        std::vector<std::wstring> timings;
+        for (const MemoryInfo& entry : MemoryInfo::getMemoryInfo())
+            timings.push_back(entry.timing);
+        EXPECT_EQ(row.timings, timings) << row.name;
+    }
+    EXPECT_THAT(log.lines(), Contains("error can not find memory by serial number: DEADBEEF"));
 }
 
-TEST(MemoryReport, SampleMachines) {
-    const std::pair<const char*, const char*> cases[] = {
-        {"intel-desktop",
-         R"({"code":1,"data":[{"manufacturer":"Acme","model":"AM4-16G-3200"},{"manufacturer":"Borealis","model":"BX416G2666-8  "}]})"},
-        {"amd-ryzen-desktop",
-         R"({"code":1,"data":[{"manufacturer":"Acme","model":"AM5-32G-4800"},{"manufacturer":"Acme","model":"AM5-32G-4800"}]})"},
-        {"laptop", R"({"code":1,"data":[{"manufacturer":"Acme","model":"ALP5-8G-B"}]})"},
-        {"amd-apu",
-         R"({"code":1,"data":[{"manufacturer":"Nordwind","model":"NW-4G-2133"},{"manufacturer":"Nordwind","model":"NW-4G-2133"}]})"},
-        {"amd-k10",
-         R"({"code":1,"data":[{"manufacturer":"Acme","model":"AM3-4G-1333"},{"manufacturer":"Acme","model":"AM3-4G-1333"}]})"},
-    };
-    for (const auto& [name, answer] : cases) {
-        const auto machine = test::TestMachine::sample(name);
-        EXPECT_STREQ(answer, getMemoryManufacturerAndModel()) << name;
+TEST(MemoryReport, TypesThatHaveNoReport) {
+    const std::pair<const char*, int> cases[] = {
+        {R"("SMBIOSMemoryType": 29)", 29}, {R"("SMBIOSMemoryType": 19)", 19}, {R"("Manufacturer": "A")", 0}};
+    for (const auto& [column, type] : cases) {
+        const test::TestMachine machine(
+            fmt::format(R"({{"name": "m", "management": {{"Win32_PhysicalMemory": [{{{}}}]}}}})", column));
+        const test::CapturedLog log({&memoryLogger});
+        const std::string failure = getMemoryManufacturerAndModel();
+        EXPECT_THAT(failure, testing::StartsWith(R"({"code":0,"data":"MemInfo@)"));
+        EXPECT_THAT(failure,
+                    HasSubstr(fmt::format("Memory type is not DDR4, DDR5, LPDDR4, LPDDR5, type: {}", type)));
+        EXPECT_EQ(failure, R"({"code":0,"data":")" + std::string(getLastError()) + "\"}");
+        EXPECT_EQ(type, getMemoryType());
+        const auto lines = log.lines();
+        EXPECT_EQ(type == 0 ? 1 : 0, std::ranges::count(lines, "error wmi result is no VT_UI4, current: 0"));
     }
-    const test::TestMachine soldered(
-        R"({"name": "m", "management": {"Win32_PhysicalMemory": [{"SMBIOSMemoryType": 29}]}})");
-    EXPECT_THAT(getMemoryManufacturerAndModel(), HasSubstr("LPDDR5, type: 29"));
-    const auto machine = test::TestMachine::sample("amd-k8");
-    const std::string failure = getMemoryManufacturerAndModel();
-    EXPECT_THAT(failure, testing::StartsWith(R"({"code":0,"data":"MemInfo@)"));
-    EXPECT_THAT(failure, HasSubstr("Memory type is not DDR4, DDR5, LPDDR4, LPDDR5, type: 19"));
-    EXPECT_EQ(failure, R"({"code":0,"data":")" + std::string(getLastError()) + "\"}");
 }
 
 // Two soldered modules of which the first has an EEPROM: each is shown with its own, then the last one stands
@@ -267,24 +255,6 @@ TEST(MemoryReport, SolderedModulesAreJoinedAndShownBeforeTheyAreMerged) {
                             "Model: B,", "Capacity: 4,", "SerialNumber: ,", "Speed: 6400,",
                             "CurrentSpeed: 5500,", "TotalWidth: 32,", "Voltage: 1050,", "type: LPDDR5,",
                             "form 12,", "timing: 00-00-00-00"));
-}
-
-TEST(MemoryReport, TimingsOfTheSampleMachines) {
-    const struct {
-        const char* name;
-        std::vector<std::wstring> timings;
-    } cases[] = {
-        {"intel-desktop", {L"22-22-22-52", L"18-19-19-43"}},
-        {"amd-ryzen-desktop", {L"40-39-39-77", L"40-39-39-77"}},
-        {"amd-apu", {L"16-15-15-35", L"00-00-00-00"}}, // 0.937 ns; the second EEPROM belongs to no module
-        {"laptop", {L"00-00-00-00"}},
-    };
-    test::CapturedLog log({&memoryLogger});
-    for (const auto& row : cases) {
-        const auto machine = test::TestMachine::sample(row.name);
-        EXPECT_EQ(row.timings, timings()) << row.name;
-    }
-    EXPECT_THAT(log.lines(), Contains("error can not find memory by serial number: DEADBEEF"));
 }
 
 TEST(MemoryReport, RowsFromAFirmwareDump) {
@@ -320,15 +290,6 @@ TEST(MemoryReport, NoRowsOrNoAnswer) {
     const test::TestMachine bare(R"({"name": "bare"})");
     EXPECT_THAT(getMemoryManufacturerAndModel(),
                 HasSubstr("CoCreateInstance failed: error code: 2147746132"));
-}
-
-TEST(MemoryReport, AFirstModuleOfNoType) {
-    const test::TestMachine machine(
-        R"({"name": "m", "management": {"Win32_PhysicalMemory": [{"Manufacturer": "A"}]}})");
-    EXPECT_THAT(getMemoryManufacturerAndModel(), HasSubstr("LPDDR5, type: 0"));
-    test::CapturedLog log({&memoryLogger});
-    EXPECT_EQ(0, getMemoryType());
-    EXPECT_THAT(log.lines(), Contains("error wmi result is no VT_UI4, current: 0"));
 }
 
 } // namespace

@@ -2,12 +2,12 @@
 #include "frame/HWException.h"
 #include "log/log.h"
 #include "memory/SPD.h"
-#include "platform/machine/Machine.h"
-#include "state/ProcessState.h"
 #include "support/CapturedLog.h"
+#include "support/TestMachine.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
+
+#include <optional>
 
 namespace orv {
 namespace {
@@ -18,59 +18,42 @@ using testing::ElementsAreArray;
 using testing::Not;
 using Lines = std::vector<std::string>;
 
+const std::string kNothingButAmd =
+    R"("processor": {"vendor": "AuthenticAMD", "highestLeaf": 1}, "ring0": {})";
+
 class Smbus : public testing::Test {
   protected:
-    Smbus() : before_(platform::current()) {}
-    ~Smbus() override {
-        ProcessState::renew();
-        platform::use(before_);
-    }
-
     void intel(const std::string& smbus) {
-        use(R"("processor": {"vendor": "GenuineIntel", "highestLeaf": 1},
-            "ring0": {},
+        use(R"("processor": {"vendor": "GenuineIntel", "highestLeaf": 1}, "ring0": {},
             "smbus": {"controller": "intel", "base": "0xF040", )" +
             smbus + "}");
     }
     void amd(const std::string& smbus) {
-        use(R"("processor": {"vendor": "AuthenticAMD", "highestLeaf": 1}, "ring0": {}, "smbus": {"controller": "amd", )" +
-            smbus + "}");
+        use(kNothingButAmd + R"(, "smbus": {"controller": "amd", )" + smbus + "}");
     }
     void use(const std::string& sections) {
-        ProcessState::renew();
-        machine = platform::Machine::fromText(R"({"name": "m", )" + sections + "}");
-        platform::use(*machine);
-        machine->requests().keepRecord(true);
+        machine_.emplace(R"({"name": "m", )" + sections + "}");
+        requests().keepRecord(true);
     }
+    platform::Machine& machine() { return **machine_; }
+    platform::Requests& requests() { return machine().requests(); }
 
     /// The requests so far of the named kinds, and forgets all.
     Lines taken(const std::string& kinds) {
         Lines lines;
-        for (const std::string& line : machine->requests().record())
+        for (const std::string& line : requests().record())
             if (kinds.find(line.substr(0, line.find(' '))) != kinds.npos) lines.push_back(line);
-        machine->requests().clearRecord();
+        requests().clearRecord();
         return lines;
     }
 
-    std::unique_ptr<platform::Machine> machine;
-
   private:
-    platform::Platform& before_;
+    std::optional<test::TestMachine> machine_;
 };
 
 constexpr const char* kPorts = "ReadIoPortByte WriteIoPortByte WriteIoPortWord";
 constexpr const char* kOneModule =
     R"("eeproms": [{"address": "0xA2", "kind": "DDR4", "bytes": {"0": "23", "7": "AB", "256": "11"}}])";
-
-std::string reasonOfSearch() {
-    try {
-        SMBus smbus;
-    } catch (const HWException& failure) {
-        const std::string text = failure.what();
-        return text.substr(text.find(": ") + 2);
-    }
-    return {};
-}
 
 // Neither the class nor the subclass alone is enough; other bits are kept.
 TEST_F(Smbus, FindsTheIntelControllerAndSwitchesItOn) {
@@ -82,7 +65,7 @@ TEST_F(Smbus, FindsTheIntelControllerAndSwitchesItOn) {
             {"at": 32, "value": "0xF041"}, {"at": 64, "value": "0x12"}]},
         {"address": "03:00.0", "registers": [{"at": 8, "value": "0x0C050000"}]}]})");
     SMBus smbus;
-    EXPECT_THAT(machine->requests().record(), Not(Contains("ReadPciConfigWord 02:1f.5 0x0")))
+    EXPECT_THAT(requests().record(), Not(Contains("ReadPciConfigWord 02:1f.5 0x0")))
         << "the search ends at the first";
     EXPECT_THAT(taken("WritePciConfigDword"), ElementsAre("WritePciConfigDword 02:1f.4 0x4 0x2800003",
                                                           "WritePciConfigDword 02:1f.4 0x40 0x13"));
@@ -98,69 +81,61 @@ TEST_F(Smbus, FindsTheIntelControllerAndSwitchesItOn) {
 
 // The low half of the base plays no part, but that ones in either half stand for no answer.
 TEST_F(Smbus, FindsTheAmdController) {
-    const struct {
-        const char *base, *firstAccess;
-        Lines log;
-    } cases[] = {
-        {R"("base": "0x0C20")",
-         "WriteIoPortWord 0xc00 0x1e",
-         {"info CPU Vendor: AMD", "info SMBus Base: 0xc00"}},
-        {R"("base": "0x0CFF")", "WriteIoPortWord 0xb00 0x1e", {"info CPU Vendor: AMD"}},
-        {R"("base": "0xFF20")", "WriteIoPortWord 0xb00 0x1e", {"info CPU Vendor: AMD"}},
+    const Lines vendor = {"info CPU Vendor: AMD"};
+    const std::tuple<const char*, const char*, Lines> cases[] = {
+        {"0x0C20", "WriteIoPortWord 0xc00 0x1e", {vendor[0], "info SMBus Base: 0xc00"}},
+        {"0x0CFF", "WriteIoPortWord 0xb00 0x1e", vendor},
+        {"0xFF20", "WriteIoPortWord 0xb00 0x1e", vendor},
     };
     for (const auto& [base, firstAccess, lines] : cases) {
         test::CapturedLog log({&smbusLogger});
-        amd(base);
+        amd(fmt::format(R"("base": "{}")", base));
         SMBus smbus;
         EXPECT_THAT(log.lines(spdlog::level::info), ElementsAreArray(lines));
         EXPECT_THAT(taken(kPorts), ElementsAre("WriteIoPortByte 0xcd6 0x0", "ReadIoPortByte 0xcd7",
                                                "WriteIoPortByte 0xcd6 0x1", "ReadIoPortByte 0xcd7"));
         EXPECT_EQ(0xFF, smbus.readSlaveData(0xA0, 0));
-        const Lines accesses = taken(kPorts);
-        EXPECT_EQ(firstAccess, accesses.front());
+        EXPECT_EQ(firstAccess, taken(kPorts).front());
     }
 }
 
 TEST_F(Smbus, MachinesWithoutAController) {
-    use(R"("processor": {"vendor": "GenuineIntel", "highestLeaf": 1}, "ring0": {})");
-    EXPECT_EQ("SMBus not found", reasonOfSearch());
-    use(R"("processor": {"vendor": "GenuineMaker", "highestLeaf": 1}, "ring0": {})");
-    EXPECT_EQ("Unknown CPU Vendor", reasonOfSearch());
-    use(R"("processor": {"vendor": "GenuineIntel", "highestLeaf": 1}, "ring0": {"statuses": [2]}, "management": {})");
-    EXPECT_EQ("DLL Status Error: DRIVER_NOT_LOADED", reasonOfSearch());
+    const auto expectNone = [&](const char* vendor, const char* ring0, const char* reason) {
+        use(fmt::format(
+            R"("processor": {{"vendor": "{}", "highestLeaf": 1}}, "ring0": {}, "management": {{}})", vendor,
+            ring0));
+        EXPECT_THAT([] { SMBus smbus; }, testing::ThrowsMessage<HWException>(testing::EndsWith(reason)));
+    };
+    expectNone("GenuineIntel", "{}", ": SMBus not found");
+    expectNone("GenuineMaker", "{}", ": Unknown CPU Vendor");
+    expectNone("GenuineIntel", R"({"statuses": [2]})", ": DLL Status Error: DRIVER_NOT_LOADED");
     EXPECT_THROW(memory::readSPD(), HWException);
-    EXPECT_THAT(taken("GetDllStatus"), ElementsAre("GetDllStatus", "GetDllStatus"))
-        << "each use searches again";
+    EXPECT_THAT(taken("GetDllStatus"), testing::SizeIs(2)) << "each use searches again";
 }
 
-TEST_F(Smbus, OneReadIsTheseAccesses) {
+TEST_F(Smbus, AReadAndAWriteAreTheseAccesses) {
     intel(kOneModule);
     SMBus smbus;
     taken("");
     EXPECT_EQ(0xAB, smbus.readSlaveData(0xA2, 7));
-    EXPECT_EQ((Lines{"WriteIoPortWord 0xf040 0x1e", "ReadIoPortByte 0xf040", "ReadIoPortByte 0xf040",
-                     "WriteIoPortByte 0xf040 0x0", "WriteIoPortByte 0xf044 0xa3",
-                     "WriteIoPortByte 0xf043 0x7", "WriteIoPortByte 0xf042 0x48", "ReadIoPortByte 0xf040",
-                     "ReadIoPortByte 0xf040", "ReadIoPortByte 0xf045"}),
-              taken(kPorts));
+    EXPECT_THAT(taken(kPorts),
+                ElementsAre("WriteIoPortWord 0xf040 0x1e", "ReadIoPortByte 0xf040", "ReadIoPortByte 0xf040",
+                            "WriteIoPortByte 0xf040 0x0", "WriteIoPortByte 0xf044 0xa3",
+                            "WriteIoPortByte 0xf043 0x7", "WriteIoPortByte 0xf042 0x48",
+                            "ReadIoPortByte 0xf040", "ReadIoPortByte 0xf040", "ReadIoPortByte 0xf045"));
     EXPECT_EQ(0xFF, smbus.readSlaveData(0xA0, 7)) << "nobody there";
     EXPECT_EQ(0xAB, smbus.readSlaveData(0xA2, 7)) << "the error bit is cleared";
-}
-
-TEST_F(Smbus, OneWriteIsTheseAccesses) {
-    intel(kOneModule);
-    SMBus smbus;
     taken("");
     EXPECT_TRUE(smbus.writeSlaveData(0x6E, 0, 5));
-    EXPECT_EQ((Lines{"WriteIoPortByte 0xf040 0x1e", "ReadIoPortByte 0xf040", "WriteIoPortByte 0xf040 0x0",
-                     "WriteIoPortByte 0xf044 0x6f", "WriteIoPortByte 0xf043 0x0",
-                     "WriteIoPortByte 0xf045 0x5", "WriteIoPortByte 0xf042 0x50", "ReadIoPortByte 0xf040",
-                     "ReadIoPortByte 0xf040", "ReadIoPortByte 0xf040", "WriteIoPortByte 0xf040 0x2"}),
-              taken(kPorts));
+    EXPECT_THAT(taken(kPorts),
+                ElementsAre("WriteIoPortByte 0xf040 0x1e", "ReadIoPortByte 0xf040",
+                            "WriteIoPortByte 0xf040 0x0", "WriteIoPortByte 0xf044 0x6f",
+                            "WriteIoPortByte 0xf043 0x0", "WriteIoPortByte 0xf045 0x5",
+                            "WriteIoPortByte 0xf042 0x50", "ReadIoPortByte 0xf040", "ReadIoPortByte 0xf040",
+                            "ReadIoPortByte 0xf040", "WriteIoPortByte 0xf040 0x2"));
     EXPECT_EQ(0x11, smbus.readSlaveData(0xA2, 0)) << "the second page is selected";
     amd(std::string(R"("base": "0x0B00", )") + kOneModule);
-    SMBus other;
-    other.writeSlaveData(0x6F, 0, 0);
+    SMBus().writeSlaveData(0x6F, 0, 0);
     EXPECT_THAT(taken(kPorts), Contains("WriteIoPortByte 0xb04 0x6e")) << "no direction bit on this maker's";
 }
 
@@ -196,65 +171,47 @@ std::vector<std::uint8_t> script(std::vector<std::uint8_t> first, std::size_t co
     return first;
 }
 
-constexpr const char* kNothingButAmd =
-    R"("processor": {"vendor": "AuthenticAMD", "highestLeaf": 1}, "ring0": {})";
 const Lines kTimeout = {"error SMBus busy, timeout"};
 
-TEST_F(Smbus, WhatTheStatusTellsARead) {
+TEST_F(Smbus, WhatTheStatusTells) {
+    constexpr int kFailed = 0xFF;
     const Lines noAnswer = {"debug readSlaveData 0xff"};
     const struct {
         const char* why;
-        std::vector<std::uint8_t> statuses; // the first is the look for a controller that is not there
-        std::uint8_t value;
-        Lines log;
-    } cases[] = {
-        {"idle at the 500th look", script({0}, 499, 1, {0, 2}), 0x5A, {}},
-        {"idle at the 501st", script({0}, 500, 1, {0, 2}), 0xFF, kTimeout},
-        {"done at the 500th look", script({0, 0}, 499, 0, {2}), 0x5A, {}},
-        {"done at the 501st", script({0, 0}, 500, 0, {2}), 0xFF, kTimeout},
-        {"an error at the 501st", script({0, 0}, 500, 0, {4}), 0xFF, noAnswer},
-        {"done and in error", {0, 0, 6}, 0xFF, noAnswer},
-        {"ones at the status alone", {0xFF, 0, 2}, 0x5A, {}},
-    };
-    for (const auto& row : cases) {
-        use(kNothingButAmd);
-        Scripted controller(row.statuses);
-        machine->ring0().attach(controller);
-        SMBus smbus;
-        const test::CapturedLog log({&smbusLogger});
-        EXPECT_EQ(row.value, smbus.readSlaveData(0xA0, 0)) << row.why;
-        EXPECT_THAT(log.lines(spdlog::level::debug), ElementsAreArray(row.log)) << row.why;
-    }
-}
-
-TEST_F(Smbus, WhatTheStatusTellsAWrite) {
-    const struct {
-        const char* why;
-        std::vector<std::uint8_t> statuses;
+        std::vector<std::uint8_t> statuses; // a read's first is the look for a controller that is not there
         std::uint8_t control;
-        bool taken;
-        int started;
+        int answer;  // of a read; of a write whether it was taken
+        int started; // how often
         Lines log;
     } cases[] = {
-        {"idle at the 500th look", script({}, 499, 1, {0, 2}), 0, true, 1, {}},
-        {"never idle", {1}, 0, false, 0, kTimeout},
-        {"done at the 500th look", script({0}, 499, 0, {2}), 0, true, 1, {}},
-        {"done at the 501st", script({0}, 500, 0, {2}), 0, false, 1, kTimeout},
-        {"done and in error, then done", {0, 6, 0, 0, 2}, 0, true, 2, {}},
-        {"in error five times", {0, 4, 0, 0, 4, 0, 0, 4, 0, 0, 4, 0, 0, 4, 0, 0, 2}, 0, false, 5, {}},
-        {"gone after the first attempt", {0, 0xFF, 0}, 0xFF, false, 1, {}},
-        {"ones at the status alone", {0, 0xFF, 0, 0, 2}, 0, true, 2, {}},
-        {"ones at the control alone", {0, 4, 0, 0, 2}, 0xFF, true, 2, {}},
+        {"read: idle at the 500th look", script({0}, 499, 1, {0, 2}), 0, 0x5A, 1, {}},
+        {"read: idle at the 501st", script({0}, 500, 1, {0, 2}), 0, kFailed, 0, kTimeout},
+        {"read: done at the 500th look", script({0, 0}, 499, 0, {2}), 0, 0x5A, 1, {}},
+        {"read: done at the 501st", script({0, 0}, 500, 0, {2}), 0, kFailed, 1, kTimeout},
+        {"read: an error at the 501st", script({0, 0}, 500, 0, {4}), 0, kFailed, 1, noAnswer},
+        {"read: done and in error", {0, 0, 6}, 0, kFailed, 1, noAnswer},
+        {"read: ones at the status alone", {0xFF, 0, 2}, 0, 0x5A, 1, {}},
+        {"write: idle at the 500th look", script({}, 499, 1, {0, 2}), 0, true, 1, {}},
+        {"write: never idle", {1}, 0, false, 0, kTimeout},
+        {"write: done at the 500th look", script({0}, 499, 0, {2}), 0, true, 1, {}},
+        {"write: done at the 501st", script({0}, 500, 0, {2}), 0, false, 1, kTimeout},
+        {"write: done and in error, then done", {0, 6, 0, 0, 2}, 0, true, 2, {}},
+        {"write: in error five times", {0, 4, 0, 0, 4, 0, 0, 4, 0, 0, 4, 0, 0, 4, 0, 0, 2}, 0, false, 5, {}},
+        {"write: gone after the first attempt", {0, 0xFF, 0}, 0xFF, false, 1, {}},
+        {"write: ones at the status alone", {0, 0xFF, 0, 0, 2}, 0, true, 2, {}},
+        {"write: ones at the control alone", {0, 4, 0, 0, 2}, 0xFF, true, 2, {}},
     };
     for (const auto& row : cases) {
+        SCOPED_TRACE(row.why);
         use(kNothingButAmd);
         Scripted controller(row.statuses, row.control);
-        machine->ring0().attach(controller);
+        machine().ring0().attach(controller);
         SMBus smbus;
         const test::CapturedLog log({&smbusLogger});
-        EXPECT_EQ(row.taken, smbus.writeSlaveData(0x6C, 0, 0)) << row.why;
-        EXPECT_EQ(row.started, controller.started) << row.why;
-        EXPECT_THAT(log.lines(spdlog::level::info), ElementsAreArray(row.log)) << row.why;
+        const bool write = *row.why == 'w';
+        EXPECT_EQ(row.answer, write ? smbus.writeSlaveData(0x6C, 0, 0) : smbus.readSlaveData(0xA0, 0));
+        EXPECT_EQ(row.started, controller.started);
+        EXPECT_THAT(log.lines(spdlog::level::debug), ElementsAreArray(row.log));
     }
 }
 
@@ -286,11 +243,8 @@ TEST_F(Smbus, ReadsDDR4ByTwoSharedPages) {
 }
 
 TEST_F(Smbus, ReadsDDR5ByItsPageRegister) {
-    std::string pages;
-    for (int page = 0; page < 8; ++page)
-        pages += fmt::format(R"({}"{}": "{:02X}", "{}": "{:02X}")", page ? "," : "", page * 128, page + 1,
-                             page * 128 + 127, page + 0x81);
-    const std::string module = R"({"address": "0xA0", "kind": "DDR5", "bytes": {)" + pages + "}}";
+    const std::string module = R"({"address": "0xA0", "kind": "DDR5", "bytes": {"0": "01", "127": "8102",
+        "255": "8203", "383": "8304", "511": "8405", "639": "8506", "767": "8607", "895": "8708", "1023": "88"}})";
     // A type that tells nothing of the layout leaves that of DDR5.
     for (const int type : {34, 35, 24, 0}) {
         amd(withRows(type, module));
@@ -311,13 +265,13 @@ TEST_F(Smbus, ReadsDDR5ByItsPageRegister) {
 
 TEST_F(Smbus, UnreadableBytesAndEmptyBuses) {
     amd(withRows(26, R"({"address": "0xA0", "kind": "DDR4"})"));
-    machine->requests().plan({"smbusRead", 3, 1, 0});
+    requests().plan({"smbusRead", 3, 1, 0});
     auto spds = memory::readSPD();
     ASSERT_EQ(1u, spds.size());
     EXPECT_EQ((memory::Spd{0x00, 0xFF, 0x00}), memory::Spd(spds[0].begin(), spds[0].begin() + 3));
     // The layout is settled once: other rows do not change it, and a query costs nothing any more.
     EXPECT_THAT(taken("execQuery"), testing::SizeIs(1));
-    machine->requests().plan({"execQuery", 0, 0x80041001, 0});
+    requests().plan({"execQuery", 0, 0x80041001, 0});
     EXPECT_EQ(512u, memory::readSPD().at(0).size());
     EXPECT_THAT(taken("execQuery"), testing::IsEmpty());
 
@@ -333,13 +287,13 @@ TEST_F(Smbus, UnreadableBytesAndEmptyBuses) {
 
 // A pause lasts until a look at the clock, 1 ns later each time, finds 1000 ns gone.
 TEST_F(Smbus, WaitsExactlyAsTheDevicesNeed) {
-    use(std::string(kNothingButAmd) + R"(, "clock": {"stepNs": 1}, "smbus": {"controller": "amd", )" +
+    use(kNothingButAmd + R"(, "clock": {"stepNs": 1}, "smbus": {"controller": "amd", )" +
         withRows(26, R"({"address": "0xA0", "kind": "DDR4"})") + "}");
     SMBus smbus;
     const auto spent = [&](auto&& action) {
-        const auto start = machine->machineClock().now();
+        const auto start = machine().machineClock().now();
         action();
-        return machine->machineClock().now() - start;
+        return machine().machineClock().now() - start;
     };
     // Idle, address, register, control, a busy look, the answer's look, the data.
     constexpr std::int64_t pause = 1001, read = 7 * pause, noAnswer = 6 * pause;
@@ -355,16 +309,15 @@ TEST_F(Smbus, WaitsExactlyAsTheDevicesNeed) {
 
 // What a host meets whose controller turns busy once the first module has answered.
 TEST_F(Smbus, AControllerThatTurnsBusyCostsABoundedTime) {
-    use(std::string(kNothingButAmd) +
-        R"(, "management": {"Win32_PhysicalMemory": [{"SMBIOSMemoryType": 26}]})");
+    use(kNothingButAmd + R"(, "management": {"Win32_PhysicalMemory": [{"SMBIOSMemoryType": 26}]})");
     Scripted controller(script({0, 0, 2}, 1, 1, {}));
-    machine->ring0().attach(controller);
+    machine().ring0().attach(controller);
     memory::getSmbus();
     const test::CapturedLog log({&smbusLogger});
-    const auto start = machine->machineClock().now();
+    const auto start = machine().machineClock().now();
     EXPECT_THAT(memory::readSPD(), ElementsAre(memory::Spd(512, 0xFF)));
     EXPECT_THAT(log.lines(spdlog::level::info), ElementsAreArray(Lines(512 + 2 + 7, kTimeout.front())));
-    EXPECT_LT(machine->machineClock().now() - start, 1'100'000'000);
+    EXPECT_LT(machine().machineClock().now() - start, 1'100'000'000);
 }
 
 } // namespace

@@ -1,11 +1,10 @@
 #include "frame/HWException.h"
 #include "log/log.h"
-#include "platform/machine/Machine.h"
 #include "support/CapturedLog.h"
+#include "support/TestMachine.h"
 #include "wmi/wmi.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 namespace orv {
 namespace {
@@ -13,24 +12,17 @@ namespace {
 using platform::ManagementType;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using Lines = std::vector<std::string>;
 
 constexpr const wchar_t* kQuery = L"SELECT * FROM Win32_PhysicalMemory";
 
 class Wmi : public testing::Test {
   protected:
-    Wmi() : before_(platform::current()) { platform::use(*machine); }
-    ~Wmi() override { platform::use(before_); }
-
     void fail(const char* request, platform::ErrorCode error) {
         machine->requests().plan({request, 0, error, 0});
     }
 
-    std::unique_ptr<platform::Machine> machine = platform::Machine::fromText(R"({"name": "m", "management":
-        {"Empty": [], "Win32_PhysicalMemory": [{"A": "x", "N": -5, "B": {"type": 11, "number": 1}}, {"A": "y"}]}})");
-
-  private:
-    platform::Platform& before_;
+    test::TestMachine machine{R"({"name": "m", "management":
+        {"Empty": [], "Win32_PhysicalMemory": [{"A": "x", "N": -5, "B": {"type": 11, "number": 1}}, {"A": "y"}]}})"};
 };
 
 TEST_F(Wmi, StepsInTheirOrder) {
@@ -49,21 +41,13 @@ TEST_F(Wmi, StepsInTheirOrder) {
                             R"(connectServer ROOT\CIMV2)", "setProxyBlanket",
                             "execQuery SELECT * FROM Win32_PhysicalMemory", "nextRow", "nextRow", "nextRow",
                             "getColumn A", "getColumn A", "uninitializeCom"));
-    EXPECT_EQ((Lines{
-                  "trace wmi::wmiImpl::wmiImpl",
-                  "debug wmi init",
-                  "debug Connected to ROOT\\CIMV2 WMI namespace",
-                  "debug wmi init over",
-                  "trace wmi::wmiImpl::query",
-                  "info query: SELECT * FROM Win32_PhysicalMemory",
-                  "debug query success, size: 2",
-                  "trace wmi::wmiImpl::get",
-                  "info get key: A",
-                  "info get success, size: 2",
-                  "trace wmi::wmiImpl::~wmiImpl",
-                  "debug wmi destroy, pEnumerator: true, pSvc: true, pLoc: true, coUnInitFlag: 1",
-              }),
-              log.lines());
+    EXPECT_THAT(log.lines(),
+                ElementsAre("trace wmi::wmiImpl::wmiImpl", "debug wmi init",
+                            "debug Connected to ROOT\\CIMV2 WMI namespace", "debug wmi init over",
+                            "trace wmi::wmiImpl::query", "info query: SELECT * FROM Win32_PhysicalMemory",
+                            "debug query success, size: 2", "trace wmi::wmiImpl::get", "info get key: A",
+                            "info get success, size: 2", "trace wmi::wmiImpl::~wmiImpl",
+                            "debug wmi destroy, pEnumerator: true, pSvc: true, pLoc: true, coUnInitFlag: 1"));
 }
 
 TEST_F(Wmi, FailedStepsEndTheSessionWithTheirCode) {
@@ -73,17 +57,11 @@ TEST_F(Wmi, FailedStepsEndTheSessionWithTheirCode) {
         {"connectServer", "ConnectServer failed: error code: 2147942405 message: "},
         {"setProxyBlanket", "CoSetProxyBlanket failed: error code: 2147942405 message: "},
     };
+    machine->requests().keepRecord(true);
     for (const auto& [request, text] : cases) {
         machine->requests().clearFaults();
-        machine->requests().clearRecord();
-        machine->requests().keepRecord(true);
         fail(request, 0x80070005);
-        try {
-            wmi session;
-            FAIL() << request;
-        } catch (const HWException& failure) {
-            EXPECT_THAT(failure.what(), HasSubstr(text));
-        }
+        EXPECT_THAT([] { wmi session; }, testing::ThrowsMessage<HWException>(HasSubstr(text))) << request;
         EXPECT_EQ("uninitializeCom", machine->requests().record().back()) << request;
     }
 }
@@ -134,17 +112,6 @@ TEST_F(Wmi, QueriesThatGiveNothing) {
     // NOLINTNEXTLINE(bugprone-use-after-move,clang-analyzer-cplusplus.Move)
     EXPECT_THROW(failing.query(kQuery), HWException);
     EXPECT_TRUE(moved.query(kQuery));
-}
-
-TEST_F(Wmi, AMachineWithoutManagementDataSaysSo) {
-    machine = platform::Machine::fromText(R"({"name": "bare"})");
-    platform::use(*machine);
-    try {
-        wmi session;
-        FAIL();
-    } catch (const HWException& failure) {
-        EXPECT_THAT(failure.what(), HasSubstr("CoCreateInstance failed: error code: 2147746132 message: "));
-    }
 }
 
 } // namespace

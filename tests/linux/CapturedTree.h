@@ -1,6 +1,8 @@
 #pragma once
 
+#include "platform/linux/LinuxPlatform.h"
 #include "support/Paths.h"
+#include "support/TestMachine.h"
 
 #include <filesystem>
 #include <fstream>
@@ -43,6 +45,16 @@ class Tree {
 
   private:
     std::filesystem::path root_ = "captured-tree-" + std::to_string(::getpid());
+};
+
+/// A tree in use as the running system.
+class TreeInUse {
+  public:
+    explicit TreeInUse(const Tree& tree) : system_(tree.root()), inUse_(system_) {}
+
+  private:
+    platform::LinuxPlatform system_;
+    InUse inUse_;
 };
 
 } // namespace orv::test

@@ -7,13 +7,15 @@
 #include "platform/servers/BatteryServer.h"
 #include "support/TestMachine.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
-#include <cstring>
+#include <map>
 #include <sys/resource.h>
 
 namespace orv::test {
 namespace {
+
+using ::testing::HasSubstr;
 
 constexpr char kSupplies[] = "sys/class/power_supply/";
 constexpr char kLaptop[] = "laptop-on-battery-with-mouse-and-ups.tree";
@@ -38,98 +40,80 @@ TEST(LinuxBattery, OneReportADriver) {
     for (const auto& [name, report] : reports) {
         Tree tree;
         tree.capture(name);
-        platform::LinuxPlatform system(tree.root());
-        InUse inUse(system);
+        const TreeInUse system(tree);
         ASSERT_EQ(1, initBattery()) << name;
         EXPECT_STREQ(report, getBatteryAllMessage(0)) << name;
     }
 }
 
 TEST(LinuxBattery, FilesThatAreGoneBrokenOrOfAnotherKind) {
-    const std::string bat = "BAT0/";
-    const std::string sbs = "sbs-12-000b/";
-    const std::string axp = "axp288_fuel_gauge/";
-    using Files = std::vector<std::pair<std::string, const char*>>; // null: no file
+    using Files =
+        std::vector<std::pair<std::string, const char*>>; // a name alone is the battery's; null: no file
+    const std::map<std::string_view, std::string> batteries = {
+        {kLaptop, "BAT0/"}, {kChromebook, "sbs-12-000b/"}, {kTablet, "axp288_fuel_gauge/"}};
     const struct {
         const char* tree;
         Files files;
         const char* part; // of the report; "" when the battery has no record
-        const char* why;
     } cases[] = {
-        {kLaptop, {{bat + "present", "0\n"}}, "", "an empty bay"},
-        {kLaptop, {{bat + "serial_number", nullptr}}, R"("manufacturer":"ACMÉ")", "no serial number"},
-        {kLaptop, {{bat + "manufacturer", nullptr}}, R"("manufacturer":"")", "no maker"},
-        {kLaptop, {{bat + "energy_now", "garbage\n"}}, R"("capacity":-1,)", "no number"},
+        {kLaptop, {{"present", "0"}}, ""}, // an empty bay
+        {kLaptop, {{"serial_number", nullptr}}, R"("manufacturer":"ACMÉ")"},
+        {kLaptop, {{"manufacturer", nullptr}}, R"("manufacturer":"")"},
+        {kLaptop, {{"energy_now", "garbage"}}, R"("capacity":-1,)"},
+        {kLaptop, {{"energy_now", "9223372036854775807"}}, R"("capacity":-2,)"}, // kept off the unknown value
+        {kLaptop, {{"energy_full", "-5"}}, R"("fullChargedCapacity":0,)"},
+        {kLaptop, {{"cycle_count", "-1"}}, R"("cycleCount":0,)"},
+        {kLaptop, {{"voltage_now", "0"}}, R"("electricCurrent":0.0,)"},
+        {kLaptop, {{"voltage_now", nullptr}}, R"("voltage":4294967295})"},
+        {kLaptop, {{"power_now", nullptr}}, R"("power":-2147483648,)"},
+        {kLaptop, {{"power_now", nullptr}}, R"("estimatedTime":0,)"},
+        {kLaptop, {{"power_now", "0"}}, R"("estimatedTime":0,)"},
+        {kLaptop, {{"power_now", "-12000000"}}, R"("estimatedTime":11463,)"}, // a sign of its own
+        {kLaptop, {{"status", "Unknown"}}, R"("power":12000,"temperature")"}, // no state, no key
+        {kLaptop, {{"status", "Full"}, {"power_now", "-7"}}, R"("power":0,)"},
         {kLaptop,
-         {{bat + "energy_now", "9223372036854775807\n"}},
-         R"("capacity":-2,)",
-         "kept off the unknown value"},
-        {kLaptop, {{bat + "energy_full", "-5\n"}}, R"("fullChargedCapacity":0,)", "below empty"},
-        {kLaptop, {{bat + "cycle_count", "-1\n"}}, R"("cycleCount":0,)", "not counted"},
-        {kLaptop, {{bat + "voltage_now", "0\n"}}, R"("electricCurrent":0.0,)", "0 volts"},
-        {kLaptop, {{bat + "voltage_now", nullptr}}, R"("voltage":4294967295})", "unknown voltage"},
-        {kLaptop, {{bat + "power_now", nullptr}}, R"("power":-2147483648,)", "unknown rate"},
-        {kLaptop, {{bat + "power_now", nullptr}}, R"("estimatedTime":0,)", "no rate, no time"},
-        {kLaptop, {{bat + "power_now", "0\n"}}, R"("estimatedTime":0,)", "nothing is drawn"},
-        {kLaptop, {{bat + "power_now", "-12000000\n"}}, R"("estimatedTime":11463,)", "a sign of its own"},
-        {kLaptop, {{bat + "status", "Unknown\n"}}, R"("power":12000,"temperature")", "no state, no key"},
-        {kLaptop,
-         {{bat + "status", "Full\n"}, {bat + "power_now", "-7\n"}},
-         R"("power":0,)",
-         "less than a milliwatt"},
-        {kLaptop,
-         {{bat + "status", "Not charging\n"}, {bat + "power_now", "-7000\n"}},
-         R"("power":-7,)",
-         "the driver's sign where the state has none"},
-        {kLaptop, {{bat + "capacity_level", "Critical\n"}}, R"(["discharging","critical"])", "nearly empty"},
-        {kLaptop, {{"AC/online", "1\n"}}, R"("status":["AC power","discharging"])", "on mains but draining"},
-        {kLaptop, {{"AC/type", "USB_PD\n"}, {"AC/online", "1\n"}}, R"(["AC power",)", "an older USB adapter"},
-        {kLaptop, {{"AC", nullptr}, {bat + "status", "Full\n"}}, R"(["AC power"])", "by the state alone"},
-        {kLaptop,
-         {{bat + "energy_full", nullptr}, {bat + "charge_full", "4000000\n"}},
+         {{"status", "Not charging"}, {"power_now", "-7000"}},
+         R"("power":-7,)"}, // the driver's sign
+        {kLaptop, {{"capacity_level", "Critical"}}, R"(["discharging","critical"])"},
+        {kLaptop, {{"AC/online", "1"}}, R"("status":["AC power","discharging"])"},
+        {kLaptop, {{"AC/type", "USB_PD"}, {"AC/online", "1"}}, R"(["AC power",)"},
+        {kLaptop, {{"AC/", nullptr}, {"status", "Full"}}, R"(["AC power"])"}, // by the state alone
+        {kLaptop, // charge does not stand in for energy
+         {{"energy_full", nullptr}, {"charge_full", "4000000"}},
          R"("capacity":38210,"cycleCount":112,"designCapacity":50000,"electricCurrent":-1.04767,)"
-         R"("estimatedTime":11463,"fullChargedCapacity":-1,)",
-         "charge does not stand in for energy"},
-        {kTablet,
-         {{axp + "energy_now", "9000000\n"},
-          {axp + "charge_now", nullptr},
-          {axp + "charge_full_design", "1\n"}},
-         R"("capacity":9570,)",
-         "the percentage of the full charge, not the energy"},
-        {kTablet,
-         {{axp + "charge_now", nullptr}, {axp + "charge_full", nullptr}},
+         R"("estimatedTime":11463,"fullChargedCapacity":-1,)"},
+        {kTablet, // the percentage of the full charge, not the energy
+         {{"energy_now", "9000000"}, {"charge_now", nullptr}, {"charge_full_design", "1"}},
+         R"("capacity":9570,)"},
+        {kTablet, // percent alone
+         {{"charge_now", nullptr}, {"charge_full", nullptr}},
          R"("capacity":50,"cycleCount":0,"designCapacity":-1,"electricCurrent":1.2,)"
-         R"("estimatedTime":0,"fullChargedCapacity":100,)",
-         "percent alone"},
-        {kTablet, {{axp + "current_now", "-1200000\n"}}, R"("power":4680,)", "charging, whatever its sign"},
+         R"("estimatedTime":0,"fullChargedCapacity":100,)"},
+        {kTablet, {{"current_now", "-1200000"}}, R"("power":4680,)"}, // charging, whatever its sign
         {kTablet,
-         {{axp + "status", "Discharging\n"}, {axp + "current_now", "1200000\n"}},
-         R"("electricCurrent":-1.2,"estimatedTime":8700,)",
-         "time of charge and current"},
-        {kTablet, {{axp + "voltage_min_design", nullptr}}, R"("capacity":11310,)", "the present voltage"},
-        {kChromebook, {{sbs + "temp", "-50\n"}}, R"("temperature":4294967291,)", "below freezing"},
-        {kChromebook, {{sbs + "temp", "9\n"}}, R"("temperature":1,)", "274.0 K"},
-        {kChromebook, {{sbs + "temp", "8\n"}}, R"("temperature":0,)", "273.9 K"},
-        {kChromebook, {{sbs + "temp", "-9999999999999\n"}}, R"("temperature":0,)", "below absolute zero"},
-        {kChromebook, {{sbs + "time_to_empty_avg", "-1\n"}}, R"("estimatedTime":0,)", "it cannot tell"},
-        {kChromebook, {{sbs + "time_to_empty_now", "60\n"}}, R"("estimatedTime":60,)", "now before average"},
+         {{"status", "Discharging"}, {"current_now", "1200000"}},
+         R"("electricCurrent":-1.2,"estimatedTime":8700,)"},
+        {kTablet, {{"voltage_min_design", nullptr}}, R"("capacity":11310,)"}, // the present voltage
+        {kChromebook, {{"temp", "-50"}}, R"("temperature":4294967291,)"},
+        {kChromebook, {{"temp", "9"}}, R"("temperature":1,)"},                  // 274.0 K
+        {kChromebook, {{"temp", "8"}}, R"("temperature":0,)"},                  // 273.9 K
+        {kChromebook, {{"temp", "-9999999999999"}}, R"("temperature":0,)"},     // below absolute zero
+        {kChromebook, {{"time_to_empty_avg", "-1"}}, R"("estimatedTime":0,)"},  // it cannot tell
+        {kChromebook, {{"time_to_empty_now", "60"}}, R"("estimatedTime":60,)"}, // now before average
     };
     for (const auto& test : cases) {
-        SCOPED_TRACE(test.why);
+        SCOPED_TRACE(test.files[0].first + " " + test.part);
         Tree tree;
         tree.capture(test.tree);
-        for (const auto& [file, content] : test.files) {
-            tree.remove(kSupplies + file);
-            if (content) tree.file(kSupplies + file, content);
+        for (const auto& [name, content] : test.files) {
+            const bool alone = name.find('/') == name.npos;
+            const std::string file = kSupplies + (alone ? batteries.at(test.tree) : "") + name;
+            tree.remove(file);
+            if (content) tree.file(file, std::string(content) + "\n");
         }
-        platform::LinuxPlatform system(tree.root());
-        InUse inUse(system);
-        const bool hasRecord = *test.part != '\0';
-        ASSERT_EQ(hasRecord ? 1 : 0, initBattery());
-        const std::string report = getBatteryAllMessage(0);
-        if (hasRecord) {
-            EXPECT_NE(report.npos, report.find(test.part)) << report;
-        }
+        const TreeInUse system(tree);
+        ASSERT_EQ(*test.part ? 1 : 0, initBattery());
+        EXPECT_THAT(getBatteryAllMessage(0), HasSubstr(test.part));
     }
 }
 
@@ -138,18 +122,18 @@ TEST(LinuxBattery, NamesAreCutToWhatAnUpdateHolds) {
     const std::string battery = kSupplies + std::string("BAT0/");
     Tree tree;
     tree.capture(kLaptop);
-    for (const char* file : {"model_name", "manufacturer", "serial_number"})
+    const auto names = {"model_name", "manufacturer", "serial_number"};
+    for (const char* file : names)
         tree.file(battery + file, "é" + wide + "\n");
-    platform::LinuxPlatform system(tree.root());
-    InUse inUse(system);
+    const TreeInUse system(tree);
     ASSERT_EQ(1, initBattery());
-    EXPECT_NE(nullptr, std::strstr(getBatteryAllMessage(0), "\"power\":-12000")) << getBatteryAllMessage(0);
+    EXPECT_THAT(getBatteryAllMessage(0), HasSubstr("\"power\":-12000"));
     const auto& record = battery::batteryList()[0];
     EXPECT_EQ(L"é" + std::wstring(98, L'n'), record.deviceName);
     EXPECT_EQ(L"é" + std::wstring(300, L'n'), record.manufactureName);
     EXPECT_EQ("é" + std::string(48, 'n'), record.serialNumber);
     EXPECT_EQ("é" + std::string(97, 'n'), record.uniqueId);
-    for (const char* file : {"model_name", "manufacturer", "serial_number"})
+    for (const char* file : names)
         tree.remove(battery + file);
     ASSERT_EQ(1, initBattery());
     EXPECT_EQ(L"", battery::batteryList()[0].deviceName);
@@ -160,14 +144,12 @@ TEST(LinuxBattery, ABatteryThatIsPulledLeavesItsIndexToTheNext) {
     Tree tree;
     tree.capture(kLaptop);
     tree.capture(kTablet);
-    platform::LinuxPlatform system(tree.root());
-    InUse inUse(system);
+    const TreeInUse system(tree);
     ASSERT_EQ(2, initBattery());
     tree.remove(std::string(kSupplies) + "BAT0");
-    const std::string next = getBatteryAllMessage(0);
-    EXPECT_NE(next.npos, next.find(R"("power":4680,)")) << next;
+    EXPECT_THAT(getBatteryAllMessage(0), HasSubstr(R"("power":4680,)"));
     tree.remove(kSupplies);
-    EXPECT_NE(nullptr, std::strstr(getBatteryAllMessage(1), "SetupDiEnumDeviceInterfaces(1) failed: \"}"));
+    EXPECT_THAT(getBatteryAllMessage(1), ::testing::EndsWith("SetupDiEnumDeviceInterfaces(1) failed: \"}"));
     EXPECT_EQ(0, initBattery()) << "a kernel without power supplies has no battery";
 }
 
@@ -215,11 +197,8 @@ TEST(LinuxLists, OnesThatCannotBeReadFailWithTheReasonAndAreTriedAgain) {
     tree.file(card + "uevent", "DRIVER=amdgpu\nPCI_SLOT_NAME=0000:0a:00.0\n");
     tree.file(card + "vendor", "0x1002\n");
     tree.file(card + "hwmon/hwmon3/temp1_input", "48250\n");
-    platform::LinuxPlatform system(tree.root());
-    InUse inUse(system);
-    const auto expectReason = [](const char* text) {
-        EXPECT_NE(nullptr, std::strstr(getLastError(), text)) << getLastError();
-    };
+    const TreeInUse system(tree);
+    const auto expectReason = [](const char* text) { EXPECT_THAT(getLastError(), HasSubstr(text)); };
     {
         const NoDescriptors scarcity;
         EXPECT_EQ(-1, initBattery());
@@ -236,12 +215,12 @@ TEST(LinuxLists, OnesThatCannotBeReadFailWithTheReasonAndAreTriedAgain) {
     // A device that cannot be looked at: a link that leads to itself.
     tree.remove(radio);
     tree.link(radio, "device");
-    EXPECT_NE(nullptr, std::strstr(getNetCurrentSpeed(), R"("model":"wlp0")"));
+    EXPECT_THAT(getNetCurrentSpeed(), HasSubstr(R"("model":"wlp0")"));
     getNetCardMessage();
     expectReason("OpenProcessToken failed, error code: 1921");
     tree.remove(radio);
     tree.link(radio, "../..");
-    EXPECT_NE(nullptr, std::strstr(getNetCardMessage(), R"("model":"iwl wlp0","type":"WLAN")"));
+    EXPECT_THAT(getNetCardMessage(), HasSubstr(R"("model":"iwl wlp0","type":"WLAN")"));
 }
 
 TEST(LinuxNetworkCards, PhysicalOnesOnlyAndNumberedWhenAlike) {
