@@ -12,7 +12,10 @@
 
 #include <algorithm>
 #include <chrono>
-#include <future>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <thread>
 
 namespace orv::test {
@@ -34,16 +37,17 @@ std::string thrown(Body body) {
     }
 }
 
-/// A machine of these sections that keeps the record of its requests.
-class Described : public TestMachine {
-  public:
-    explicit Described(const std::string& sections) : TestMachine(R"({"name": "m", )" + sections + "}") {
-        (*this)->requests().keepRecord(true);
-    }
-};
+std::string machineWith(const std::string& sections) {
+    return R"({"name": "m", )" + sections + "}";
+}
 
 TEST(WinRing0, EachStatusHasItsStateAndText) {
-    const std::tuple<const char*, int, const char*> rows[] = {
+    struct Row {
+        const char* statuses;
+        int state;
+        const char* text;
+    };
+    const Row rows[] = {
         {"0", 0, ""},
         {"1", 1, "DLL Status Error: UNSUPPORTED_PLATFORM"},
         {"2", 2, "DLL Status Error: DRIVER_NOT_LOADED"},
@@ -53,20 +57,19 @@ TEST(WinRing0, EachStatusHasItsStateAndText) {
         {"6", 9, "DLL Status Error: UNKNOWN_ERROR, error code: 0 message: "},
         {"4294967295", 9, "DLL Status Error: UNKNOWN_ERROR, error code: 0 message: "},
     };
-    for (const auto& [status, state, text] : rows) {
-        SCOPED_TRACE(status);
-        Described machine(std::string(R"("ring0": {"statuses": [)") + status + "]}");
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.statuses);
+        TestMachine machine(machineWith(std::string(R"("ring0": {"statuses": [)") + row.statuses + "]}"));
         EXPECT_EQ(11, ring0State());
-        EXPECT_THAT(thrown(WinRing0Init), testing::StartsWith(text));
-        EXPECT_EQ(state, ring0State());
-        ProcessState::renew(); // what is open is released by the exit list
-        EXPECT_EQ(state == 0, machine->requests().record().back() == "releaseOls");
+        EXPECT_THAT(thrown(WinRing0Init), testing::StartsWith(row.text));
+        EXPECT_EQ(row.state, ring0State());
     }
 }
 
 TEST(WinRing0, StartsOnceAsksAgainAfterATroubleAndIsReleasedForGood) {
-    Described machine(R"("ring0": {"statuses": [3, 0]},
-        "faults": [{"request": "InitializeOls", "error": 5}])");
+    TestMachine machine(machineWith(R"("ring0": {"statuses": [3, 0]},
+        "faults": [{"request": "InitializeOls", "error": 5}])"));
+    machine->requests().keepRecord(true);
     CapturedLog log({&winRing0Logger});
     WinRing0Release(); // nothing to release yet, and no harm
     EXPECT_EQ("DLL Status Error: DRIVER_NOT_FOUND", thrown(WinRing0Init));
@@ -88,8 +91,17 @@ TEST(WinRing0, StartsOnceAsksAgainAfterATroubleAndIsReleasedForGood) {
                     "info releaseOls: Not init"));
 }
 
+TEST(WinRing0, TheExitListReleasesWhatIsOpen) {
+    TestMachine machine(machineWith(R"("ring0": {})"));
+    machine->requests().keepRecord(true);
+    WinRing0Init();
+    ProcessState::renew();
+    EXPECT_EQ("releaseOls", machine->requests().record().back());
+}
+
 TEST(Mutexes, OpenInOrderAndCloseWithTheProcess) {
-    Described machine(R"("mutexes": [{"name": "Global\\Access_EC", "error": 5}])");
+    TestMachine machine(machineWith(R"("mutexes": [{"name": "Global\\Access_EC", "error": 5}])"));
+    machine->requests().keepRecord(true);
     CapturedLog log({&mutexesLogger});
     EXPECT_EQ(0u, Mutexes::WaitPciBus());
     Mutexes::ReleasePciBus();
@@ -112,28 +124,36 @@ TEST(Mutexes, OpenInOrderAndCloseWithTheProcess) {
 }
 
 TEST(Mutexes, AWaitThatDoesNotOwnIsToldAsItIs) {
-    // next: the wait after it
-    const std::tuple<const char*, std::uint32_t, std::uint32_t> rows[] = {
+    struct Row {
+        const char* mutex;
+        std::uint32_t wait;
+        std::uint32_t next; // the wait after it
+    };
+    const Row rows[] = {
         {R"("heldForMs": 60000)", 0x102, 0x102},
+        {R"("heldForMs": 15)", 0x102, 0},
         {R"("heldForMs": 10)", 0, 0}, // it waits that long and no longer
         {R"("heldForMs": 11)", 0x102, 0},
         {R"("heldForMs": 5, "abandoned": true)", 0x80, 0},
         {R"("error": 5)", 0xFFFFFFFF, 0xFFFFFFFF},
     };
-    for (const auto& [mutex, wait, next] : rows) {
-        SCOPED_TRACE(mutex);
-        Described machine(R"("mutexes": [{"name": "Global\\Access_PCI", )" + std::string(mutex) + "}]");
-        EXPECT_EQ(wait, Mutexes::WaitPciBus());
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.mutex);
+        TestMachine machine(
+            machineWith(R"("mutexes": [{"name": "Global\\Access_PCI", )" + std::string(row.mutex) + "}]"));
+        machine->requests().keepRecord(true);
+        EXPECT_EQ(row.wait, Mutexes::WaitPciBus());
         // An abandoned mutex is handed back at once: other threads would wait for it for ever.
-        EXPECT_EQ(wait == 0x80 ? 1 : 0,
+        EXPECT_EQ(row.wait == 0x80 ? 1 : 0,
                   std::ranges::count(machine->requests().record(), "ReleaseMutex Global\\Access_PCI"));
-        EXPECT_EQ(next, Mutexes::WaitPciBus());
+        EXPECT_EQ(row.next, Mutexes::WaitPciBus());
     }
 }
 
 TEST(Mutexes, TheLockReleasesOnEveryPath) {
-    Described machine(R"("faults": [{"request": "ReleaseMutex", "nth": 2, "error": 6},
-        {"request": "ReleaseMutex", "nth": 3, "error": 6}])");
+    TestMachine machine(machineWith(R"("faults": [{"request": "ReleaseMutex", "nth": 2, "error": 6},
+        {"request": "ReleaseMutex", "nth": 3, "error": 6}])"));
+    machine->requests().keepRecord(true);
     const auto locked = [](bool fails) {
         Mutexes::WaitPciBus();
         const PciBusLock lock;
@@ -145,25 +165,86 @@ TEST(Mutexes, TheLockReleasesOnEveryPath) {
     EXPECT_EQ(3, std::ranges::count(machine->requests().record(), "ReleaseMutex Global\\Access_PCI"));
 }
 
-TEST(PciBus, AnotherOwnerKeepsAReadingAwayFromTheRegisters) {
+// ---- Two processes ------------------------------------------------------------------------------------
+
+// Every test process has a folder of its own, so the second one is told where the first one writes. Taken
+// before the tests change the folder, in which the program's path may be a relative one.
+const std::filesystem::path kStartFolder = std::filesystem::current_path();
+
+/// What the second process does: owns the PCI bus until a file tells it to release it or to end with it.
+TEST(PciBusHolder, DISABLED_Holds) {
+    const auto host = platform::makeHostPlatform();
+    const InUse inUse(*host);
+    std::uint32_t wait = 0;
+    for (int attempt = 0; attempt < 100; ++attempt)
+        if (wait = Mutexes::WaitPciBus(); wait == 0) break;
+    std::puts(wait == 0 ? "held" : "not held");
+    std::fflush(stdout);
+    const std::string orderFile = testing::internal::GetArgvs().back();
+    std::string order;
+    for (int look = 0; look < 4000 && order.empty(); ++look) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        std::ifstream(orderFile) >> order;
+    }
+    if (order == "end") std::_Exit(0);
+    Mutexes::ReleasePciBus();
+}
+
+class Holder {
+  public:
+    Holder() {
+        const std::string program = (kStartFolder / testing::internal::GetArgvs()[0]).string();
+        const std::string command =
+            "\"" + program +
+            "\" --gtest_filter=PciBusHolder.DISABLED_Holds --gtest_also_run_disabled_tests \"" +
+            orderFile_.string() + "\"";
+#ifdef _WIN32
+        output_ = ::_popen(("\"" + command + "\"").c_str(), "r");
+#else
+        output_ = ::popen(command.c_str(), "r");
+#endif
+        char line[256];
+        while (output_ && !held_ && std::fgets(line, sizeof line, output_))
+            held_ = std::string_view(line).starts_with("held");
+    }
+    ~Holder() { order("end"); }
+    Holder(const Holder&) = delete;
+    Holder& operator=(const Holder&) = delete;
+
+    bool held() const { return held_; }
+    /// Waits for the process to end.
+    void order(const char* word) {
+        if (!output_) return;
+        std::ofstream("order.part") << word;
+        std::filesystem::rename("order.part", orderFile_);
+        char line[256];
+        while (std::fgets(line, sizeof line, output_)) {
+        }
+#ifdef _WIN32
+        ::_pclose(output_);
+#else
+        ::pclose(output_);
+#endif
+        output_ = nullptr;
+        std::filesystem::remove(orderFile_);
+    }
+
+  private:
+    const std::filesystem::path orderFile_ = std::filesystem::absolute("pci-bus-holder.order");
+    std::FILE* output_ = nullptr;
+    bool held_ = false;
+};
+
+TEST(PciBus, AnotherProcessKeepsAReadingAwayFromTheRegisters) {
     const auto host = platform::makeHostPlatform();
     TestMachine machine = TestMachine::sample("amd-ryzen-desktop");
     machine->useMutexes(host->namedMutexes());
-    getCpuTemperature(); // takes the mark of an owner that an earlier, broken run may have left
+    getCpuTemperature(); // takes the mark of a holder that an earlier, broken run may have left
     EXPECT_EQ(57.5, getCpuTemperature());
-    for (const bool releases : {true, false}) {
-        SCOPED_TRACE(releases);
-        std::promise<bool> held;
-        std::promise<void> end;
-        std::thread owner([&] {
-            const auto other = platform::makeHostPlatform(); // shares nothing with ours but the system
-            platform::NamedMutexes& mutexes = other->namedMutexes();
-            const auto bus = mutexes.CreateMutexW(L"Global\\Access_PCI").value;
-            held.set_value(mutexes.WaitForSingleObject(bus, 1000) == platform::kWaitOwned);
-            end.get_future().wait();
-            if (releases) mutexes.ReleaseMutex(bus);
-        });
-        EXPECT_TRUE(held.get_future().get());
+    for (const char* way : {"release", "end"}) {
+        SCOPED_TRACE(way);
+        Holder holder;
+        ASSERT_TRUE(holder.held());
         machine->requests().keepRecord(true);
         machine->requests().clearRecord();
         const auto start = std::chrono::steady_clock::now();
@@ -173,10 +254,9 @@ TEST(PciBus, AnotherOwnerKeepsAReadingAwayFromTheRegisters) {
         EXPECT_LT(waited, std::chrono::seconds(2));
         EXPECT_THAT(getLastError(), HasSubstr("Failed to wait for PCI bus mutex"));
         EXPECT_THAT(machine->requests().record(), testing::Not(Contains(HasSubstr("PciConfig"))));
-        end.set_value();
-        owner.join();
-        // A bus whose owner ended without a release is told once, then it is free.
-        if (!releases) {
+        holder.order(way);
+        // A bus whose holder died is told once, then it is free.
+        if (std::string_view(way) == "end") {
             EXPECT_EQ(-1.0, getCpuTemperature());
         }
         EXPECT_EQ(57.5, getCpuTemperature());
