@@ -1,10 +1,16 @@
 #pragma once
 
 #include "disk_engine/AtaSmartInfo.h"
+#include "disk_engine/DriveRecord.h"
+#include "platform/DeviceFiles.h"
 #include "platform/NamedMutexes.h"
+#include "platform/records/StorageRecords.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -20,6 +26,30 @@ struct UsbDeviceEntry {
     std::uint32_t ProductId = 0;
 };
 
+/// What the search knows of a drive before it has answered anything. -1 is unknown.
+struct DriveSighting {
+    std::int32_t physicalDriveId = -1;
+    std::int32_t scsiPort = -1;
+    std::int32_t scsiTargetId = -1;
+    std::uint32_t interfaceType = INTERFACE_TYPE_UNKNOWN;
+    std::uint32_t usbVendorId = 0;
+    std::uint32_t usbProductId = 0;
+    std::int32_t scsiBus = -1;
+    std::int32_t siliconImageType = 0; ///< model number of the controller
+    BOOL isNvidiaController = 0;
+    BOOL isMarvellController = 0;
+    std::wstring pnpDeviceId = {};
+    BOOL nvmeHint = 0; ///< the name suggests an NVMe drive behind a bridge
+};
+
+/// Link of a drive's PCI device; 0 for unknown.
+struct PcieLink {
+    std::uint32_t MaxLinkSpeed = 0; ///< generation, as the three below
+    std::uint32_t MaxLinkWidth = 0; ///< lanes
+    std::uint32_t CurrentLinkSpeed = 0;
+    std::uint32_t CurrentLinkWidth = 0;
+};
+
 /// The disk engine: finds every drive that the platform can reach, talks to it on whichever command path
 /// works, and keeps one record a drive. It has no lock of its own: one thread fills `vars`.
 class CAtaSmart {
@@ -29,6 +59,90 @@ class CAtaSmart {
     virtual ~CAtaSmart();
     CAtaSmart(const CAtaSmart&) = delete;
     CAtaSmart& operator=(const CAtaSmart&) = delete;
+
+    // ---- Probing: which path a drive answers on, and its record
+
+    /// Tries the paths in their order until a drive gives its identify data. True when a record was added.
+    bool GetDiskInfo(const DriveSighting& drive);
+    /// A record from an IDENTIFY DEVICE block and the SMART data that the same path gives. The block is
+    /// altered in place. False leaves the list as it was but for what it says of a drive that it had.
+    bool AddDisk(const DriveAddress& address, IdentifyBlock identify);
+    /// The same from an Identify Controller block. `diskSize` is megabytes, null for unknown.
+    bool AddDiskNVMe(const DriveAddress& address, NvmeIdentifyBlock identify, const std::uint32_t* diskSize);
+    /// Why the paths failed that were tried since GetDiskInfo began: a right that was refused, or else the
+    /// code of the last one that failed.
+    platform::ErrorCode probeFailure() const { return probeFailure_; }
+
+    // ---- ATA paths. Each opens its own handle. Identify data are 512 bytes. `asi` gets its block and what
+    // is read out of it.
+
+    bool DoIdentifyDevicePd(std::int32_t physicalDriveId, std::uint8_t target, std::span<std::uint8_t> data);
+    bool GetSmartAttributePd(std::int32_t physicalDriveId, std::uint8_t target, AtaSmartInfo& asi);
+    bool GetSmartThresholdPd(std::int32_t physicalDriveId, std::uint8_t target, AtaSmartInfo& asi);
+    bool ControlSmartStatusPd(std::int32_t physicalDriveId, std::uint8_t target, std::uint8_t subCommand);
+    /// One command by pass-through; `data` takes its answer, 512 bytes at most.
+    bool SendAtaCommandPd(std::int32_t physicalDriveId, std::uint8_t target, std::uint8_t command,
+                          std::uint8_t feature, std::uint8_t count, std::span<std::uint8_t> data);
+
+    bool DoIdentifyDeviceScsi(std::int32_t scsiPort, std::int32_t scsiTargetId, std::span<std::uint8_t> data);
+    bool GetSmartAttributeScsi(std::int32_t scsiPort, std::int32_t scsiTargetId, AtaSmartInfo& asi);
+    bool GetSmartThresholdScsi(std::int32_t scsiPort, std::int32_t scsiTargetId, AtaSmartInfo& asi);
+    bool ControlSmartStatusScsi(std::int32_t scsiPort, std::int32_t scsiTargetId, std::uint8_t subCommand);
+
+    bool DoIdentifyDeviceSi(std::int32_t scsiPort, std::int32_t scsiBus, std::int32_t siliconImageType,
+                            std::span<std::uint8_t> data);
+    bool GetSmartAttributeSi(std::int32_t physicalDriveId, AtaSmartInfo& asi);
+
+    bool DoIdentifyDeviceSat(std::int32_t physicalDriveId, std::uint8_t target, std::span<std::uint8_t> data,
+                             std::uint32_t commandType);
+    bool GetSmartAttributeSat(std::int32_t physicalDriveId, std::uint8_t target, AtaSmartInfo& asi);
+    bool GetSmartThresholdSat(std::int32_t physicalDriveId, std::uint8_t target, AtaSmartInfo& asi);
+    bool ControlSmartStatusSat(std::int32_t physicalDriveId, std::uint8_t target, std::uint8_t subCommand,
+                               std::uint32_t commandType);
+
+    // ---- The platform's failure-prediction data, found by the record's PnpDeviceId
+
+    bool GetSmartAttributeWmi(AtaSmartInfo& asi);
+    bool GetSmartThresholdWmi(AtaSmartInfo& asi);
+
+    // ---- NVMe paths. `identify` is 4096 bytes; `diskSize` (megabytes) is set only by a path that learns it.
+
+    bool DoIdentifyDeviceNVMeStorageQuery(std::int32_t physicalDriveId, std::int32_t scsiPort,
+                                          std::int32_t scsiTargetId, NvmeIdentifyBlock identify,
+                                          std::uint32_t& diskSize);
+    bool DoIdentifyDeviceNVMeIntel(std::int32_t physicalDriveId, std::int32_t scsiPort,
+                                   std::int32_t scsiTargetId, NvmeIdentifyBlock identify,
+                                   std::uint32_t& diskSize);
+    bool DoIdentifyDeviceNVMeIntelRst(std::int32_t physicalDriveId, std::int32_t scsiPort,
+                                      std::int32_t scsiTargetId, NvmeIdentifyBlock identify,
+                                      std::uint32_t& diskSize);
+    bool DoIdentifyDeviceNVMeIntelVroc(std::int32_t physicalDriveId, std::int32_t scsiPort,
+                                       std::int32_t scsiTargetId, NvmeIdentifyBlock identify,
+                                       std::uint32_t& diskSize);
+    bool DoIdentifyDeviceNVMeSamsung(std::int32_t physicalDriveId, NvmeIdentifyBlock identify);
+    /// `usb2Mode`: 512 bytes in place of 4096.
+    bool DoIdentifyDeviceNVMeJMicron(std::int32_t physicalDriveId, NvmeIdentifyBlock identify, bool usb2Mode);
+    bool DoIdentifyDeviceNVMeASMedia(std::int32_t physicalDriveId, NvmeIdentifyBlock identify);
+    bool DoIdentifyDeviceNVMeRealtek(std::int32_t physicalDriveId, NvmeIdentifyBlock identify);
+
+    bool GetSmartAttributeNVMeStorageQuery(std::int32_t physicalDriveId, AtaSmartInfo& asi);
+    bool GetSmartAttributeNVMeIntel(std::int32_t physicalDriveId, AtaSmartInfo& asi);
+    bool GetSmartAttributeNVMeIntelRst(std::int32_t physicalDriveId, std::int32_t scsiPort,
+                                       std::int32_t scsiTargetId, AtaSmartInfo& asi);
+    bool GetSmartAttributeNVMeIntelVroc(std::int32_t physicalDriveId, std::int32_t scsiPort,
+                                        std::int32_t scsiTargetId, AtaSmartInfo& asi);
+    bool GetSmartAttributeNVMeSamsung(std::int32_t physicalDriveId, AtaSmartInfo& asi);
+    bool GetSmartAttributeNVMeSamsungMiniport(std::int32_t physicalDriveId, AtaSmartInfo& asi);
+    bool GetSmartAttributeNVMeJMicron(std::int32_t physicalDriveId, AtaSmartInfo& asi);
+    bool GetSmartAttributeNVMeASMedia(std::int32_t physicalDriveId, AtaSmartInfo& asi);
+    bool GetSmartAttributeNVMeRealtek(std::int32_t physicalDriveId, AtaSmartInfo& asi);
+
+    // ---- Devices
+
+    /// Reads a sector and drops it, so that a sleeping drive is awake for what follows.
+    void WakeUp(std::int32_t physicalDriveId);
+    /// For reading and writing; null when it cannot be opened.
+    std::unique_ptr<platform::DeviceFile> OpenPhysicalDrive(std::int32_t physicalDriveId);
 
     /// Health of the record at `index`; unknown without records.
     DiskHealth CheckDiskStatus(std::size_t index);
@@ -78,12 +192,35 @@ class CAtaSmart {
     BOOL FlagStorageQuery = 0;
 
   private:
+    /// Null when the device cannot be opened; the code counts for probeFailure.
+    std::unique_ptr<platform::DeviceFile> open(const std::wstring& path,
+                                               const platform::DeviceOpening& opening = {});
+    /// A control code; a failure counts for probeFailure.
+    platform::Result<std::uint32_t> control(platform::DeviceFile& file, std::uint32_t code,
+                                            std::span<const std::byte> in, std::span<std::byte> out);
+    void noteFailure(platform::ErrorCode error);
+
+    platform::ErrorCode probeFailure_ = platform::kSuccess;
     platform::NamedMutexes& mutexes_; // the platform's that made hMutexJMicron
 };
 
 /// True when the system's major number is above `major`, or its minor number above `minor`, or its build not
 /// below `build`; false when the system cannot tell its version.
 bool PlatformVersionTest(std::uint32_t major, std::uint32_t minor, std::uint32_t build);
+
+std::wstring physicalDrivePath(std::int32_t physicalDriveId); ///< "\\.\PhysicalDrive0"
+std::wstring scsiPath(std::int32_t scsiPort);                 ///< "\\.\Scsi0:"
+
+/// The address that a device has on its SCSI port; empty when it has none.
+std::optional<platform::SCSI_ADDRESS> GetScsiAddress(const std::wstring& path);
+/// "\\.\SCSI0:" of the port of a device; empty when it has none.
+std::wstring GetScsiPath(const std::wstring& path);
+
+/// The device id of the controller that a drive is attached to; empty when it cannot be found.
+std::wstring GetControllerDeviceId(std::int32_t physicalDriveId);
+/// The link of that controller, by the device tree.
+PcieLink GetPcieLink(std::int32_t physicalDriveId);
+std::wstring FormatPcieLink(std::uint32_t speed, std::uint32_t width);
 
 /// The two letters of a path; empty for a number without a row.
 std::wstring commandTypeCode(std::uint32_t commandType);

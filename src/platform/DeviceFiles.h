@@ -10,6 +10,14 @@
 
 namespace orv::platform {
 
+/// How a device is opened, in the words of CreateFileW. It exists already.
+struct DeviceOpening {
+    bool write = true; ///< for reading and writing; otherwise for reading alone
+    bool shareRead = true;
+    bool shareWrite = true;
+    std::uint32_t attributes = 0x80; ///< FILE_ATTRIBUTE_NORMAL
+};
+
 /// An open device; closed with the object.
 class DeviceFile {
   public:
@@ -19,14 +27,21 @@ class DeviceFile {
     /// fewer than there is room for; the rest of `out` stays as it was.
     virtual Result<std::uint32_t> control(std::uint32_t code, std::span<const std::byte> in,
                                           std::span<std::byte> out) = 0;
+
+    /// Reads from `offset`, bytes from the device's start. Gives the number of bytes read.
+    virtual Result<std::uint32_t> read(std::uint64_t offset, std::span<std::byte> into) = 0;
 };
 
 class DeviceFiles {
   public:
     virtual ~DeviceFiles() = default;
 
-    /// An existing device for reading and writing, shared for both.
-    virtual Result<std::unique_ptr<DeviceFile>> open(std::wstring_view path) = 0;
+    virtual Result<std::unique_ptr<DeviceFile>> open(std::wstring_view path,
+                                                     const DeviceOpening& opening = {}) = 0;
+
+    /// Gives the device `target` of the system's own names the name "\\.\NAME" (DefineDosDeviceW with
+    /// DDD_RAW_TARGET_PATH).
+    virtual ErrorCode defineDosDevice(std::wstring_view name, std::wstring_view target) = 0;
 };
 
 } // namespace orv::platform

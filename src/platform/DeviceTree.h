@@ -3,8 +3,10 @@
 #include "platform/Result.h"
 #include "platform/records/SetupApiRecords.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 
 namespace orv::platform {
@@ -27,12 +29,45 @@ class DeviceInterfaces {
     virtual Result<std::wstring> detail(const SP_DEVICE_INTERFACE_DATA& data, std::uint32_t size) = 0;
 };
 
+/// Setup class of SCSI adapters, NVMe controllers included.
+inline constexpr Guid kScsiAdapterClass = {
+    0x4D36E97B, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B, 0xE1, 0x03, 0x18}};
+
+/// One property of a device (DEVPROPKEY).
+struct DevicePropertyKey {
+    Guid set;
+    std::uint32_t id;
+};
+
+/// A device of a setup class.
+class Device {
+  public:
+    virtual ~Device() = default;
+
+    /// The device's instance id, which has to fit into `room` characters with its NUL.
+    virtual Result<std::wstring> id(std::uint32_t room) = 0;
+    /// Reads a property into `data` and gives its bytes. kModuleNotFound or kProcedureNotFound where the
+    /// system has no such question.
+    virtual Result<std::uint32_t> property(const DevicePropertyKey& key, std::span<std::byte> data) = 0;
+};
+
+/// The present devices of a setup class at the time of asking; released with the object.
+class Devices {
+  public:
+    virtual ~Devices() = default;
+
+    /// The device of an index, to be used while this object lives; kNoMoreItems past the last one.
+    virtual Result<std::unique_ptr<Device>> at(std::uint32_t index) = 0;
+};
+
 class DeviceTree {
   public:
     virtual ~DeviceTree() = default;
 
     /// A class without a device is an empty list, not a failure.
     virtual Result<std::unique_ptr<DeviceInterfaces>> interfacesOf(const Guid& deviceClass) = 0;
+    /// As above, by a setup class.
+    virtual Result<std::unique_ptr<Devices>> devicesOf(const Guid& setupClass) = 0;
 };
 
 } // namespace orv::platform

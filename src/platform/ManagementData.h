@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace orv::platform {
 
@@ -23,15 +24,28 @@ inline constexpr ErrorCode kManagementNamespace = 0x8004100E; // WBEM_E_INVALID_
 inline constexpr ErrorCode kManagementClass = 0x80041010;     // WBEM_E_INVALID_CLASS
 inline constexpr ErrorCode kManagementQuery = 0x80041017;     // WBEM_E_INVALID_QUERY
 
-/// Type tags of a column value (VARENUM).
-enum class ManagementType : std::uint16_t { empty = 0, null = 1, i4 = 3, bstr = 8, boolean = 11 };
+/// The connection fails after two minutes at most (WBEM_FLAG_CONNECT_USE_MAX_WAIT).
+inline constexpr std::uint32_t kConnectWaitsAtMost = 0x80;
 
-/// The value of one column in one row. `text` holds what a bstr carries, `number` what i4 and boolean carry;
-/// a type without a name above keeps its tag and no content.
+/// Type tags of a column value (VARENUM).
+enum class ManagementType : std::uint16_t {
+    empty = 0,
+    null = 1,
+    i4 = 3,
+    bstr = 8,
+    boolean = 11,
+    byteArray = 0x2011, // VT_ARRAY | VT_UI1
+};
+
+/// The value of one column in one row. `text` holds what a bstr carries, `number` what i4 and boolean carry,
+/// `bytes` what a byte array carries; a type without a name above keeps its tag and no content.
 struct ManagementValue {
     ManagementType type = ManagementType::empty;
     std::wstring text;
     std::int32_t number = 0;
+    std::vector<std::uint8_t> bytes = {};
+
+    bool present() const { return type != ManagementType::empty && type != ManagementType::null; }
 };
 
 class ManagementRow {
@@ -45,8 +59,11 @@ class ManagementRow {
 class ManagementEnumerator {
   public:
     virtual ~ManagementEnumerator() = default;
-    /// Waits for the next row; null when there is none, be it the end or a query that cannot be answered.
-    virtual std::unique_ptr<ManagementRow> next() = 0;
+    /// Waits for the next row, at most so many milliseconds; null when there is none, be it the end, the
+    /// limit, or a query that cannot be answered.
+    virtual std::unique_ptr<ManagementRow> next(std::uint32_t milliseconds) = 0;
+    /// Waits as long as it takes.
+    std::unique_ptr<ManagementRow> next() { return next(0xFFFFFFFF); }
 };
 
 class ManagementServices {
@@ -61,8 +78,9 @@ class ManagementServices {
 class ManagementLocator {
   public:
     virtual ~ManagementLocator() = default;
-    /// A namespace of this machine, as the calling user.
-    virtual Result<std::unique_ptr<ManagementServices>> connectServer(std::wstring_view space) = 0;
+    /// A namespace of this machine, as the calling user. `flags` is 0 or kConnectWaitsAtMost.
+    virtual Result<std::unique_ptr<ManagementServices>> connectServer(std::wstring_view space,
+                                                                      std::uint32_t flags = 0) = 0;
 };
 
 class ManagementData {

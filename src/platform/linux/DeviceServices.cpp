@@ -22,6 +22,9 @@ class PowerSupplyFile : public DeviceFile {
         if (!files_.exists(folder_)) return Result<std::uint32_t>::failed(kFileNotFound);
         return answerPowerSupply(files_, folder_, code, in, out);
     }
+    Result<std::uint32_t> read(std::uint64_t, std::span<std::byte>) override {
+        return Result<std::uint32_t>::failed(kInvalidFunction);
+    }
 
   private:
     const RootedFiles& files_;
@@ -49,7 +52,15 @@ Result<std::unique_ptr<DeviceInterfaces>> LinuxDeviceTree::interfacesOf(const Gu
     return {std::make_unique<PathInterfaces>(deviceClass, std::move(paths))};
 }
 
-Result<std::unique_ptr<DeviceFile>> LinuxDeviceFiles::open(std::wstring_view path) {
+Result<std::unique_ptr<Devices>> LinuxDeviceTree::devicesOf(const Guid&) {
+    return Result<std::unique_ptr<Devices>>::failed(kInvalidFunction);
+}
+
+ErrorCode LinuxDeviceFiles::defineDosDevice(std::wstring_view, std::wstring_view) {
+    return kInvalidFunction;
+}
+
+Result<std::unique_ptr<DeviceFile>> LinuxDeviceFiles::open(std::wstring_view path, const DeviceOpening&) {
     using Answer = Result<std::unique_ptr<DeviceFile>>;
     std::string folder = wideToUtf8(path);
     if (!folder.starts_with(kPowerSupplies)) return Answer::failed(kFileNotFound);

@@ -11,6 +11,7 @@ class LinuxDeviceTree : public DeviceTree {
   public:
     explicit LinuxDeviceTree(const RootedFiles& files);
     Result<std::unique_ptr<DeviceInterfaces>> interfacesOf(const Guid& deviceClass) override;
+    Result<std::unique_ptr<Devices>> devicesOf(const Guid& setupClass) override;
 
   private:
     const RootedFiles& files_;
@@ -20,7 +21,8 @@ class LinuxDeviceTree : public DeviceTree {
 class LinuxDeviceFiles : public DeviceFiles {
   public:
     explicit LinuxDeviceFiles(const RootedFiles& files) : files_(files) {}
-    Result<std::unique_ptr<DeviceFile>> open(std::wstring_view path) override;
+    Result<std::unique_ptr<DeviceFile>> open(std::wstring_view path, const DeviceOpening& opening) override;
+    ErrorCode defineDosDevice(std::wstring_view name, std::wstring_view target) override;
 
   private:
     const RootedFiles& files_;

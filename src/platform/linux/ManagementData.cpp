@@ -31,7 +31,8 @@ class LinuxLocator : public ManagementLocator {
   public:
     explicit LinuxLocator(const RootedFiles& files) : files_(files) {}
 
-    Result<std::unique_ptr<ManagementServices>> connectServer(std::wstring_view space) override {
+    Result<std::unique_ptr<ManagementServices>> connectServer(std::wstring_view space,
+                                                              std::uint32_t) override {
         using Answer = Result<std::unique_ptr<ManagementServices>>;
         if (space != L"ROOT\\CIMV2") return Answer::failed(kManagementNamespace);
         return {std::make_unique<LinuxServices>(files_)};

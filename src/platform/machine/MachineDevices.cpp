@@ -58,6 +58,9 @@ class BatteryFile : public DeviceFile {
         const BatteryFacts* facts = batteries_.facts(number_);
         return facts ? answerBattery(*facts, code, in, out) : Answer::failed(kFileNotFound);
     }
+    Result<std::uint32_t> read(std::uint64_t, std::span<std::byte>) override {
+        return Result<std::uint32_t>::failed(kInvalidFunction);
+    }
 
   private:
     const MachineBatteries& batteries_;
@@ -77,7 +80,15 @@ Result<std::unique_ptr<DeviceInterfaces>> MachineDeviceTree::interfacesOf(const 
     return {std::make_unique<RecordedInterfaces>(requests_, PathInterfaces(deviceClass, std::move(paths)))};
 }
 
-Result<std::unique_ptr<DeviceFile>> MachineDeviceFiles::open(std::wstring_view path) {
+Result<std::unique_ptr<Devices>> MachineDeviceTree::devicesOf(const Guid&) {
+    return Result<std::unique_ptr<Devices>>::failed(kInvalidFunction);
+}
+
+ErrorCode MachineDeviceFiles::defineDosDevice(std::wstring_view, std::wstring_view) {
+    return kInvalidFunction;
+}
+
+Result<std::unique_ptr<DeviceFile>> MachineDeviceFiles::open(std::wstring_view path, const DeviceOpening&) {
     using Answer = Result<std::unique_ptr<DeviceFile>>;
     const std::string name = wideToUtf8(path);
     if (const ErrorCode planned = requests_.enter("openDevice", [&] { return name; }))

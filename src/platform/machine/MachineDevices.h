@@ -39,6 +39,7 @@ class MachineDeviceTree : public DeviceTree {
     MachineDeviceTree(const MachineBatteries& batteries, Requests& requests)
         : batteries_(batteries), requests_(requests) {}
     Result<std::unique_ptr<DeviceInterfaces>> interfacesOf(const Guid& deviceClass) override;
+    Result<std::unique_ptr<Devices>> devicesOf(const Guid& setupClass) override;
 
   private:
     const MachineBatteries& batteries_;
@@ -49,7 +50,8 @@ class MachineDeviceFiles : public DeviceFiles {
   public:
     MachineDeviceFiles(const MachineBatteries& batteries, Requests& requests)
         : batteries_(batteries), requests_(requests) {}
-    Result<std::unique_ptr<DeviceFile>> open(std::wstring_view path) override;
+    Result<std::unique_ptr<DeviceFile>> open(std::wstring_view path, const DeviceOpening& opening) override;
+    ErrorCode defineDosDevice(std::wstring_view name, std::wstring_view target) override;
 
   private:
     const MachineBatteries& batteries_;

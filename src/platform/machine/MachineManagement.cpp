@@ -67,9 +67,9 @@ class RecordedRows : public ManagementEnumerator {
     RecordedRows(Requests& requests, std::vector<ManagementColumns> rows)
         : requests_(requests), rows_(enumerate(std::move(rows))) {}
 
-    std::unique_ptr<ManagementRow> next() override {
+    std::unique_ptr<ManagementRow> next(std::uint32_t milliseconds) override {
         if (requests_.enter("nextRow")) return nullptr;
-        auto row = rows_->next();
+        auto row = rows_->next(milliseconds);
         if (!row) return nullptr;
         return std::make_unique<RecordedRow>(requests_, std::move(row));
     }
@@ -105,7 +105,8 @@ class MachineLocator : public ManagementLocator {
     MachineLocator(Requests& requests, const MachineManagementData::Tables& tables)
         : requests_(requests), tables_(tables) {}
 
-    Result<std::unique_ptr<ManagementServices>> connectServer(std::wstring_view space) override {
+    Result<std::unique_ptr<ManagementServices>> connectServer(std::wstring_view space,
+                                                              std::uint32_t) override {
         using Answer = Result<std::unique_ptr<ManagementServices>>;
         if (const ErrorCode error = requests_.enter("connectServer", [&] { return wideToUtf8(space); }))
             return Answer::failed(error);

@@ -22,7 +22,7 @@ class StoredRow : public ManagementRow {
 class StoredRows : public ManagementEnumerator {
   public:
     explicit StoredRows(std::vector<ManagementColumns> rows) : rows_(std::move(rows)) {}
-    std::unique_ptr<ManagementRow> next() override {
+    std::unique_ptr<ManagementRow> next(std::uint32_t) override {
         if (at_ == rows_.size()) return nullptr;
         return std::make_unique<StoredRow>(std::move(rows_[at_++]));
     }
