@@ -269,8 +269,9 @@ DriveBlock performanceOf(const MachineDrive& drive, const DrivePerformance& perf
     const std::int64_t now = drive.clock().now();
     const double seconds = static_cast<double>(now - performance.sinceNs) / static_cast<double>(kNsPerSecond);
     const auto moved = [&](std::uint64_t base, std::uint64_t perSecond) {
-        return static_cast<std::int64_t>(
-            base + static_cast<std::uint64_t>(static_cast<double>(perSecond) * seconds));
+        constexpr double most = 4e18; // with the largest base it stays in range
+        const double since = std::min(static_cast<double>(perSecond) * seconds, most);
+        return static_cast<std::int64_t>(base + static_cast<std::uint64_t>(since));
     };
     DISK_PERFORMANCE record{};
     record.BytesRead = moved(performance.bytesRead, performance.readPerSecond);
