@@ -17,8 +17,7 @@ constexpr wchar_t kReadThresholds[] = L"SELECT * FROM MSStorageDriver_FailurePre
 
 std::optional<AtaBlock> blockOf(platform::ManagementRow& row) {
     const auto column = row.get(L"VendorSpecific");
-    if (!column.ok() || column.value.type != platform::ManagementType::byteArray) return std::nullopt;
-    if (column.value.bytes.size() < kAtaBytes) return std::nullopt;
+    if (!column.ok() || column.value.bytes.size() < kAtaBytes) return std::nullopt;
     AtaBlock block;
     std::copy_n(column.value.bytes.begin(), kAtaBytes, block.begin());
     return block;
