@@ -124,10 +124,12 @@ class MachineLocator : public ManagementLocator {
         : requests_(requests), tables_(tables) {}
 
     Result<std::unique_ptr<ManagementServices>> connectServer(std::wstring_view space,
-                                                              std::uint32_t) override {
+                                                              std::uint32_t flags) override {
         using Answer = Result<std::unique_ptr<ManagementServices>>;
-        if (const ErrorCode error = requests_.enter("connectServer", [&] { return wideToUtf8(space); }))
-            return Answer::failed(error);
+        const auto detail = [&] {
+            return wideToUtf8(space) + (flags & kConnectWaitsAtMost ? " for two minutes at most" : "");
+        };
+        if (const ErrorCode error = requests_.enter("connectServer", detail)) return Answer::failed(error);
         const bool drivers = isNamespace(space, LR"(ROOT\WMI)");
         if (!drivers && !isNamespace(space, LR"(ROOT\CIMV2)")) return Answer::failed(kManagementNamespace);
         return {std::make_unique<MachineServices>(requests_, tables_, drivers)};

@@ -1,0 +1,159 @@
+#include "support/AtaPaths.h"
+
+#include <fmt/xchar.h>
+
+namespace orv::test {
+namespace {
+
+using testing::Each;
+using testing::ElementsAre;
+
+struct Bridge {
+    std::uint32_t type;
+    const char* path;
+    std::array<const char*, 4> commands; ///< tt is the device byte, ff the feature
+};
+
+// clang-format off
+constexpr Bridge kBridges[] = {
+    {4, "sat", {"A1 08 0E 00 01 00 00 00 tt EC 00 00", "A1 08 0E D0 01 01 4F C2 tt B0 00 00",
+        "A1 08 0E D1 01 01 4F C2 tt B0 00 00", "A1 06 0E ff 00 01 4F C2 tt B0 00 00"}},
+    {5, "sunplus", {"F8 00 22 10 01 00 01 00 00 00 tt EC", "F8 00 22 10 01 D0 01 00 4F C2 tt B0",
+        "F8 00 22 10 01 D1 01 01 4F C2 tt B0", "F8 00 22 10 01 ff 01 00 4F C2 tt B0"}},
+    {6, "ioData", {"E3 00 00 01 01 00 00 tt EC 00 00 00", "E3 00 D0 00 00 4F C2 tt B0 00 00 00",
+        "E3 00 D1 00 00 4F C2 tt B0 00 00 00", "E3 00 ff 00 00 4F C2 tt B0 00 00 00"}},
+    {7, "logitec", {"E0 00 00 00 00 00 00 tt EC 4C", "E0 00 D0 00 00 4F C2 tt B0 4C",
+        "E0 00 D1 00 00 4F C2 tt B0 4C", "E0 00 ff 00 00 4F C2 tt B0 4C"}},
+    {8, "prolific", {"D8 15 00 00 06 7B 00 00 02 00 01 00 00 00 tt EC", "D8 15 00 D0 06 7B 00 00 02 00 01 00 4F C2 tt B0",
+        "D8 15 00 D1 06 7B 00 00 02 00 01 01 4F C2 tt B0", "D8 15 00 ff 06 7B 00 00 02 00 01 00 4F C2 tt B0"}},
+    {9, "jmicron", {"DF 10 00 02 00 00 01 00 00 00 tt EC", "DF 10 00 02 00 D0 01 01 4F C2 tt B0",
+        "DF 10 00 02 00 D1 01 01 4F C2 tt B0", "DF 10 00 02 00 ff 01 01 4F C2 tt B0"}},
+    {10, "cypress", {"24 24 00 BE 01 00 00 01 00 00 00 tt EC 00 00 00", "24 24 00 BE 01 00 D0 00 00 4F C2 tt B0 00 00 00",
+        "24 24 00 BE 01 00 D1 00 00 4F C2 tt B0 00 00 00", "24 24 00 BE 00 00 ff 00 00 4F C2 tt B0 00 00 00"}},
+    {11, "asm1352r", {"A1 1C 0E 00 01 00 00 00 tt EC 00 00", "A1 1C 0E D0 01 01 4F C2 tt B0 00 00",
+        "A1 1C 0E D1 01 01 4F C2 tt B0 00 00", "A1 1C 0E ff 00 01 4F C2 tt B0 00 00"}},
+};
+// clang-format on
+
+/// The whole request that carries a command block.
+std::string passThrough(std::string cdb, bool data, std::string_view device) {
+    cdb.replace(cdb.find("tt"), 2, device);
+    if (const auto feature = cdb.find("ff"); feature != std::string::npos) cdb.replace(feature, 2, "D8");
+    const std::string head = fmt::format(
+        "2C 00 00 00 00 00 {:02X} 18 01 00 00 00 00 {} 00 00 02 00 00 00 50 00 00 00 30 00 00 00 ",
+        (cdb.size() + 1) / 3, data ? "02" : "00");
+    return controlLine(R"(\\.\PhysicalDrive0)", "0x4d004", data ? 592 : 80, 44, head + cdb);
+}
+
+TEST(DiskBridgeTest, EachSendsItsOwnCommandBlocks) {
+    for (const Bridge& bridge : kBridges) {
+        for (const bool slave : {false, true}) {
+            SCOPED_TRACE(fmt::format("{} {}", bridge.path, slave));
+            std::array<std::string, 4> sent;
+            for (std::size_t i = 0; i < sent.size(); ++i)
+                sent[i] = passThrough(bridge.commands[i], i != enable, slave ? "B0" : "A0");
+            AtaPath path(drive(bridge.path, slave ? R"("smartEnabled": false, "target": 176)"
+                                                  : R"("smartEnabled": false)"),
+                         bridge.type, slave ? 0xB0 : 0xA0);
+            expectCommands(path, kOpenDrive, sent);
+        }
+    }
+}
+
+TEST(DiskBridgeTest, OnlyAWholeBlockWithSomethingInItIsKept) {
+    struct Case {
+        Operation operation;
+        std::string answer;
+        bool kept;
+    };
+    const Case cases[] = {
+        {identify, R"("bytes": 591)", false},
+        {identify, R"("bytes": 593)", false},
+        {identify, R"("bytes": 592)", true},
+        {readData, R"("bytes": 591)", false},
+        {readData, R"("bytes": 593)", false},
+        {readThresholds, R"("bytes": 591)", false},
+        {readThresholds, R"("bytes": 593)", false},
+        {identify, R"("data": "00")", false},
+        {identify, R"("data": "80 80")", true}, // a sum of 0 only by modulo
+        {identify, R"("data": ")" + block(0, 511) + R"(01")", true},
+        {readData, R"("data": "00")", false},
+        {readData, R"("data": ")" + block(0, 13) + "80" + block(0, 11) + R"(80")",
+         true}, // without attributes
+        {readThresholds, R"("data": "00")", true},
+        {identify, R"("error": 121)", false},
+        {readData, R"("hang": true)", false},
+        {readThresholds, R"("error": 5)", false},
+    };
+    for (const Case& test : cases) {
+        AtaPath path(answering("sat", test.answer), CMD_TYPE_SAT);
+        SCOPED_TRACE(fmt::format("{} {}", static_cast<int>(test.operation), test.answer));
+        const bool told = path.ask(test.operation);
+        EXPECT_EQ(test.kept && path.asi.AttributeCount > 0, told);
+        EXPECT_EQ(test.kept, path.blockOf(test.operation)[511] != kKept);
+    }
+}
+
+TEST(DiskBridgeTest, ARefusalThatCallsItselfASuccess) {
+    AtaPath path(drive("sunplus", R"("rejection": "checkCondition")"), CMD_TYPE_SAT);
+    EXPECT_FALSE(path.ask(identify));
+    EXPECT_EQ(L"bRet == FALSE || dwReturned != length / Error Coce: 00000000", path.traces.back());
+    EXPECT_FALSE(path.ask(readData));
+    EXPECT_FALSE(path.ask(readThresholds));
+    EXPECT_TRUE(path.ask(enable)) << "only the call counts";
+    AtaPath silent(answering("sat", R"("bytes": 0)"), CMD_TYPE_SAT);
+    EXPECT_TRUE(silent.ask(enable)) << "an answer without data has no length";
+}
+
+TEST(DiskBridgeTest, IdentifyTellsWhyItFailed) {
+    AtaPath path(answering("jmicron", R"("data": "00")") + R"(, {"number": 2, "paths": ["sat"]})");
+    std::uint8_t data[kIdentifyBytes] = {};
+    struct Case {
+        std::int32_t drive;
+        std::size_t bytes;
+        std::uint32_t type;
+        const wchar_t* trace;
+    };
+    const Case cases[] = {
+        {0, 0, 4, L"data == NULL"},
+        {0, 511, 4, L"data == NULL"},
+        {1, 512, 9, L"! hIoCtrl || hIoCtrl == INVALID_HANDLE_VALUE"},
+        {2, 512, 4, L"bRet == FALSE || dwReturned != length / Error Coce: 0000045D"},
+        {0, 512, 3, L"COMMAND_TYPE_UNKNOWN"},
+        {0, 512, 12, L"COMMAND_TYPE_UNKNOWN"},
+    };
+    for (const Case& test : cases) {
+        path.traces.clear();
+        EXPECT_FALSE(
+            path.engine.DoIdentifyDeviceSat(test.drive, 0xB0, std::span(data, test.bytes), test.type));
+        const auto begin = fmt::format(L"DoIdentifyDeviceSat pd={}, tt=176, ct={}", test.drive, test.type);
+        EXPECT_THAT(path.traces, ElementsAre(begin, test.trace));
+    }
+    EXPECT_FALSE(path.engine.DoIdentifyDeviceSat(0, 0xA0, data, CMD_TYPE_JMICRON));
+    EXPECT_EQ(L"count=0", path.traces.back());
+}
+
+TEST(DiskBridgeTest, OtherPathsAreNone) {
+    AtaPath path(drive("sat"), CMD_TYPE_SCSI_MINIPORT);
+    for (const std::uint32_t type : {0, 3, 12, 25}) {
+        path.asi.CommandType = type;
+        EXPECT_FALSE(path.engine.GetSmartAttributeSat(0, 0xA0, path.asi));
+        EXPECT_FALSE(path.engine.GetSmartThresholdSat(0, 0xA0, path.asi));
+        EXPECT_FALSE(path.engine.ControlSmartStatusSat(0, 0xA0, 0xD8, type));
+    }
+    EXPECT_THAT(path.record(), testing::Not(testing::Contains(testing::HasSubstr("deviceControl"))));
+}
+
+TEST(DiskBridgeTest, ADriveThatVanishesBetweenTwoCommands) {
+    AtaPath path(answering("sat", R"("operation": "smart", "vanish": true)"), CMD_TYPE_SAT);
+    EXPECT_TRUE(path.ask(identify));
+    EXPECT_FALSE(path.ask(readData));
+    EXPECT_EQ(platform::kNoSuchDevice, path.engine.probeFailure());
+    EXPECT_FALSE(path.ask(readThresholds));
+    EXPECT_FALSE(path.ask(enable));
+    EXPECT_THAT(path.record(), ElementsAre(kOpenDrive));
+    EXPECT_THAT(path.blockOf(readData), Each(kKept));
+}
+
+} // namespace
+} // namespace orv::test
