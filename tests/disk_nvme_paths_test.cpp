@@ -51,7 +51,7 @@ Lines recordOf(platform::Machine& machine) {
     Lines lines;
     for (std::string line : machine.requests().record()) {
         if (const auto at = line.find(" in"); at != std::string::npos && line.starts_with("deviceControl"))
-            line = line.substr(0, at + 4) + sparse(bytes(line.substr(std::min(at + 4, line.size()))));
+            line = line.substr(0, at + 3) + " " + sparse(bytes(line.substr(std::min(at + 4, line.size()))));
         lines.push_back(std::move(line));
     }
     machine.requests().clearRecord();
@@ -236,8 +236,8 @@ struct Drive {
 };
 
 /// An entry of "answers": what becomes of a request.
-std::string answer(const std::string& operation, const std::string& what) {
-    return fmt::format(R"({{"operation": "{}", {}}})", operation, what);
+std::string answer(const std::string& path, const std::string& operation, const std::string& what) {
+    return fmt::format(R"({{"path": "{}", "operation": "{}", {}}})", path, operation, what);
 }
 std::string told(std::size_t length) {
     return fmt::format(R"("bytes": {})", length);
@@ -280,20 +280,21 @@ TEST(NvmePathsTest, NothingIsKeptOfAFailure) {
         SCOPED_TRACE(path.path);
         const std::size_t whole = path.dataAt + path.identifyBytes;
         for (const auto& what : {error, told(0), told(whole - 1), told(whole + 1)}) {
-            Drive drive(path.path, answer("identify", what));
+            Drive drive(path.path, answer(path.path, "identify", what));
             EXPECT_FALSE(drive.identifyBy(path)) << what;
             EXPECT_THAT(drive.identify, Each(kFormer)) << what;
             EXPECT_NE(platform::kSuccess, drive.engine.probeFailure()) << what;
         }
         for (const auto& what : {error, told(path.dataAt + kSmartBytes - 1)}) {
-            Drive drive(path.path, answer("health", what));
+            Drive drive(path.path, answer(path.path, "health", what));
             EXPECT_FALSE(drive.healthBy(path)) << what;
             EXPECT_EQ(path.path != "storageQuery", drive.asi.SmartReadData[511] == kFormer) << what;
         }
-        Drive shortest(path.path, answer("health", told(path.dataAt + kSmartBytes)));
+        Drive shortest(path.path, answer(path.path, "health", told(path.dataAt + kSmartBytes)));
         EXPECT_TRUE(shortest.healthBy(path));
 
-        Drive blank(path.path, answer("identify", zeros) + ", " + answer("health", zeros));
+        Drive blank(path.path,
+                    answer(path.path, "identify", zeros) + ", " + answer(path.path, "health", zeros));
         EXPECT_EQ(!path.sumTest, blank.identifyBy(path));
         EXPECT_THAT(blank.identify, Each(path.sumTest ? kFormer : 0));
         EXPECT_EQ(!path.sumTest, blank.healthBy(path));
@@ -301,7 +302,7 @@ TEST(NvmePathsTest, NothingIsKeptOfAFailure) {
 
         if (!path.sized) continue;
         for (const auto& what : {error, told(path.dataAt + 200)}) {
-            Drive drive(path.path, answer("namespace", what));
+            Drive drive(path.path, answer(path.path, "namespace", what));
             EXPECT_TRUE(drive.identifyBy(path)) << "the namespace need not answer";
             EXPECT_EQ(kUnset, drive.diskSize);
         }
@@ -345,13 +346,13 @@ TEST(NvmePathsTest, TheSizeOfANamespace) {
 
 TEST(NvmePathsTest, TheHealthQueryIsSentAgainForAllNamespaces) {
     const PathCase& path = pathCase("storageQuery");
-    Drive drive(path.path, R"({"operation": "health", "nth": 1, "error": 1117})");
+    Drive drive(path.path, answer(path.path, "health", R"("nth": 1, "error": 1117)"));
     EXPECT_TRUE(drive.healthBy(path));
     EXPECT_THAT(recordOf(*drive.machine),
                 ElementsAre("openDevice " + kDrive, query(2, 2, 0), query(2, 2, kAll)));
     EXPECT_THAT(drive.asi.SmartReadData, ElementsAreArray(kHealth));
 
-    Drive refused(path.path, answer("health", R"("error": 1117)"));
+    Drive refused(path.path, answer(path.path, "health", R"("error": 1117)"));
     EXPECT_FALSE(refused.healthBy(path));
     EXPECT_THAT(refused.asi.SmartReadData, Each(0)) << "the block that nothing was written to";
 
@@ -398,12 +399,12 @@ TEST(NvmePathsTest, SamsungsHealthByTheMiniport) {
 
 TEST(NvmePathsTest, TheMutexIsGivenBackAfterEveryFailure) {
     const PathCase& path = pathCase("jmicronNvme");
-    Drive refused(path.path, answer("request", R"("error": 1117)"));
+    Drive refused(path.path, answer(path.path, "request", R"("error": 1117)"));
     EXPECT_FALSE(refused.identifyBy(path));
     EXPECT_THAT(recordOf(*refused.machine),
                 ElementsAre(kOpen, kTakeMutex, path.identifyRequests[1], kGiveMutex));
 
-    Drive silent(path.path, answer("health", R"("hang": true)"));
+    Drive silent(path.path, answer(path.path, "health", R"("hang": true)"));
     EXPECT_FALSE(silent.healthBy(path));
     EXPECT_THAT(recordOf(*silent.machine), ElementsAreArray(joined(path.opening, path.healthRequests)));
 
@@ -424,10 +425,10 @@ TEST(NvmePathsTest, SumsThatAreNoAnswer) {
         {"nvmeMini", std::string(1024, '0') + "01", false},
     };
     for (const auto& [name, data, accepted] : cases) {
-        Drive drive(name, answer("identify", fmt::format(R"("data": "{}")", data)));
+        Drive drive(name, answer(name, "identify", fmt::format(R"("data": "{}")", data)));
         EXPECT_EQ(accepted, drive.identifyBy(pathCase(name))) << name << " " << data.size();
     }
-    Drive page("jmicronNvme", answer("health", R"("data": ")" + echo + R"(")"));
+    Drive page("jmicronNvme", answer("jmicronNvme", "health", R"("data": ")" + echo + R"(")"));
     EXPECT_TRUE(page.healthBy(pathCase("jmicronNvme"))) << "a health page may have that sum";
 }
 
