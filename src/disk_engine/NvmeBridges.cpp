@@ -45,8 +45,7 @@ constexpr Cdb kJMicronAnswer = {0xA1, 0x82, 0, 0, 2};
 
 constexpr std::uint32_t kWhole = platform::kNvmeDataBytes;
 constexpr std::uint32_t kPage = kSmartBytes;
-constexpr std::uint32_t kJMicronEcho =
-    317; // byte sum of the identify request, which an idle bridge gives back
+constexpr std::uint32_t kJMicronEcho = 317; // byte sum of the identify request, given back as it came
 constexpr std::uint32_t kTimeOutSeconds = 2;
 
 } // namespace
