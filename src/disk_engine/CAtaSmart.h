@@ -20,6 +20,8 @@ inline constexpr std::int32_t MAX_SEARCH_PHYSICAL_DRIVE = 56; ///< physical driv
 inline constexpr std::size_t kMaxDrives = 80;                 ///< records that `vars` takes
 
 struct BridgeCdb; ///< BridgeCommands.h
+struct NvmeBridgeRead;
+struct NvmeCommand;
 
 /// A USB mass-storage device.
 struct UsbDeviceEntry {
@@ -201,6 +203,25 @@ class CAtaSmart {
     platform::Result<std::uint32_t> control(platform::DeviceFile& file, std::uint32_t code,
                                             std::span<const std::byte> in, std::span<std::byte> out);
     void noteFailure(platform::ErrorCode error);
+    /// A control code whose answer is written over its question. An answer of fewer than `wanted` bytes, or
+    /// of more than there is room for, is a failure.
+    bool exchange(platform::DeviceFile& file, std::uint32_t code, std::span<std::byte> block,
+                  std::size_t wanted);
+
+    struct NvmeMiniport;
+    static std::optional<NvmeMiniport> intelMiniport(std::int32_t physicalDriveId);
+    static std::optional<NvmeMiniport> rstMiniport(std::int32_t physicalDriveId, std::int32_t scsiPort,
+                                                   std::int32_t scsiTargetId);
+    static std::optional<NvmeMiniport> vrocMiniport(std::int32_t physicalDriveId, std::int32_t scsiPort,
+                                                    std::int32_t scsiTargetId);
+    bool sendNvme(platform::DeviceFile& file, const NvmeMiniport& miniport, const NvmeCommand& command,
+                  std::span<std::uint8_t> data);
+    bool identifyNvme(const std::optional<NvmeMiniport>& miniport, NvmeIdentifyBlock identify,
+                      std::uint32_t& diskSize);
+    bool readNvmeHealth(const std::optional<NvmeMiniport>& miniport, const NvmeCommand& command,
+                        AtaSmartInfo& asi);
+    bool readNvmeBridge(std::int32_t physicalDriveId, const NvmeBridgeRead& read,
+                        std::span<std::uint8_t> into);
 
     /// A control code whose answer has `data` at a place. True when the answer is as long as it has to be;
     /// otherwise nothing of it is kept. Without data its length does not count.
