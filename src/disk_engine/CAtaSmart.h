@@ -19,6 +19,9 @@ namespace orv {
 inline constexpr std::int32_t MAX_SEARCH_PHYSICAL_DRIVE = 56; ///< physical drive numbers 0 to 55 are searched
 inline constexpr std::size_t kMaxDrives = 80;                 ///< records that `vars` takes
 
+struct NvmeBridgeRead;
+struct NvmeCommand;
+
 /// A USB mass-storage device.
 struct UsbDeviceEntry {
     std::wstring Name;
@@ -199,6 +202,25 @@ class CAtaSmart {
     platform::Result<std::uint32_t> control(platform::DeviceFile& file, std::uint32_t code,
                                             std::span<const std::byte> in, std::span<std::byte> out);
     void noteFailure(platform::ErrorCode error);
+    /// A control code whose answer is written over its question. An answer of fewer than `wanted` bytes is a
+    /// failure.
+    bool exchange(platform::DeviceFile& file, std::uint32_t code, std::span<std::byte> block,
+                  std::size_t wanted);
+
+    struct NvmeMiniport;
+    static std::optional<NvmeMiniport> intelMiniport(std::int32_t physicalDriveId);
+    static std::optional<NvmeMiniport> rstMiniport(std::int32_t physicalDriveId, std::int32_t scsiPort,
+                                                   std::int32_t scsiTargetId);
+    static std::optional<NvmeMiniport> vrocMiniport(std::int32_t physicalDriveId, std::int32_t scsiPort,
+                                                    std::int32_t scsiTargetId);
+    bool sendNvme(platform::DeviceFile& file, const NvmeMiniport& miniport, const NvmeCommand& command,
+                  std::span<std::uint8_t> data);
+    bool identifyNvme(const std::optional<NvmeMiniport>& miniport, NvmeIdentifyBlock identify,
+                      std::uint32_t& diskSize);
+    bool readNvmeHealth(const std::optional<NvmeMiniport>& miniport, const NvmeCommand& command,
+                        AtaSmartInfo& asi);
+    bool readNvmeBridge(std::int32_t physicalDriveId, const NvmeBridgeRead& read,
+                        std::span<std::uint8_t> into);
 
     platform::ErrorCode probeFailure_ = platform::kSuccess;
     platform::NamedMutexes& mutexes_; // the platform's that made hMutexJMicron

@@ -17,10 +17,12 @@ class LinuxServices : public ManagementServices {
 
     Result<std::unique_ptr<ManagementEnumerator>> execQuery(std::wstring_view wql) override {
         using Answer = Result<std::unique_ptr<ManagementEnumerator>>;
-        if (classOfQuery(wql) != L"Win32_PhysicalMemory") return Answer::failed(kManagementClass);
+        const auto query = readManagementQuery(wql);
+        if (!query || query->associators || !sameName(query->className, L"Win32_PhysicalMemory"))
+            return Answer::failed(kManagementClass);
         const auto table = files_.read("/sys/firmware/dmi/tables/DMI");
         if (!table.ok()) return Answer::failed(kComWin32 | table.error);
-        return {enumerate(physicalMemoryRows(bytesOf(table.value)))};
+        return {enumerate(selected(*query, physicalMemoryRows(bytesOf(table.value))))};
     }
 
   private:
@@ -34,7 +36,7 @@ class LinuxLocator : public ManagementLocator {
     Result<std::unique_ptr<ManagementServices>> connectServer(std::wstring_view space,
                                                               std::uint32_t) override {
         using Answer = Result<std::unique_ptr<ManagementServices>>;
-        if (space != L"ROOT\\CIMV2") return Answer::failed(kManagementNamespace);
+        if (!isNamespace(space, L"ROOT\\CIMV2")) return Answer::failed(kManagementNamespace);
         return {std::make_unique<LinuxServices>(files_)};
     }
 

@@ -10,7 +10,7 @@ namespace orv::platform {
 
 namespace {
 
-/// A text is a bstr and a whole number an i4; an object gives any other type tag.
+/// A text is a bstr and a whole number an i4; an object gives bytes or any other type tag.
 ManagementValue columnValue(const Node& row, const std::string& column) {
     constexpr auto smallest = std::numeric_limits<std::int32_t>::min();
     constexpr auto largest = std::numeric_limits<std::int32_t>::max();
@@ -18,30 +18,46 @@ ManagementValue columnValue(const Node& row, const std::string& column) {
     if (value.isText()) return bstr(utf8ToWide(value.asText()));
     if (!value.isObject()) return i4(static_cast<std::int32_t>(row.signedNumber(column, smallest, largest)));
     ManagementValue typed;
-    typed.type = static_cast<ManagementType>(value.number("type", std::numeric_limits<std::uint16_t>::max()));
+    const bool hasBytes = value.has("bytes");
+    if (hasBytes) typed = byteArray(value.bytes("bytes"));
+    if (!hasBytes || value.has("type"))
+        typed.type =
+            static_cast<ManagementType>(value.number("type", std::numeric_limits<std::uint16_t>::max()));
     typed.text = utf8ToWide(value.text("text", ""));
     typed.number = static_cast<std::int32_t>(value.number("number", largest, 0));
     value.done();
     return typed;
 }
 
-MachineManagementData::Tables load(const Node& management) {
-    constexpr const wchar_t* memoryClass = L"Win32_PhysicalMemory";
-    MachineManagementData::Tables tables;
+std::vector<ManagementColumns> readRows(const Node& place, std::string_view key) {
+    std::vector<ManagementColumns> rows;
+    for (const Node& entry : place.list(key)) {
+        ManagementColumns columns;
+        for (const std::string& column : entry.keys())
+            columns[utf8ToWide(column)] = columnValue(entry, column);
+        rows.push_back(std::move(columns));
+    }
+    return rows;
+}
+
+ManagementTables load(const Node& management) {
+    ManagementTables tables;
     if (management.has("smbios")) {
         const std::vector<std::uint8_t> dump = management.fileBytes("smbios");
-        tables[memoryClass] = physicalMemoryRows(smbiosTableOfDump(dump));
+        tables.classes.push_back({L"Win32_PhysicalMemory", physicalMemoryRows(smbiosTableOfDump(dump))});
+    }
+    for (const Node& entry : management.list("associators")) {
+        tables.associators.push_back({utf8ToWide(entry.text("of")), utf8ToWide(entry.text("id")),
+                                      utf8ToWide(entry.text("filter", "")), readRows(entry, "rows")});
+        entry.done();
     }
     for (const std::string& name : management.keys()) {
-        if (name == "smbios") continue;
-        std::vector<ManagementColumns>& rows = tables[utf8ToWide(name)];
-        if (!rows.empty()) management.fail("\"smbios\" and \"" + name + "\" describe the same rows");
-        for (const Node& entry : management.list(name)) {
-            ManagementColumns columns;
-            for (const std::string& column : entry.keys())
-                columns[utf8ToWide(column)] = columnValue(entry, column);
-            rows.push_back(std::move(columns));
-        }
+        if (name == "smbios" || name == "associators") continue;
+        const std::wstring className = utf8ToWide(name);
+        for (const ManagementTables::Class& other : tables.classes)
+            if (sameName(other.name, className))
+                management.fail("the rows of \"" + name + "\" are described twice");
+        tables.classes.push_back({className, readRows(management, name)});
     }
     return tables;
 }
@@ -81,8 +97,8 @@ class RecordedRows : public ManagementEnumerator {
 
 class MachineServices : public ManagementServices {
   public:
-    MachineServices(Requests& requests, const MachineManagementData::Tables& tables)
-        : requests_(requests), tables_(tables) {}
+    MachineServices(Requests& requests, const ManagementTables& tables, bool driverClasses)
+        : requests_(requests), tables_(tables), driverClasses_(driverClasses) {}
 
     ErrorCode setProxyBlanket() override { return requests_.enter("setProxyBlanket"); }
 
@@ -90,19 +106,21 @@ class MachineServices : public ManagementServices {
         using Answer = Result<std::unique_ptr<ManagementEnumerator>>;
         if (const ErrorCode error = requests_.enter("execQuery", [&] { return wideToUtf8(wql); }))
             return Answer::failed(error);
-        const auto table = tables_.find(classOfQuery(wql));
-        if (table == tables_.end()) return Answer::failed(kManagementClass);
-        return {std::make_unique<RecordedRows>(requests_, table->second)};
+        const auto query = readManagementQuery(wql);
+        auto rows = query ? tables_.answer(*query, driverClasses_) : std::nullopt;
+        if (!rows) return Answer::failed(kManagementClass);
+        return {std::make_unique<RecordedRows>(requests_, std::move(*rows))};
     }
 
   private:
     Requests& requests_;
-    const MachineManagementData::Tables& tables_;
+    const ManagementTables& tables_;
+    bool driverClasses_;
 };
 
 class MachineLocator : public ManagementLocator {
   public:
-    MachineLocator(Requests& requests, const MachineManagementData::Tables& tables)
+    MachineLocator(Requests& requests, const ManagementTables& tables)
         : requests_(requests), tables_(tables) {}
 
     Result<std::unique_ptr<ManagementServices>> connectServer(std::wstring_view space,
@@ -110,16 +128,38 @@ class MachineLocator : public ManagementLocator {
         using Answer = Result<std::unique_ptr<ManagementServices>>;
         if (const ErrorCode error = requests_.enter("connectServer", [&] { return wideToUtf8(space); }))
             return Answer::failed(error);
-        if (space != L"ROOT\\CIMV2") return Answer::failed(kManagementNamespace);
-        return {std::make_unique<MachineServices>(requests_, tables_)};
+        const bool drivers = isNamespace(space, LR"(ROOT\WMI)");
+        if (!drivers && !isNamespace(space, LR"(ROOT\CIMV2)")) return Answer::failed(kManagementNamespace);
+        return {std::make_unique<MachineServices>(requests_, tables_, drivers)};
     }
 
   private:
     Requests& requests_;
-    const MachineManagementData::Tables& tables_;
+    const ManagementTables& tables_;
 };
 
+/// The classes of the namespace "ROOT\WMI".
+bool isDriverClass(std::wstring_view name) {
+    constexpr std::wstring_view prefix = L"MSStorageDriver_";
+    return sameName(name.substr(0, prefix.size()), prefix);
+}
+
 } // namespace
+
+std::optional<std::vector<ManagementColumns>> ManagementTables::answer(const ManagementQuery& query,
+                                                                       bool driverClasses) const {
+    if (isDriverClass(query.className) != driverClasses) return std::nullopt;
+    if (query.associators) {
+        for (const Associators& entry : associators)
+            if (sameName(entry.of, query.className) && sameId(entry.id, query.id) &&
+                (entry.filter.empty() || sameName(entry.filter, query.filterClass)))
+                return entry.rows;
+        return std::vector<ManagementColumns>();
+    }
+    for (const Class& table : classes)
+        if (sameName(table.name, query.className)) return selected(query, table.rows);
+    return std::nullopt;
+}
 
 MachineManagementData::MachineManagementData(const Node& root, Requests& requests) : requests_(requests) {
     if (const auto management = root.find("management")) tables_ = load(*management);

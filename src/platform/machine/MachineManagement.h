@@ -9,12 +9,31 @@ namespace orv::platform {
 
 class Node;
 
-/// Section "management" of a machine file (docs/machine/memory.md): classes given as rows, or the raw SMBIOS
-/// table that Win32_PhysicalMemory is made from. Without the section the service is not there.
+/// The rows that a machine file gives for classes, and for what belongs to one object.
+struct ManagementTables {
+    struct Class {
+        std::wstring name;
+        std::vector<ManagementColumns> rows;
+    };
+    struct Associators {
+        std::wstring of; ///< class of the object
+        std::wstring id;
+        std::wstring filter; ///< class in the query's condition; empty: any
+        std::vector<ManagementColumns> rows;
+    };
+    std::vector<Class> classes;
+    std::vector<Associators> associators;
+
+    /// Empty for a class that is not described. An object to which nothing belongs gives no rows.
+    std::optional<std::vector<ManagementColumns>> answer(const ManagementQuery& query,
+                                                         bool driverClasses) const;
+};
+
+/// Section "management" of a machine file (docs/machine/memory.md, docs/machine/disk.md): classes given as
+/// rows, or the raw SMBIOS table that Win32_PhysicalMemory is made from. Without the section the service is
+/// not there.
 class MachineManagementData : public ManagementData {
   public:
-    using Tables = std::map<std::wstring, std::vector<ManagementColumns>>;
-
     MachineManagementData(const Node& root, Requests& requests);
 
     ErrorCode initialize() override { return requests_.enter("initializeCom"); }
@@ -24,7 +43,7 @@ class MachineManagementData : public ManagementData {
 
   private:
     Requests& requests_;
-    std::optional<Tables> tables_;
+    std::optional<ManagementTables> tables_;
 };
 
 } // namespace orv::platform

@@ -1,7 +1,7 @@
 #pragma once
 
-// How an NVMe command travels in the blocks of a miniport driver (IOCTL_SCSI_MINIPORT): two layouts under
-// three signatures, and the numbers of the commands (NVM Express 1.4, 5.15 and 5.14).
+// How an NVMe command travels: in the storage query, in the blocks of a miniport driver (IOCTL_SCSI_MINIPORT,
+// two layouts under three signatures), and the numbers of the commands (NVM Express 1.4, 5.15 and 5.14).
 
 #include "platform/records/StorageRecords.h"
 
@@ -22,6 +22,13 @@ inline constexpr std::uint32_t kNvmeDataTypeIdentify = 1;
 inline constexpr std::uint32_t kNvmeDataTypeLogPage = 2;
 
 #pragma pack(push, 1)
+
+/// The storage query with room for what it asks for.
+struct NvmeQueryBlock {
+    STORAGE_PROPERTY_QUERY query;
+    std::uint8_t data[kNvmeDataBytes];
+};
+static_assert(sizeof(NvmeQueryBlock) == 4144 && offsetof(NvmeQueryBlock, data) == 48);
 
 /// Signatures "NvmeMini" and "NvmeRAID".
 struct NvmeMiniportBlock {

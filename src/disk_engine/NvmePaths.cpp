@@ -1,0 +1,55 @@
+#include "disk_engine/NvmePaths.h"
+
+#include "disk_engine/CAtaSmart.h"
+#include "disk_engine/DebugPrint.h"
+
+#include <fmt/xchar.h>
+
+#include <limits>
+#include <numeric>
+#include <vector>
+
+namespace orv {
+
+namespace {
+
+// Identify Namespace, bytes (NVM Express 1.4, 5.15.2.1).
+constexpr std::size_t kNamespaceSizeAt = 0;    // NSZE, 8 bytes, sectors
+constexpr std::size_t kFormattedSizeAt = 26;   // FLBAS: the format in use in its low half
+constexpr std::size_t kSectorExponentAt = 130; // LBADS of format 0
+
+constexpr unsigned kSizeBits = 64;
+constexpr std::uint64_t kMegabyte = 1'000'000;
+
+} // namespace
+
+bool CAtaSmart::exchange(platform::DeviceFile& file, std::uint32_t code, std::span<std::byte> block,
+                         std::size_t wanted) {
+    const std::vector<std::byte> question(block.begin(), block.end());
+    const auto answer = control(file, code, question, block);
+    if (!answer.ok()) return false;
+    if (answer.value < wanted) noteFailure(platform::kInvalidData);
+    return answer.value >= wanted;
+}
+
+std::uint32_t byteSum(std::span<const std::uint8_t> data) {
+    const auto summed = data.first(std::min(data.size(), kSmartBytes));
+    return std::accumulate(summed.begin(), summed.end(), std::uint32_t{0});
+}
+
+void readNamespaceSize(const NvmeDataBlock& block, std::uint32_t& diskSize) {
+    if (const int format = block[kFormattedSizeAt] & 0x0F; format != 0 && debugWanted())
+        DebugPrint(
+            fmt::format(L"Identify Namespace: format {} is in use, the size is that of format 0", format));
+    std::uint64_t sectors = 0;
+    for (std::size_t i = sizeof(sectors); i-- > 0;)
+        sectors = sectors << 8 | block[kNamespaceSizeAt + i];
+    const unsigned exponent = block[kSectorExponentAt];
+    if (exponent >= kSizeBits) return;
+    constexpr std::uint64_t largest = std::numeric_limits<std::uint32_t>::max();
+    const bool tooLarge = sectors > std::numeric_limits<std::uint64_t>::max() >> exponent;
+    diskSize =
+        static_cast<std::uint32_t>(tooLarge ? largest : std::min((sectors << exponent) / kMegabyte, largest));
+}
+
+} // namespace orv
