@@ -202,8 +202,8 @@ class CAtaSmart {
     platform::Result<std::uint32_t> control(platform::DeviceFile& file, std::uint32_t code,
                                             std::span<const std::byte> in, std::span<std::byte> out);
     void noteFailure(platform::ErrorCode error);
-    /// A control code whose answer is written over its question. An answer of fewer than `wanted` bytes is a
-    /// failure.
+    /// A control code whose answer is written over its question. An answer of fewer than `wanted` bytes, or
+    /// of more than there is room for, is a failure.
     bool exchange(platform::DeviceFile& file, std::uint32_t code, std::span<std::byte> block,
                   std::size_t wanted);
 

@@ -5,14 +5,7 @@
 
 namespace orv {
 
-/// A port whose driver takes NVMe commands, and how it wants to be spoken to.
-struct CAtaSmart::NvmeMiniport {
-    const struct MiniportForm* form;
-    std::wstring path;
-    std::uint32_t attributes;     ///< to open it with
-    platform::SCSI_ADDRESS drive; ///< on the port
-};
-
+/// How a miniport driver is spoken to.
 struct MiniportForm {
     char signature[9];
     std::uint32_t timeOut; ///< seconds
@@ -20,6 +13,14 @@ struct MiniportForm {
     bool addressed;   ///< the block names the drive; its data begin with 1
     bool sumTest;     ///< a block of zeros is no answer
     bool intelLayout; ///< IntelNvmBlock, otherwise NvmeMiniportBlock
+};
+
+/// A port whose driver takes NVMe commands, and the drive on it.
+struct CAtaSmart::NvmeMiniport {
+    const MiniportForm* form;
+    std::wstring path;
+    std::uint32_t attributes; ///< to open it with
+    platform::SCSI_ADDRESS drive;
 };
 
 namespace {

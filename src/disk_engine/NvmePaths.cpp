@@ -28,8 +28,9 @@ bool CAtaSmart::exchange(platform::DeviceFile& file, std::uint32_t code, std::sp
     const std::vector<std::byte> question(block.begin(), block.end());
     const auto answer = control(file, code, question, block);
     if (!answer.ok()) return false;
-    if (answer.value < wanted) noteFailure(platform::kInvalidData);
-    return answer.value >= wanted;
+    const bool right = answer.value >= wanted && answer.value <= block.size();
+    if (!right) noteFailure(platform::kInvalidData);
+    return right;
 }
 
 std::uint32_t byteSum(std::span<const std::uint8_t> data) {

@@ -1,0 +1,104 @@
+#include "disk_engine/CAtaSmart.h"
+#include "support/TestMachine.h"
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+
+namespace orv::test {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+const std::string kDrive = R"("number": 0, "paths": [], "pnpDeviceId": "SCSI\\DISK&VEN_NVME\\4&1")";
+const std::string kController = R"("controllerId": "PCI\\VEN_144D&DEV_A808\\3&2")";
+const std::string kLink = R"("link": {"maxSpeed": 4, "maxWidth": 4, "currentSpeed": 3, "currentWidth": 2})";
+
+/// A machine with a drive, and what else stands in its file.
+std::string machineWith(const std::string& driveKeys, const std::string& more = "") {
+    return fmt::format(R"({{"name": "m", "drives": [{{{}{}}}]{}}})", kDrive, driveKeys, more);
+}
+
+std::vector<std::uint32_t> linkOn(const std::string& text, const std::string& fault = "",
+                                  platform::ErrorCode error = 0, std::uint64_t nth = 0) {
+    TestMachine machine(text);
+    machine->managementData().initialize();
+    if (!fault.empty()) machine->requests().plan({fault, nth, error});
+    const PcieLink link = GetPcieLink(0);
+    machine->managementData().uninitialize();
+    EXPECT_THAT(machine->requests().unmetFaults(), IsEmpty());
+    return {link.MaxLinkSpeed, link.MaxLinkWidth, link.CurrentLinkSpeed, link.CurrentLinkWidth};
+}
+
+TEST(DiskLinkTest, OfTheControllerInTheDeviceTree) {
+    const std::string described = ", " + kController + ", " + kLink;
+    const std::string others = R"(, "controllers": [{"id": "PCI\\VEN_1", "link": {"maxSpeed": 1}}])";
+    EXPECT_THAT(linkOn(machineWith(described)), ElementsAre(4, 4, 3, 2));
+    EXPECT_THAT(linkOn(machineWith(described, others)), ElementsAre(4, 4, 3, 2));
+    EXPECT_THAT(linkOn(machineWith(", " + kController + R"(, "link": {"maxSpeed": 4, "currentWidth": 16})")),
+                ElementsAre(4, 0, 0, 16))
+        << "properties that cannot be read";
+
+    const auto none = ElementsAre(0, 0, 0, 0);
+    EXPECT_THAT(linkOn(machineWith(", " + kController, others)), none) << "not listed";
+    EXPECT_THAT(linkOn(machineWith(", " + kController,
+                                   R"(, "controllers": [{"id": "PCI\\VEN_144D&DEV_a808\\3&2", )" + kLink +
+                                       "}," + R"({"id": "PCI\\VEN_144D&DEV_A808\\3&", )" + kLink + "}]")),
+                none)
+        << "not that name";
+    EXPECT_THAT(linkOn(machineWith("")), none) << "no controller is known";
+    EXPECT_THAT(linkOn(R"({"name": "m"})"), none) << "no management data";
+    const std::tuple<const char*, platform::ErrorCode> faults[] = {
+        {"deviceProperty", platform::kProcedureNotFound}, {"deviceProperty", platform::kModuleNotFound},
+        {"devices", platform::kGeneralFailure},           {"device", platform::kGeneralFailure},
+        {"deviceId", platform::kInsufficientBuffer},
+    };
+    for (const auto& [request, error] : faults)
+        EXPECT_THAT(linkOn(machineWith(described), request, error), none) << request;
+}
+
+TEST(DiskLinkTest, AnIdHasRoomFor260Characters) {
+    for (const auto& [length, found] : {std::pair(259, 4U), {260, 0U}}) {
+        const std::string id(static_cast<std::size_t>(length), 'X');
+        EXPECT_EQ(found, linkOn(machineWith(fmt::format(R"(, "controllerId": "{}", {})", id, kLink))).front())
+            << length;
+    }
+}
+
+TEST(DiskLinkTest, TheLastRowNamesTheController) {
+    TestMachine machine(machineWith("", R"(, "management": {"associators": [
+        {"of": "Win32_DiskDrive", "id": "\\\\.\\PhysicalDrive0", "filter": "Win32_PnPEntity",
+         "rows": [{"DeviceID": "A"}, {"DeviceID": "B\\1"}, {"Name": "no id"}]},
+        {"of": "Win32_PnPEntity", "id": "B\\1", "filter": "Win32_SCSIControllerDevice",
+         "rows": [{"DeviceID": "C"}, {"DeviceID": "PCI\\D"}]}]})"));
+    machine->managementData().initialize();
+    machine->requests().keepRecord(true);
+    EXPECT_EQ(LR"(PCI\D)", GetControllerDeviceId(0));
+    EXPECT_THAT(machine->requests().record(), Contains(R"(connectServer \\.\root\cimv2)"));
+    std::vector<std::string> queries;
+    for (const std::string& line : machine->requests().record())
+        if (line.starts_with("execQuery")) queries.push_back(line.substr(10));
+    EXPECT_THAT(
+        queries,
+        ElementsAre(
+            R"(ASSOCIATORS OF {Win32_DiskDrive.DeviceID='\\.\PhysicalDrive0'} WHERE ResultClass=Win32_PnPEntity)",
+            R"(ASSOCIATORS OF {Win32_PnPEntity.DeviceID='B\1'} WHERE AssocClass=Win32_SCSIControllerDevice)"));
+    EXPECT_EQ(L"", GetControllerDeviceId(1)) << "a drive that has no device";
+    for (const char* step : {"createLocator", "connectServer", "setProxyBlanket", "execQuery"}) {
+        machine->requests().clearFaults();
+        machine->requests().plan({step, 0, platform::kManagementNotFound});
+        EXPECT_EQ(L"", GetControllerDeviceId(0)) << step;
+    }
+    machine->managementData().uninitialize();
+}
+
+TEST(DiskLinkTest, Texts) {
+    EXPECT_EQ(L"PCIe 4.0 x4", FormatPcieLink(4, 4));
+    EXPECT_EQ(L"PCIe 3.0 x16", FormatPcieLink(3, 16));
+    EXPECT_EQ(L"----", FormatPcieLink(3, 0));
+    EXPECT_EQ(L"----", FormatPcieLink(0, 4));
+}
+
+} // namespace
+} // namespace orv::test
