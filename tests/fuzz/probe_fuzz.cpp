@@ -1,5 +1,5 @@
 // Any bytes as what a drive answers, from the first command of the search for its path to its record: the
-// search ends, and the list has what it had, or one whole record more.
+// search ends, and the list has what it had, or a whole record more.
 //
 // The input: how the drive was met, the flags, and a run of bytes of which each request takes one; then the
 // blocks that a drive has.
@@ -172,9 +172,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     CAtaSmart engine;
     setFlags(engine, flags);
     const bool added = engine.GetDiskInfo(drive);
-    require(engine.vars.size() == (added ? 1 : 0));
-    if (added) checkRecord(engine, engine.vars[0]);
-    // The number is known now, or the block of the drive is: the list does not grow without reason.
-    if (added && drive.physicalDriveId >= 0) require(!engine.GetDiskInfo(drive) && engine.vars.size() == 1);
+    // An ASM1352R may be two drives.
+    const std::size_t most = engine.FlagUsbAsm1352r && engine.FlagUsbSat ? 2 : 1;
+    const std::size_t records = engine.vars.size();
+    require(added ? records >= 1 && records <= most : records == 0);
+    for (const AtaSmartInfo& asi : engine.vars)
+        checkRecord(engine, asi);
+    if (added && drive.physicalDriveId >= 0) // the number is known now
+        require(!engine.GetDiskInfo(drive) && engine.vars.size() == records);
     return 0;
 }
