@@ -19,6 +19,7 @@ namespace orv {
 inline constexpr std::int32_t MAX_SEARCH_PHYSICAL_DRIVE = 56; ///< physical drive numbers 0 to 55 are searched
 inline constexpr std::size_t kMaxDrives = 80;                 ///< records that `vars` takes
 
+struct BridgeCdb; ///< BridgeCommands.h
 struct NvmeBridgeRead;
 struct NvmeCommand;
 
@@ -221,6 +222,27 @@ class CAtaSmart {
                         AtaSmartInfo& asi);
     bool readNvmeBridge(std::int32_t physicalDriveId, const NvmeBridgeRead& read,
                         std::span<std::uint8_t> into);
+
+    /// A control code whose answer has `data` at a place. True when the answer is as long as it has to be;
+    /// otherwise nothing of it is kept. Without data its length does not count.
+    platform::Result<bool> exchange(platform::DeviceFile& file, std::uint32_t code,
+                                    std::span<const std::byte> question, std::span<std::byte> answer,
+                                    std::size_t dataAt, std::span<std::uint8_t> data);
+    /// SMART_RCV_DRIVE_DATA; `operation` names the command in the trace.
+    bool receiveSmart(std::int32_t physicalDriveId, const platform::IDEREGS& registers,
+                      const wchar_t* operation, std::span<std::uint8_t, kIdentifyBytes> data);
+    bool readSmartPd(std::int32_t physicalDriveId, std::uint8_t target, std::uint8_t feature,
+                     const wchar_t* operation, AtaSmartInfo& asi);
+    bool askScsiDisk(std::int32_t scsiPort, std::int32_t scsiTargetId, std::uint32_t controlCode,
+                     const platform::IDEREGS& registers, std::span<std::uint8_t> data);
+    bool readSmartScsi(std::int32_t scsiPort, std::int32_t scsiTargetId, std::uint8_t feature,
+                       AtaSmartInfo& asi);
+    std::unique_ptr<platform::DeviceFile> openSiliconImage(std::int32_t scsiPort,
+                                                           std::int32_t siliconImageType);
+    platform::Result<bool> sendBridge(platform::DeviceFile& drive, const BridgeCdb& cdb,
+                                      std::span<std::uint8_t> data);
+    bool readSmartSat(std::int32_t physicalDriveId, std::uint8_t target, std::uint8_t feature,
+                      AtaSmartInfo& asi);
 
     platform::ErrorCode probeFailure_ = platform::kSuccess;
     platform::NamedMutexes& mutexes_; // the platform's that made hMutexJMicron

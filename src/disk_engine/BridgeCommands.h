@@ -1,0 +1,23 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+
+namespace orv {
+
+enum class BridgeOperation { identify, readData, readThresholds, control };
+
+/// The command block of a USB bridge.
+struct BridgeCdb {
+    std::uint8_t length = 0;
+    std::array<std::uint8_t, 16> bytes{};
+    std::uint32_t dataBytes = 0;
+};
+
+/// What a kind of bridge understands as an ATA command. `feature` is that of the control command. Empty for a
+/// path that is no bridge.
+std::optional<BridgeCdb> bridgeCommand(std::uint32_t commandType, BridgeOperation operation,
+                                       std::uint8_t target, std::uint8_t feature = 0);
+
+} // namespace orv

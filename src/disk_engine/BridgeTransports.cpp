@@ -1,0 +1,117 @@
+#include "disk_engine/AtaCommands.h"
+#include "disk_engine/BridgeCommands.h"
+#include "disk_engine/CAtaSmart.h"
+#include "disk_engine/DebugPrint.h"
+
+#include <fmt/xchar.h>
+
+#include <algorithm>
+
+namespace orv {
+
+namespace {
+
+constexpr std::size_t kSenseBytes = 24;
+
+#pragma pack(push, 1)
+
+struct BridgeAnswer {
+    platform::SCSI_PASS_THROUGH head;
+    std::uint32_t filler;
+    std::uint8_t sense[kSenseBytes];
+    std::uint8_t beforeData[8];
+    std::uint8_t data[kAtaBytes];
+};
+static_assert(sizeof(BridgeAnswer) == 592 && offsetof(BridgeAnswer, sense) == 48 &&
+              offsetof(BridgeAnswer, data) == 80);
+
+#pragma pack(pop)
+
+platform::SCSI_PASS_THROUGH passThrough(const BridgeCdb& cdb) {
+    platform::SCSI_PASS_THROUGH block{};
+    block.Length = sizeof block;
+    block.CdbLength = cdb.length;
+    block.SenseInfoLength = kSenseBytes;
+    block.DataIn = platform::SCSI_IOCTL_DATA_IN;
+    block.DataTransferLength = cdb.dataBytes;
+    block.TimeOutValue = kPassThroughSeconds;
+    block.DataBufferOffset = offsetof(BridgeAnswer, data);
+    block.SenseInfoOffset = offsetof(BridgeAnswer, sense);
+    std::ranges::copy(cdb.bytes, block.Cdb);
+    return block;
+}
+
+bool isBlank(const AtaBlock& block) {
+    return std::ranges::all_of(block, [](std::uint8_t byte) { return byte == 0; });
+}
+
+} // namespace
+
+platform::Result<bool> CAtaSmart::sendBridge(platform::DeviceFile& drive, const BridgeCdb& cdb,
+                                             std::span<std::uint8_t> data) {
+    const auto question = passThrough(cdb);
+    BridgeAnswer answer{};
+    constexpr std::size_t dataAt = offsetof(BridgeAnswer, data);
+    return exchange(drive, platform::IOCTL_SCSI_PASS_THROUGH, sent(question),
+                    room(answer, dataAt + cdb.dataBytes), dataAt, data);
+}
+
+bool CAtaSmart::DoIdentifyDeviceSat(std::int32_t physicalDriveId, std::uint8_t target,
+                                    std::span<std::uint8_t> data, std::uint32_t commandType) {
+    const auto failed = [](std::wstring_view why) {
+        DebugPrint(why);
+        return false;
+    };
+    if (debugWanted())
+        DebugPrint(
+            fmt::format(L"DoIdentifyDeviceSat pd={}, tt={}, ct={}", physicalDriveId, target, commandType));
+    if (data.size() < kAtaBytes) return failed(L"data == NULL");
+    const auto drive = OpenPhysicalDrive(physicalDriveId);
+    if (!drive) return failed(L"! hIoCtrl || hIoCtrl == INVALID_HANDLE_VALUE");
+    const auto cdb = bridgeCommand(commandType, BridgeOperation::identify, target);
+    if (!cdb) return failed(L"COMMAND_TYPE_UNKNOWN");
+
+    AtaBlock identify{};
+    const auto told = sendBridge(*drive, *cdb, identify);
+    if (!told.value) {
+        if (debugWanted())
+            DebugPrint(
+                fmt::format(L"bRet == FALSE || dwReturned != length / Error Coce: {:08X}", told.error));
+        return false;
+    }
+    if (isBlank(identify)) return failed(L"count=0");
+    std::ranges::copy(identify, data.begin());
+    return true;
+}
+
+bool CAtaSmart::readSmartSat(std::int32_t physicalDriveId, std::uint8_t target, std::uint8_t feature,
+                             AtaSmartInfo& asi) {
+    const bool values = feature == kSmartReadData;
+    const auto cdb = bridgeCommand(
+        asi.CommandType, values ? BridgeOperation::readData : BridgeOperation::readThresholds, target);
+    if (!cdb) return false;
+    const auto drive = OpenPhysicalDrive(physicalDriveId);
+    if (!drive) return false;
+    AtaBlock table{};
+    if (!sendBridge(*drive, *cdb, table).value) return false;
+    if (values && isBlank(table)) return false;
+    return keepSmart(asi, feature, table);
+}
+
+bool CAtaSmart::GetSmartAttributeSat(std::int32_t physicalDriveId, std::uint8_t target, AtaSmartInfo& asi) {
+    return readSmartSat(physicalDriveId, target, kSmartReadData, asi);
+}
+
+bool CAtaSmart::GetSmartThresholdSat(std::int32_t physicalDriveId, std::uint8_t target, AtaSmartInfo& asi) {
+    return readSmartSat(physicalDriveId, target, kSmartReadThresholds, asi);
+}
+
+bool CAtaSmart::ControlSmartStatusSat(std::int32_t physicalDriveId, std::uint8_t target,
+                                      std::uint8_t subCommand, std::uint32_t commandType) {
+    const auto cdb = bridgeCommand(commandType, BridgeOperation::control, target, subCommand);
+    if (!cdb) return false;
+    const auto drive = OpenPhysicalDrive(physicalDriveId);
+    return drive && sendBridge(*drive, *cdb, {}).value;
+}
+
+} // namespace orv
