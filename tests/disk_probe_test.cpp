@@ -127,11 +127,12 @@ TEST(ProbeDrive, ThePortIsAskedOnlyWithReason) {
          {std::tuple{slot, 0, false}, {slot, 1, true}, {noTarget, 1, false}, {noPort, 1, false}}) {
         DriveOnMachine machine(drive);
         machine.engine->AdvancedDiskSearch = advanced;
+        machine.machine->requests().keepRecord(true);
         EXPECT_EQ(found, machine.engine->GetDiskInfo(seen));
         EXPECT_EQ(found ? 1u : 0u, machine.engine->vars.size());
-        EXPECT_TRUE(found || std::ranges::none_of(machine.trace, [](const std::wstring& text) {
-                        return text.starts_with(L"AddDisk");
-                    }));
+        const auto& record = machine.machine->requests().record();
+        EXPECT_EQ(found, std::ranges::any_of(
+                             record, [](const std::string& line) { return line.find("Scsi") != line.npos; }));
     }
 }
 
