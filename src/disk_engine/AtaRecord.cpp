@@ -1,4 +1,5 @@
 #include "disk_engine/CAtaSmart.h"
+#include "disk_engine/DebugPrint.h"
 #include "disk_engine/DriveRecord.h"
 #include "disk_engine/IdentifyWords.h"
 #include "disk_engine/WideText.h"
@@ -261,7 +262,9 @@ bool readIdentifyTexts(AtaSmartInfo& asi, IdentifyBlock identify) {
             std::swap(bytes[i], bytes[i + 1]);
         asi.*field.text = textOf(bytes);
     }
-    return !asi.Model.empty() && !asi.FirmwareRev.empty();
+    if (!asi.Model.empty() && !asi.FirmwareRev.empty()) return true;
+    DebugPrint(L"asi.Model.IsEmpty() || asi.FirmwareRev.IsEmpty()");
+    return false;
 }
 
 void interpretIdentify(AtaSmartInfo& asi, IdentifyBlock identify) {

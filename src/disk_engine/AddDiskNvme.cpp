@@ -1,0 +1,74 @@
+#include "disk_engine/CAtaSmart.h"
+
+#include <algorithm>
+
+namespace orv {
+
+namespace {
+
+struct HealthRead {
+    std::uint32_t commandType;
+    bool (*read)(CAtaSmart&, AtaSmartInfo&);
+};
+
+using HealthReadOfDrive = bool (CAtaSmart::*)(std::int32_t, AtaSmartInfo&);
+using HealthReadOfPort = bool (CAtaSmart::*)(std::int32_t, std::int32_t, std::int32_t, AtaSmartInfo&);
+
+template <HealthReadOfDrive Routine>
+bool byDrive(CAtaSmart& engine, AtaSmartInfo& asi) {
+    return (engine.*Routine)(asi.PhysicalDriveId, asi);
+}
+template <HealthReadOfPort Routine>
+bool byPort(CAtaSmart& engine, AtaSmartInfo& asi) {
+    return (engine.*Routine)(asi.PhysicalDriveId, asi.ScsiPort, asi.ScsiTargetId, asi);
+}
+
+constexpr HealthRead kHealthReads[] = {
+    {CMD_TYPE_NVME_STORAGE_QUERY,
+     [](CAtaSmart& engine, AtaSmartInfo& asi) {
+         return engine.FlagStorageQuery &&
+                byDrive<&CAtaSmart::GetSmartAttributeNVMeStorageQuery>(engine, asi);
+     }},
+    {CMD_TYPE_NVME_INTEL, byDrive<&CAtaSmart::GetSmartAttributeNVMeIntel>},
+    {CMD_TYPE_NVME_INTEL_RST, byPort<&CAtaSmart::GetSmartAttributeNVMeIntelRst>},
+    {CMD_TYPE_NVME_INTEL_VROC, byPort<&CAtaSmart::GetSmartAttributeNVMeIntelVroc>},
+    {CMD_TYPE_NVME_SAMSUNG,
+     [](CAtaSmart& engine, AtaSmartInfo& asi) {
+         return byDrive<&CAtaSmart::GetSmartAttributeNVMeSamsung>(engine, asi) ||
+                byDrive<&CAtaSmart::GetSmartAttributeNVMeSamsungMiniport>(engine, asi);
+     }},
+    {CMD_TYPE_NVME_JMICRON, byDrive<&CAtaSmart::GetSmartAttributeNVMeJMicron>},
+    {CMD_TYPE_NVME_ASMEDIA, byDrive<&CAtaSmart::GetSmartAttributeNVMeASMedia>},
+    {CMD_TYPE_NVME_REALTEK, byDrive<&CAtaSmart::GetSmartAttributeNVMeRealtek>},
+};
+
+bool readHealth(CAtaSmart& engine, AtaSmartInfo& asi) {
+    return std::ranges::any_of(kHealthReads, [&](const HealthRead& row) {
+        return row.commandType == asi.CommandType && row.read(engine, asi);
+    });
+}
+
+} // namespace
+
+bool CAtaSmart::AddDiskNVMe(const DriveAddress& address, NvmeIdentifyBlock identify,
+                            const std::uint32_t* diskSize) {
+    if (vars.size() >= kMaxDrives) return false;
+    AtaSmartInfo asi = startRecord(address);
+    if (!readNvmeIdentify(asi, identify, diskSize ? *diskSize : 0)) return false;
+    // One drive may be met on several paths, and several namespaces are one drive.
+    if (std::ranges::any_of(vars, [&](const AtaSmartInfo& record) {
+            return record.Model == asi.Model && record.SerialNumber == asi.SerialNumber;
+        }))
+        return false;
+    if (readHealth(*this, asi)) {
+        interpretNvmeHealth(asi, kHottestNewNvme);
+        const PcieLink link = GetPcieLink(asi.PhysicalDriveId);
+        asi.MaxTransferMode = FormatPcieLink(link.MaxLinkSpeed, link.MaxLinkWidth);
+        asi.CurrentTransferMode = FormatPcieLink(link.CurrentLinkSpeed, link.CurrentLinkWidth);
+        if (asi.CommandType == CMD_TYPE_AMD_RC2) readAmdNvmeLink(asi, identify);
+    }
+    vars.push_back(std::move(asi));
+    return true;
+}
+
+} // namespace orv

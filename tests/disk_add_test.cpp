@@ -1,0 +1,399 @@
+// From an identify block to the record in the list: the SMART reads of each path, drives met twice, and what
+// refuses a record.
+
+#include "support/DescribedDrives.h"
+
+#include <gmock/gmock.h>
+
+namespace orv::test {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using Labels = std::vector<std::wstring>;
+
+constexpr int kMaster = 0xA0;
+constexpr const wchar_t* kSameBlocks = L"asi.SmartReadData == asi.SmartReadThreshold";
+constexpr const wchar_t* kOtherCount = L"asi1->AttributeCount != asi2->AttributeCount";
+constexpr const wchar_t* kOtherId = L"asi1->Attribute[i].Id != asi2->Attribute[i].Id";
+
+DriveAddress addressOf(std::uint32_t commandType) {
+    return {.physicalDriveId = 1,
+            .scsiPort = 2,
+            .scsiTargetId = 3,
+            .scsiBus = 0,
+            .commandType = commandType,
+            .pnpDeviceId = L"IDE\\DISK"};
+}
+
+bool add(DriveOnMachine& drive, std::uint32_t commandType, AtaBlock block = smartIdentify()) {
+    return drive.engine->AddDisk(addressOf(commandType), block);
+}
+
+Labels labelsOf(const DriveOnMachine& drive) {
+    return drive.traceWithout({L"SendAtaCommandPd"});
+}
+
+std::string smartOf(const std::vector<DriveAttribute>& attributes) {
+    AtaSmartInfo asi;
+    putBlocks(asi, attributes);
+    return hexOf(asi.SmartReadData);
+}
+
+/// One block for both, which is wrong on the physical drive's path but for one maker's drives.
+std::string oneBlockOf(const std::vector<DriveAttribute>& attributes) {
+    return fmt::format(R"("smart": "{0}", "thresholds": "{0}")", smartOf(attributes));
+}
+
+std::string answers(const std::string& rows) {
+    return R"(, "answers": [)" + rows + "]" + kAtPort;
+}
+
+TEST(AddDisk, TheSmartReadsOfAPath) {
+    const std::string physical = R"("ataPassThrough")", silicon = R"("predictFailure")";
+    const auto pd = [](std::initializer_list<const wchar_t*> steps) {
+        Labels labels;
+        for (const std::wstring step : steps)
+            labels.push_back(step.size() > 2 ? step : L"GetSmartAttributePd(1) - " + step);
+        return labels;
+    };
+    const std::string fewer = smartOf({{.id = 5}}), otherIds = smartOf({{.id = 5}, {.id = 9}});
+    const auto nthSmart = [](const char* path, int nth, const std::string& what) {
+        return fmt::format(R"({{"path": "{}", "operation": "smart", "nth": {}, {}}})", path, nth, what);
+    };
+    const auto given = [](const std::string& data) { return "\"data\": \"" + data + "\""; };
+    const std::string error = R"("error": 1117)";
+    const std::string oneBlock = oneBlockOf(kSomeAttributes);
+    const AtaBlock plain = smartIdentify();
+    const Labels siliconReads = {L"GetSmartAttributeSi(physicalDriveId, &asi)",
+                                 L"GetSmartAttributeSi(physicalDriveId, &asiCheck)",
+                                 L"CheckSmartAttributeCorrect(&asi, &asiCheck) - 1",
+                                 L"CheckSmartAttributeCorrect(&asi, &asiCheck) - 2"};
+    const auto firstOf = [](Labels labels, std::size_t count,
+                            std::initializer_list<const wchar_t*> more = {}) {
+        labels.resize(count);
+        labels.insert(labels.end(), more.begin(), more.end());
+        return labels;
+    };
+    const std::string siliconAndDrive = silicon + ", " + physical;
+    struct Row {
+        std::uint32_t type;
+        std::string drive;
+        Labels labels;
+        int enabled, correct, thresholds;
+    };
+    const Row rows[] = {
+        {CMD_TYPE_PHYSICAL_DRIVE, ataDrive(physical), pd({L"1", L"1A"}), 1, 1, 1},
+        {CMD_TYPE_PHYSICAL_DRIVE, ataDrive(physical, kMaster, R"(, "smartEnabled": false)"),
+         pd({L"1", L"2", L"2A"}), 1, 1, 1},
+        {CMD_TYPE_PHYSICAL_DRIVE,
+         ataDrive(physical, kMaster, answers(nthSmart("ataPassThrough", 2, given(fewer)))),
+         pd({L"1", L"1A", kOtherCount, L"2", L"2A"}), 1, 1, 1},
+        // Two reads that never agree.
+        {CMD_TYPE_PHYSICAL_DRIVE,
+         ataDrive(physical, kMaster,
+                  answers(nthSmart("ataPassThrough", 2, given(otherIds)) + ", " +
+                          nthSmart("ataPassThrough", 4, given(otherIds)))),
+         pd({L"1", L"1A", kOtherId, L"2", L"2A", kOtherId}), 1, 0, 1},
+        {CMD_TYPE_PHYSICAL_DRIVE,
+         ataDrive(physical, kMaster,
+                  answers(R"({"path": "ataPassThrough", "operation": "control", "error": 1}, )" +
+                          nthSmart("ataPassThrough", 2, given(otherIds)))),
+         pd({L"1", L"1A", kOtherId}), 1, 0, 1},
+        // A scratch read that fails ends its attempt.
+        {CMD_TYPE_PHYSICAL_DRIVE,
+         ataDrive(
+             physical, kMaster,
+             answers(nthSmart("ataPassThrough", 2, error) + ", " + nthSmart("ataPassThrough", 4, error))),
+         pd({L"1", L"1A", L"2", L"2A"}), 0, 0, 0},
+        {CMD_TYPE_PHYSICAL_DRIVE,
+         ataDrive(physical, kMaster,
+                  answers(R"({"path": "ataPassThrough", "operation": "thresholds", "error": 1})")),
+         pd({L"1", L"1A"}), 1, 1, 0},
+        {CMD_TYPE_PHYSICAL_DRIVE,
+         ataDrive(physical, kMaster,
+                  answers(R"({"path": "ataPassThrough", "operation": "smart", "error": 1})")),
+         pd({L"1", L"2", kSameBlocks}), 0, 0, 0},
+        {CMD_TYPE_PHYSICAL_DRIVE, ataDrive(physical, kMaster, "", plain, oneBlock),
+         pd({L"1", L"1A", kSameBlocks}), 0, 0, 0},
+        // No other path has that test.
+        {CMD_TYPE_SCSI_MINIPORT, ataDrive(R"("scsiDisk")", kMaster, kAtPort, plain, oneBlock), {}, 1, 1, 1},
+        {CMD_TYPE_SCSI_MINIPORT,
+         ataDrive(R"("scsiDisk")", kMaster, R"(, "smartEnabled": false)" + kAtPort),
+         {},
+         1,
+         1,
+         1},
+        {CMD_TYPE_SILICON_IMAGE, ataDrive(siliconAndDrive), siliconReads, 1, 1, 1},
+        {CMD_TYPE_SILICON_IMAGE, ataDrive(silicon), firstOf(siliconReads, 3), 1, 1, 0},
+        {CMD_TYPE_SILICON_IMAGE,
+         ataDrive(siliconAndDrive, kMaster, answers(nthSmart("predictFailure", 2, given(fewer)))),
+         firstOf(siliconReads, 3, {kOtherCount}), 1, 0, 0},
+        {CMD_TYPE_SILICON_IMAGE,
+         ataDrive(siliconAndDrive, kMaster, answers(nthSmart("ataPassThrough", 1, given(fewer)))),
+         firstOf(siliconReads, 4, {kOtherCount}), 1, 1, 0},
+        {CMD_TYPE_SILICON_IMAGE, ataDrive(silicon, kMaster, answers(nthSmart("predictFailure", 1, error))),
+         firstOf(siliconReads, 1), 0, 0, 0},
+        {CMD_TYPE_SILICON_IMAGE, ataDrive(silicon, kMaster, answers(nthSmart("predictFailure", 2, error))),
+         firstOf(siliconReads, 2), 1, 0, 0},
+        {CMD_TYPE_SAT,
+         ataDrive(R"("sat")", kMaster, R"(, "smartEnabled": false)"),
+         {L"GetSmartAttributeSat(1) - 1 [sa]", L"GetSmartAttributeSat - 2", L"GetSmartAttributeSat - 2A"},
+         1,
+         1,
+         1},
+        {CMD_TYPE_WMI,
+         ataDrive("", kMaster, R"(, "pnpDeviceId": "IDE\\DISK", "failurePredict": {})"),
+         {},
+         1,
+         1,
+         1},
+        {CMD_TYPE_WMI, ataDrive(""), {}, 0, 0, 0},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(&row - rows);
+        DriveOnMachine drive(row.drive);
+        ASSERT_TRUE(add(drive, row.type));
+        EXPECT_THAT(labelsOf(drive), ElementsAreArray(row.labels));
+        const AtaSmartInfo& asi = drive.engine->vars.at(0);
+        EXPECT_THAT((std::array{asi.IsSmartEnabled, asi.IsSmartCorrect, asi.IsThresholdCorrect}),
+                    ElementsAre(row.enabled, row.correct, row.thresholds));
+        EXPECT_EQ(row.correct ? 35 : kNoTemperature, asi.Temperature);
+        EXPECT_EQ(asi.AttributeCount ? L"Smart" : L"", asi.SmartKeyName) << "classified with its attributes";
+        if (row.thresholds) EXPECT_EQ(5, asi.Threshold[0].ThresholdId);
+        EXPECT_EQ(DISK_STATUS_UNKNOWN, asi.DiskStatus) << "a refresh finds it";
+        EXPECT_EQ(L"IDE\\DISK", asi.PnpDeviceId);
+    }
+}
+
+TEST(AddDisk, OneBlockForBothIsRightForOneMaker) {
+    const std::string indilinx = oneBlockOf({{1}, {9}, {12}, {184}, {195}, {196}});
+    DriveOnMachine drive(ataDrive(R"("ataPassThrough")", kMaster, "", smartIdentify(), indilinx));
+    ASSERT_TRUE(add(drive, CMD_TYPE_PHYSICAL_DRIVE, smartIdentify({{217, 1}})));
+    EXPECT_EQ(L"SmartIndilinx", drive.engine->vars.at(0).SmartKeyName);
+    EXPECT_EQ(1, drive.engine->vars[0].IsSmartEnabled);
+}
+
+TEST(AddDisk, WhichDrivesAreRead) {
+    struct Row {
+        IdentifyWords words;
+        BOOL advanced;
+        std::uint32_t type;
+        bool added, read;
+    };
+    const IdentifyWords none = {{80, 0x00FE}, {60, 0}, {61, 0x0100}};
+    const IdentifyWords old = {{80, 0x00FE}, {60, 3}, {61, 0x0110}};
+    const Row rows[] = {
+        {kSmartWords, 0, CMD_TYPE_PHYSICAL_DRIVE, true, true},
+        {none, 0, CMD_TYPE_PHYSICAL_DRIVE, true, false},
+        {none, 1, CMD_TYPE_PHYSICAL_DRIVE, true, true},
+        {old, 0, CMD_TYPE_PHYSICAL_DRIVE, true, true},
+        {none, 0, CMD_TYPE_NVME_SAMSUNG, true, false}, // the path is looked at where SMART is
+        {kSmartWords, 0, CMD_TYPE_NVME_SAMSUNG, false, false},
+        {kSmartWords, 0, CMD_TYPE_NVME_INTEL_VROC, false, false},
+        {kSmartWords, 0, CMD_TYPE_UNKNOWN, true, false},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(&row - rows);
+        DriveOnMachine drive(ataDrive(R"("ataPassThrough")"));
+        drive.engine->AdvancedDiskSearch = row.advanced;
+        EXPECT_EQ(row.added, add(drive, row.type, identifyOf(row.words)));
+        EXPECT_EQ(row.added ? 1u : 0u, drive.engine->vars.size());
+        EXPECT_EQ(row.read, !drive.trace.empty());
+    }
+}
+
+TEST(AddDisk, DrivesMetTwice) {
+    struct Known {
+        const wchar_t *model, *serial;
+        std::int32_t physicalDriveId;
+        const wchar_t* modelWmi;
+    };
+    struct Row {
+        std::vector<Known> known;
+        std::uint32_t csmiMode;
+        bool readable;
+        bool added;
+        std::vector<std::wstring> list; ///< model, serial, number, path
+        const wchar_t* label;
+    };
+    const std::wstring fresh = L"ACME Disk S1 1 pd1";
+    const wchar_t* reverse = L"Duplicate Check: ACME Disk:S1";
+    const wchar_t* csmi = L"vars[i].CommandType = CMD_TYPE_CSMI_PHYSICAL_DRIVE";
+    const Known twin{L"ACME Disk", L"S1", 0, L""}, named{L"ACME Disk", L"S1", 0, L"ACME"};
+    const Known byPort{L"ACME Disk", L"S1", -1, L"ACME"}, mirrored{L"CAEMD si k", L"1S", 0, L"ACME"};
+    const Known other{L"Other", L"S1", 5, L""};
+    const std::wstring twinLine = L"ACME Disk S1 0 un", otherLine = L"Other S1 5 un";
+    const Row rows[] = {
+        {{other, {L"ACME Disk", L"S2", 0, L""}, {L"CAEMD si k", L"S1", 0, L""}, {L"Other", L"1S", 0, L""}},
+         0,
+         true,
+         true,
+         {otherLine, L"ACME Disk S2 0 un", L"CAEMD si k S1 0 un", L"Other 1S 0 un", fresh},
+         nullptr},
+        {{twin, other}, 0, true, true, {otherLine, fresh}, nullptr},
+        {{twin, other}, 0, false, false, {twinLine, otherLine}, nullptr},
+        {{twin, other, twin, other}, 0, true, true, {twinLine, otherLine, otherLine, fresh}, nullptr},
+        {{other, named}, 0, true, false, {otherLine, twinLine}, nullptr},
+        {{mirrored}, 0, true, false, {L"CAEMD si k 1S 0 un"}, reverse},
+        {{twin, mirrored}, 0, true, false, {twinLine, L"CAEMD si k 1S 0 un"}, reverse},
+        {{byPort}, 0, true, false, {L"ACME Disk S1 1 un"}, nullptr},
+        {{byPort}, 2, true, false, {L"ACME Disk S1 1 un"}, nullptr},
+        {{byPort}, 1, true, true, {L"ACME Disk S1 1 cp", fresh}, csmi},
+        {{byPort, named}, 1, true, true, {L"ACME Disk S1 1 cp", twinLine, fresh}, csmi},
+        {{twin, byPort}, 1, true, true, {L"ACME Disk S1 1 cp", fresh}, csmi},
+        {{twin, byPort}, 0, true, false, {twinLine, L"ACME Disk S1 1 un"}, nullptr},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(&row - rows);
+        DriveOnMachine drive(row.readable ? ataDrive(R"("ataPassThrough")") : kDeadDrive);
+        drive.engine->CsmiMode = row.csmiMode;
+        for (const Known& known : row.known) {
+            AtaSmartInfo& asi = drive.engine->vars.emplace_back();
+            asi.Model = known.model;
+            asi.SerialNumber = known.serial;
+            asi.PhysicalDriveId = known.physicalDriveId;
+            asi.ModelWmi = known.modelWmi;
+            asi.CommandTypeString = L"un";
+        }
+        EXPECT_EQ(row.added, add(drive, CMD_TYPE_PHYSICAL_DRIVE));
+        std::vector<std::wstring> list;
+        for (const AtaSmartInfo& asi : drive.engine->vars) {
+            list.push_back(asi.Model + L" " + asi.SerialNumber + L" " + std::to_wstring(asi.PhysicalDriveId) +
+                           L" " + asi.CommandTypeString);
+            EXPECT_EQ(asi.CommandTypeString == L"cp", asi.CommandType == CMD_TYPE_CSMI_PHYSICAL_DRIVE);
+        }
+        EXPECT_THAT(list, ElementsAreArray(row.list));
+        const Labels marks = drive.traceWithout({L"GetSmartAttribute", L"SendAta", kSameBlocks});
+        EXPECT_THAT(marks, ElementsAreArray(row.label ? Labels{row.label} : Labels{}));
+    }
+}
+
+TEST(AddDisk, WhatRefusesARecord) {
+    DriveOnMachine drive(ataDrive(R"("ataPassThrough", "sat", "predictFailure")"));
+    for (const auto& [model, firmware] : {std::pair{"", "F"}, {"M", ""}}) {
+        drive.trace.clear();
+        EXPECT_FALSE(add(drive, CMD_TYPE_PHYSICAL_DRIVE, identifyOf({}, model, firmware)));
+        EXPECT_THAT(drive.trace, ElementsAre(L"asi.Model.IsEmpty() || asi.FirmwareRev.IsEmpty()"));
+    }
+    drive.trace.clear();
+    EXPECT_FALSE(add(drive, CMD_TYPE_PHYSICAL_DRIVE, identifyOf({}, "M\x7F")));
+    EXPECT_THAT(drive.trace, IsEmpty());
+
+    // A geometry that no drive has: for the plain paths alone, and where every drive is looked for.
+    const std::tuple<BOOL, std::uint32_t, bool> rows[] = {
+        {0, CMD_TYPE_PHYSICAL_DRIVE, false}, {1, CMD_TYPE_SAT, false}, {1, CMD_TYPE_SILICON_IMAGE, true}};
+    for (const auto& [advanced, type, added] : rows) {
+        drive.engine->AdvancedDiskSearch = advanced;
+        EXPECT_EQ(added, add(drive, type, smartIdentify({{3, 17}}))) << type;
+        EXPECT_EQ(added ? 1u : 0u, drive.engine->vars.size());
+    }
+    EXPECT_EQ(1, drive.engine->vars.at(0).IsIdInfoIncorrect);
+}
+
+TEST(AddDisk, TheRecordIsFinishedAndTheBlockIsLeftSwapped) {
+    DriveOnMachine drive(ataDrive(R"("ataPassThrough")"));
+    AtaBlock block = smartIdentify({}, "SSD G2 Series", "3.6.5");
+    std::array<std::uint8_t, 64> phy{};
+    phy[63] = 7;
+    DriveAddress address = addressOf(CMD_TYPE_PHYSICAL_DRIVE);
+    address.sasPhyEntity = phy.data();
+    ASSERT_TRUE(drive.engine->AddDisk(address, block));
+    const AtaSmartInfo& asi = drive.engine->vars.at(0);
+    EXPECT_EQ(1, asi.IsThresholdBug);
+    EXPECT_EQ(7, asi.sasPhyEntity[63]);
+    EXPECT_EQ('S', block[54]);
+    EXPECT_EQ('S', asi.Identify[54]);
+}
+
+bool addNvme(DriveOnMachine& drive, std::uint32_t type, const std::uint32_t* size = nullptr,
+             NvmeBlock block = nvmeIdentifyOf()) {
+    return drive.engine->AddDiskNVMe(addressOf(type), block, size);
+}
+
+TEST(AddDiskNvme, HealthAndSize) {
+    struct Row {
+        std::uint16_t kelvin;
+        std::uint8_t used;
+        int celsius, life;
+    };
+    for (const Row& row :
+         {Row{0, 0, kNoTemperature, 100}, {373, 120, 100, 0}, {374, 99, kNoTemperature, 1}}) {
+        DriveOnMachine drive(nvmeDrive(R"("storageQuery")", "", nvmeIdentifyOf(), row.kelvin, row.used));
+        const std::uint32_t size = 1024;
+        ASSERT_TRUE(addNvme(drive, CMD_TYPE_NVME_STORAGE_QUERY, row.kelvin ? &size : nullptr));
+        const AtaSmartInfo& asi = drive.engine->vars.at(0);
+        EXPECT_THAT((std::array{asi.Temperature, asi.Life, static_cast<int>(asi.TotalDiskSize),
+                                static_cast<int>(asi.DiskStatus), static_cast<int>(asi.AttributeCount)}),
+                    ElementsAre(row.celsius, row.life, row.kelvin ? 1024 : 0, 0, 15));
+        EXPECT_EQ(L"----", asi.MaxTransferMode);
+        EXPECT_EQ(L"----", asi.CurrentTransferMode);
+        EXPECT_EQ(L"IDE\\DISK", asi.PnpDeviceId);
+    }
+}
+
+TEST(AddDiskNvme, TheLinkOfItsController) {
+    DriveOnMachine drive(nvmeDrive(
+        R"("storageQuery")", R"(, "pnpDeviceId": "SCSI\\DISK", "controllerId": "PCI\\VEN_1", "link": )"
+                             R"({"maxSpeed": 4, "maxWidth": 4, "currentSpeed": 3, "currentWidth": 2})"));
+    ASSERT_TRUE(addNvme(drive, CMD_TYPE_NVME_STORAGE_QUERY));
+    EXPECT_EQ(L"PCIe 4.0 x4", drive.engine->vars.at(0).MaxTransferMode);
+    EXPECT_EQ(L"PCIe 3.0 x2", drive.engine->vars.at(0).CurrentTransferMode);
+}
+
+TEST(AddDiskNvme, AFailedHealthReadLeavesTheRecordAsItWas) {
+    const std::pair<std::uint32_t, const char*> paths[] = {{CMD_TYPE_NVME_STORAGE_QUERY, "storageQuery"},
+                                                           {CMD_TYPE_NVME_INTEL, "nvmeMini"},
+                                                           {CMD_TYPE_NVME_INTEL_RST, "intelNvm"},
+                                                           {CMD_TYPE_NVME_INTEL_VROC, "nvmeRaid"},
+                                                           {CMD_TYPE_NVME_SAMSUNG, "samsung"},
+                                                           {CMD_TYPE_NVME_JMICRON, "jmicronNvme"},
+                                                           {CMD_TYPE_NVME_ASMEDIA, "asmediaNvme"},
+                                                           {CMD_TYPE_NVME_REALTEK, "realtekNvme"}};
+    for (const auto& [type, path] : paths) {
+        const auto failing = fmt::format(R"({{"path": "{}", "operation": "health", "error": 1117}})", path);
+        DriveOnMachine drive(nvmeDrive(fmt::format("\"{}\"", path), answers(failing)));
+        ASSERT_TRUE(addNvme(drive, type)) << path;
+        const AtaSmartInfo& asi = drive.engine->vars.at(0);
+        EXPECT_EQ(type >= CMD_TYPE_NVME_JMICRON && type <= CMD_TYPE_NVME_REALTEK ? INTERFACE_TYPE_USB
+                                                                                 : INTERFACE_TYPE_NVME,
+                  asi.InterfaceType);
+        EXPECT_THAT((std::array{static_cast<int>(asi.DiskVendorId), static_cast<int>(asi.AttributeCount),
+                                asi.Temperature, asi.Life, asi.IsSmartCorrect}),
+                    ElementsAre(0, 0, -1000, -1, 1));
+        EXPECT_EQ(L"", asi.MaxTransferMode + asi.Interface + asi.MajorVersion);
+    }
+    DriveOnMachine off(nvmeDrive(R"("storageQuery")"));
+    off.engine->FlagStorageQuery = 0;
+    EXPECT_TRUE(addNvme(off, CMD_TYPE_NVME_STORAGE_QUERY));
+    EXPECT_EQ(0u, off.engine->vars.at(0).AttributeCount);
+    // The vendor command of this one has a second way.
+    DriveOnMachine second(nvmeDrive(R"("samsung", "nvmeMini")",
+                                    answers(R"({"path": "samsung", "operation": "health", "error": 1117})")));
+    EXPECT_TRUE(addNvme(second, CMD_TYPE_NVME_SAMSUNG));
+    EXPECT_EQ(15u, second.engine->vars.at(0).AttributeCount);
+}
+
+TEST(AddDiskNvme, WhatRefusesARecord) {
+    DriveOnMachine drive(nvmeDrive(R"("storageQuery")"));
+    const auto add = [&](const NvmeBlock& block) {
+        return addNvme(drive, CMD_TYPE_NVME_STORAGE_QUERY, nullptr, block);
+    };
+    EXPECT_FALSE(add(nvmeIdentifyOf("")));
+    EXPECT_TRUE(add(nvmeIdentifyOf()));
+    EXPECT_FALSE(add(nvmeIdentifyOf())) << "a second namespace";
+    EXPECT_TRUE(add(nvmeIdentifyOf("ACME NV", "S2")));
+    EXPECT_TRUE(add(nvmeIdentifyOf("ACME NV2", "S1")));
+    EXPECT_EQ(3u, drive.engine->vars.size());
+    drive.engine->vars.resize(80);
+    EXPECT_FALSE(add(nvmeIdentifyOf("Another")));
+    drive.engine->vars.resize(79);
+    EXPECT_TRUE(add(nvmeIdentifyOf("Another")));
+    EXPECT_EQ(80u, drive.engine->vars.size());
+}
+
+} // namespace
+} // namespace orv::test

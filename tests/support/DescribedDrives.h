@@ -1,0 +1,111 @@
+#pragma once
+
+#include "disk_engine/CAtaSmart.h"
+#include "disk_engine/DebugPrint.h"
+#include "support/DriveBlocks.h"
+#include "support/SmartDrives.h"
+#include "support/TestMachine.h"
+
+#include <fmt/xchar.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace orv::test {
+
+template <class Block>
+std::string hexOf(const Block& block) {
+    std::string text;
+    for (const std::uint8_t byte : block)
+        text += fmt::format("{:02x}", byte);
+    return text;
+}
+
+/// The two blocks of the attributes, as keys of a drive.
+inline std::string smartKeys(const std::vector<DriveAttribute>& attributes) {
+    AtaSmartInfo asi;
+    putBlocks(asi, attributes);
+    return fmt::format(R"("smart": "{}", "thresholds": "{}")", hexOf(asi.SmartReadData),
+                       hexOf(asi.SmartReadThreshold));
+}
+
+inline const std::vector<DriveAttribute> kSomeAttributes = {{.id = 5, .threshold = 10},
+                                                            {.id = 194, .raw = 35}};
+inline const IdentifyWords kSmartWords = {{0, 0x0040}, {80, 0x00FE}, {82, 1}, {60, 0}, {61, 0x0100}};
+
+inline AtaBlock smartIdentify(IdentifyWords words = {}, std::string_view model = "ACME Disk",
+                              std::string_view firmware = "F1", std::string_view serial = "S1") {
+    words.insert(words.end(), kSmartWords.begin(), kSmartWords.end());
+    return identifyOf(words, model, firmware, serial);
+}
+
+inline NvmeBlock nvmeIdentifyOf(std::string_view model = "ACME NV", std::string_view serial = "S1") {
+    NvmeBlock block{};
+    putText(block, 4, 20, serial);
+    putText(block, 24, 40, model);
+    putText(block, 64, 8, "F1");
+    return block;
+}
+
+/// A health page of a temperature and a percentage used.
+inline std::array<std::uint8_t, kSmartBytes> healthOf(std::uint16_t kelvin, std::uint8_t used = 3) {
+    std::array<std::uint8_t, kSmartBytes> page{};
+    putLittleEndian(page, 1, kelvin);
+    page[5] = used;
+    return page;
+}
+
+/// The entry of a drive on these paths, which are written as in the file: R"("sat", "asm1352r")".
+inline std::string ataDrive(const std::string& paths, int target = 0xA0, const std::string& more = {},
+                            const AtaBlock& identify = smartIdentify(),
+                            const std::string& smart = smartKeys(kSomeAttributes)) {
+    return fmt::format(R"({{"number": 1, "paths": [{}], "target": {}, "identify": "{}", {}{}}})", paths,
+                       target, hexOf(identify), smart, more);
+}
+inline std::string nvmeDrive(const std::string& paths, const std::string& more = {},
+                             const NvmeBlock& identify = nvmeIdentifyOf(), std::uint16_t kelvin = 273 + 41,
+                             std::uint8_t used = 3) {
+    return fmt::format(R"({{"number": 1, "paths": [{}], "identify": "{}", "health": "{}", )"
+                       R"("namespace": {{"blocks": 2000000}}{}}})",
+                       paths, hexOf(identify), hexOf(healthOf(kelvin, used)), more);
+}
+
+inline constexpr const char* kDeadDrive = R"({"number": 1})";
+inline const std::string kAtPort = R"(, "scsiAddress": {"port": 2, "target": 3})";
+
+/// A machine with one drive, an engine, and what the engine traced.
+class DriveOnMachine {
+  public:
+    explicit DriveOnMachine(const std::string& drive)
+        : machine("{\"name\": \"x\", \"drives\": [" + drive + "]}") {
+        setDebugListener([this](std::wstring_view text) { trace.emplace_back(text); });
+        engine.emplace();
+    }
+
+    /// Every path that a flag allows but the 4096-byte mode of the JMicron NVMe bridge, which no drive of the
+    /// 512-byte mode would be asked behind.
+    void allowAll() {
+        for (const auto flag :
+             {&CAtaSmart::FlagUsbSat, &CAtaSmart::FlagUsbSunplus, &CAtaSmart::FlagUsbIoData,
+              &CAtaSmart::FlagUsbLogitec, &CAtaSmart::FlagUsbProlific, &CAtaSmart::FlagUsbJmicron,
+              &CAtaSmart::FlagUsbCypress, &CAtaSmart::FlagUsbNvmeJmicron, &CAtaSmart::FlagUsbNvmeJmicronUsb2,
+              &CAtaSmart::FlagUsbNvmeAsmedia, &CAtaSmart::FlagUsbNvmeRealtek, &CAtaSmart::FlagUsbAsm1352r})
+            (*engine).*flag = 1;
+    }
+
+    /// The trace without what begins with one of these.
+    std::vector<std::wstring> traceWithout(std::initializer_list<std::wstring_view> heads) const {
+        std::vector<std::wstring> left;
+        for (const std::wstring& text : trace)
+            if (std::ranges::none_of(heads, [&](std::wstring_view head) { return text.starts_with(head); }))
+                left.push_back(text);
+        return left;
+    }
+
+    std::vector<std::wstring> trace;
+    TestMachine machine;
+    std::optional<CAtaSmart> engine;
+};
+
+} // namespace orv::test
