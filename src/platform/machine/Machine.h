@@ -5,6 +5,7 @@
 #include "platform/machine/MachineClock.h"
 #include "platform/machine/MachineCounters.h"
 #include "platform/machine/MachineDevices.h"
+#include "platform/machine/MachineDrives.h"
 #include "platform/machine/MachineGraphics.h"
 #include "platform/machine/MachineManagement.h"
 #include "platform/machine/MachineNetwork.h"
@@ -43,11 +44,12 @@ struct MachineServices {
     MachineNamedMutexes namedMutexes;
     MachineTimers timers{requests, clock};
     MachinePerformanceCounters performanceCounters;
+    MachineDrives drives;
     MachineManagementData managementData;
     MachineSmbus smbus;
     MachineBatteries batteries;
-    MachineDeviceTree deviceTree{batteries, requests};
-    MachineDeviceFiles deviceFiles{batteries, requests};
+    MachineDeviceTree deviceTree{batteries, drives, requests};
+    MachineDeviceFiles deviceFiles{batteries, drives, requests};
     MachineRegistry registry{networkTables.cards(), requests};
     MachinePrivileges privileges{requests};
 };

@@ -3,6 +3,7 @@
 #include "platform/DeviceFiles.h"
 #include "platform/DeviceTree.h"
 #include "platform/machine/MachineClock.h"
+#include "platform/machine/MachineDrives.h"
 #include "platform/machine/Requests.h"
 #include "platform/servers/BatteryServer.h"
 
@@ -33,29 +34,37 @@ class MachineBatteries {
     std::vector<Stages> batteries_;
 };
 
-/// The interfaces of the battery class, "battery0" and so on; no other class has a device.
+/// The interfaces of the battery class, "battery0" and so on, and the controllers of drives; no other class
+/// has a device.
 class MachineDeviceTree : public DeviceTree {
   public:
-    MachineDeviceTree(const MachineBatteries& batteries, Requests& requests)
-        : batteries_(batteries), requests_(requests) {}
+    MachineDeviceTree(const MachineBatteries& batteries, const MachineDrives& drives, Requests& requests)
+        : batteries_(batteries), drives_(drives), requests_(requests) {}
     Result<std::unique_ptr<DeviceInterfaces>> interfacesOf(const Guid& deviceClass) override;
     Result<std::unique_ptr<Devices>> devicesOf(const Guid& setupClass) override;
 
   private:
     const MachineBatteries& batteries_;
+    const MachineDrives& drives_;
     Requests& requests_;
 };
 
+/// Batteries, drives, their ports, and the names that were defined for a port.
 class MachineDeviceFiles : public DeviceFiles {
   public:
-    MachineDeviceFiles(const MachineBatteries& batteries, Requests& requests)
-        : batteries_(batteries), requests_(requests) {}
+    MachineDeviceFiles(const MachineBatteries& batteries, const MachineDrives& drives, Requests& requests)
+        : batteries_(batteries), drives_(drives), requests_(requests) {}
     Result<std::unique_ptr<DeviceFile>> open(std::wstring_view path, const DeviceOpening& opening) override;
     ErrorCode defineDosDevice(std::wstring_view name, std::wstring_view target) override;
 
   private:
+    /// The drives of the port that a path names; none when it names none.
+    std::vector<MachineDrive*> portOf(std::wstring_view path) const;
+
     const MachineBatteries& batteries_;
+    const MachineDrives& drives_;
     Requests& requests_;
+    std::vector<std::pair<std::wstring, std::wstring>> defined_; // name and target
 };
 
 } // namespace orv::platform

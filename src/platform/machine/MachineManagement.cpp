@@ -146,23 +146,34 @@ bool isDriverClass(std::wstring_view name) {
 
 } // namespace
 
-std::optional<std::vector<ManagementColumns>> ManagementTables::answer(const ManagementQuery& query,
-                                                                       bool driverClasses) const {
-    if (isDriverClass(query.className) != driverClasses) return std::nullopt;
+const std::vector<ManagementColumns>* ManagementTables::described(const ManagementQuery& query) const {
     if (query.associators) {
         for (const Associators& entry : associators)
             if (sameName(entry.of, query.className) && sameId(entry.id, query.id) &&
                 (entry.filter.empty() || sameName(entry.filter, query.filterClass)))
-                return entry.rows;
-        return std::vector<ManagementColumns>();
+                return &entry.rows;
+        return nullptr;
     }
     for (const Class& table : classes)
-        if (sameName(table.name, query.className)) return selected(query, table.rows);
-    return std::nullopt;
+        if (sameName(table.name, query.className)) return &table.rows;
+    return nullptr;
 }
 
-MachineManagementData::MachineManagementData(const Node& root, Requests& requests) : requests_(requests) {
+std::optional<std::vector<ManagementColumns>> ManagementTables::answer(const ManagementQuery& query,
+                                                                       bool driverClasses) const {
+    if (isDriverClass(query.className) != driverClasses) return std::nullopt;
+    if (const auto* rows = described(query)) return selected(query, *rows);
+    auto rows = drives->managementRows(query);
+    if (!rows && query.associators) rows.emplace();
+    return rows;
+}
+
+MachineManagementData::MachineManagementData(const Node& root, Requests& requests,
+                                             const MachineDrives& drives)
+    : requests_(requests) {
     if (const auto management = root.find("management")) tables_ = load(*management);
+    if (!tables_ && drives.managed()) tables_.emplace();
+    if (tables_) tables_->drives = &drives;
 }
 
 Result<std::unique_ptr<ManagementLocator>> MachineManagementData::createLocator() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/machine/MachineDrives.h"
 #include "platform/machine/Requests.h"
 #include "platform/servers/ManagementRows.h"
 
@@ -23,10 +24,15 @@ struct ManagementTables {
     };
     std::vector<Class> classes;
     std::vector<Associators> associators;
+    const MachineDrives* drives = nullptr; ///< fill in what the file does not tell
 
     /// Empty for a class that is not described. An object to which nothing belongs gives no rows.
     std::optional<std::vector<ManagementColumns>> answer(const ManagementQuery& query,
                                                          bool driverClasses) const;
+
+  private:
+    /// Null when the file tells nothing of it.
+    const std::vector<ManagementColumns>* described(const ManagementQuery& query) const;
 };
 
 /// Section "management" of a machine file (docs/machine/memory.md, docs/machine/disk.md): classes given as
@@ -34,7 +40,7 @@ struct ManagementTables {
 /// not there.
 class MachineManagementData : public ManagementData {
   public:
-    MachineManagementData(const Node& root, Requests& requests);
+    MachineManagementData(const Node& root, Requests& requests, const MachineDrives& drives);
 
     ErrorCode initialize() override { return requests_.enter("initializeCom"); }
     void uninitialize() override { requests_.enter("uninitializeCom"); }

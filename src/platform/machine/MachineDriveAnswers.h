@@ -1,0 +1,20 @@
+#pragma once
+
+#include "platform/machine/MachineDrives.h"
+
+#include <span>
+
+namespace orv::platform {
+
+/// Answers a control code that was sent to a drive itself.
+Result<std::uint32_t> answerDrive(MachineDrive& drive, std::uint32_t code, std::span<const std::byte> in,
+                                  std::span<std::byte> out);
+
+/// Answers a control code that was sent to a port with these drives.
+Result<std::uint32_t> answerPort(const std::vector<MachineDrive*>& drives, std::uint32_t code,
+                                 std::span<const std::byte> in, std::span<std::byte> out);
+
+/// Reads the medium, which is empty.
+Result<std::uint32_t> readDrive(MachineDrive& drive, std::span<std::byte> into);
+
+} // namespace orv::platform

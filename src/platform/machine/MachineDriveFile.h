@@ -1,0 +1,18 @@
+#pragma once
+
+// How the values of a drive are read from a machine file.
+
+#include "platform/machine/MachineDrives.h"
+#include "platform/machine/Node.h"
+
+namespace orv::platform {
+
+/// "paths" of a drive; all of them of one kind.
+std::set<DriveWay> readWays(const Node& entry);
+DriveLink readLink(const Node& link);
+
+/// What a place of the file says about a drive that has these paths; keys that are missing leave `facts` as
+/// they are.
+void readDriveFacts(const Node& node, const MachineDrive& drive, std::int64_t fromNs, DriveFacts& facts);
+
+} // namespace orv::platform

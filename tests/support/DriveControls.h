@@ -1,0 +1,229 @@
+#pragma once
+
+// Described drives for tests, and the control codes that they are asked by.
+
+#include "platform/machine/Machine.h"
+#include "platform/records/NvmeRecords.h"
+#include "platform/records/StorageRecords.h"
+
+#include <fmt/format.h>
+
+#include <charconv>
+#include <cstring>
+
+namespace orv::platform::drives {
+
+using Bytes = std::vector<std::byte>;
+
+inline constexpr std::int64_t kSecond = 1'000'000'000;
+
+/// Blocks of drives: bytes that tell which block it is.
+inline std::string block(unsigned byte, std::size_t bytes = 512) {
+    std::string text;
+    for (std::size_t i = 0; i < bytes; ++i)
+        text += fmt::format("{:02x}", byte);
+    return text;
+}
+
+inline std::string ataBlocks() {
+    return R"("identify": ")" + block(1) + R"(", "smart": ")" + block(2) + R"(", "thresholds": ")" +
+           block(3) + '"';
+}
+inline std::string nvmeBlocks() {
+    return R"("identify": ")" + block(1, 4096) + R"(", "namespace": ")" + block(5, 100) +
+           R"(", "health": ")" + block(4) + '"';
+}
+
+inline std::string drive(std::string_view paths, std::string_view more = "") {
+    std::string list;
+    for (std::size_t at = 0; at <= paths.size();) {
+        const std::size_t end = std::min(paths.find(' ', at), paths.size());
+        list += fmt::format(R"({}"{}")", list.empty() ? "" : ", ", paths.substr(at, end - at));
+        at = end + 1;
+    }
+    const bool nvme = paths.find("vm") != std::string_view::npos || paths.starts_with("samsung") ||
+                      paths.starts_with("storage");
+    return fmt::format(
+        R"({{"number": 0, "scsiAddress": {{"port": 2, "path": 1, "target": 3}}, "paths": [{}], {}{}{}}})",
+        list, nvme ? nvmeBlocks() : ataBlocks(), more.empty() ? "" : ", ", more);
+}
+
+inline std::unique_ptr<Machine> machineOf(const std::string& drives, std::string_view more = "") {
+    return Machine::fromText(fmt::format(R"({{"name": "T", "drives": [{}]{}}})", drives, more));
+}
+
+template <class T>
+Bytes bytesOf(const T& record, std::size_t size = sizeof(T)) {
+    Bytes bytes(size);
+    std::memcpy(bytes.data(), &record, std::min(size, sizeof record));
+    return bytes;
+}
+
+/// A control code and where its answer has the data.
+struct Control {
+    const wchar_t* device;
+    std::uint32_t code;
+    Bytes in;
+    std::size_t out;
+    std::size_t dataAt;
+};
+constexpr const wchar_t* kDrive = LR"(\\.\PhysicalDrive0)";
+constexpr const wchar_t* kPort = LR"(\\.\Scsi2:)";
+
+inline IDEREGS registers(std::uint8_t command, std::uint8_t feature, std::uint8_t target) {
+    const bool smart = command == 0xB0;
+    return {feature,
+            1,
+            1,
+            static_cast<std::uint8_t>(smart ? 0x4F : 0),
+            static_cast<std::uint8_t>(smart ? 0xC2 : 0),
+            target,
+            command,
+            0};
+}
+
+inline Control ata(std::uint8_t command, std::uint8_t feature, std::uint8_t target = 0xA0,
+                   std::uint32_t bytes = 512) {
+    ATA_PASS_THROUGH_EX head{};
+    head.Length = sizeof head;
+    head.AtaFlags = bytes != 0 ? ATA_FLAGS_DATA_IN : 0;
+    head.DataTransferLength = bytes;
+    head.TimeOutValue = 2;
+    head.DataBufferOffset = 44;
+    head.CurrentTaskFile = registers(command, feature, target);
+    return {kDrive, IOCTL_ATA_PASS_THROUGH, bytesOf(head, 44 + bytes), 44 + bytes, 44};
+}
+
+inline Control ide(std::uint8_t command, std::uint8_t feature) {
+    Bytes in(12 + 512);
+    const IDEREGS regs = registers(command, feature, 0xA0);
+    const std::uint32_t size = 512;
+    std::memcpy(in.data(), &regs, sizeof regs);
+    std::memcpy(in.data() + 8, &size, sizeof size);
+    return {kDrive, IOCTL_IDE_PASS_THROUGH, in, in.size(), 12};
+}
+
+inline Control smart(std::uint8_t command, std::uint8_t feature) {
+    SENDCMDINPARAMS in{};
+    in.cBufferSize = 512;
+    in.irDriveRegs = registers(command, feature, 0xA0);
+    return {kDrive, SMART_RCV_DRIVE_DATA, bytesOf(in, 33), 528, 16};
+}
+
+inline SRB_IO_CONTROL miniport(std::string_view signature, std::uint32_t code, std::uint32_t length) {
+    SRB_IO_CONTROL head{sizeof head, {}, 2, code, 0, length};
+    std::memcpy(head.Signature, signature.data(), sizeof head.Signature);
+    return head;
+}
+
+inline Control scsiDisk(std::uint32_t code, std::uint8_t command, std::uint8_t feature,
+                        std::uint8_t target = 3) {
+    Bytes in = bytesOf(miniport("SCSIDISK", code, 529), 60);
+    SENDCMDINPARAMS parameters{};
+    parameters.irDriveRegs = registers(command, feature, 0);
+    parameters.bDriveNumber = target;
+    std::memcpy(in.data() + 28, &parameters, sizeof parameters);
+    return {kPort, IOCTL_SCSI_MINIPORT, in, 557, 44};
+}
+
+inline Control siliconImage(std::uint8_t bus, const wchar_t* device = kPort) {
+    Bytes in = bytesOf(miniport("CMD_IDE ", 0x42008, 536), 564);
+    in[28] = std::byte{bus};
+    return {device, IOCTL_SCSI_MINIPORT, in, 564, 52};
+}
+
+inline Control scsi(std::string_view cdb, std::uint32_t bytes, std::uint8_t dataIn = 1,
+                    std::string_view data = "") {
+    SCSI_PASS_THROUGH head{};
+    head.Length = sizeof head;
+    head.CdbLength = static_cast<std::uint8_t>((cdb.size() + 1) / 3);
+    head.SenseInfoLength = 24;
+    head.DataIn = dataIn;
+    head.DataTransferLength = bytes;
+    head.TimeOutValue = 2;
+    head.DataBufferOffset = 80;
+    head.SenseInfoOffset = 48;
+    const auto hex = [](std::string_view text, std::size_t i) {
+        std::uint8_t value = 0;
+        std::from_chars(&text[3 * i], &text[3 * i] + 2, value, 16);
+        return value;
+    };
+    for (std::size_t i = 0; i < head.CdbLength; ++i)
+        head.Cdb[i] = hex(cdb, i);
+    Bytes in = bytesOf(head, 80 + bytes);
+    for (std::size_t i = 0; i < (data.size() + 1) / 3; ++i)
+        in[80 + i] = std::byte{hex(data, i)};
+    return {kDrive, IOCTL_SCSI_PASS_THROUGH, in, 80 + bytes, 80};
+}
+
+struct NvmeCommand {
+    std::uint32_t opcode;
+    std::uint32_t space;
+    std::uint32_t dword10;
+};
+constexpr NvmeCommand kNamespace{6, 1, 0};
+constexpr NvmeCommand kController{6, 0, 1};
+constexpr NvmeCommand kHealth{2, 0xFFFFFFFF, 0x007F0002};
+
+inline Control nvme(std::string_view signature, const NvmeCommand& command,
+                    std::uint32_t address = 0x86010300) {
+    NvmeMiniportBlock in{};
+    in.header = miniport(signature, 0xE0002000, 4220);
+    in.header.ReturnCode = address;
+    in.command[0] = command.opcode;
+    in.command[1] = command.space;
+    in.command[10] = command.dword10;
+    in.dataLength = 4096;
+    return {kPort, IOCTL_SCSI_MINIPORT, bytesOf(in), sizeof in, 152};
+}
+
+inline Control intel(const NvmeCommand& command, std::uint8_t path = 1) {
+    IntelNvmBlock in{};
+    in.header = miniport("IntelNvm", 0xF0002808, 4232);
+    in.pathId = path;
+    in.command[0] = command.opcode;
+    in.command[1] = command.space;
+    in.command[10] = command.dword10;
+    in.dataOffset = 164;
+    in.dataLength = 4096;
+    return {kPort, IOCTL_SCSI_MINIPORT, bytesOf(in), sizeof in, 164};
+}
+
+inline Control query(std::uint32_t type, std::uint32_t value, std::uint32_t sub) {
+    const STORAGE_PROPERTY_QUERY in{49, 0, 3, type, value, sub, 40, 4096, 0, {}};
+    return {kDrive, IOCTL_STORAGE_QUERY_PROPERTY, bytesOf(in, 4144), 4144, 48};
+}
+
+struct Sent {
+    ErrorCode error;
+    std::uint32_t bytes;
+    Bytes out;
+    unsigned at(std::size_t place) const { return std::to_integer<unsigned>(out.at(place)); }
+    template <class T>
+    T as() const {
+        T record;
+        std::memcpy(&record, out.data(), sizeof record);
+        return record;
+    }
+};
+
+inline Sent send(DeviceFile& file, const Control& control) {
+    Bytes out(control.out);
+    const auto answer = file.control(control.code, control.in, out);
+    return {answer.error, answer.value, std::move(out)};
+}
+
+inline Sent send(Machine& machine, const Control& control) {
+    const auto file = machine.deviceFiles().open(control.device);
+    if (!file.ok()) return {file.error, 0, {}};
+    return send(*file.value, control);
+}
+
+/// What tells one answer from another: the error, or the data's first byte.
+inline std::string outcome(const Sent& sent, const Control& control) {
+    if (sent.error != kSuccess) return fmt::format("error {}", sent.error);
+    if (control.dataAt >= sent.out.size()) return fmt::format("{} bytes", sent.bytes);
+    return fmt::format("{} bytes of {}", sent.bytes, sent.at(control.dataAt));
+}
+
+} // namespace orv::platform::drives
