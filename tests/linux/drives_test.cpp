@@ -458,6 +458,10 @@ TEST(LinuxDrives, HowACommandEnded) {
         {"driver", {0, 0, 6, 0, {}}, kIoDevice, kIoDevice},
         {"busy", {8, 0, 0, 0, {}}, kIoDevice, kIoDevice},
     };
+    EXPECT_FALSE(tellsAtaError(std::span(whole).first(25))); // nothing past the end
+    EXPECT_EQ(0U, dataOf({2, 0, 8, 512, {0x70, 0, 5}}));     // whatever the host says
+    EXPECT_EQ(512U, dataOf({2, 0, 8, 512, registers(1, 0x50)}));
+    EXPECT_EQ(300U, dataOf({0, 0, 0, 300, {}}));
     DriveRequest bridge;
     bridge.path = DrivePath::scsiPassThrough;
     for (const auto& test : cases) {
@@ -566,6 +570,8 @@ TEST(LinuxDrives, ManagementDataTellsOfDrivesAndControllers) {
          ""}, // on an IDE controller
         {LR"(ASSOCIATORS OF {Win32_IDEController.DeviceID="PCI\\VEN_8086&DEV_2922&SUBSYS_11001AF4&REV_02\\3&00000000&0&FA"} WHERE AssocClass = Win32_IDEControllerDevice)",
          "SCSI\\DISK&VEN_&PROD_ST1000DM003-1CH1\\5&00000000&0&000000\n"},
+        {LR"(ASSOCIATORS OF {Win32_IDEController.DeviceID="PCI\\VEN_8086&DEV_A808&SUBSYS_11001AF4&REV_02\\3&00000001&0&00"} WHERE AssocClass = Win32_IDEControllerDevice)",
+         ""}, // of another kind
         {LR"(ASSOCIATORS OF {Win32_SCSIController.DeviceID="USB\\VID_174C&PID_55AA\\6&2-2"} WHERE AssocClass = Win32_SCSIControllerDevice)",
          "SCSI\\DISK&VEN_ASMT&PROD_2115\\5&00000007&0&000200\n"},
         {LR"(ASSOCIATORS OF {Win32_USBController.DeviceID="PCI\\VEN_8086&DEV_A36D&SUBSYS_11001AF4&REV_02\\3&00000000&0&A0"} WHERE AssocClass = Win32_USBControllerDevice)",

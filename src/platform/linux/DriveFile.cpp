@@ -28,7 +28,7 @@ void writeScsiEnd(const DriveRequest& request, const ScsiOutcome& outcome, std::
     const std::size_t sense = std::min(request.senseBytes, outcome.sense.size());
     head.ScsiStatus = outcome.status;
     head.SenseInfoLength = static_cast<std::uint8_t>(sense);
-    head.DataTransferLength = static_cast<std::uint32_t>(outcome.transferred);
+    head.DataTransferLength = static_cast<std::uint32_t>(dataOf(outcome));
     std::memcpy(out.data(), &head, sizeof head);
     if (request.senseAt >= sizeof head && request.senseAt + sense <= out.size() && sense > 0)
         std::memcpy(out.data() + request.senseAt, outcome.sense.data(), sense);
@@ -42,7 +42,7 @@ Answer runScsi(int file, const DriveRequest& request, std::span<const std::byte>
     const auto outcome = sendScsi(file, command, data);
     if (!outcome.ok()) return Answer::failed(outcome.error);
     if (const ErrorCode error = errorOf(request, outcome.value)) return Answer::failed(error);
-    const std::size_t came = std::min(outcome.value.transferred, request.dataBytes);
+    const std::size_t came = std::min(dataOf(outcome.value), request.dataBytes);
     const auto answer = writeDriveAnswer(request, in, std::span(data).first(came), out);
     if (answer.ok() && request.path == DrivePath::scsiPassThrough) writeScsiEnd(request, outcome.value, out);
     return answer;

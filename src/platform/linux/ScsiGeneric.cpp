@@ -41,6 +41,11 @@ std::uint8_t senseKey(std::span<const std::uint8_t> sense) {
     return sense.size() > at ? sense[at] & 0x0F : aborted;
 }
 
+bool endedBadly(const ScsiOutcome& outcome) {
+    const std::uint8_t key = senseKey(outcome.sense);
+    return outcome.status != 0 && key != kNoSense && key != kRecovered;
+}
+
 ScsiCommand passThrough16(const DriveRequest& request) {
     const IDEREGS& ata = request.ata;
     ScsiCommand command;
@@ -106,9 +111,11 @@ ErrorCode errorOf(const DriveRequest& request, const ScsiOutcome& outcome) {
     if (outcome.hostStatus != 0 || (outcome.driverStatus & 0x0F & ~driverSense) != 0) return failed;
     if (outcome.status == 0) return kSuccess;
     if (outcome.status != kScsiCheckCondition || tellsAtaError(outcome.sense)) return failed;
-    if (!request.isAta()) return kSuccess;
-    const std::uint8_t key = senseKey(outcome.sense);
-    return key == kNoSense || key == kRecovered ? kSuccess : failed;
+    return request.isAta() && endedBadly(outcome) ? failed : kSuccess;
+}
+
+std::size_t dataOf(const ScsiOutcome& outcome) {
+    return endedBadly(outcome) ? 0 : outcome.transferred;
 }
 
 Result<ScsiOutcome> sendScsi(int file, const ScsiCommand& command, std::span<std::uint8_t> data) {

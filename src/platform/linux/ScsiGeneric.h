@@ -45,6 +45,9 @@ bool tellsAtaError(std::span<const std::uint8_t> sense);
 /// failure, since the block takes the sense data back, unless it tells of an ATA error.
 ErrorCode errorOf(const DriveRequest& request, const ScsiOutcome& outcome);
 
+/// The data bytes that count: none of a command that ended with an error, whatever length the host tells.
+std::size_t dataOf(const ScsiOutcome& outcome);
+
 /// Sends a command to an open device; `data` has the command's data bytes.
 Result<ScsiOutcome> sendScsi(int file, const ScsiCommand& command, std::span<std::uint8_t> data);
 
