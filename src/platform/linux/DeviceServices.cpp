@@ -1,9 +1,14 @@
 #include "platform/linux/DeviceServices.h"
 
+#include "platform/linux/DriveFile.h"
 #include "platform/linux/ErrorCodes.h"
+#include "platform/linux/PciFunctions.h"
 #include "platform/linux/PowerSupply.h"
 #include "platform/servers/DevicePaths.h"
 #include "platform/text.h"
+
+#include <array>
+#include <cstring>
 
 namespace orv::platform {
 
@@ -31,6 +36,66 @@ class PowerSupplyFile : public DeviceFile {
     std::string folder_;
 };
 
+constexpr Guid kPciDeviceKeys = {
+    0x3AB22E31, 0x8264, 0x4B4E, {0x9A, 0xF5, 0xA8, 0xD2, 0xD8, 0xE3, 0x3E, 0x62}};
+
+/// A property of a PCI device's link, and the file that tells it.
+struct LinkProperty {
+    std::uint32_t id;
+    const char* file;
+    std::optional<std::uint32_t> (*read)(std::string_view text);
+};
+
+constexpr std::array kLinkProperties = {
+    LinkProperty{9, "/current_link_speed", linkGeneration},
+    LinkProperty{10, "/current_link_width", linkWidth},
+    LinkProperty{11, "/max_link_speed", linkGeneration},
+    LinkProperty{12, "/max_link_width", linkWidth},
+};
+
+class PciDevice : public Device {
+  public:
+    PciDevice(const RootedFiles& files, std::string folder) : files_(files), folder_(std::move(folder)) {}
+
+    Result<std::wstring> id(std::uint32_t room) override {
+        std::wstring id = utf8ToWide(pciDeviceId(files_, folder_));
+        if (id.size() >= room) return Result<std::wstring>::failed(kInsufficientBuffer);
+        return {std::move(id)};
+    }
+
+    Result<std::uint32_t> property(const DevicePropertyKey& key, std::span<std::byte> data) override {
+        using Answer = Result<std::uint32_t>;
+        for (const LinkProperty& row : kLinkProperties) {
+            if (key.set != kPciDeviceKeys || key.id != row.id) continue;
+            const auto value = row.read(files_.line(folder_ + row.file));
+            if (!value) return Answer::failed(kFileNotFound);
+            if (data.size() < sizeof *value) return Answer::failed(kInsufficientBuffer);
+            std::memcpy(data.data(), &*value, sizeof *value);
+            return {static_cast<std::uint32_t>(sizeof *value)};
+        }
+        return Answer::failed(kFileNotFound);
+    }
+
+  private:
+    const RootedFiles& files_;
+    std::string folder_;
+};
+
+class PciDevices : public Devices {
+  public:
+    PciDevices(const RootedFiles& files, std::vector<std::string> folders)
+        : files_(files), folders_(std::move(folders)) {}
+
+    Result<std::unique_ptr<Device>> at(std::uint32_t index) override {
+        if (index >= folders_.size()) return Result<std::unique_ptr<Device>>::failed(kNoMoreItems);
+        return {std::make_unique<PciDevice>(files_, folders_[index])};
+    }
+
+  private:
+    const RootedFiles& files_;
+    std::vector<std::string> folders_;
+};
+
 } // namespace
 
 LinuxDeviceTree::LinuxDeviceTree(const RootedFiles& files)
@@ -52,8 +117,11 @@ Result<std::unique_ptr<DeviceInterfaces>> LinuxDeviceTree::interfacesOf(const Gu
     return {std::make_unique<PathInterfaces>(deviceClass, std::move(paths))};
 }
 
-Result<std::unique_ptr<Devices>> LinuxDeviceTree::devicesOf(const Guid&) {
-    return Result<std::unique_ptr<Devices>>::failed(kInvalidFunction);
+Result<std::unique_ptr<Devices>> LinuxDeviceTree::devicesOf(const Guid& setupClass) {
+    std::vector<std::string> folders;
+    if (setupClass == kScsiAdapterClass)
+        folders = pciFunctions(files_, kFirstStorageClass, kLastStorageClass);
+    return {std::make_unique<PciDevices>(files_, std::move(folders))};
 }
 
 ErrorCode LinuxDeviceFiles::defineDosDevice(std::wstring_view, std::wstring_view) {
@@ -63,7 +131,7 @@ ErrorCode LinuxDeviceFiles::defineDosDevice(std::wstring_view, std::wstring_view
 Result<std::unique_ptr<DeviceFile>> LinuxDeviceFiles::open(std::wstring_view path, const DeviceOpening&) {
     using Answer = Result<std::unique_ptr<DeviceFile>>;
     std::string folder = wideToUtf8(path);
-    if (!folder.starts_with(kPowerSupplies)) return Answer::failed(kFileNotFound);
+    if (!folder.starts_with(kPowerSupplies)) return openDrive(disks_, path);
     const auto isBattery = isBatterySupply(files_, folder);
     if (!isBattery.ok()) return Answer::failed(isBattery.error);
     if (!isBattery.value) return Answer::failed(kFileNotFound);

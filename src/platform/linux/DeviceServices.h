@@ -2,11 +2,13 @@
 
 #include "platform/DeviceFiles.h"
 #include "platform/DeviceTree.h"
+#include "platform/linux/DiskInventory.h"
 #include "platform/linux/PolledFolder.h"
 
 namespace orv::platform {
 
 /// The battery class: entries of /sys/class/power_supply, sorted by name. The path of an entry is its folder.
+/// The setup class of SCSI adapters: the PCI functions of the storage classes, with what their links do.
 class LinuxDeviceTree : public DeviceTree {
   public:
     explicit LinuxDeviceTree(const RootedFiles& files);
@@ -20,12 +22,13 @@ class LinuxDeviceTree : public DeviceTree {
 
 class LinuxDeviceFiles : public DeviceFiles {
   public:
-    explicit LinuxDeviceFiles(const RootedFiles& files) : files_(files) {}
+    LinuxDeviceFiles(const RootedFiles& files, DiskInventory& disks) : files_(files), disks_(disks) {}
     Result<std::unique_ptr<DeviceFile>> open(std::wstring_view path, const DeviceOpening& opening) override;
     ErrorCode defineDosDevice(std::wstring_view name, std::wstring_view target) override;
 
   private:
     const RootedFiles& files_;
+    DiskInventory& disks_;
 };
 
 } // namespace orv::platform

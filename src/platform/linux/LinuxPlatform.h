@@ -2,6 +2,7 @@
 
 #include "platform/PlatformOf.h"
 #include "platform/linux/DeviceServices.h"
+#include "platform/linux/DiskInventory.h"
 #include "platform/linux/FaultTrap.h"
 #include "platform/linux/GraphicsSdk.h"
 #include "platform/linux/InterfaceNames.h"
@@ -40,9 +41,10 @@ struct LinuxServices {
     LinuxNamedMutexes namedMutexes{files};
     LinuxTimers timers;
     LinuxPerformanceCounters performanceCounters{files};
-    LinuxManagementData managementData{files};
+    DiskInventory disks{files};
+    LinuxManagementData managementData{files, disks};
     LinuxDeviceTree deviceTree{files};
-    LinuxDeviceFiles deviceFiles{files};
+    LinuxDeviceFiles deviceFiles{files, disks};
     LinuxRegistry registry{files, interfaceNames};
     LinuxPrivileges privileges{files};
 };

@@ -1,5 +1,6 @@
 #include "platform/linux/ManagementData.h"
 
+#include "platform/linux/DriveManagement.h"
 #include "platform/servers/Smbios.h"
 
 namespace orv::platform {
@@ -12,13 +13,15 @@ std::span<const std::uint8_t> bytesOf(const std::string& text) {
 
 class LinuxServices : public ManagementServices {
   public:
-    explicit LinuxServices(const RootedFiles& files) : files_(files) {}
+    LinuxServices(const RootedFiles& files, DiskInventory& disks) : files_(files), disks_(disks) {}
     ErrorCode setProxyBlanket() override { return kSuccess; }
 
     Result<std::unique_ptr<ManagementEnumerator>> execQuery(std::wstring_view wql) override {
         using Answer = Result<std::unique_ptr<ManagementEnumerator>>;
         const auto query = readManagementQuery(wql);
-        if (!query || query->associators || !sameName(query->className, L"Win32_PhysicalMemory"))
+        if (!query) return Answer::failed(kManagementClass);
+        if (auto rows = answerDriveQuery(disks_, *query)) return {enumerate(std::move(*rows))};
+        if (query->associators || !sameName(query->className, L"Win32_PhysicalMemory"))
             return Answer::failed(kManagementClass);
         const auto table = files_.read("/sys/firmware/dmi/tables/DMI");
         if (!table.ok()) return Answer::failed(kComWin32 | table.error);
@@ -27,27 +30,29 @@ class LinuxServices : public ManagementServices {
 
   private:
     const RootedFiles& files_;
+    DiskInventory& disks_;
 };
 
 class LinuxLocator : public ManagementLocator {
   public:
-    explicit LinuxLocator(const RootedFiles& files) : files_(files) {}
+    LinuxLocator(const RootedFiles& files, DiskInventory& disks) : files_(files), disks_(disks) {}
 
     Result<std::unique_ptr<ManagementServices>> connectServer(std::wstring_view space,
                                                               std::uint32_t) override {
         using Answer = Result<std::unique_ptr<ManagementServices>>;
         if (!isNamespace(space, L"ROOT\\CIMV2")) return Answer::failed(kManagementNamespace);
-        return {std::make_unique<LinuxServices>(files_)};
+        return {std::make_unique<LinuxServices>(files_, disks_)};
     }
 
   private:
     const RootedFiles& files_;
+    DiskInventory& disks_;
 };
 
 } // namespace
 
 Result<std::unique_ptr<ManagementLocator>> LinuxManagementData::createLocator() {
-    return {std::make_unique<LinuxLocator>(files_)};
+    return {std::make_unique<LinuxLocator>(files_, disks_)};
 }
 
 } // namespace orv::platform

@@ -1,15 +1,15 @@
 #pragma once
 
 #include "platform/ManagementData.h"
-#include "platform/linux/RootedFiles.h"
+#include "platform/linux/DiskInventory.h"
 
 namespace orv::platform {
 
 /// Answers the library's own set of queries: Win32_PhysicalMemory from the firmware's SMBIOS table, which
-/// only the superuser may read.
+/// only the superuser may read, and the classes of disks and their controllers from sysfs.
 class LinuxManagementData : public ManagementData {
   public:
-    explicit LinuxManagementData(const RootedFiles& files) : files_(files) {}
+    LinuxManagementData(const RootedFiles& files, DiskInventory& disks) : files_(files), disks_(disks) {}
 
     ErrorCode initialize() override { return kSuccess; }
     void uninitialize() override {}
@@ -18,6 +18,7 @@ class LinuxManagementData : public ManagementData {
 
   private:
     const RootedFiles& files_;
+    DiskInventory& disks_;
 };
 
 } // namespace orv::platform

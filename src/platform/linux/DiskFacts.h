@@ -1,0 +1,28 @@
+#pragma once
+
+#include "platform/linux/DiskInventory.h"
+
+namespace orv::platform {
+
+// STORAGE_BUS_TYPE, as far as sysfs tells them apart
+inline constexpr std::uint32_t kBusScsi = 1;
+inline constexpr std::uint32_t kBusAta = 3;
+inline constexpr std::uint32_t kBus1394 = 4;
+inline constexpr std::uint32_t kBusUsb = 7;
+inline constexpr std::uint32_t kBusIscsi = 8;
+inline constexpr std::uint32_t kBusSas = 10;
+inline constexpr std::uint32_t kBusSata = 11;
+inline constexpr std::uint32_t kBusSd = 12;
+inline constexpr std::uint32_t kBusMmc = 13;
+inline constexpr std::uint32_t kBusNvme = 17;
+
+/// The numbers in a namespace's name "nvmeCnN".
+struct NvmeNumbers {
+    std::uint64_t controller; ///< of the subsystem where the kernel gathers several paths
+    std::uint64_t space;
+};
+std::optional<NvmeNumbers> nvmeNumbers(std::string_view name);
+
+DiskFacts readDiskFacts(const RootedFiles& files, const std::string& name);
+
+} // namespace orv::platform

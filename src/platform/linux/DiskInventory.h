@@ -1,0 +1,83 @@
+#pragma once
+
+#include "platform/linux/RootedFiles.h"
+#include "state/HeldMutex.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace orv::platform {
+
+/// The whole text as a number; empty when it is none.
+std::optional<std::uint64_t> wholeNumber(std::string_view text, int base = 10);
+
+/// Where a disk hangs on the SCSI side of the kernel. An NVMe namespace takes the port kFirstNvmePort plus
+/// its controller's number, channel and target 0, and its own number less one as the unit.
+struct ScsiPlace {
+    std::uint64_t port;
+    std::uint64_t channel;
+    std::uint64_t target;
+    std::uint64_t lun;
+};
+
+inline constexpr std::uint64_t kFirstNvmePort = 128;
+
+/// A disk of the machine by the kernel's name of it, "sda".
+struct NumberedDisk {
+    std::uint32_t number;
+    std::string name;
+};
+
+/// What sysfs tells of a disk; the disk itself is not asked. A text is empty where sysfs has none.
+struct DiskFacts {
+    std::string name;
+    std::string vendor;
+    std::string model;
+    std::string firmware;
+    std::string serial;
+    std::uint64_t sectors = 0; ///< of 512 bytes, whatever the disk's own are
+    bool removable = false;
+    bool rotational = false;
+    std::uint32_t bus = 0; ///< STORAGE_BUS_TYPE
+    std::optional<ScsiPlace> place;
+    std::optional<std::uint32_t> nvmeController; ///< K of "nvmeK"
+    std::string usbDevice;                       ///< folder of the USB device, empty for a disk without one
+    std::uint16_t usbVendorId = 0;
+    std::uint16_t usbProductId = 0;
+    bool usbAttachedScsi = false;
+    std::string pciController; ///< folder of the PCI function that the disk hangs on
+};
+
+/// The disks of the machine: sda, sdb, ... sdz, sdaa, then IDE disks (hda), NVMe namespaces by controller and
+/// number (nvme0n1), then the disks that know no SMART: virtio (vda), Xen (xvda), cards (mmcblk0).
+///
+/// A disk has the number that it takes in this order when disks are first asked for. One that comes later
+/// takes the next number, and one that went keeps its own, so that a number never tells of another disk than
+/// before. Whether a disk is there is looked up each time.
+class DiskInventory {
+  public:
+    explicit DiskInventory(const RootedFiles& files) : files_(files) {}
+
+    /// The present disks by their numbers.
+    std::vector<NumberedDisk> disks();
+    /// The name of a number's disk; empty when it is not there.
+    std::string nameOf(std::uint32_t number);
+    DiskFacts facts(const std::string& name) const;
+
+    const RootedFiles& files() const { return files_; }
+
+  private:
+    const RootedFiles& files_;
+    HeldMutex mutex_;
+    std::vector<std::string> numbered_; // by number, gone ones too
+};
+
+/// Folder of sysfs of a disk.
+inline std::string diskFolder(std::string_view name) {
+    return "/sys/block/" + std::string(name);
+}
+
+} // namespace orv::platform

@@ -1,0 +1,170 @@
+#include "platform/linux/DriveFile.h"
+
+#include "platform/linux/DriveAnswers.h"
+#include "platform/linux/DriveNode.h"
+#include "platform/linux/NvmeAdmin.h"
+#include "platform/linux/ScsiGeneric.h"
+#include "platform/servers/ManagementRows.h"
+#include "platform/text.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace orv::platform {
+
+namespace {
+
+using Answer = Result<std::uint32_t>;
+
+std::string nvmeControllerFolder(std::uint64_t number) {
+    return "/sys/class/nvme/nvme" + std::to_string(number);
+}
+
+/// What the drive's SCSI status, sense data and length of transfer were, in the answer's head.
+void writeScsiEnd(const DriveRequest& request, const ScsiOutcome& outcome, std::span<std::byte> out) {
+    SCSI_PASS_THROUGH head;
+    if (out.size() < sizeof head) return;
+    std::memcpy(&head, out.data(), sizeof head);
+    const std::size_t sense = std::min(request.senseBytes, outcome.sense.size());
+    head.ScsiStatus = outcome.status;
+    head.SenseInfoLength = static_cast<std::uint8_t>(sense);
+    head.DataTransferLength = static_cast<std::uint32_t>(dataOf(outcome));
+    std::memcpy(out.data(), &head, sizeof head);
+    if (request.senseAt >= sizeof head && request.senseAt + sense <= out.size() && sense > 0)
+        std::memcpy(out.data() + request.senseAt, outcome.sense.data(), sense);
+}
+
+Answer runScsi(int file, const DriveRequest& request, std::span<const std::byte> in,
+               std::span<std::byte> out) {
+    const ScsiCommand command = scsiCommandOf(request);
+    std::vector<std::uint8_t> data(command.dataBytes);
+    if (command.way == DataWay::toDevice) std::memcpy(data.data(), in.data() + request.dataAt, data.size());
+    const auto outcome = sendScsi(file, command, data);
+    if (!outcome.ok()) return Answer::failed(outcome.error);
+    if (const ErrorCode error = errorOf(request, outcome.value)) return Answer::failed(error);
+    const std::size_t came = std::min(dataOf(outcome.value), request.dataBytes);
+    const auto answer = writeDriveAnswer(request, in, std::span(data).first(came), out);
+    if (answer.ok() && request.path == DrivePath::scsiPassThrough) writeScsiEnd(request, outcome.value, out);
+    return answer;
+}
+
+Answer runNvme(const RootedFiles& files, const DriveNode& node, const DriveRequest& request,
+               std::span<const std::byte> in, std::span<std::byte> out) {
+    const auto command = nvmeCommandOf(request);
+    if (!command.ok()) return Answer::failed(command.error);
+    const auto file = openNode(files, node);
+    if (!file.ok()) return Answer::failed(file.error);
+    std::vector<std::uint8_t> data(command.value.data_len);
+    if (const ErrorCode error = sendNvme(file.value.get(), command.value, data)) return Answer::failed(error);
+    return writeDriveAnswer(request, in, data, out);
+}
+
+DriveNode controllerNode(const RootedFiles& files, std::uint64_t controller) {
+    return {"/dev/nvme" + std::to_string(controller), files.line(nvmeControllerFolder(controller) + "/dev"),
+            false};
+}
+
+DriveNode diskNode(const RootedFiles& files, const std::string& name) {
+    return {"/dev/" + name, files.line(diskFolder(name) + "/dev"), true};
+}
+
+/// What a disk understands. A disk of the SCSI layer takes command blocks, and task files unless it hangs on
+/// USB, where the bridge has to be spoken to in its own way.
+bool understands(const DiskFacts& facts, const DriveRequest& request) {
+    const bool scsi = facts.name.starts_with("sd");
+    switch (request.path) {
+    case DrivePath::ataPassThrough:
+    case DrivePath::idePassThrough:
+    case DrivePath::smartReceive:
+    case DrivePath::smartSend:
+        return scsi && facts.usbDevice.empty();
+    case DrivePath::scsiPassThrough:
+        return scsi;
+    case DrivePath::storageQuery:
+        return facts.nvmeController.has_value();
+    default: // the miniport forms go to a port
+        return false;
+    }
+}
+
+class PhysicalDrive : public DeviceFile {
+  public:
+    PhysicalDrive(const DiskInventory& inventory, NumberedDisk disk)
+        : inventory_(inventory), disk_(std::move(disk)) {}
+
+    Answer control(std::uint32_t code, std::span<const std::byte> in, std::span<std::byte> out) override {
+        const RootedFiles& files = inventory_.files();
+        if (!files.exists(diskFolder(disk_.name))) return Answer::failed(kFileNotFound);
+        if (const auto answer = answerFromSysfs(inventory_, disk_, code, in, out)) return *answer;
+        const auto request = readDriveRequest(code, in, out.size());
+        if (!request) return Answer::failed(kInvalidFunction);
+        const DiskFacts facts = inventory_.facts(disk_.name);
+        if (!understands(facts, *request)) return Answer::failed(kInvalidFunction);
+        if (request->isNvme())
+            return runNvme(files, controllerNode(files, *facts.nvmeController), *request, in, out);
+        const auto file = openNode(files, diskNode(files, disk_.name));
+        return file.ok() ? runScsi(file.value.get(), *request, in, out) : Answer::failed(file.error);
+    }
+
+    Answer read(std::uint64_t offset, std::span<std::byte> into) override {
+        const RootedFiles& files = inventory_.files();
+        const auto file = openNode(files, diskNode(files, disk_.name), true);
+        if (!file.ok()) return Answer::failed(file.error);
+        const auto block = wholeNumber(files.line(diskFolder(disk_.name) + "/queue/logical_block_size"));
+        return readPastCache(file.value.get(), block.value_or(0), offset, into);
+    }
+
+  private:
+    const DiskInventory& inventory_;
+    NumberedDisk disk_;
+};
+
+/// A port takes the miniport forms of NVMe, where it is an NVMe controller.
+class ScsiPort : public DeviceFile {
+  public:
+    ScsiPort(const RootedFiles& files, std::uint64_t port) : files_(files), port_(port) {}
+
+    Answer control(std::uint32_t code, std::span<const std::byte> in, std::span<std::byte> out) override {
+        const auto request = readDriveRequest(code, in, out.size());
+        const bool miniport = request && request->isNvme() && request->path != DrivePath::storageQuery;
+        if (!miniport || port_ < kFirstNvmePort) return Answer::failed(kInvalidFunction);
+        return runNvme(files_, controllerNode(files_, port_ - kFirstNvmePort), *request, in, out);
+    }
+    Answer read(std::uint64_t, std::span<std::byte>) override { return Answer::failed(kInvalidFunction); }
+
+  private:
+    const RootedFiles& files_;
+    std::uint64_t port_;
+};
+
+/// The number between a prefix, whatever its case, and an end.
+std::optional<std::uint32_t> numberIn(std::wstring_view path, std::wstring_view prefix,
+                                      std::wstring_view end) {
+    if (path.size() < prefix.size() + end.size() || !path.ends_with(end)) return std::nullopt;
+    if (!sameName(path.substr(0, prefix.size()), prefix)) return std::nullopt;
+    path = path.substr(prefix.size(), path.size() - prefix.size() - end.size());
+    const auto number = wholeNumber(wideToUtf8(path));
+    return number && *number <= UINT32_MAX ? std::optional(static_cast<std::uint32_t>(*number))
+                                           : std::nullopt;
+}
+
+} // namespace
+
+Result<std::unique_ptr<DeviceFile>> openDrive(DiskInventory& inventory, std::wstring_view path) {
+    using File = Result<std::unique_ptr<DeviceFile>>;
+    if (const auto number = numberIn(path, LR"(\\.\PhysicalDrive)", L"")) {
+        std::string name = inventory.nameOf(*number);
+        if (name.empty()) return File::failed(kFileNotFound);
+        return {std::make_unique<PhysicalDrive>(inventory, NumberedDisk{*number, std::move(name)})};
+    }
+    if (const auto port = numberIn(path, LR"(\\.\Scsi)", L":")) {
+        const std::string folder = *port < kFirstNvmePort
+                                       ? "/sys/class/scsi_host/host" + std::to_string(*port)
+                                       : nvmeControllerFolder(*port - kFirstNvmePort);
+        if (!inventory.files().exists(folder)) return File::failed(kFileNotFound);
+        return {std::make_unique<ScsiPort>(inventory.files(), *port)};
+    }
+    return File::failed(kFileNotFound);
+}
+
+} // namespace orv::platform

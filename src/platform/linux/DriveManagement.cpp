@@ -1,0 +1,225 @@
+#include "platform/linux/DriveManagement.h"
+
+#include "platform/linux/DiskFacts.h"
+#include "platform/linux/DriveIds.h"
+#include "platform/linux/PciFunctions.h"
+#include "platform/text.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+
+namespace orv::platform {
+
+namespace {
+
+using Rows = std::vector<ManagementColumns>;
+
+enum class Kind { other, ide, scsi, usb };
+
+struct Controller {
+    Kind kind;
+    std::string id;
+    std::string pciFolder; ///< empty for a USB device in a controller's place
+};
+
+struct ClassKind {
+    std::uint32_t code;
+    Kind kind;
+};
+
+/// To which of the three classes a PCI class belongs.
+constexpr std::array kClassKinds = {
+    ClassKind{0x0100, Kind::scsi}, ClassKind{0x0101, Kind::ide}, ClassKind{0x0104, Kind::scsi},
+    ClassKind{0x0105, Kind::ide},  ClassKind{0x0106, Kind::ide}, ClassKind{0x0107, Kind::scsi},
+    ClassKind{0x0108, Kind::scsi}, ClassKind{0x0C03, Kind::usb},
+};
+
+constexpr char kUasName[] = "USB Attached SCSI (UAS) Mass Storage Device";
+constexpr char kUsbStorageName[] = "USB Mass Storage Device";
+
+ManagementValue textOrNull(const std::string& text) {
+    return text.empty() ? null() : bstr(utf8ToWide(text));
+}
+
+ManagementValue numberOrNull(std::optional<std::uint64_t> number) {
+    constexpr auto largest = static_cast<std::uint64_t>(std::numeric_limits<std::int32_t>::max());
+    return number && *number <= largest ? i4(static_cast<std::int32_t>(*number)) : null();
+}
+
+ManagementColumns deviceRow(const std::string& id, const std::string& name) {
+    return {{L"DeviceID", textOrNull(id)}, {L"PNPDeviceID", textOrNull(id)}, {L"Name", textOrNull(name)}};
+}
+
+Controller pciController(const RootedFiles& files, const std::string& folder) {
+    const std::uint32_t code = pciClass(files, folder) >> 8;
+    const auto* const row = std::ranges::find(kClassKinds, code, &ClassKind::code);
+    return {row == kClassKinds.end() ? Kind::other : row->kind, pciDeviceId(files, folder), folder};
+}
+
+/// A disk by UAS hangs on its USB device, which is a SCSI controller then; any other on its PCI function.
+Controller controllerOf(const RootedFiles& files, const Drive& drive) {
+    if (drive.facts.usbAttachedScsi) return {Kind::scsi, usbDeviceId(files, drive.facts), {}};
+    return pciController(files, drive.facts.pciController);
+}
+
+ManagementColumns controllerRow(const RootedFiles& files, const Controller& controller) {
+    return deviceRow(controller.id,
+                     controller.pciFolder.empty() ? kUasName : pciName(files, controller.pciFolder));
+}
+
+/// PCI functions by their addresses, and the USB devices after them.
+Rows controllerRows(DiskInventory& inventory, Kind kind) {
+    const RootedFiles& files = inventory.files();
+    const bool usb = kind == Kind::usb;
+    Rows rows;
+    for (const std::string& folder : pciFunctions(files, usb ? kUsbControllerClass : kFirstStorageClass,
+                                                  usb ? kUsbControllerClass : kLastStorageClass)) {
+        const Controller controller = pciController(files, folder);
+        if (controller.kind == kind) rows.push_back(controllerRow(files, controller));
+    }
+    if (kind != Kind::scsi) return rows;
+    std::vector<std::string> known;
+    for (const Drive& drive : drivesOf(inventory)) {
+        const Controller controller = controllerOf(files, drive);
+        if (!drive.facts.usbAttachedScsi || std::ranges::count(known, controller.id) > 0) continue;
+        known.push_back(controller.id); // a device may have several units
+        rows.push_back(controllerRow(files, controller));
+    }
+    return rows;
+}
+
+std::wstring deviceIdOf(const Drive& drive) {
+    return LR"(\\.\PHYSICALDRIVE)" + std::to_wstring(drive.number);
+}
+
+std::string mediaType(const DiskFacts& facts) {
+    if (facts.removable) return "Removable Media";
+    return facts.bus == kBusUsb || facts.bus == kBus1394 ? "External hard disk media"
+                                                         : "Fixed hard disk media";
+}
+
+std::string interfaceType(const DiskFacts& facts) {
+    if (facts.bus == kBusAta || facts.bus == kBusSata) return "IDE";
+    if (facts.bus == kBus1394) return "1394";
+    return facts.bus == kBusUsb && !facts.usbAttachedScsi ? "USB" : "SCSI";
+}
+
+/// Bytes of the whole cylinders, as the geometry has them.
+std::string sizeText(const DiskFacts& facts) {
+    constexpr std::uint64_t cylinder = 255 * 63;
+    constexpr std::uint64_t sectorBytes = 512;
+    return facts.sectors == 0 ? std::string()
+                              : std::to_string(facts.sectors / cylinder * cylinder * sectorBytes);
+}
+
+ManagementColumns driveRow(const Drive& drive) {
+    const DiskFacts& facts = drive.facts;
+    const auto place = [&](std::uint64_t ScsiPlace::*part) {
+        return numberOrNull(facts.place ? std::optional((*facts.place).*part) : std::nullopt);
+    };
+    return {
+        {L"DeviceID", bstr(deviceIdOf(drive))},
+        {L"Model", textOrNull(drive.model)},
+        {L"Caption", textOrNull(drive.model)},
+        {L"Size", textOrNull(sizeText(facts))},
+        {L"FirmwareRevision", textOrNull(facts.firmware)},
+        {L"SerialNumber", textOrNull(facts.serial)},
+        {L"InterfaceType", textOrNull(interfaceType(facts))},
+        {L"MediaType", textOrNull(mediaType(facts))},
+        {L"PNPDeviceID", textOrNull(drive.id)},
+        {L"SCSIPort", place(&ScsiPlace::port)},
+        {L"SCSIBus", place(&ScsiPlace::channel)},
+        {L"SCSITargetId", place(&ScsiPlace::target)},
+        {L"SCSILogicalUnit", place(&ScsiPlace::lun)},
+    };
+}
+
+Rows driveRows(DiskInventory& inventory) {
+    Rows rows;
+    for (const Drive& drive : drivesOf(inventory))
+        rows.push_back(driveRow(drive));
+    return rows;
+}
+
+Rows entityOfDrive(DiskInventory& inventory, const std::wstring& id) {
+    for (const Drive& drive : drivesOf(inventory))
+        if (sameId(deviceIdOf(drive), id)) return {deviceRow(drive.id, drive.model)};
+    return {};
+}
+
+/// The SCSI controller of a disk that is given by its own id.
+Rows controllerOfEntity(DiskInventory& inventory, const std::wstring& id) {
+    const RootedFiles& files = inventory.files();
+    for (const Drive& drive : drivesOf(inventory)) {
+        if (!sameId(utf8ToWide(drive.id), id)) continue;
+        const Controller controller = controllerOf(files, drive);
+        if (controller.kind != Kind::scsi) return {};
+        return {controllerRow(files, controller)};
+    }
+    return {};
+}
+
+/// The disks on a controller. On a USB controller each comes after its USB device, as a child after its
+/// parent.
+Rows devicesOn(DiskInventory& inventory, Kind kind, const std::wstring& id) {
+    const RootedFiles& files = inventory.files();
+    Rows rows;
+    for (const Drive& drive : drivesOf(inventory)) {
+        const bool usb = kind == Kind::usb;
+        const Controller controller =
+            usb ? pciController(files, drive.facts.pciController) : controllerOf(files, drive);
+        if (controller.kind != kind || !sameId(utf8ToWide(controller.id), id)) continue;
+        if (usb)
+            rows.push_back(deviceRow(usbDeviceId(files, drive.facts),
+                                     drive.facts.usbAttachedScsi ? kUasName : kUsbStorageName));
+        rows.push_back(deviceRow(drive.id, drive.model));
+    }
+    return rows;
+}
+
+/// A query for rows or, with a condition, for associators.
+struct QueryRow {
+    std::wstring_view className;
+    std::wstring_view condition; ///< its class
+    Rows (*answer)(DiskInventory& inventory, const std::wstring& id);
+};
+
+template <Kind kind>
+Rows controllersOfKind(DiskInventory& inventory, const std::wstring&) {
+    return controllerRows(inventory, kind);
+}
+
+template <Kind kind>
+Rows devicesOfKind(DiskInventory& inventory, const std::wstring& id) {
+    return devicesOn(inventory, kind, id);
+}
+
+constexpr std::array kQueries = {
+    QueryRow{L"Win32_DiskDrive", L"",
+             [](DiskInventory& disks, const std::wstring&) { return driveRows(disks); }},
+    QueryRow{L"Win32_IDEController", L"", controllersOfKind<Kind::ide>},
+    QueryRow{L"Win32_SCSIController", L"", controllersOfKind<Kind::scsi>},
+    QueryRow{L"Win32_USBController", L"", controllersOfKind<Kind::usb>},
+    QueryRow{L"Win32_PnPSignedDriver", L"", [](DiskInventory&, const std::wstring&) { return Rows(); }},
+    QueryRow{L"Win32_DiskDrive", L"Win32_PnPEntity", entityOfDrive},
+    QueryRow{L"Win32_PnPEntity", L"Win32_SCSIControllerDevice", controllerOfEntity},
+    QueryRow{L"Win32_IDEController", L"Win32_IDEControllerDevice", devicesOfKind<Kind::ide>},
+    QueryRow{L"Win32_SCSIController", L"Win32_SCSIControllerDevice", devicesOfKind<Kind::scsi>},
+    QueryRow{L"Win32_USBController", L"Win32_USBControllerDevice", devicesOfKind<Kind::usb>},
+};
+
+} // namespace
+
+std::optional<Rows> answerDriveQuery(DiskInventory& inventory, const ManagementQuery& query) {
+    for (const QueryRow& row : kQueries) {
+        if (query.associators == row.condition.empty()) continue;
+        if (!sameName(row.className, query.className) || !sameName(row.condition, query.filterClass))
+            continue;
+        Rows rows = row.answer(inventory, query.id);
+        return query.associators ? rows : selected(query, std::move(rows));
+    }
+    return std::nullopt;
+}
+
+} // namespace orv::platform

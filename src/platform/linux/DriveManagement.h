@@ -1,0 +1,17 @@
+#pragma once
+
+#include "platform/linux/DiskInventory.h"
+#include "platform/servers/ManagementRows.h"
+
+#include <optional>
+#include <vector>
+
+namespace orv::platform {
+
+/// The rows of a query on disks and their controllers, in the form of Windows: the classes Win32_DiskDrive,
+/// Win32_IDEController, Win32_SCSIController, Win32_USBController, Win32_PnPSignedDriver (which has no rows
+/// here), and their associators. Empty for another query.
+std::optional<std::vector<ManagementColumns>> answerDriveQuery(DiskInventory& inventory,
+                                                               const ManagementQuery& query);
+
+} // namespace orv::platform

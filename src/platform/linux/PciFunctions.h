@@ -1,0 +1,39 @@
+#pragma once
+
+#include "platform/linux/RootedFiles.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace orv::platform {
+
+/// The folder of the innermost PCI function on a path of sysfs; empty when there is none.
+std::string pciFunctionOf(std::string_view path);
+
+/// Base class, sub-class and interface, 0x010802; 0 where the folder tells none.
+std::uint32_t pciClass(const RootedFiles& files, const std::string& folder);
+
+/// Folders of the PCI functions, by address, whose class without its interface lies between the two.
+std::vector<std::string> pciFunctions(const RootedFiles& files, std::uint32_t firstClass,
+                                      std::uint32_t lastClass);
+
+inline constexpr std::uint32_t kFirstStorageClass = 0x0100; // SCSI
+inline constexpr std::uint32_t kLastStorageClass = 0x0108;  // NVM Express
+inline constexpr std::uint32_t kUsbControllerClass = 0x0C03;
+
+/// The device id of a PCI function in the form of Windows,
+/// "PCI\VEN_8086&DEV_2922&SUBSYS_11001AF4&REV_02\3&00000000&0&FA": the instance is domain and bus, then
+/// device and function in one byte.
+std::string pciDeviceId(const RootedFiles& files, const std::string& folder);
+
+/// Vendor and product by the hardware database, or what the class is called where there is none.
+std::string pciName(const RootedFiles& files, const std::string& folder);
+
+/// What a link does and could do: the generation of its speed, and its lanes. Empty what is not known.
+std::optional<std::uint32_t> linkGeneration(std::string_view speed);
+std::optional<std::uint32_t> linkWidth(std::string_view width);
+
+} // namespace orv::platform

@@ -1,0 +1,146 @@
+#include "platform/linux/ScsiGeneric.h"
+
+#include "platform/linux/ErrorCodes.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <scsi/sg.h>
+#include <sys/ioctl.h>
+
+namespace orv::platform {
+
+namespace {
+
+constexpr std::uint32_t kUsualSeconds = 2;
+constexpr std::uint32_t kMostSeconds = 600;
+constexpr std::size_t kSenseRoom = 252;
+
+// ATA PASS-THROUGH (16)
+constexpr std::uint8_t kAtaPassThrough16 = 0x85;
+constexpr std::uint8_t kNonData = 3 << 1;
+constexpr std::uint8_t kPioIn = 4 << 1;
+constexpr std::uint8_t kSectorsInByCount =
+    0x0E; // from the device, in blocks, as many as the count register says
+
+// Sense data (SPC-4, 4.5)
+constexpr std::uint8_t kNoSense = 0;
+constexpr std::uint8_t kRecovered = 1;
+constexpr std::uint8_t kFixedFormat = 0x70;
+constexpr std::uint8_t kDescriptorFormat = 0x72;
+constexpr std::uint8_t kAtaStatusReturn = 9;
+constexpr std::uint8_t kAtaErrorBits = 0x21; // ERR and DF of the status register
+
+bool isDescriptorFormat(std::span<const std::uint8_t> sense) {
+    return !sense.empty() && (sense[0] & 0x7E) == kDescriptorFormat;
+}
+
+/// The key that says what kind of an end it was; an error where the data are too short to tell.
+std::uint8_t senseKey(std::span<const std::uint8_t> sense) {
+    constexpr std::uint8_t aborted = 0x0B;
+    const std::size_t at = isDescriptorFormat(sense) ? 1 : 2;
+    return sense.size() > at ? sense[at] & 0x0F : aborted;
+}
+
+bool endedBadly(const ScsiOutcome& outcome) {
+    const std::uint8_t key = senseKey(outcome.sense);
+    return outcome.status != 0 && key != kNoSense && key != kRecovered;
+}
+
+ScsiCommand passThrough16(const DriveRequest& request) {
+    const IDEREGS& ata = request.ata;
+    ScsiCommand command;
+    command.cdbLength = 16;
+    const std::size_t sectors = (request.dataBytes + kAtaSectorBytes - 1) / kAtaSectorBytes;
+    command.dataBytes = sectors * kAtaSectorBytes;
+    command.way = sectors == 0 ? DataWay::none : DataWay::fromDevice;
+    command.cdb[0] = kAtaPassThrough16;
+    command.cdb[1] = sectors == 0 ? kNonData : kPioIn;
+    command.cdb[2] = sectors == 0 ? 0 : kSectorsInByCount;
+    command.cdb[4] = ata.bFeaturesReg;
+    command.cdb[6] = sectors == 0 ? ata.bSectorCountReg : static_cast<std::uint8_t>(sectors);
+    command.cdb[8] = ata.bSectorNumberReg;
+    command.cdb[10] = ata.bCylLowReg;
+    command.cdb[12] = ata.bCylHighReg;
+    command.cdb[13] = ata.bDriveHeadReg;
+    command.cdb[14] = ata.bCommandReg;
+    return command;
+}
+
+ScsiCommand asGiven(const DriveRequest& request) {
+    ScsiCommand command;
+    command.cdb = request.cdb;
+    command.cdbLength = request.cdbLength;
+    command.dataBytes = request.dataBytes;
+    if (request.dataBytes > 0) command.way = request.toDevice ? DataWay::toDevice : DataWay::fromDevice;
+    return command;
+}
+
+int directionOf(DataWay way) {
+    if (way == DataWay::none) return SG_DXFER_NONE;
+    return way == DataWay::toDevice ? SG_DXFER_TO_DEV : SG_DXFER_FROM_DEV;
+}
+
+} // namespace
+
+ScsiCommand scsiCommandOf(const DriveRequest& request) {
+    ScsiCommand command = request.isAta() ? passThrough16(request) : asGiven(request);
+    const std::uint32_t seconds = request.timeOutSeconds == 0 ? kUsualSeconds : request.timeOutSeconds;
+    command.milliseconds = std::min(seconds, kMostSeconds) * 1000;
+    return command;
+}
+
+bool tellsAtaError(std::span<const std::uint8_t> sense) {
+    constexpr std::size_t head = 8;
+    constexpr std::size_t statusAt = 13;
+    if (isDescriptorFormat(sense)) {
+        for (std::size_t at = head; at + 2 <= sense.size(); at += std::size_t{2} + sense[at + 1])
+            if (sense[at] == kAtaStatusReturn && at + statusAt < sense.size())
+                return (sense[at + statusAt] & kAtaErrorBits) != 0;
+        return false;
+    }
+    // The fixed format has room for the registers only under this additional code.
+    constexpr std::size_t fixedStatusAt = 4;
+    constexpr std::size_t codeAt = 12;
+    return sense.size() > codeAt + 1 && (sense[0] & 0x7E) == kFixedFormat && sense[codeAt] == 0 &&
+           sense[codeAt + 1] == 0x1D && (sense[fixedStatusAt] & kAtaErrorBits) != 0;
+}
+
+ErrorCode errorOf(const DriveRequest& request, const ScsiOutcome& outcome) {
+    constexpr std::uint16_t driverSense = 8; // the driver has sense data: no error of its own
+    const ErrorCode failed = errorFromErrno(EIO);
+    if (outcome.hostStatus != 0 || (outcome.driverStatus & 0x0F & ~driverSense) != 0) return failed;
+    if (outcome.status == 0) return kSuccess;
+    if (outcome.status != kScsiCheckCondition || tellsAtaError(outcome.sense)) return failed;
+    return request.isAta() && endedBadly(outcome) ? failed : kSuccess;
+}
+
+std::size_t dataOf(const ScsiOutcome& outcome) {
+    return endedBadly(outcome) ? 0 : outcome.transferred;
+}
+
+Result<ScsiOutcome> sendScsi(int file, const ScsiCommand& command, std::span<std::uint8_t> data) {
+    std::array<std::uint8_t, 16> cdb = command.cdb;
+    std::array<std::uint8_t, kSenseRoom> sense{};
+    sg_io_hdr_t header{};
+    header.interface_id = 'S';
+    header.dxfer_direction = directionOf(command.way);
+    header.cmd_len = command.cdbLength;
+    header.mx_sb_len = static_cast<unsigned char>(sense.size());
+    header.dxfer_len = static_cast<unsigned>(data.size());
+    header.dxferp = data.data();
+    header.cmdp = cdb.data();
+    header.sbp = sense.data();
+    header.timeout = command.milliseconds;
+    if (::ioctl(file, SG_IO, &header) < 0) return Result<ScsiOutcome>::failed(errorFromErrno(errno));
+    ScsiOutcome outcome;
+    outcome.status = header.status;
+    outcome.hostStatus = header.host_status;
+    outcome.driverStatus = header.driver_status;
+    const std::size_t left = header.resid < 0 ? 0 : static_cast<std::size_t>(header.resid);
+    outcome.transferred = data.size() - std::min(left, data.size());
+    outcome.sense.assign(sense.begin(),
+                         sense.begin() + std::min<std::size_t>(header.sb_len_wr, sense.size()));
+    return {std::move(outcome)};
+}
+
+} // namespace orv::platform

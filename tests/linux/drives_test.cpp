@@ -1,0 +1,683 @@
+// Disks of captured trees: their order, what sysfs answers for them, the commands that a device would get,
+// and the management data and device tree that tell of them.
+
+#include "linux/CapturedTree.h"
+#include "platform/linux/DriveNode.h"
+#include "platform/linux/NvmeAdmin.h"
+#include "platform/linux/PciFunctions.h"
+#include "platform/linux/ScsiGeneric.h"
+#include "platform/records/NvmeRecords.h"
+#include "platform/text.h"
+
+#include <gmock/gmock.h>
+
+#include <cstring>
+#include <fcntl.h>
+#include <sstream>
+
+namespace orv::test {
+namespace {
+
+using namespace platform; // NOLINT(google-build-using-namespace): the whole file is on its services
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr char kPci[] = "sys/devices/pci0000:00/";
+constexpr ErrorCode kIoDevice = 1117;
+
+/// A machine with a disk of each kind. A controller's folder stands below kPci.
+class DriveTree : public Tree {
+  public:
+    static constexpr char kAhci[] = "0000:00:1f.2";
+    static constexpr char kIde[] = "0000:00:01.1";
+    static constexpr char kUsb[] = "0000:00:14.0";
+    static constexpr char kSas[] = "0000:00:02.0/0000:03:00.0";
+    static constexpr char kNvme[] = "0000:00:1d.0/0000:01:00.0";
+
+    DriveTree() {
+        pci(kAhci, "0x010601", "0x2922");
+        pci(kIde, "0x01018a", "0x7010");
+        pci(kUsb, "0x0c0330", "0xa36d");
+        pci(kSas, "0x010700", "0x0097");
+        pci(kNvme, "0x010802", "0xa808");
+        pci("0000:00:00.0", "0x060000", "0x1237");
+
+        scsi("sda", std::string(kAhci) + "/ata1", "0:0:0:0", "ATA     ", "ST1000DM003-1CH1");
+        binary("sda", "vpd_pg89", std::string(60, '\0') + identify());
+        scsi("sdb", std::string(kUsb) + "/usb2/2-1/2-1:1.0", "6:0:0:1", "JMicron ", "Generic         ");
+        usb("2-1", "usb-storage", "152d", "0578", "12/34");
+        scsi("sdz", std::string(kUsb) + "/usb2/2-2/2-2:1.0", "7:0:2:0", "ASMT    ", "2115            ");
+        usb("2-2", "uas", "174c", "55aa", "");
+        scsi("sdaa", std::string(kSas) + "/host8/port-8:0/end_device-8:0", "8:0:11:0", "HGST    ",
+             "HUS726T4TALA6L4 ");
+        binary("sdaa", "vpd_pg80", std::string("\0\x80\0\x08VDHR1234", 12));
+        scsi("sdab", std::string(kIde) + "/ata3", "9:0:1:0", "ATA     ", "QEMU HARDDISK   ");
+
+        nvmeController(0, "Samsung SSD 970 EVO 1TB                 ", "live");
+        block("nvme0n2", std::string(kPci) + kNvme + "/nvme/nvme0");
+        for (const char* controller : {"nvme10", "nvme9", "nvme2"}) // the paths of one subsystem
+            file(std::string("sys/devices/virtual/nvme-subsystem/nvme-subsys1/") + controller, "");
+        nvmeController(2, "dead path", "connecting");
+        nvmeController(9, "MZ  PATH", "live");
+        nvmeController(10, "another", "live");
+        block("nvme1n1", "sys/devices/virtual/nvme-subsystem/nvme-subsys1");
+        block("vda", "sys/devices/virtual/virtio1");
+        block("mmcblk0", "sys/devices/platform/mmc0");
+        file("sys/devices/platform/mmc0/type", "SD\n");
+        for (const char* other : {"loop0", "ram1", "zram0", "dm-0", "md127", "sr0", "sda1", "nvme0c0n2",
+                                  "mmcblk0boot0", "sd", "sdA", "nvme1", "nvmen1", "sd!x", "fd0"})
+            block(other, std::string("sys/devices/virtual/") + other);
+        link("sys/block/sdc", "../devices/gone/block/sdc");
+    }
+
+    /// /sys/block/NAME as a link into the device's folder, and back by `device`.
+    void block(const std::string& name, const std::string& device) const {
+        const std::string folder = device + "/block/" + name;
+        file(folder + "/size", "2000000\n");
+        file(folder + "/removable", "0\n");
+        file(folder + "/dev", "8:0\n");
+        link(folder + "/device", root() + "/" + device);
+        link("sys/block/" + name, root() + "/" + folder);
+    }
+    void scsi(const std::string& name, const std::string& way, const std::string& place, const char* vendor,
+              const char* model) const {
+        const std::string device = kPci + way + "/host/target/" + place;
+        block(name, device);
+        file(device + "/vendor", std::string(vendor) + "\n");
+        file(device + "/model", std::string(model) + "\n");
+        file(device + "/rev", "2.5+\n");
+    }
+    void binary(const std::string& name, const std::string& page, const std::string& content) const {
+        file("sys/block/" + name + "/device/" + page, content);
+    }
+
+  private:
+    void pci(const std::string& folder, const char* code, const char* device) const {
+        const std::string path = kPci + folder;
+        for (const auto& [name, text] :
+             std::initializer_list<std::pair<const char*, const char*>>{{"class", code},
+                                                                        {"vendor", "0x8086"},
+                                                                        {"device", device},
+                                                                        {"subsystem_vendor", "0x1af4"},
+                                                                        {"subsystem_device", "0x1100"},
+                                                                        {"revision", "0x02"}})
+            file(path + "/" + name, std::string(text) + "\n");
+        link("sys/bus/pci/devices/" + folder.substr(folder.rfind('/') + 1), root() + "/" + path);
+    }
+    void usb(const std::string& port, const char* driver, const char* vendor, const char* product,
+             const char* serial) const {
+        const std::string path = std::string(kPci) + kUsb + "/usb2/" + port;
+        link(path + "/" + port + ":1.0/driver", std::string("../../drivers/") + driver);
+        file(path + "/idVendor", std::string(vendor) + "\n");
+        file(path + "/idProduct", std::string(product) + "\n");
+        if (*serial) file(path + "/serial", std::string(serial) + "\n");
+    }
+    void nvmeController(int number, const char* model, const char* state) const {
+        const std::string name = "nvme" + std::to_string(number);
+        const std::string path = std::string(kPci) + kNvme + "/nvme/" + name;
+        file(path + "/model", std::string(model) + "\n");
+        file(path + "/serial", "S4EVNF0M\n");
+        file(path + "/firmware_rev", "2B2QEXE7\n");
+        file(path + "/state", std::string(state) + "\n");
+        file(path + "/dev", "241:" + std::to_string(number) + "\n");
+        link("sys/class/nvme/" + name, root() + "/" + path);
+    }
+    static std::string identify() {
+        std::string block(512, '\0');
+        const auto words = [&](std::size_t word, std::string text, std::size_t bytes) {
+            text.resize(bytes, ' ');
+            for (std::size_t at = 0; at < bytes; ++at)
+                block[2 * word + (at ^ 1)] = text[at];
+        };
+        words(10, "        Z1D5ABCD", 20);
+        words(23, "CC49", 8);
+        words(27, "ST1000DM003-1CH162", 40);
+        return block;
+    }
+};
+
+/// A control code to a path, with an answer of up to 4096 bytes.
+struct Answered {
+    ErrorCode error;
+    Bytes bytes;
+
+    template <class T>
+    T as() const {
+        T record{};
+        EXPECT_GE(bytes.size(), sizeof record);
+        std::memcpy(&record, bytes.data(), std::min(bytes.size(), sizeof record));
+        return record;
+    }
+};
+
+Answered ask(LinuxPlatform& system, const std::wstring& path, std::uint32_t code, const Bytes& in = {},
+             std::size_t room = 4096) {
+    const auto file = system.deviceFiles().open(path, {});
+    if (!file.ok()) return {file.error, {}};
+    Bytes out(room, 0xEE);
+    const auto answer =
+        file.value->control(code, std::as_bytes(std::span(in)), std::as_writable_bytes(std::span(out)));
+    out.resize(answer.value);
+    return {answer.error, out};
+}
+
+std::wstring drive(std::uint32_t number) {
+    return LR"(\\.\PhysicalDrive)" + std::to_wstring(number);
+}
+
+std::string textAt(const Answered& answer, std::uint32_t offset) {
+    if (offset == 0) return "-";
+    return {reinterpret_cast<const char*>(answer.bytes.data()) + offset};
+}
+
+std::vector<std::string> names(DiskInventory& inventory) {
+    std::vector<std::string> found;
+    for (const NumberedDisk& disk : inventory.disks())
+        found.push_back(std::to_string(disk.number) + " " + disk.name);
+    return found;
+}
+
+TEST(LinuxDrives, StandInOrderAndKeepTheirNumbers) {
+    const DriveTree tree;
+    const RootedFiles files(tree.root());
+    DiskInventory inventory(files);
+    EXPECT_THAT(names(inventory), ElementsAre("0 sda", "1 sdb", "2 sdz", "3 sdaa", "4 sdab", "5 nvme0n2",
+                                              "6 nvme1n1", "7 vda", "8 mmcblk0"));
+    tree.remove("sys/block/sdz");
+    tree.block("sdd", "sys/devices/virtual/late");
+    EXPECT_EQ("", inventory.nameOf(2));
+    EXPECT_EQ("sdaa", inventory.nameOf(3));
+    EXPECT_EQ("sdd", inventory.nameOf(9));
+    tree.block("sdz", "sys/devices/virtual/again");
+    EXPECT_EQ("sdz", inventory.nameOf(2));
+    EXPECT_EQ("", inventory.nameOf(10));
+
+    const Tree many;
+    for (int at = 0; at < 60; ++at)
+        many.file("sys/block/sd" + (at < 26 ? "" : std::string(1, static_cast<char>('a' + at / 26 - 1))) +
+                      static_cast<char>('a' + at % 26) + "/size",
+                  "1\n");
+    const RootedFiles manyFiles(many.root());
+    DiskInventory big(manyFiles);
+    EXPECT_EQ("sdz", big.nameOf(25));
+    EXPECT_EQ("sdbh", big.nameOf(59));
+    EXPECT_EQ(60U, big.disks().size());
+
+    const Tree none;
+    const RootedFiles noFiles(none.root());
+    EXPECT_THAT(DiskInventory(noFiles).disks(), IsEmpty());
+}
+
+TEST(LinuxDrives, DescriptorAndAddressOfEachKind) {
+    const struct {
+        std::uint32_t number;
+        std::uint32_t bus;
+        const char* texts; // vendor, product, revision, serial
+        std::vector<int> address;
+    } drives[] = {
+        {0, 11, "-|ST1000DM003-1CH162|CC49|Z1D5ABCD", {0, 0, 0, 0}},
+        {1, 7, "JMicron|Generic|2.5+|12/34", {6, 0, 0, 1}},
+        {2, 7, "ASMT|2115|2.5+|-", {7, 0, 2, 0}},
+        {3, 10, "HGST|HUS726T4TALA6L4|2.5+|VDHR1234", {8, 0, 11, 0}},
+        {4, 3, "-|QEMU HARDDISK|2.5+|-", {9, 0, 1, 0}},
+        {5, 17, "NVMe|Samsung SSD 970 EVO 1TB|2B2QEXE7|S4EVNF0M", {128, 0, 0, 1}},
+        {6, 17, "NVMe|MZ  PATH|2B2QEXE7|S4EVNF0M", {137, 0, 0, 0}}, // the first live path
+        {7, 1, "-|-|-|-", {}},
+        {8, 12, "-|-|-|-", {}},
+    };
+    const DriveTree tree;
+    LinuxPlatform system(tree.root());
+    const Bytes query(12, 0);
+    for (const auto& expected : drives) {
+        SCOPED_TRACE(expected.number);
+        const auto answer = ask(system, drive(expected.number), IOCTL_STORAGE_QUERY_PROPERTY, query);
+        ASSERT_EQ(kSuccess, answer.error);
+        const auto head = answer.as<STORAGE_DEVICE_DESCRIPTOR>();
+        EXPECT_EQ(expected.bus, head.BusType);
+        EXPECT_EQ(answer.bytes.size(), head.Size);
+        EXPECT_EQ(expected.texts, textAt(answer, head.VendorIdOffset) + "|" +
+                                      textAt(answer, head.ProductIdOffset) + "|" +
+                                      textAt(answer, head.ProductRevisionOffset) + "|" +
+                                      textAt(answer, head.SerialNumberOffset));
+        const auto place = ask(system, drive(expected.number), IOCTL_SCSI_GET_ADDRESS, {}, 8);
+        EXPECT_EQ(expected.address.empty() ? kInvalidFunction : kSuccess, place.error);
+        if (expected.address.empty()) continue;
+        const auto at = place.as<SCSI_ADDRESS>();
+        EXPECT_THAT((std::vector<int>{at.PortNumber, at.PathId, at.TargetId, at.Lun}), expected.address);
+        EXPECT_EQ(8U, at.Length);
+    }
+    // The head alone tells the size; less room than that, or another property, gets nothing.
+    EXPECT_EQ(8U, ask(system, drive(0), IOCTL_STORAGE_QUERY_PROPERTY, query, 8).bytes.size());
+    EXPECT_EQ(kInsufficientBuffer, ask(system, drive(0), IOCTL_STORAGE_QUERY_PROPERTY, query, 7).error);
+    EXPECT_EQ(kInvalidFunction,
+              ask(system, drive(0), IOCTL_STORAGE_QUERY_PROPERTY, {1, 0, 0, 0, 0, 0, 0, 0}).error);
+    EXPECT_EQ(kInsufficientBuffer, ask(system, drive(0), IOCTL_SCSI_GET_ADDRESS, {}, 7).error);
+    // A host's number that is an NVMe controller's port has no address.
+    tree.scsi("sdq", "0000:00:1f.2/ata9", "128:0:0:0", "ATA", "LATE");
+    EXPECT_EQ(kNotSupported, ask(system, drive(9), IOCTL_SCSI_GET_ADDRESS).error);
+}
+
+TEST(LinuxDrives, GeometryAndCounters) {
+    const DriveTree tree;
+    LinuxPlatform system(tree.root());
+    tree.file("sys/block/sdb/removable", "1\n");
+    const auto fixed = ask(system, drive(0), IOCTL_DISK_GET_DRIVE_GEOMETRY, {}, 24).as<DISK_GEOMETRY>();
+    EXPECT_EQ(12U, fixed.MediaType);
+    EXPECT_EQ(124, fixed.Cylinders); // 2000000 / (255 * 63), the rest left out
+    EXPECT_EQ(255U * 63, fixed.TracksPerCylinder * fixed.SectorsPerTrack);
+    EXPECT_EQ(512U, fixed.BytesPerSector);
+    EXPECT_EQ(11U, ask(system, drive(1), IOCTL_DISK_GET_DRIVE_GEOMETRY).as<DISK_GEOMETRY>().MediaType);
+    EXPECT_EQ(kInsufficientBuffer, ask(system, drive(0), IOCTL_DISK_GET_DRIVE_GEOMETRY, {}, 23).error);
+
+    tree.file("sys/block/nvme0n2/stat",
+              "  621882 55459 32697082 594077 426264 202451 8589934592 699337 3 158348 1365142\n");
+    const auto counters = ask(system, drive(5), IOCTL_DISK_PERFORMANCE, {}, 88).as<DISK_PERFORMANCE>();
+    EXPECT_EQ(32697082LL * 512, counters.BytesRead);
+    EXPECT_EQ(8589934592LL * 512, counters.BytesWritten);
+    EXPECT_EQ(5940770000LL, counters.ReadTime);
+    EXPECT_EQ(6993370000LL, counters.WriteTime);
+    EXPECT_EQ(621882U, counters.ReadCount);
+    EXPECT_EQ(426264U, counters.WriteCount);
+    EXPECT_EQ(3U, counters.QueueDepth);
+    EXPECT_EQ(5U, counters.StorageDeviceNumber);
+    EXPECT_EQ(kFileNotFound, ask(system, drive(0), IOCTL_DISK_PERFORMANCE).error);
+    for (const char* text : {"", "1 2 3", "1 2 3 4 5 6 -7 8 9\n", "a b c d e f g h i\n"}) {
+        tree.file("sys/block/sda/stat", text);
+        EXPECT_EQ(13U, ask(system, drive(0), IOCTL_DISK_PERFORMANCE).error) << text;
+    }
+}
+
+/// Of the blocks only what tells the form of a request.
+Bytes blockOf(std::size_t bytes, std::initializer_list<std::pair<std::size_t, int>> values) {
+    Bytes block(bytes);
+    for (const auto& [at, value] : values)
+        block[at] = static_cast<std::uint8_t>(value);
+    return block;
+}
+
+Bytes nvmeMini() {
+    Bytes block = blockOf(sizeof(NvmeMiniportBlock), {{0, 28}, {52, 6}, {92, 1}, {141, 0x10}});
+    std::memcpy(block.data() + 4, "NvmeMini", 8);
+    return block;
+}
+
+TEST(LinuxDrives, PathsAndTheirCommands) {
+    const DriveTree tree;
+    tree.file("sys/class/scsi_host/host8/proc_name", "mpt3sas\n");
+    LinuxPlatform system(tree.root());
+    const Bytes ata = blockOf(556, {{0, 40}, {2, 2}, {9, 2}, {20, 44}, {38, 0xEC}});
+    const Bytes smart = blockOf(33, {{0, 0}, {10, 0xEC}});
+    const Bytes scsi = blockOf(44, {{0, 44}, {6, 12}, {7, 24}, {8, 1}, {13, 2}, {20, 80}, {24, 48}});
+    const Bytes query = blockOf(4144, {{0, 49}, {8, 3}, {12, 1}, {16, 1}, {24, 40}, {29, 0x10}});
+    Bytes scsiDisk = blockOf(60, {{0, 28}});
+    std::memcpy(scsiDisk.data() + 4, "SCSIDISK", 8);
+    const struct {
+        const wchar_t* path;
+        std::uint32_t code;
+        Bytes in;
+        ErrorCode error; // kFileNotFound where a node is looked for, which the tree lacks
+    } cases[] = {
+        {LR"(\\.\PHYSICALDRIVE0)", IOCTL_ATA_PASS_THROUGH, ata, kFileNotFound},
+        {LR"(\\.\physicaldrive4)", SMART_RCV_DRIVE_DATA, smart, kFileNotFound},
+        {LR"(\\.\PhysicalDrive0)", SMART_SEND_DRIVE_COMMAND, smart, kFileNotFound},
+        {LR"(\\.\PhysicalDrive0)", IOCTL_IDE_PASS_THROUGH, blockOf(12, {}), kFileNotFound},
+        {LR"(\\.\PhysicalDrive1)", IOCTL_ATA_PASS_THROUGH, ata, kInvalidFunction}, // behind a bridge
+        {LR"(\\.\PhysicalDrive2)", SMART_RCV_DRIVE_DATA, smart, kInvalidFunction},
+        {LR"(\\.\PhysicalDrive1)", IOCTL_SCSI_PASS_THROUGH, scsi, kFileNotFound},
+        {LR"(\\.\PhysicalDrive5)", IOCTL_SCSI_PASS_THROUGH, scsi, kInvalidFunction},
+        {LR"(\\.\PhysicalDrive5)", IOCTL_ATA_PASS_THROUGH, ata, kInvalidFunction},
+        {LR"(\\.\PhysicalDrive5)", IOCTL_STORAGE_QUERY_PROPERTY, query, kFileNotFound},
+        {LR"(\\.\PhysicalDrive0)", IOCTL_STORAGE_QUERY_PROPERTY, query, kInvalidFunction},
+        {LR"(\\.\PhysicalDrive5)", IOCTL_SCSI_MINIPORT, nvmeMini(), kInvalidFunction},
+        {LR"(\\.\PhysicalDrive7)", IOCTL_SCSI_PASS_THROUGH, scsi, kInvalidFunction},
+        {LR"(\\.\PhysicalDrive0)", IOCTL_STORAGE_PREDICT_FAILURE, {}, kInvalidFunction},
+        {LR"(\\.\PhysicalDrive0)", IOCTL_ATA_PASS_THROUGH, blockOf(39, {{0, 40}}), kInvalidFunction},
+        {LR"(\\.\SCSI128:)", IOCTL_SCSI_MINIPORT, nvmeMini(), kFileNotFound},
+        {LR"(\\.\Scsi128:)", IOCTL_STORAGE_QUERY_PROPERTY, query, kInvalidFunction},
+        {LR"(\\.\Scsi8:)", IOCTL_SCSI_MINIPORT, nvmeMini(), kInvalidFunction},
+        {LR"(\\.\Scsi8:)", IOCTL_SCSI_MINIPORT, scsiDisk, kInvalidFunction},
+    };
+    for (const auto& test : cases)
+        EXPECT_EQ(test.error, ask(system, test.path, test.code, test.in, 4300).error)
+            << wideToUtf8(test.path) << " " << std::hex << test.code;
+    for (const wchar_t* path : {LR"(\\.\PhysicalDrive)", LR"(\\.\PhysicalDrive99)", LR"(\\.\PhysicalDrive-1)",
+                                LR"(\\.\PhysicalDrive4294967296)", LR"(\\.\PhysicalDrive0x)", LR"(\\.\Scsi8)",
+                                LR"(\\.\Scsi0:)", LR"(\\.\Scsi130999:)", LR"(\\.\C:)", L""})
+        EXPECT_EQ(kFileNotFound, system.deviceFiles().open(path, {}).error) << wideToUtf8(path);
+
+    // A file that is no device is no node, and a disk that has gone is not there.
+    tree.file("dev/sda", "a trap");
+    auto file = system.deviceFiles().open(drive(0), {}).value;
+    std::array<std::byte, 512> sector{};
+    EXPECT_EQ(kFileNotFound, file->read(0, sector).error);
+    tree.remove("sys/block/sda");
+    EXPECT_EQ(kFileNotFound, file->control(IOCTL_DISK_GET_DRIVE_GEOMETRY, {}, sector).error);
+}
+
+TEST(LinuxDrives, ANodeHasToBeTheDeviceThatTheKernelTells) {
+    const RootedFiles files("");
+    const auto open = [&](const char* path, const char* number, bool block) {
+        return openNode(files, {path, number, block}).error;
+    };
+    EXPECT_EQ(kSuccess, open("/dev/null", "1:3", false));
+    EXPECT_EQ(kFileNotFound, open("/dev/null", "1:5", false));
+    EXPECT_EQ(kFileNotFound, open("/dev/null", "1:3", true));
+    EXPECT_EQ(kFileNotFound, open("/dev/null", "", false));
+    EXPECT_EQ(kFileNotFound, open("/dev/none", "1:3", false));
+    const Tree tree;
+    tree.link("dev/null", "/dev/null");
+    EXPECT_EQ(kFileNotFound, openNode(RootedFiles(tree.root()), {"/dev/null", "1:3", false}).error);
+
+    // A device that knows no such command says so.
+    const auto null = openNode(files, {"/dev/null", "1:3", false});
+    Bytes data(512);
+    EXPECT_EQ(kInvalidFunction, sendScsi(null.value.get(), {}, data).error);
+    EXPECT_EQ(kInvalidFunction, sendNvme(null.value.get(), {}, data));
+
+    std::string content(10000, 'x');
+    content.replace(4095, 3, "abc");
+    tree.file("disk", content);
+    const OwnedDescriptor disk(::open((tree.root() + "/disk").c_str(), O_RDONLY | O_CLOEXEC));
+    std::array<char, 3> three{};
+    const auto readAt = [&](std::uint64_t block, std::uint64_t offset) {
+        return readPastCache(disk.get(), block, offset, std::as_writable_bytes(std::span(three)));
+    };
+    EXPECT_EQ(3U, readAt(512, 4095).value); // over the edge of two pages
+    EXPECT_EQ("abc", std::string(three.data(), 3));
+    EXPECT_EQ(1U, readAt(0, 9999).value);
+    EXPECT_EQ(0U, readAt(512, 10000).value);
+    EXPECT_EQ(87U, readAt(10000, 0).error); // no block size
+}
+
+DriveRequest ataRequest(const IDEREGS& registers, std::size_t bytes, std::uint32_t seconds = 0) {
+    DriveRequest request;
+    request.path = DrivePath::ataPassThrough;
+    request.ata = registers;
+    request.dataBytes = bytes;
+    request.timeOutSeconds = seconds;
+    return request;
+}
+
+TEST(LinuxDrives, CommandBlocksThatTheKernelGets) {
+    const auto identify = scsiCommandOf(ataRequest({0, 0, 0, 0, 0, 0xA0, 0xEC, 0}, 512));
+    EXPECT_THAT(identify.cdb, ElementsAre(0x85, 8, 0x0E, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0xA0, 0xEC, 0));
+    EXPECT_EQ(16, identify.cdbLength);
+    EXPECT_EQ(2000U, identify.milliseconds);
+    EXPECT_EQ(DataWay::fromDevice, identify.way);
+    const auto smart = scsiCommandOf(ataRequest({0xD0, 1, 2, 0x4F, 0xC2, 0xB0, 0xB0, 0}, 513, 7));
+    EXPECT_THAT(smart.cdb, ElementsAre(0x85, 8, 0x0E, 0, 0xD0, 0, 2, 0, 2, 0, 0x4F, 0, 0xC2, 0xB0, 0xB0, 0));
+    EXPECT_EQ(1024U, smart.dataBytes); // whole sectors
+    EXPECT_EQ(7000U, smart.milliseconds);
+    const auto enable = scsiCommandOf(ataRequest({0xD8, 1, 1, 0x4F, 0xC2, 0xA0, 0xB0, 0}, 0));
+    EXPECT_THAT(enable.cdb, ElementsAre(0x85, 6, 0, 0, 0xD8, 0, 1, 0, 1, 0, 0x4F, 0, 0xC2, 0xA0, 0xB0, 0));
+    EXPECT_EQ(DataWay::none, enable.way);
+
+    DriveRequest bridge;
+    bridge.path = DrivePath::scsiPassThrough;
+    for (std::uint8_t at = 0; at < 16; ++at)
+        bridge.cdb[at] = static_cast<std::uint8_t>(0xA1 + at);
+    bridge.cdbLength = 12;
+    bridge.timeOutSeconds = 0xFFFFFFFF;
+    EXPECT_EQ(DataWay::none, scsiCommandOf(bridge).way);
+    bridge.dataBytes = 4096;
+    EXPECT_EQ(DataWay::fromDevice, scsiCommandOf(bridge).way);
+    bridge.toDevice = true;
+    const auto asGiven = scsiCommandOf(bridge);
+    EXPECT_EQ(bridge.cdb, asGiven.cdb);
+    EXPECT_EQ(12, asGiven.cdbLength);
+    EXPECT_EQ(4096U, asGiven.dataBytes);
+    EXPECT_EQ(DataWay::toDevice, asGiven.way);
+    EXPECT_EQ(600'000U, asGiven.milliseconds);
+}
+
+TEST(LinuxDrives, HowACommandEnded) {
+    const auto registers = [](std::uint8_t key, std::uint8_t status) {
+        return Bytes{0x72, key, 0, 0, 0, 0, 0, 18, 2, 2, 0, 0, 9,
+                     12,   0,   4, 0, 0, 0, 0, 0,  0, 0, 0, 0, status};
+    };
+    const Bytes whole = registers(1, 0x51);
+    const Bytes cut(whole.begin(), whole.begin() + 13);
+    const Bytes fixed = blockOf(18, {{0, 0x70}, {2, 1}, {4, 0x51}, {13, 0x1D}});
+    const struct {
+        const char* what;
+        ScsiOutcome outcome;
+        ErrorCode ata;
+        ErrorCode scsi;
+    } cases[] = {
+        {"good", {0, 0, 0, 512, {}}, kSuccess, kSuccess},
+        {"illegal request", {2, 0, 8, 0, {0x70, 0, 5}}, kIoDevice, kSuccess},
+        {"no sense data", {2, 0, 8, 0, {}}, kIoDevice, kSuccess},
+        {"registers that tell success", {2, 0, 8, 0, registers(1, 0x50)}, kSuccess, kSuccess},
+        {"ERR", {2, 0, 8, 0, registers(1, 0x51)}, kIoDevice, kIoDevice},
+        {"device fault", {2, 0, 8, 0, registers(1, 0x70)}, kIoDevice, kIoDevice},
+        {"a descriptor that is cut", {2, 0, 8, 0, cut}, kSuccess, kSuccess},
+        {"registers in the fixed format", {2, 0, 8, 0, fixed}, kIoDevice, kIoDevice},
+        {"aborted", {2, 0, 8, 0, registers(0x0B, 0x50)}, kIoDevice, kSuccess},
+        {"host", {0, 3, 0, 0, {}}, kIoDevice, kIoDevice},
+        {"driver", {0, 0, 6, 0, {}}, kIoDevice, kIoDevice},
+        {"busy", {8, 0, 0, 0, {}}, kIoDevice, kIoDevice},
+    };
+    EXPECT_FALSE(tellsAtaError(std::span(whole).first(25))); // nothing past the end
+    EXPECT_EQ(0U, dataOf({2, 0, 8, 512, {0x70, 0, 5}}));     // whatever the host says
+    EXPECT_EQ(512U, dataOf({2, 0, 8, 512, registers(1, 0x50)}));
+    EXPECT_EQ(300U, dataOf({0, 0, 0, 300, {}}));
+    DriveRequest bridge;
+    bridge.path = DrivePath::scsiPassThrough;
+    for (const auto& test : cases) {
+        EXPECT_EQ(test.ata, errorOf(ataRequest({}, 512), test.outcome)) << test.what;
+        EXPECT_EQ(test.scsi, errorOf(bridge, test.outcome)) << test.what;
+    }
+}
+
+TEST(LinuxDrives, NvmeCommandsThatTheKernelGets) {
+    const struct {
+        DrivePath path;
+        std::uint8_t opcode;
+        std::uint32_t space, dword10;
+        std::size_t room;
+        std::uint32_t sent10, bytes;
+        ErrorCode error;
+    } cases[] = {
+        {DrivePath::storageQuery, 6, 1, 0, 4096, 0, 4096, kSuccess},
+        {DrivePath::storageQuery, 6, 0, 1, 4096, 1, 4096, kSuccess},
+        {DrivePath::storageQuery, 2, 0xFFFFFFFF, 2, 4096, 0x007F0002, 512, kSuccess},
+        {DrivePath::storageQuery, 2, 0, 3, 4096, 0x03FF0003, 4096, kSuccess},
+        {DrivePath::nvmeMini, 2, 0xFFFFFFFF, 0x007F0002, 4096, 0x007F0002, 512, kSuccess},
+        {DrivePath::nvmeMini, 2, 0xFFFFFFFF, 2, 4096, 2, 4, kSuccess}, // as the block says
+        {DrivePath::intelNvm, 6, 0, 1, 4096, 1, 4096, kSuccess},
+        {DrivePath::intelNvm, 6, 0, 1, 512, 0, 0, kInvalidParameter}, // the drive would write past the room
+        {DrivePath::nvmeRaid, 2, 0, 0x04000002, 4096, 0, 0, kInvalidParameter},
+        {DrivePath::storageQuery, 2, 0, 2, 0, 0, 0, kInvalidParameter},
+        {DrivePath::nvmeMini, 0x80, 1, 0, 4096, 0, 0, kInvalidFunction}, // Format NVM
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(&test - cases);
+        DriveRequest request;
+        request.path = test.path;
+        request.nvmeOpcode = test.opcode;
+        request.namespaceId = test.space;
+        request.commandDword10 = test.dword10;
+        request.commandDword11 = 0;
+        request.dataBytes = test.room;
+        request.timeOutSeconds = 40;
+        const auto command = nvmeCommandOf(request);
+        EXPECT_EQ(test.error, command.error);
+        if (!command.ok()) continue;
+        EXPECT_EQ(test.opcode, command.value.opcode);
+        EXPECT_EQ(test.space, command.value.nsid);
+        EXPECT_EQ(test.sent10, command.value.cdw10);
+        EXPECT_EQ(test.bytes, command.value.data_len);
+        EXPECT_EQ(40'000U, command.value.timeout_ms);
+        request.timeOutSeconds = 0;
+        EXPECT_EQ(2000U, nvmeCommandOf(request).value.timeout_ms);
+    }
+}
+
+/// The rows of a query, a line each: the named columns with '|' between them.
+std::string rowsOf(LinuxPlatform& system, const std::wstring& wql,
+                   const std::vector<const wchar_t*>& columns) {
+    const auto locator = system.managementData().createLocator();
+    const auto services = locator.value->connectServer(LR"(\\.\root\cimv2)");
+    const auto rows = services.value->execQuery(wql);
+    if (!rows.ok()) return "failed";
+    std::ostringstream text;
+    while (const auto row = rows.value->next()) {
+        for (const wchar_t* column : columns) {
+            const auto value = row->get(column).value;
+            text << (column == columns.front() ? "" : "|");
+            if (value.type == ManagementType::i4) text << value.number;
+            if (value.type == ManagementType::bstr) text << wideToUtf8(value.text);
+        }
+        text << "\n";
+    }
+    return text.str();
+}
+
+constexpr char kNvmeId[] = R"(PCI\VEN_8086&DEV_A808&SUBSYS_11001AF4&REV_02\3&00000001&0&00)";
+
+TEST(LinuxDrives, ManagementDataTellsOfDrivesAndControllers) {
+    const DriveTree tree;
+    LinuxPlatform system(tree.root());
+    EXPECT_EQ(
+        R"(\\.\PHYSICALDRIVE0|ST1000DM003-1CH162|IDE|Fixed hard disk media|1019934720|0|0|0|SCSI\DISK&VEN_&PROD_ST1000DM003-1CH1\5&00000000&0&000000
+\\.\PHYSICALDRIVE1|JMicron Generic USB Device|USB|External hard disk media|1019934720|6|0|0|USBSTOR\DISK&VEN_JMICRON&PROD_GENERIC&REV_2.5+\12_34&1
+\\.\PHYSICALDRIVE2|ASMT 2115 SCSI Disk Device|SCSI|External hard disk media|1019934720|7|2|0|SCSI\DISK&VEN_ASMT&PROD_2115\5&00000007&0&000200
+\\.\PHYSICALDRIVE3|HGST HUS726T4TALA6L4 SCSI Disk Device|SCSI|Fixed hard disk media|1019934720|8|11|0|SCSI\DISK&VEN_HGST&PROD_HUS726T4TALA6L4\5&00000008&0&000B00
+\\.\PHYSICALDRIVE4|QEMU HARDDISK ATA Device|IDE|Fixed hard disk media|1019934720|9|1|0|IDE\DISKQEMU_HARDDISK___________________________2.5+____\5&00000009&0&000100
+\\.\PHYSICALDRIVE5|Samsung SSD 970 EVO 1TB|SCSI|Fixed hard disk media|1019934720|128|0|0|SCSI\DISK&VEN_NVME&PROD_SAMSUNG_SSD_970\5&00000080&0&000001
+\\.\PHYSICALDRIVE6|MZ  PATH|SCSI|Fixed hard disk media|1019934720|137|0|0|SCSI\DISK&VEN_NVME&PROD_MZ__PATH\5&00000089&0&000000
+\\.\PHYSICALDRIVE7||SCSI|Fixed hard disk media|1019934720||||SCSI\DISK&VEN_&PROD_\5&FFFFFFFF&0&000007
+\\.\PHYSICALDRIVE8||SCSI|Fixed hard disk media|1019934720||||SCSI\DISK&VEN_&PROD_\5&FFFFFFFF&0&000008
+)",
+        rowsOf(system, L"SELECT * FROM Win32_DiskDrive",
+               {L"DeviceID", L"Model", L"InterfaceType", L"MediaType", L"Size", L"SCSIPort", L"SCSITargetId",
+                L"SCSIBus", L"PNPDeviceID"}));
+
+    const std::vector<const wchar_t*> id = {L"DeviceID"};
+    const std::vector<const wchar_t*> named = {L"DeviceID", L"Name"};
+    const std::string uas = R"(USB\VID_174C&PID_55AA\6&2-2)";
+    const std::pair<const wchar_t*, std::string> queries[] = {
+        {LR"(ASSOCIATORS OF {Win32_DiskDrive.DeviceID='\\.\PhysicalDrive5'} WHERE ResultClass=Win32_PnPEntity)",
+         "SCSI\\DISK&VEN_NVME&PROD_SAMSUNG_SSD_970\\5&00000080&0&000001\n"},
+        {LR"(ASSOCIATORS OF {Win32_DiskDrive.DeviceID='\\.\PhysicalDrive55'} WHERE ResultClass=Win32_PnPEntity)",
+         ""},
+        {LR"(ASSOCIATORS OF {Win32_PnPEntity.DeviceID='SCSI\DISK&VEN_NVME&PROD_SAMSUNG_SSD_970\5&00000080&0&000001'} WHERE AssocClass=Win32_SCSIControllerDevice)",
+         kNvmeId + std::string("\n")},
+        {LR"(ASSOCIATORS OF {Win32_PnPEntity.DeviceID='SCSI\DISK&VEN_ASMT&PROD_2115\5&00000007&0&000200'} WHERE AssocClass=Win32_SCSIControllerDevice)",
+         uas + "\n"},
+        {LR"(ASSOCIATORS OF {Win32_PnPEntity.DeviceID='SCSI\DISK&VEN_&PROD_ST1000DM003-1CH1\5&00000000&0&000000'} WHERE AssocClass=Win32_SCSIControllerDevice)",
+         ""}, // on an IDE controller
+        {LR"(ASSOCIATORS OF {Win32_IDEController.DeviceID="PCI\\VEN_8086&DEV_2922&SUBSYS_11001AF4&REV_02\\3&00000000&0&FA"} WHERE AssocClass = Win32_IDEControllerDevice)",
+         "SCSI\\DISK&VEN_&PROD_ST1000DM003-1CH1\\5&00000000&0&000000\n"},
+        {LR"(ASSOCIATORS OF {Win32_IDEController.DeviceID="PCI\\VEN_8086&DEV_A808&SUBSYS_11001AF4&REV_02\\3&00000001&0&00"} WHERE AssocClass = Win32_IDEControllerDevice)",
+         ""}, // of another kind
+        {LR"(ASSOCIATORS OF {Win32_SCSIController.DeviceID="USB\\VID_174C&PID_55AA\\6&2-2"} WHERE AssocClass = Win32_SCSIControllerDevice)",
+         "SCSI\\DISK&VEN_ASMT&PROD_2115\\5&00000007&0&000200\n"},
+        {LR"(ASSOCIATORS OF {Win32_USBController.DeviceID="PCI\\VEN_8086&DEV_A36D&SUBSYS_11001AF4&REV_02\\3&00000000&0&A0"} WHERE AssocClass = Win32_USBControllerDevice)",
+         "USB\\VID_152D&PID_0578\\12_34\nUSBSTOR\\DISK&VEN_JMICRON&PROD_GENERIC&REV_2.5+\\12_34&1\n" + uas +
+             "\nSCSI\\DISK&VEN_ASMT&PROD_2115\\5&00000007&0&000200\n"},
+        {L"select DeviceName, DriverVersion from Win32_PnPSignedDriver", ""},
+        {L"SELECT * FROM Win32_Fan", "failed"},
+        {LR"(ASSOCIATORS OF {Win32_DiskDrive.DeviceID='\\.\PhysicalDrive5'})", "failed"},
+    };
+    for (const auto& [wql, expected] : queries)
+        EXPECT_EQ(expected, rowsOf(system, wql, id)) << wideToUtf8(wql);
+
+    EXPECT_EQ(
+        R"(PCI\VEN_8086&DEV_7010&SUBSYS_11001AF4&REV_02\3&00000000&0&09|Standard Dual Channel PCI IDE Controller
+PCI\VEN_8086&DEV_2922&SUBSYS_11001AF4&REV_02\3&00000000&0&FA|Standard SATA AHCI Controller
+)",
+        rowsOf(system, L"select Name, DeviceID from Win32_IDEController", named));
+    EXPECT_EQ(kNvmeId + std::string("|Standard NVM Express Controller\n") +
+                  "PCI\\VEN_8086&DEV_0097&SUBSYS_11001AF4&REV_02\\3&00000003&0&00|SAS Controller\n" + uas +
+                  "|USB Attached SCSI (UAS) Mass Storage Device\n",
+              rowsOf(system, L"select Name, DeviceID from Win32_SCSIController", named));
+    tree.file("usr/share/misc/pci.ids", "8086  Intel Corporation\n\ta36d  Cannon Lake PCH USB 3.1\n");
+    EXPECT_EQ("PCI\\VEN_8086&DEV_A36D&SUBSYS_11001AF4&REV_02\\3&00000000&0&A0|"
+              "Intel Corporation Cannon Lake PCH USB 3.1\n",
+              rowsOf(system, L"select Name, DeviceID from Win32_USBController", named));
+    EXPECT_EQ("|Intel Corporation Cannon Lake PCH USB 3.1\n", // the named columns alone
+              rowsOf(system, L"select Name from Win32_USBController", named));
+
+    // Two devices of one serial number still have ids of their own.
+    tree.scsi("sdg", "0000:00:14.0/usb2/2-1/2-1:1.0", "6:0:0:1", "JMicron ", "Generic");
+    EXPECT_EQ(
+        "USBSTOR\\DISK&VEN_JMICRON&PROD_GENERIC&REV_2.5+\\12_34&1&SDG\n",
+        rowsOf(
+            system,
+            LR"(ASSOCIATORS OF {Win32_DiskDrive.DeviceID='\\.\PhysicalDrive9'} WHERE ResultClass=Win32_PnPEntity)",
+            id));
+}
+
+TEST(LinuxDrives, TheLinkOfAnNvmeController) {
+    const DriveTree tree;
+    LinuxPlatform system(tree.root());
+    const std::string folder = std::string(kPci) + DriveTree::kNvme;
+    const auto devices = system.deviceTree().devicesOf(kScsiAdapterClass);
+    std::unique_ptr<Device> found;
+    std::uint32_t index = 0;
+    for (;; ++index) {
+        auto device = devices.value->at(index);
+        if (device.error == kNoMoreItems) break;
+        if (device.value->id(260).value == utf8ToWide(kNvmeId)) found = std::move(device.value);
+    }
+    EXPECT_EQ(4U, index); // the storage controllers alone
+    ASSERT_TRUE(found);
+    EXPECT_EQ(kInsufficientBuffer, found->id(sizeof kNvmeId - 1).error);
+    EXPECT_EQ(kSuccess, found->id(sizeof kNvmeId).error);
+    DevicePropertyKey key{{0x3AB22E31, 0x8264, 0x4B4E, {0x9A, 0xF5, 0xA8, 0xD2, 0xD8, 0xE3, 0x3E, 0x62}}, 0};
+    const auto property = [&](std::uint32_t id, std::size_t room = 1024) {
+        key.id = id;
+        std::vector<std::byte> data(room, std::byte{0xEE});
+        const auto answer = found->property(key, data);
+        if (!answer.ok()) return static_cast<int>(answer.error) + 10000;
+        EXPECT_EQ(4U, answer.value);
+        EXPECT_EQ(std::byte{0}, data[3]);
+        return static_cast<int>(data[0]);
+    };
+    tree.file(folder + "/max_link_speed", "16.0 GT/s PCIe\n");
+    tree.file(folder + "/current_link_speed", "2.5 GT/s\n");
+    tree.file(folder + "/max_link_width", "4\n");
+    tree.file(folder + "/current_link_width", "255\n");
+    EXPECT_EQ(4, property(11));
+    EXPECT_EQ(1, property(9));
+    EXPECT_EQ(4, property(12));
+    EXPECT_EQ(10002, property(10));
+    EXPECT_EQ(10002, property(13));
+    EXPECT_EQ(10122, property(11, 3));
+    const std::pair<const char*, int> speeds[] = {
+        {"5 GT/s", 2},      {"8.0 GT/s PCIe", 3},    {"32.0 GT/s PCIe", 5}, {"64.0 GT/s PCIe", 6},
+        {"Unknown", 10002}, {"Unknown GT/s", 10002}, {"128.0 GT/s", 10002}, {"", 10002}};
+    for (const auto& [text, generation] : speeds) {
+        tree.file(folder + "/current_link_speed", text);
+        EXPECT_EQ(generation, property(9)) << text;
+    }
+    for (const char* width : {"0", "", "x4", "33"}) {
+        tree.file(folder + "/max_link_width", width);
+        EXPECT_EQ(10002, property(12)) << width;
+    }
+    EXPECT_EQ(kNoMoreItems, system.deviceTree().devicesOf(kBatteryClass).value->at(0).error);
+}
+
+TEST(LinuxDrives, CountersOfThisMachineFollowTheKernels) {
+    LinuxPlatform system;
+    const RootedFiles files("");
+    DiskInventory inventory(files);
+    for (const NumberedDisk& disk : inventory.disks()) {
+        const auto written = [&] {
+            std::istringstream text(files.read("/sys/block/" + disk.name + "/stat").value);
+            std::int64_t field = 0;
+            for (int at = 0; at < 7; ++at)
+                text >> field;
+            return field * 512;
+        };
+        const std::int64_t before = written();
+        const auto counters = ask(system, drive(disk.number), IOCTL_DISK_PERFORMANCE).as<DISK_PERFORMANCE>();
+        EXPECT_LE(before, counters.BytesWritten) << disk.name;
+        EXPECT_GE(written(), counters.BytesWritten) << disk.name;
+    }
+}
+
+} // namespace
+} // namespace orv::test
