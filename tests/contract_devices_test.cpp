@@ -36,6 +36,9 @@ TEST_P(DevicesContract, TheInterfaceListEndsAndItsPathsOpen) {
     EXPECT_EQ(kNoMoreItems, side().deviceTree().interfacesOf({}).value->at(0).error);
     for (const auto* path : {L"\\\\.\\no such device", L"battery", L"battery0x", L""})
         EXPECT_FALSE(side().deviceFiles().open(path).ok());
+    for (const bool write : {false, true})
+        EXPECT_EQ(kFileNotFound,
+                  side().deviceFiles().open(L"\\\\.\\PhysicalDrive999", {.write = write}).error);
 }
 
 TEST_P(DevicesContract, ARegistryKeyOpensOrNamesItsError) {

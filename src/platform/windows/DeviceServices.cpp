@@ -89,9 +89,14 @@ class SetupDevice : public Device {
     SetupDevice(HDEVINFO list, const SP_DEVINFO_DATA& record) : list_(list), record_(record) {}
 
     Result<std::wstring> id(std::uint32_t room) override {
+        using Answer = Result<std::wstring>;
+        ULONG length = 0; // without the NUL; asked for, as not every system refuses to cut an id short
+        CONFIGRET result = ::CM_Get_Device_ID_Size(&length, record_.DevInst, 0);
+        if (result != CR_SUCCESS) return Answer::failed(configurationError(result));
+        if (length >= room) return Answer::failed(kInsufficientBuffer);
         std::wstring text(room, L'\0');
-        const CONFIGRET result = ::CM_Get_Device_IDW(record_.DevInst, text.data(), room, 0);
-        if (result != CR_SUCCESS) return Result<std::wstring>::failed(configurationError(result));
+        result = ::CM_Get_Device_IDW(record_.DevInst, text.data(), room, 0);
+        if (result != CR_SUCCESS) return Answer::failed(configurationError(result));
         text.resize(::wcsnlen(text.data(), room));
         return {std::move(text)};
     }
