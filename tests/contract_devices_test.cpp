@@ -8,6 +8,8 @@
 #include "platform/records/BatteryRecords.h"
 #include "support/Sides.h"
 
+#include <array>
+
 namespace orv::test {
 namespace {
 
@@ -36,6 +38,30 @@ TEST_P(DevicesContract, TheInterfaceListEndsAndItsPathsOpen) {
     EXPECT_EQ(kNoMoreItems, side().deviceTree().interfacesOf({}).value->at(0).error);
     for (const auto* path : {L"\\\\.\\no such device", L"battery", L"battery0x", L""})
         EXPECT_FALSE(side().deviceFiles().open(path).ok());
+    for (const bool write : {false, true})
+        EXPECT_EQ(kFileNotFound,
+                  side().deviceFiles().open(L"\\\\.\\PhysicalDrive999", {.write = write}).error);
+}
+
+TEST_P(DevicesContract, TheDevicesOfASetupClassEndAndTheirIdsFit) {
+    for (const Guid& setupClass : {kScsiAdapterClass, Guid{}}) {
+        const auto devices = side().deviceTree().devicesOf(setupClass);
+        ASSERT_TRUE(devices.ok()) << devices.error;
+        std::uint32_t index = 0;
+        for (; devices.value->at(index).error != kNoMoreItems; ++index) {
+            const auto device = devices.value->at(index);
+            ASSERT_TRUE(device.ok()) << device.error;
+            const auto id = device.value->id(260);
+            ASSERT_TRUE(id.ok()) << id.error;
+            const auto length = static_cast<std::uint32_t>(id.value.size());
+            EXPECT_EQ(id.value, device.value->id(length + 1).value);
+            EXPECT_EQ(kInsufficientBuffer, device.value->id(length).error);
+            std::array<std::byte, 1024> room;
+            EXPECT_FALSE(device.value->property({setupClass, 77}, room).ok()) << "no such property";
+        }
+        EXPECT_EQ(kNoMoreItems, devices.value->at(index + 5).error);
+        EXPECT_TRUE(index == 0 || setupClass == kScsiAdapterClass);
+    }
 }
 
 TEST_P(DevicesContract, ARegistryKeyOpensOrNamesItsError) {

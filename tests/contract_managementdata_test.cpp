@@ -24,7 +24,7 @@ class ManagementDataContract : public Contract {
         auto locator = side().managementData().createLocator();
         error = locator.error;
         if (!locator.ok()) return nullptr;
-        auto services = locator.value->connectServer(space);
+        auto services = locator.value->connectServer(space, kConnectWaitsAtMost);
         error = services.error;
         return std::move(services.value);
     }
@@ -57,6 +57,8 @@ TEST_P(ManagementDataContract, RowsOfMemoryModulesHaveTheTypesThatTheColumnsProm
         }
         EXPECT_EQ(kManagementNotFound, row->get(L"NoSuchColumn").error);
     }
+    for (const std::uint32_t milliseconds : {0u, 10'000u})
+        EXPECT_EQ(nullptr, answer.value->next(milliseconds));
     EXPECT_EQ(nullptr, answer.value->next());
     EXPECT_TRUE(isHost() || rows == 2) << rows;
 }

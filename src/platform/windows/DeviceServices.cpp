@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include <batclass.h>
+#include <cfgmgr32.h>
 #include <cstring>
 #include <setupapi.h>
 #include <vector>
@@ -78,6 +79,89 @@ class SetupInterfaces : public DeviceInterfaces {
     GUID class_;
 };
 
+/// The code of a failed question to the configuration manager.
+ErrorCode configurationError(CONFIGRET result) {
+    return result == CR_BUFFER_SMALL ? kInsufficientBuffer : kGeneralFailure;
+}
+
+class SetupDevice : public Device {
+  public:
+    SetupDevice(HDEVINFO list, const SP_DEVINFO_DATA& record) : list_(list), record_(record) {}
+
+    Result<std::wstring> id(std::uint32_t room) override {
+        using Answer = Result<std::wstring>;
+        ULONG length = 0; // without the NUL; asked for, as not every system refuses to cut an id short
+        CONFIGRET result = ::CM_Get_Device_ID_Size(&length, record_.DevInst, 0);
+        if (result != CR_SUCCESS) return Answer::failed(configurationError(result));
+        if (length >= room) return Answer::failed(kInsufficientBuffer);
+        std::wstring text(room, L'\0');
+        result = ::CM_Get_Device_IDW(record_.DevInst, text.data(), room, 0);
+        if (result != CR_SUCCESS) return Answer::failed(configurationError(result));
+        text.resize(::wcsnlen(text.data(), room));
+        return {std::move(text)};
+    }
+
+    Result<std::uint32_t> property(const DevicePropertyKey& key, std::span<std::byte> data) override {
+        // By name: the library has to load where the system's own one has no such function.
+        const HMODULE library = ::LoadLibraryW(L"Setupapi.dll");
+        if (!library) return Result<std::uint32_t>::failed(kModuleNotFound);
+        const auto question = reinterpret_cast<Question>(
+            reinterpret_cast<void (*)()>(::GetProcAddress(library, "SetupDiGetDevicePropertyW")));
+        const auto answer =
+            question ? ask(question, key, data) : Result<std::uint32_t>::failed(kProcedureNotFound);
+        ::FreeLibrary(library);
+        return answer;
+    }
+
+  private:
+    using Question = decltype(&::SetupDiGetDevicePropertyW);
+
+    Result<std::uint32_t> ask(Question question, const DevicePropertyKey& key, std::span<std::byte> data) {
+        DEVPROPKEY systemKey;
+        static_assert(sizeof systemKey == sizeof key);
+        std::memcpy(&systemKey, &key, sizeof key);
+        DEVPROPTYPE type = 0;
+        DWORD size = 0;
+        if (!question(list_, &record_, &systemKey, &type, reinterpret_cast<BYTE*>(data.data()),
+                      static_cast<DWORD>(data.size()), &size, 0))
+            return Result<std::uint32_t>::failed(::GetLastError());
+        return {size};
+    }
+
+    HDEVINFO list_; // the owner's
+    SP_DEVINFO_DATA record_;
+};
+
+class SetupDevices : public Devices {
+  public:
+    explicit SetupDevices(HDEVINFO list) : list_(list) {}
+    ~SetupDevices() override { ::SetupDiDestroyDeviceInfoList(list_); }
+
+    Result<std::unique_ptr<Device>> at(std::uint32_t index) override {
+        SP_DEVINFO_DATA record{};
+        record.cbSize = sizeof record;
+        if (!::SetupDiEnumDeviceInfo(list_, index, &record))
+            return Result<std::unique_ptr<Device>>::failed(::GetLastError());
+        return {std::make_unique<SetupDevice>(list_, record)};
+    }
+
+  private:
+    HDEVINFO list_;
+};
+
+/// The present devices or interfaces of a class.
+Result<HDEVINFO> presentOf(const GUID& deviceClass, DWORD flags) {
+    const HDEVINFO list = ::SetupDiGetClassDevsW(&deviceClass, nullptr, nullptr, DIGCF_PRESENT | flags);
+    if (list == INVALID_HANDLE_VALUE) return Result<HDEVINFO>::failed(::GetLastError());
+    return {list};
+}
+
+GUID systemGuid(const Guid& ours) {
+    GUID guid;
+    std::memcpy(&guid, &ours, sizeof guid);
+    return guid;
+}
+
 class OpenDevice : public DeviceFile {
   public:
     explicit OpenDevice(HANDLE file) : file_(file) {}
@@ -93,6 +177,16 @@ class OpenDevice : public DeviceFile {
         return {written};
     }
 
+    Result<std::uint32_t> read(std::uint64_t offset, std::span<std::byte> into) override {
+        LARGE_INTEGER place;
+        place.QuadPart = static_cast<LONGLONG>(offset);
+        DWORD count = 0;
+        if (!::SetFilePointerEx(file_, place, nullptr, FILE_BEGIN) ||
+            !::ReadFile(file_, into.data(), static_cast<DWORD>(into.size()), &count, nullptr))
+            return Result<std::uint32_t>::failed(::GetLastError());
+        return {count};
+    }
+
   private:
     HANDLE file_;
 };
@@ -100,21 +194,33 @@ class OpenDevice : public DeviceFile {
 } // namespace
 
 Result<std::unique_ptr<DeviceInterfaces>> WindowsDeviceTree::interfacesOf(const Guid& deviceClass) {
-    GUID guid;
-    std::memcpy(&guid, &deviceClass, sizeof guid);
-    const HDEVINFO list =
-        ::SetupDiGetClassDevsW(&guid, nullptr, nullptr, DIGCF_PRESENT | DIGCF_DEVICEINTERFACE);
-    if (list == INVALID_HANDLE_VALUE)
-        return Result<std::unique_ptr<DeviceInterfaces>>::failed(::GetLastError());
-    return {std::make_unique<SetupInterfaces>(list, guid)};
+    const GUID guid = systemGuid(deviceClass);
+    const auto list = presentOf(guid, DIGCF_DEVICEINTERFACE);
+    if (!list.ok()) return Result<std::unique_ptr<DeviceInterfaces>>::failed(list.error);
+    return {std::make_unique<SetupInterfaces>(list.value, guid)};
 }
 
-Result<std::unique_ptr<DeviceFile>> WindowsDeviceFiles::open(std::wstring_view path) {
-    const HANDLE file = ::CreateFileW(std::wstring(path).c_str(), GENERIC_READ | GENERIC_WRITE,
-                                      FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-                                      FILE_ATTRIBUTE_NORMAL, nullptr);
+Result<std::unique_ptr<Devices>> WindowsDeviceTree::devicesOf(const Guid& setupClass) {
+    const auto list = presentOf(systemGuid(setupClass), 0);
+    if (!list.ok()) return Result<std::unique_ptr<Devices>>::failed(list.error);
+    return {std::make_unique<SetupDevices>(list.value)};
+}
+
+Result<std::unique_ptr<DeviceFile>> WindowsDeviceFiles::open(std::wstring_view path,
+                                                             const DeviceOpening& opening) {
+    const DWORD access = GENERIC_READ | (opening.write ? GENERIC_WRITE : 0);
+    const DWORD sharing =
+        (opening.shareRead ? FILE_SHARE_READ : 0) | (opening.shareWrite ? FILE_SHARE_WRITE : 0);
+    const HANDLE file = ::CreateFileW(std::wstring(path).c_str(), access, sharing, nullptr, OPEN_EXISTING,
+                                      opening.attributes, nullptr);
     if (file == INVALID_HANDLE_VALUE) return Result<std::unique_ptr<DeviceFile>>::failed(::GetLastError());
     return {std::make_unique<OpenDevice>(file)};
+}
+
+ErrorCode WindowsDeviceFiles::defineDosDevice(std::wstring_view name, std::wstring_view target) {
+    return ::DefineDosDeviceW(DDD_RAW_TARGET_PATH, std::wstring(name).c_str(), std::wstring(target).c_str())
+               ? kSuccess
+               : ::GetLastError();
 }
 
 } // namespace orv::platform

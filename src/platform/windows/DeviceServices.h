@@ -11,11 +11,13 @@ namespace orv::platform {
 class WindowsDeviceTree : public DeviceTree {
   public:
     Result<std::unique_ptr<DeviceInterfaces>> interfacesOf(const Guid& deviceClass) override;
+    Result<std::unique_ptr<Devices>> devicesOf(const Guid& setupClass) override;
 };
 
 class WindowsDeviceFiles : public DeviceFiles {
   public:
-    Result<std::unique_ptr<DeviceFile>> open(std::wstring_view path) override;
+    Result<std::unique_ptr<DeviceFile>> open(std::wstring_view path, const DeviceOpening& opening) override;
+    ErrorCode defineDosDevice(std::wstring_view name, std::wstring_view target) override;
 };
 
 class WindowsRegistry : public Registry {

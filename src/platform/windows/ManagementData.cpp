@@ -48,6 +48,19 @@ class Bstr {
     BSTR text_;
 };
 
+/// The elements of a one-dimensional array of bytes.
+std::vector<std::uint8_t> bytesOf(SAFEARRAY* array) {
+    std::vector<std::uint8_t> bytes;
+    void* elements = nullptr;
+    if (!array || SafeArrayGetDim(array) != 1 || SafeArrayGetElemsize(array) != 1 ||
+        FAILED(SafeArrayAccessData(array, &elements)))
+        return bytes;
+    const auto* first = static_cast<const std::uint8_t*>(elements);
+    bytes.assign(first, first + array->rgsabound[0].cElements);
+    SafeArrayUnaccessData(array);
+    return bytes;
+}
+
 class Row : public ManagementRow {
   public:
     explicit Row(IWbemClassObject* row) : row_(row) {}
@@ -64,6 +77,7 @@ class Row : public ManagementRow {
             value.text.assign(variant.bstrVal, SysStringLen(variant.bstrVal));
         if (variant.vt == VT_I4) value.number = variant.lVal;
         if (variant.vt == VT_BOOL) value.number = variant.boolVal;
+        if (variant.vt == (VT_ARRAY | VT_UI1)) value.bytes = bytesOf(variant.parray);
         VariantClear(&variant);
         return {std::move(value)};
     }
@@ -76,10 +90,10 @@ class Enumerator : public ManagementEnumerator {
   public:
     explicit Enumerator(IEnumWbemClassObject* rows) : rows_(rows) {}
 
-    std::unique_ptr<ManagementRow> next() override {
+    std::unique_ptr<ManagementRow> next(std::uint32_t milliseconds) override {
         IWbemClassObject* row = nullptr;
         ULONG count = 0;
-        rows_->Next(static_cast<LONG>(WBEM_INFINITE), 1, &row, &count);
+        rows_->Next(static_cast<LONG>(milliseconds), 1, &row, &count);
         if (count == 0 || !row) return nullptr;
         return std::make_unique<Row>(row);
     }
@@ -118,11 +132,12 @@ class Locator : public ManagementLocator {
   public:
     explicit Locator(IWbemLocator* locator) : locator_(locator) {}
 
-    Result<std::unique_ptr<ManagementServices>> connectServer(std::wstring_view space) override {
+    Result<std::unique_ptr<ManagementServices>> connectServer(std::wstring_view space,
+                                                              std::uint32_t flags) override {
         const Bstr name(space);
         IWbemServices* services = nullptr;
-        const HRESULT result =
-            locator_->ConnectServer(name.get(), nullptr, nullptr, nullptr, 0, nullptr, nullptr, &services);
+        const HRESULT result = locator_->ConnectServer(name.get(), nullptr, nullptr, nullptr,
+                                                       static_cast<LONG>(flags), nullptr, nullptr, &services);
         if (FAILED(result)) return failed<std::unique_ptr<ManagementServices>>(result);
         return {std::make_unique<Services>(services)};
     }

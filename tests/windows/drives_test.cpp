@@ -1,0 +1,259 @@
+// What the Windows side adds to a drive's requests: how devices are opened and read, the codes of their
+// refusals, devices of a setup class, management data with a limit and byte arrays.
+
+#include "platform/DeviceFiles.h"
+#include "platform/DeviceTree.h"
+#include "platform/ManagementData.h"
+#include "platform/Platform.h"
+#include "platform/records/StorageRecords.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+namespace orv::test {
+namespace {
+
+// Before the system's headers make macros of these names.
+constexpr std::uint32_t kGeometry = platform::IOCTL_DISK_GET_DRIVE_GEOMETRY;
+constexpr std::uint32_t kDescriptor = platform::IOCTL_STORAGE_QUERY_PROPERTY;
+constexpr std::array kWriteCodes = {
+    platform::IOCTL_SCSI_PASS_THROUGH, platform::IOCTL_SCSI_MINIPORT,      platform::IOCTL_IDE_PASS_THROUGH,
+    platform::IOCTL_ATA_PASS_THROUGH,  platform::SMART_SEND_DRIVE_COMMAND, platform::SMART_RCV_DRIVE_DATA,
+};
+
+} // namespace
+} // namespace orv::test
+
+#include <windows.h>
+
+namespace orv::test {
+namespace {
+
+using namespace platform;
+
+constexpr std::byte kUntouched{0xEE};
+
+class WindowsDrives : public ::testing::Test {
+  protected:
+    Platform& side() { return *host_; }
+    DeviceFiles& files() { return host_->deviceFiles(); }
+
+  private:
+    std::unique_ptr<Platform> host_ = makeHostPlatform();
+};
+
+/// A file of 16 bytes, "0123456789abcdef", which is a device as good as any for opening and reading.
+class SixteenBytes {
+  public:
+    SixteenBytes() { std::ofstream(path_, std::ios::binary) << "0123456789abcdef"; }
+    ~SixteenBytes() {
+        std::error_code ignored;
+        std::filesystem::remove(path_, ignored);
+    }
+    std::wstring path() const { return path_.wstring(); }
+
+  private:
+    std::filesystem::path path_ = std::filesystem::temp_directory_path() / "hwprobe-sixteen-bytes";
+};
+
+TEST_F(WindowsDrives, OpeningTakesRightsSharingAndAttributesAsGiven) {
+    const SixteenBytes bytes;
+    const auto codeOf = [&](const DeviceOpening& opening) {
+        return files().open(bytes.path(), opening).error;
+    };
+    struct Case {
+        DeviceOpening first, second;
+        ErrorCode error;
+    };
+    const Case cases[] = {
+        {{}, {}, kSuccess},
+        {{.shareRead = false}, {.write = false}, ERROR_SHARING_VIOLATION},
+        {{.shareWrite = false}, {}, ERROR_SHARING_VIOLATION},
+        {{.shareWrite = false}, {.write = false}, kSuccess},
+        {{}, {.shareWrite = false}, ERROR_SHARING_VIOLATION}, // who is there already writes
+        {{.write = false}, {.shareWrite = false}, kSuccess},
+    };
+    for (const Case& row : cases) {
+        const auto held = files().open(bytes.path(), row.first);
+        ASSERT_TRUE(held.ok()) << held.error;
+        EXPECT_EQ(row.error, codeOf(row.second)) << &row - cases;
+    }
+    EXPECT_EQ(kFileNotFound, files().open(bytes.path() + L"-none").error);
+    EXPECT_FALSE(std::filesystem::exists(bytes.path() + L"-none")) << "opening never makes a file";
+    files().open(bytes.path(), {.attributes = FILE_ATTRIBUTE_NORMAL | FILE_FLAG_DELETE_ON_CLOSE});
+    EXPECT_FALSE(std::filesystem::exists(bytes.path()));
+}
+
+TEST_F(WindowsDrives, ReadingStartsWhereItIsTold) {
+    const SixteenBytes bytes;
+    const auto file = files().open(bytes.path(), {.write = false});
+    ASSERT_TRUE(file.ok()) << file.error;
+    struct Case {
+        std::uint64_t offset;
+        const char* text; // null: a failure
+    };
+    // Backwards and again: nothing of one read stays for the next.
+    for (const auto& [offset, text] : {Case{12, "cdef"},
+                                       {0, "01234567"},
+                                       {0, "01234567"},
+                                       {7, "789abcde"},
+                                       {16, ""},
+                                       {1ULL << 40, ""},
+                                       {~0ULL, nullptr}}) {
+        std::array<std::byte, 8> room;
+        room.fill(kUntouched);
+        const auto answer = file.value->read(offset, room);
+        ASSERT_EQ(text != nullptr, answer.ok()) << offset << ": " << answer.error;
+        const std::string_view wanted = text ? text : "";
+        ASSERT_EQ(wanted.size(), answer.value) << offset;
+        EXPECT_EQ(0, std::memcmp(wanted.data(), room.data(), wanted.size())) << offset;
+        EXPECT_EQ(room.size() - wanted.size(), std::count(room.begin(), room.end(), kUntouched)) << offset;
+    }
+}
+
+TEST_F(WindowsDrives, ADriveAnswersWithinTheRoomOrNamesItsRefusal) {
+    const auto drive = files().open(L"\\\\.\\PhysicalDrive0", {.attributes = 0});
+    if (!drive.ok()) GTEST_SKIP() << "no drive, or no right to it: " << drive.error;
+    std::array<std::byte, 64> room;
+    const auto ask = [&](std::uint32_t code, std::span<const std::byte> in, std::size_t size) {
+        room.fill(kUntouched);
+        const auto answer = drive.value->control(code, in, std::span(room).first(size));
+        EXPECT_TRUE(std::all_of(room.begin() + answer.value, room.end(),
+                                [](std::byte value) { return value == kUntouched; }))
+            << std::hex << code;
+        return answer;
+    };
+    const auto geometry = ask(kGeometry, {}, sizeof(platform::DISK_GEOMETRY));
+    ASSERT_TRUE(geometry.ok()) << geometry.error;
+    ASSERT_EQ(sizeof(platform::DISK_GEOMETRY), geometry.value);
+    platform::DISK_GEOMETRY record;
+    std::memcpy(&record, room.data(), sizeof record);
+    EXPECT_GE(record.BytesPerSector, 512u);
+    EXPECT_EQ(0u, record.BytesPerSector & (record.BytesPerSector - 1));
+
+    const std::array<std::byte, 12> deviceProperty{};
+    const auto descriptor = ask(kDescriptor, deviceProperty, 40);
+    ASSERT_TRUE(descriptor.ok()) << descriptor.error;
+    EXPECT_LE(descriptor.value, 40u);
+    EXPECT_FALSE(ask(0x1234, {}, 8).ok());
+}
+
+TEST_F(WindowsDrives, ADriveOpenedForReadingTakesNoCommands) {
+    const auto drive = files().open(L"\\\\.\\PhysicalDrive0", {.write = false, .attributes = 0});
+    if (!drive.ok()) GTEST_SKIP() << "no drive, or no right to it: " << drive.error;
+    std::array<std::byte, 576> block{};
+    for (const std::uint32_t code : kWriteCodes)
+        EXPECT_EQ(kAccessDenied, drive.value->control(code, block, block).error) << std::hex << code;
+}
+
+TEST_F(WindowsDrives, ADefinedNameOpensTheDeviceOfItsTarget) {
+    // A short name: an emulator is known that has no room for more than six characters here.
+    EXPECT_EQ(kFileNotFound, files().open(L"\\\\.\\HwpT").error);
+    ASSERT_EQ(kSuccess, files().defineDosDevice(L"HwpT", L"\\Device\\Null"));
+    std::array<wchar_t, 64> target{};
+    EXPECT_NE(0u, ::QueryDosDeviceW(L"HwpT", target.data(), static_cast<DWORD>(target.size())));
+    EXPECT_STREQ(L"\\Device\\Null", target.data()) << "the target stands as it was given";
+    EXPECT_EQ(kSuccess, files().open(L"\\\\.\\HwpT").error);
+    EXPECT_TRUE(::DefineDosDeviceW(DDD_REMOVE_DEFINITION, L"HwpT", nullptr));
+    EXPECT_EQ(kFileNotFound, files().open(L"\\\\.\\HwpT").error);
+    EXPECT_NE(kSuccess, files().defineDosDevice(L"", L""));
+}
+
+TEST_F(WindowsDrives, ADeviceHasAnIdThatFitsAndPropertiesThatFit) {
+    constexpr Guid kDisplayClass = {
+        0x4D36E968, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B, 0xE1, 0x03, 0x18}};
+    constexpr DevicePropertyKey kGraphicsLuid = {
+        {0x60B193CB, 0x5276, 0x4D0F, {0x96, 0xFC, 0xF1, 0x73, 0xAB, 0xAD, 0x3E, 0xC6}}, 2};
+    const auto devices = side().deviceTree().devicesOf(kDisplayClass);
+    ASSERT_TRUE(devices.ok()) << devices.error;
+    std::uint32_t index = 0;
+    for (;; ++index) {
+        const auto device = devices.value->at(index);
+        if (device.error == kNoMoreItems) break;
+        ASSERT_TRUE(device.ok()) << device.error;
+        const auto id = device.value->id(260);
+        ASSERT_TRUE(id.ok()) << id.error;
+        const auto length = static_cast<std::uint32_t>(id.value.size());
+        EXPECT_NE(0u, length);
+        EXPECT_EQ(id.value, device.value->id(length + 1).value);
+        for (const std::uint32_t room : {0u, 1u, length})
+            EXPECT_EQ(kInsufficientBuffer, device.value->id(room).error) << room;
+
+        std::array<std::byte, 1024> room;
+        const auto luid = device.value->property(kGraphicsLuid, room);
+        EXPECT_EQ(luid.ok() ? 8u : 0u, luid.value);
+        EXPECT_TRUE(luid.ok() || luid.error == ERROR_NOT_FOUND) << luid.error;
+        EXPECT_EQ(luid.ok() ? kInsufficientBuffer : luid.error,
+                  device.value->property(kGraphicsLuid, std::span(room).first(4)).error);
+        EXPECT_EQ(ERROR_NOT_FOUND, device.value->property({kDisplayClass, 77}, room).error);
+    }
+    EXPECT_EQ(kNoMoreItems, devices.value->at(index + 5).error);
+    const auto none = side().deviceTree().devicesOf({});
+    ASSERT_TRUE(none.ok()) << none.error;
+    EXPECT_EQ(kNoMoreItems, none.value->at(0).error);
+}
+
+class WindowsDriveRows : public WindowsDrives {
+  protected:
+    void SetUp() override {
+        started_ = data().initialize();
+        data().initializeSecurity();
+        auto locator = data().createLocator();
+        ASSERT_TRUE(locator.ok()) << locator.error;
+        locator_ = std::move(locator.value);
+    }
+    void TearDown() override {
+        locator_ = nullptr;
+        if (started_ == kSuccess) data().uninitialize();
+    }
+    ManagementLocator& locator() { return *locator_; }
+    ManagementData& data() { return side().managementData(); }
+
+  private:
+    ErrorCode started_ = kSuccess;
+    std::unique_ptr<ManagementLocator> locator_;
+};
+
+TEST_F(WindowsDriveRows, DisksComeAsTextWithinTheLimit) {
+    EXPECT_EQ(kManagementNamespace,
+              locator().connectServer(L"\\\\.\\root\\no such space", kConnectWaitsAtMost).error);
+    EXPECT_TRUE(locator().connectServer(L"\\\\.\\root\\WMI", kConnectWaitsAtMost).ok());
+    const auto services = locator().connectServer(L"\\\\.\\root\\cimv2", kConnectWaitsAtMost);
+    ASSERT_TRUE(services.ok()) << services.error;
+    ASSERT_EQ(kSuccess, services.value->setProxyBlanket());
+    const auto answer = services.value->execQuery(L"SELECT * FROM Win32_DiskDrive");
+    ASSERT_TRUE(answer.ok()) << answer.error;
+    while (const auto row = answer.value->next(10'000)) {
+        const auto id = row->get(L"DeviceID");
+        ASSERT_TRUE(id.ok()) << id.error;
+        EXPECT_NE(std::wstring::npos, id.value.text.find(L"PHYSICALDRIVE"));
+        const auto size = row->get(L"Size");
+        ASSERT_TRUE(size.ok()) << size.error;
+        EXPECT_TRUE(size.value.type == ManagementType::bstr || !size.value.present());
+        EXPECT_EQ(kManagementNotFound, row->get(L"NoSuchColumn").error);
+    }
+    EXPECT_EQ(nullptr, answer.value->next(0));
+}
+
+TEST_F(WindowsDriveRows, AByteArrayComesWhole) {
+    // The account of everyone has the same binary form on every system.
+    const auto services = locator().connectServer(L"\\\\.\\root\\cimv2");
+    ASSERT_TRUE(services.ok()) << services.error;
+    const auto answer = services.value->execQuery(L"SELECT * FROM Win32_SID WHERE SID='S-1-1-0'");
+    ASSERT_TRUE(answer.ok()) << answer.error;
+    const auto row = answer.value->next(10'000);
+    ASSERT_NE(nullptr, row);
+    const auto value = row->get(L"BinaryRepresentation");
+    ASSERT_TRUE(value.ok()) << value.error;
+    EXPECT_EQ(ManagementType::byteArray, value.value.type);
+    EXPECT_EQ((std::vector<std::uint8_t>{1, 1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0}), value.value.bytes);
+    EXPECT_TRUE(row->get(L"SID").value.bytes.empty());
+}
+
+} // namespace
+} // namespace orv::test
