@@ -1,10 +1,13 @@
+#include "log/LineFormatter.h"
 #include "log/Logger.h"
 #include "log/log.h"
 
 #include <gmock/gmock.h>
+#include <spdlog/pattern_formatter.h>
 
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <regex>
 #include <sstream>
 
@@ -104,6 +107,51 @@ TEST(LogWriting, AFailingSinkLosesItsLineQuietlyAndAForeignSinkIsFlushed) {
     log::info(logger, L"{:{}}", 1, -1); // a width that only the formatting finds wrong
     EXPECT_EQ("", ::testing::internal::GetCapturedStderr());
     EXPECT_EQ("line flushed ", working->seen);
+}
+
+TEST(LogWriting, LinesAreThoseOfSpdlogsDefaultPattern) {
+    using namespace std::chrono_literals;
+    log::LineFormatter ours;
+    spdlog::pattern_formatter spdlogs;
+    const auto now = std::chrono::floor<std::chrono::seconds>(spdlog::log_clock::now());
+    for (const auto since :
+         {0ms, 7ms, 999ms, 1000ms, 86'400'060ms, 15'552'000'450ms, -1ms}) // back again, too
+        for (int level = 0; level < spdlog::level::off; ++level) {
+            spdlog::details::log_msg message("wmi", static_cast<spdlog::level::level_enum>(level), "a text");
+            message.time = now + since;
+            spdlog::memory_buf_t line, expected;
+            spdlogs.format(message, expected);
+            const auto place = std::pair(message.color_range_start, message.color_range_end);
+            ours.format(message, line);
+            EXPECT_EQ(fmt::to_string(expected), fmt::to_string(line));
+            EXPECT_EQ(place, std::pair(message.color_range_start, message.color_range_end));
+        }
+}
+
+TEST(LogWriting, FormatsAreThoseOfFmt) {
+    Logger logger("x");
+    const auto ring = std::make_shared<log::RingSink>(1);
+    logger.sinks() = {ring};
+    const auto written = [&] {
+        const std::string line = ring->lines().back();
+        return line.substr(line.find(": ") + 2, line.find_first_of("\r\n") - line.find(": ") - 2);
+    };
+    log::info(logger, L"{{}} is no field");
+    EXPECT_EQ("{} is no field", written());
+    log::info(logger, L"count: {}", std::numeric_limits<int>::min());
+    EXPECT_EQ("count: -2147483648", written());
+    log::info(logger, L"count: {}", std::numeric_limits<std::uint64_t>::max());
+    EXPECT_EQ("count: 18446744073709551615", written());
+    log::info(logger, L"caf\u00E9: {}", 3);
+    EXPECT_EQ("caf\xC3\xA9: 3", written());
+    log::info(logger, L"letter: {}", L'a');
+    EXPECT_EQ("letter: a", written());
+    log::info(logger, L"text: {}", true);
+    EXPECT_EQ("text: true", written());
+    log::info(logger, L"{{{}", 5);
+    EXPECT_EQ("{5", written());
+    log::info(logger, L"{:>4}|{}", 5, L"a long text of more than sixteen letters, caf\u00E9");
+    EXPECT_EQ("   5|a long text of more than sixteen letters, caf\xC3\xA9", written());
 }
 
 TEST(LogRing, KeepsTheLatest64LinesOfEveryLogger) {

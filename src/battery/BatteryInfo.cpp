@@ -7,6 +7,7 @@
 #include "platform/utf16.h"
 
 #include <algorithm>
+#include <cstring>
 #include <optional>
 #include <span>
 
@@ -20,8 +21,8 @@ namespace {
 constexpr std::uint32_t kMostDevices = 256;
 
 bool isNoDevice(const SP_DEVICE_INTERFACE_DATA& data) {
-    return std::ranges::all_of(std::as_bytes(std::span(&data, 1)),
-                               [](std::byte byte) { return byte == std::byte{0}; });
+    constexpr SP_DEVICE_INTERFACE_DATA kNone{};
+    return std::memcmp(&data, &kNone, sizeof kNone) == 0;
 }
 
 /// The open interface list of a scope.

@@ -5,11 +5,21 @@
 
 #include <spdlog/sinks/base_sink.h>
 
-#include <mutex>
-
 namespace orv::log {
 
-using SinkMutex = HeldMutex;
+/// The one lock of all sinks: a line goes to each of them under it, so it is taken once a line and the lines
+/// stand in the same order everywhere.
+class SinkMutex {
+  public:
+    void lock() noexcept { mutex().lock(); }
+    void unlock() noexcept { mutex().unlock(); }
+
+  private:
+    static HeldMutex& mutex() noexcept {
+        constinit static HeldMutex one;
+        return one;
+    }
+};
 
 /// The finished text of a message, in spdlog's default pattern.
 inline platform::LogLine lineOf(const spdlog::details::log_msg& message, const spdlog::memory_buf_t& text) {
@@ -24,10 +34,8 @@ inline platform::LogLine lineOf(const spdlog::details::log_msg& message, const s
 template <class Mutex>
 class LineSink : public spdlog::sinks::base_sink<Mutex> {
   public:
-    void take(const platform::LogLine& line) {
-        std::lock_guard<Mutex> lock(this->mutex_);
-        write_(line);
-    }
+    /// The caller holds the lock of the sinks.
+    void take(const platform::LogLine& line) { write_(line); }
 
   protected:
     virtual void write_(const platform::LogLine& line) = 0;

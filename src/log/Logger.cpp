@@ -1,12 +1,12 @@
 #include "log/Logger.h"
 
+#include "log/LineFormatter.h"
 #include "log/log.h"
 #include "platform/text.h"
 
-#include <spdlog/pattern_formatter.h>
-
 #include <algorithm>
 #include <memory>
+#include <mutex>
 
 namespace orv {
 
@@ -29,11 +29,12 @@ spdlog::level::level_enum levelFrom(const char* variable, spdlog::level::level_e
     return level == spdlog::level::off && name != "off" ? usual : level;
 }
 
-/// The shared sinks and the one formatter of their lines.
+using Lines = LineSink<SinkMutex>;
+
+/// The shared sinks and the one formatter of all lines.
 struct Shared {
     std::vector<spdlog::sink_ptr> sinks = makeSinks(kLogDirectory);
-    SinkMutex mutex;
-    spdlog::pattern_formatter formatter;
+    LineFormatter formatter;
 };
 
 Shared& shared() {
@@ -41,9 +42,13 @@ Shared& shared() {
     return made;
 }
 
-void format(const spdlog::details::log_msg& message, spdlog::memory_buf_t& text) {
-    std::lock_guard lock(shared().mutex);
-    shared().formatter.format(message, text);
+/// The sink as one that takes finished lines; null for another one. The shared sinks, which nearly all
+/// loggers have, are told by their place.
+Lines* asLines(const std::vector<spdlog::sink_ptr>& sinks, std::size_t at) {
+    spdlog::sinks::sink* const sink = sinks[at].get();
+    const auto& known = shared().sinks;
+    if (at < known.size() && known[at].get() == sink) return static_cast<Lines*>(sink);
+    return dynamic_cast<Lines*>(sink);
 }
 
 spdlog::level::level_enum toSpdlog(Level level) {
@@ -62,7 +67,7 @@ std::vector<spdlog::sink_ptr> makeSinks(const std::string& directory) {
     return {console, file, ring};
 }
 
-std::vector<spdlog::sink_ptr>& sharedSinks() {
+const std::vector<spdlog::sink_ptr>& sharedSinks() {
     return shared().sinks;
 }
 
@@ -90,18 +95,44 @@ Logger::Logger(const std::string& name)
     set_error_handler([](const std::string&) {}); // not to the host's standard error
 }
 
+namespace {
+
+class Unlocked {
+  public:
+    explicit Unlocked(std::unique_lock<log::SinkMutex>& lock) : lock_(lock) { lock_.unlock(); }
+    ~Unlocked() { lock_.lock(); }
+    Unlocked(const Unlocked&) = delete;
+    Unlocked& operator=(const Unlocked&) = delete;
+
+  private:
+    std::unique_lock<log::SinkMutex>& lock_;
+};
+
+} // namespace
+
+void Logger::send(spdlog::level::level_enum level, std::string_view text) {
+    spdlog::details::log_msg message;
+    message.logger_name = name_;
+    message.level = level;
+    message.time = spdlog::log_clock::now();
+    message.payload = {text.data(), text.size()};
+    sink_it_(message);
+}
+
 void Logger::sink_it_(const spdlog::details::log_msg& message) {
-    const BriefScope scope; // over the locks of the formatter and of each sink
+    log::SinkMutex mutex;
     spdlog::memory_buf_t text;
-    for (const spdlog::sink_ptr& sink : sinks_) {
-        if (!sink->should_log(message.level)) continue;
+    std::unique_lock lock(mutex);
+    for (std::size_t at = 0; at < sinks_.size(); ++at) {
+        if (!sinks_[at]->should_log(message.level)) continue;
         try {
-            if (auto* lines = dynamic_cast<log::LineSink<log::SinkMutex>*>(sink.get())) {
-                if (text.size() == 0) log::format(message, text);
+            if (auto* lines = log::asLines(sinks_, at)) {
+                if (text.size() == 0) log::shared().formatter.format(message, text);
                 lines->take(log::lineOf(message, text));
             } else {
-                sink->log(message);
-                sink->flush();
+                const Unlocked unlocked(lock); // a foreign sink may write a line itself
+                sinks_[at]->log(message);
+                sinks_[at]->flush();
             }
         } catch (...) {
             // Lost to this sink; the next one may still take it.
@@ -114,33 +145,82 @@ namespace log {
 namespace {
 
 /// Nearly all lines are ASCII: those need no memory but the stack's.
-void writeText(Logger& logger, Level level, std::wstring_view text) {
-    const auto isAscii = [](wchar_t letter) { return static_cast<char32_t>(letter) < 0x80; };
-    if (!std::all_of(text.begin(), text.end(), isAscii)) {
-        logger.log(toSpdlog(level), platform::wideToUtf8(text));
-        return;
+void appendNarrow(fmt::memory_buffer& text, std::wstring_view wide) {
+    constexpr std::size_t kBlock = 16;
+    const std::size_t before = text.size();
+    text.resize(before + wide.size());
+    char* const to = text.data() + before;
+    char32_t all = 0;
+    std::size_t at = 0;
+    const auto narrow = [&](std::size_t letter) {
+        all |= static_cast<char32_t>(wide[letter]);
+        to[letter] = static_cast<char>(wide[letter]);
+    };
+    for (; at + kBlock <= wide.size(); at += kBlock) // a length that is known lets the compiler take it whole
+        for (std::size_t letter = 0; letter < kBlock; ++letter)
+            narrow(at + letter);
+    for (; at < wide.size(); ++at)
+        narrow(at);
+    if (all < 0x80) return;
+    text.resize(before);
+    const std::string utf8 = platform::wideToUtf8(wide);
+    text.append(utf8.data(), utf8.data() + utf8.size());
+}
+
+void send(Logger& logger, Level level, const fmt::memory_buffer& text) {
+    logger.send(toSpdlog(level), {text.data(), text.size()});
+}
+
+/// A text without a brace is its own result; most of the others end in the one number that they tell. False
+/// and nothing appended for all else.
+bool appendSimple(fmt::memory_buffer& text, std::wstring_view format, const fmt::wformat_args& args) {
+    const auto isBrace = [](wchar_t letter) { return letter == L'{' || letter == L'}'; };
+    const auto brace =
+        static_cast<std::size_t>(std::find_if(format.begin(), format.end(), isBrace) - format.begin());
+    if (brace == format.size()) {
+        appendNarrow(text, format);
+        return true;
     }
-    fmt::memory_buffer narrow;
-    narrow.append(text.data(), text.data() + text.size());
-    logger.log(toSpdlog(level), spdlog::string_view_t(narrow.data(), narrow.size()));
+    if (format.substr(brace) != L"{}") return false;
+    return fmt::visit_format_arg(
+        [&](auto value) {
+            using Value = decltype(value);
+            if constexpr (std::is_same_v<Value, int> || std::is_same_v<Value, unsigned> ||
+                          std::is_same_v<Value, long long> || std::is_same_v<Value, unsigned long long>) {
+                const fmt::format_int number(value);
+                appendNarrow(text, format.substr(0, brace));
+                text.append(number.data(), number.data() + number.size());
+                return true;
+            } else {
+                return false;
+            }
+        },
+        args.get(0));
 }
 
 } // namespace
 
 void write(Logger& logger, Level level, std::wstring_view text) noexcept {
     try {
-        writeText(logger, level, text);
+        fmt::memory_buffer narrow;
+        appendNarrow(narrow, text);
+        send(logger, level, narrow);
     } catch (...) {
         // A log line that cannot be formed is lost; the reading it speaks of goes on.
     }
 }
 
-void writeLocated(Logger& logger, Level level, const std::source_location& where, fmt::wstring_view format,
+void writeLocated(Logger& logger, Level level, const SourcePlace& where, fmt::wstring_view format,
                   fmt::wformat_args args) noexcept {
     try {
-        fmt::wmemory_buffer text;
-        formatLocated(text, where, format, args);
-        writeText(logger, level, {text.data(), text.size()});
+        fmt::memory_buffer text;
+        appendPlace(text, where);
+        if (!appendSimple(text, {format.data(), format.size()}, args)) {
+            fmt::wmemory_buffer wide;
+            fmt::detail::vformat_to(wide, format, args);
+            appendNarrow(text, {wide.data(), wide.size()});
+        }
+        send(logger, level, text);
     } catch (...) {
         // As above.
     }

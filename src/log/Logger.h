@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace orv {
@@ -17,6 +18,9 @@ namespace orv {
 class Logger : public spdlog::logger {
   public:
     explicit Logger(const std::string& name);
+
+    /// log() of spdlog without its questions, whose answers are the same for each message of ours.
+    void send(spdlog::level::level_enum level, std::string_view text);
 
   protected:
     void sink_it_(const spdlog::details::log_msg& message) override;
@@ -29,7 +33,7 @@ using RingSink = backtrack_sink<SinkMutex>;
 inline constexpr std::size_t kRingCapacity = 64; // lines
 
 /// The sinks that all loggers share: console, file, ring, in this order. Made on the first call.
-std::vector<spdlog::sink_ptr>& sharedSinks();
+const std::vector<spdlog::sink_ptr>& sharedSinks();
 
 /// Builds a sink list whose log file stands in `directory`. For sharedSinks and the tests.
 std::vector<spdlog::sink_ptr> makeSinks(const std::string& directory);

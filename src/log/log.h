@@ -36,7 +36,7 @@ enum class Level { trace, debug, info, warn, error };
 void write(Logger& logger, Level level, std::wstring_view text) noexcept;
 
 /// Formats and writes "FILE@LINE: message". Never throws.
-void writeLocated(Logger& logger, Level level, const std::source_location& where, fmt::wstring_view format,
+void writeLocated(Logger& logger, Level level, const SourcePlace& where, fmt::wstring_view format,
                   fmt::wformat_args args) noexcept;
 
 template <class... Args>
@@ -64,9 +64,8 @@ void error(Logger& logger, Format<Args...> format, const Args&... args) {
 }
 
 /// Entry trace: the first act of a function that matters, with its qualified name.
-inline void entry(Logger& logger, std::wstring_view qualifiedName,
-                  std::source_location where = std::source_location::current()) {
-    writeLocated(logger, Level::trace, where, L"{}", fmt::make_wformat_args(qualifiedName));
+inline void entry(Logger& logger, Format<> qualifiedName) {
+    writeLocated(logger, Level::trace, qualifiedName.where, qualifiedName.text, {});
 }
 
 } // namespace log

@@ -20,19 +20,22 @@ constinit std::atomic<std::uint32_t> process{1};     // the generation of this p
 constinit std::atomic<std::int32_t> briefHolders{0}; // threads that hold a brief mutex, or are about to
 constinit std::atomic<std::int32_t> forksUnderWay{0};
 
-/// A thread that holds a brief mutex passes: the fork waits for it.
-void enterBrief() {
-    if (held.brief++ > 0) return;
-    while (true) {
-        briefHolders.fetch_add(1);
-        const std::int32_t forks = forksUnderWay.load();
-        if (forks == 0) return;
+void waitForForks() {
+    do {
         briefHolders.fetch_sub(1);
-        forksUnderWay.wait(forks);
-    }
+        if (const std::int32_t forks = forksUnderWay.load()) forksUnderWay.wait(forks);
+        briefHolders.fetch_add(1);
+    } while (forksUnderWay.load() != 0);
 }
 
-void leaveBrief() {
+/// A thread that holds a brief mutex passes: the fork waits for it.
+inline void enterBrief() {
+    if (held.brief++ > 0) return;
+    briefHolders.fetch_add(1);
+    if (forksUnderWay.load() != 0) waitForForks();
+}
+
+inline void leaveBrief() {
     if (--held.brief == 0) briefHolders.fetch_sub(1);
 }
 
@@ -42,7 +45,7 @@ constexpr int kForkPolls = 20'000;
 
 } // namespace
 
-bool HeldMutex::take() noexcept {
+inline bool HeldMutex::take() noexcept {
     const std::uint32_t self = process.load(std::memory_order_relaxed);
     std::uint32_t holder = holder_.load(std::memory_order_relaxed);
     while (holder != self)
@@ -81,14 +84,6 @@ void HeldMutex::unlock() noexcept {
     if (use == Use::brief) leaveBrief();
 }
 
-BriefScope::BriefScope() noexcept {
-    enterBrief();
-}
-
-BriefScope::~BriefScope() {
-    leaveBrief();
-}
-
 int HeldMutex::heldCount() noexcept {
     return held.count;
 }
@@ -96,7 +91,7 @@ int HeldMutex::heldCount() noexcept {
 void HeldMutex::releaseDownTo(int count) noexcept {
     while (held.count > count)
         held.innermost->unlock();
-    // The scopes that the ended call was in are gone, too.
+    // What the ended call was about to take is not its any more.
     int left = 0;
     for (const HeldMutex* mine = held.innermost; mine; mine = mine->outer_)
         left += mine->use_ == Use::brief ? 1 : 0;

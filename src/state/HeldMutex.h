@@ -43,16 +43,6 @@ class HeldMutex {
     HeldMutex* outer_ = nullptr; // the mutex that the holder took before this one
 };
 
-/// For its scope this thread counts as one that holds a brief mutex: several in a row are then entered and
-/// left once, for a fork that waits.
-class BriefScope {
-  public:
-    BriefScope() noexcept;
-    ~BriefScope();
-    BriefScope(const BriefScope&) = delete;
-    BriefScope& operator=(const BriefScope&) = delete;
-};
-
 /// What has to be done around a fork, for a system that has it.
 struct ForkSteps {
     static void before() noexcept;

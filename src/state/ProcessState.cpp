@@ -5,8 +5,8 @@ namespace orv {
 ProcessState::~ProcessState() {
     for (auto action = exitList_.rbegin(); action != exitList_.rend(); ++action)
         (*action)();
-    while (latest_)
-        latest_ = std::move(latest_->older);
+    while (const std::unique_ptr<Slot> slot{latest_.load()})
+        latest_.store(slot->older.release());
 }
 
 void ProcessState::atExit(void (*action)()) {
@@ -14,13 +14,8 @@ void ProcessState::atExit(void (*action)()) {
     exitList_.push_back(action);
 }
 
-void* ProcessState::find(const void* key) {
-    std::lock_guard lock(mutex_);
-    return findLocked(key);
-}
-
-void* ProcessState::findLocked(const void* key) const {
-    for (const Slot* slot = latest_.get(); slot; slot = slot->older.get())
+void* ProcessState::find(const void* key) const noexcept {
+    for (const Slot* slot = latest_.load(std::memory_order_acquire); slot; slot = slot->older.get())
         if (slot->key == key) return slot->object.get();
     return nullptr;
 }
@@ -28,10 +23,11 @@ void* ProcessState::findLocked(const void* key) const {
 void* ProcessState::add(Slot slot) {
     auto fresh = std::make_unique<Slot>(std::move(slot));
     std::lock_guard lock(mutex_);
-    if (void* found = findLocked(fresh->key)) return found;
-    fresh->older = std::move(latest_);
-    latest_ = std::move(fresh);
-    return latest_->object.get();
+    if (void* found = find(fresh->key)) return found;
+    void* object = fresh->object.get();
+    fresh->older.reset(latest_.load(std::memory_order_relaxed));
+    latest_.store(fresh.release(), std::memory_order_release);
+    return object;
 }
 
 ProcessState& ProcessState::current() {

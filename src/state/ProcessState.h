@@ -2,6 +2,7 @@
 
 #include "state/HeldMutex.h"
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -35,18 +36,18 @@ class ProcessState {
     static void renew();
 
   private:
-    /// A list that grows at its head by one store, so it is whole wherever a call may end.
+    /// A list that grows at its head by one store, so it is whole wherever a call may end, and is read
+    /// without a lock: a slot stays until the owner dies.
     struct Slot {
         const void* key;
         std::shared_ptr<void> object;
         std::unique_ptr<Slot> older;
     };
-    void* find(const void* key);
-    void* findLocked(const void* key) const;
+    void* find(const void* key) const noexcept;
     void* add(Slot slot);
 
     HeldMutex mutex_;
-    std::unique_ptr<Slot> latest_;
+    std::atomic<Slot*> latest_{nullptr}; // owned
     std::vector<void (*)()> exitList_;
 };
 

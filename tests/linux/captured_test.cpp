@@ -4,13 +4,18 @@
 #include "linux/CapturedTree.h"
 #include "orvane/hwprobe.h"
 #include "platform/linux/LinuxPlatform.h"
+#include "platform/linux/PolledFolder.h"
 #include "platform/servers/BatteryServer.h"
 #include "support/TestMachine.h"
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <map>
 #include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace orv::test {
 namespace {
@@ -165,6 +170,27 @@ TEST(PolledFolder, ShowsWhatChangedWhileItStaysOpen) {
     EXPECT_EQ((Names{"a", "b"}), folder.list().value);
     tree.remove("folder/b");
     EXPECT_EQ(Names{"a"}, folder.list().value);
+}
+
+TEST(PolledFolder, ListsAllOfASystemFolderAndInAForkedChildToo) {
+    // The slabs, where the kernel shows them, take more than one question; /proc is no sysfs.
+    for (const std::string path : {"/sys/class", "/sys/module", "/sys/kernel/slab", "/proc/sys/kernel"}) {
+        if (!std::filesystem::exists(path)) continue;
+        std::vector<std::string> expected;
+        for (const auto& entry : std::filesystem::directory_iterator(path))
+            expected.push_back(entry.path().filename().string());
+        std::sort(expected.begin(), expected.end());
+        ASSERT_FALSE(expected.empty());
+        const platform::RootedFiles running("");
+        platform::PolledFolder folder(running, path);
+        for (int poll = 0; poll < 3; ++poll)
+            EXPECT_EQ(expected, folder.list().value) << path;
+        const pid_t child = ::fork();
+        if (child == 0) ::_exit(folder.list().value == expected ? 0 : 1);
+        int status = -1;
+        ASSERT_EQ(child, ::waitpid(child, &status, 0));
+        EXPECT_EQ(0, status);
+    }
 }
 
 /// No descriptor can be opened while it lives.

@@ -57,10 +57,11 @@ class SignalsHeld {
 
   private:
     static constexpr std::array kSignals = {SIGPIPE, SIGTTOU, SIGXFSZ};
+    // The sets are large and most writes need none: they have values only while held_ is true.
     bool held_;
-    sigset_t ours_{};
-    sigset_t former_{};
-    sigset_t pending_{};
+    sigset_t ours_;
+    sigset_t former_;
+    sigset_t pending_;
 };
 
 /// Whether the process may write files of a limited size only. Asked once: a limit that a host sets later is

@@ -2,8 +2,8 @@
 
 #include "platform/linux/RootedFiles.h"
 
+#include <cstdint>
 #include <string>
-#include <sys/types.h>
 #include <vector>
 
 namespace orv::platform {
@@ -14,15 +14,23 @@ namespace orv::platform {
 class PolledFolder {
   public:
     PolledFolder(const RootedFiles& files, std::string path) : files_(files), path_(std::move(path)) {}
+    ~PolledFolder() { close(); }
+    PolledFolder(const PolledFolder&) = delete;
+    PolledFolder& operator=(const PolledFolder&) = delete;
 
     /// Sorted, without "." and "..".
     Result<std::vector<std::string>> list();
 
   private:
+    ErrorCode open();
+    void close();
+    Result<std::vector<std::string>> fromHere();
+
     const RootedFiles& files_;
     std::string path_;
-    OpenFolder folder_;
-    pid_t opener_ = 0;
+    int folder_ = -1;
+    bool isSysfs_ = false;
+    std::uint32_t generation_ = 0; // of the process that opened it
 };
 
 } // namespace orv::platform

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <dirent.h>
 #include <memory>
 #include <unistd.h>
 
@@ -63,25 +64,17 @@ std::string firstLine(std::string text) {
     return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
 }
 
-Result<OpenFolder> RootedFiles::openFolder(std::string_view path) const {
-    Result<OpenFolder> folder;
-    const int file = openDescriptor(full(path).c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK);
-    if (file >= 0) folder.value.reset(::fdopendir(file));
-    if (folder.value) return folder;
-    folder.error = errorFromErrno(errno);
-    if (file >= 0) ::close(file);
-    return folder;
-}
-
 Result<std::vector<std::string>> RootedFiles::list(std::string_view path) const {
-    const auto folder = openFolder(path);
-    return folder.ok() ? namesIn(*folder.value) : Result<std::vector<std::string>>::failed(folder.error);
-}
-
-Result<std::vector<std::string>> namesIn(DIR& folder) {
     Result<std::vector<std::string>> names;
+    const int file = openDescriptor(full(path).c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK);
+    const std::unique_ptr<DIR, int (*)(DIR*)> folder(file < 0 ? nullptr : ::fdopendir(file), ::closedir);
+    if (!folder) {
+        names.error = errorFromErrno(errno);
+        if (file >= 0) ::close(file);
+        return names;
+    }
     errno = 0;
-    while (const dirent* entry = ::readdir(&folder)) {
+    while (const dirent* entry = ::readdir(folder.get())) {
         const std::string_view name = entry->d_name;
         if (name != "." && name != "..") names.value.emplace_back(name);
         errno = 0;

@@ -2,8 +2,6 @@
 
 #include "platform/Result.h"
 
-#include <dirent.h>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,14 +10,6 @@ namespace orv::platform {
 
 /// A text's first line without its line end and surrounding blanks.
 std::string firstLine(std::string text);
-
-struct FolderCloser {
-    void operator()(DIR* folder) const { ::closedir(folder); }
-};
-using OpenFolder = std::unique_ptr<DIR, FolderCloser>;
-
-/// Names from the folder's position on, sorted, without "." and "..".
-Result<std::vector<std::string>> namesIn(DIR& folder);
 
 /// Files of the system below a root folder: "" for the running system, a captured tree for a test. Paths are
 /// absolute as the running system has them. Errors are the Windows codes.
@@ -35,7 +25,6 @@ class RootedFiles {
     Result<std::string> read(std::string_view path) const;
     /// The file's first line; empty when it cannot be read.
     std::string line(std::string_view path) const;
-    Result<OpenFolder> openFolder(std::string_view path) const;
     /// Names in a folder, sorted, without "." and "..".
     Result<std::vector<std::string>> list(std::string_view path) const;
     bool exists(std::string_view path) const;
