@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <iterator>
 #include <string_view>
+#include <tuple>
 
 using namespace orv;
 
@@ -21,28 +22,21 @@ const wchar_t* const kWords[] = {
     L"SC311",    L"KIOXIA",  L"HANYE-Q55", L"LEXAR", L"MAXIO",     L"MU01",  L"SN",      L"ADATA SP580",
 };
 
-class Bytes {
-  public:
-    Bytes(const std::uint8_t* bytes, std::size_t size) : at_(bytes), end_(bytes + size) {}
+struct Bytes {
+    const std::uint8_t* at;
+    const std::uint8_t* end;
 
-    std::uint8_t next() { return at_ == end_ ? 0 : *at_++; }
+    std::uint8_t next() { return at == end ? 0 : *at++; }
 
     // A byte from 128 on is a word, another one a letter.
     std::wstring text() {
         std::wstring text;
         for (int count = next() % 24; count > 0; --count) {
             const std::uint8_t byte = next();
-            if (byte < 128)
-                text += static_cast<wchar_t>(byte);
-            else
-                text += kWords[byte % std::size(kWords)];
+            text += byte < 128 ? std::wstring(1, byte) : kWords[byte % std::size(kWords)];
         }
         return text;
     }
-
-  private:
-    const std::uint8_t* at_;
-    const std::uint8_t* end_;
 };
 
 bool knows(const RuleTable& table, const AtaSmartInfo& asi, const char* name) {
@@ -54,18 +48,15 @@ bool knows(const RuleTable& table, const AtaSmartInfo& asi, const char* name) {
     });
 }
 
-bool sameVerdict(const AtaSmartInfo& one, const AtaSmartInfo& other) {
-    return one.DiskVendorId == other.DiskVendorId && one.SmartKeyName == other.SmartKeyName &&
-           one.SsdVendorString == other.SsdVendorString &&
-           one.HostReadsWritesUnit == other.HostReadsWritesUnit && one.LifeIsRaw == other.LifeIsRaw &&
-           one.LifeIsRawInverted == other.LifeIsRawInverted && one.IsRawValues7 == other.IsRawValues7 &&
-           one.IsRawValues8 == other.IsRawValues8;
+auto verdict(const AtaSmartInfo& asi) {
+    return std::tuple(asi.DiskVendorId, asi.SmartKeyName, asi.SsdVendorString, asi.HostReadsWritesUnit,
+                      asi.LifeIsRaw, asi.LifeIsRawInverted, asi.IsRawValues7, asi.IsRawValues8);
 }
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    Bytes bytes(data, size);
+    Bytes bytes{data, data + size};
     AtaSmartInfo asi;
     asi.IsSsd = bytes.next() & 1;
     asi.Model = bytes.text();
@@ -98,6 +89,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     AtaSmartInfo again = asi;
     ClassifyDrive(again);
     ClassifyDrive(later);
-    if (!sameVerdict(asi, again) || !sameVerdict(asi, later)) std::abort();
+    if (verdict(again) != verdict(asi) || verdict(later) != verdict(asi)) std::abort();
     return 0;
 }
