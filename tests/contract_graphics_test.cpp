@@ -53,16 +53,5 @@ TEST(GraphicsContract, LibrariesAndProcessesOfADescribedMachine) {
     EXPECT_EQ(machine->graphicsSdk().function(0x12345678).error, kProcedureNotFound);
 }
 
-TEST(GraphicsMachineFile, MistakesAreNamedWithTheirPlace) {
-    for (
-        const char* graphics :
-        {R"({"intel": {}})", R"({"amd": {"adapters": [{"bus": 1, "device": 0, "name": "A", "fan": 1}]}})",
-         R"({"amd": {"adapters": [{"bus": 1, "device": 0, "name": "A", "pmLog": {"sensors": {"256": 1}}}]}})",
-         R"({"nvidia": {"adapters": [{"name": "A", "temperature": "warm"}]}})"})
-        EXPECT_THROW(Machine::fromText(std::string(R"({"name": "m", "graphics": )") + graphics + "}"),
-                     MachineFileError)
-            << graphics;
-}
-
 } // namespace
 } // namespace orv

