@@ -69,7 +69,6 @@ TEST(LinuxBattery, FilesThatAreGoneBrokenOrOfAnotherKind) {
         {kLaptop, {{"AC/", nullptr}, {"status", "Full"}}, R"(["AC power"])"}, // by the state alone
         {kLaptop, // charge does not stand in for energy
          {{"energy_full", nullptr}, {"charge_full", "4000000"}},
-         R"("capacity":38210,"cycleCount":112,"designCapacity":50000,"electricCurrent":-1.04767,)"
          R"("estimatedTime":11463,"fullChargedCapacity":-1,)"},
         {kTablet, // the percentage of the full charge, not the energy
          {{"energy_now", "9000000"}, {"charge_now", nullptr}, {"charge_full_design", "1"}},
@@ -153,22 +152,6 @@ TEST(PolledFolder, ShowsWhatChangedWhileItStaysOpen) {
     EXPECT_EQ(Names{"a"}, folder.list().value);
 }
 
-/// No descriptor can be opened while it lives.
-class NoDescriptors {
-  public:
-    NoDescriptors() {
-        ::getrlimit(RLIMIT_NOFILE, &before_);
-        const rlimit none{0, before_.rlim_max};
-        ::setrlimit(RLIMIT_NOFILE, &none);
-    }
-    ~NoDescriptors() { ::setrlimit(RLIMIT_NOFILE, &before_); }
-    NoDescriptors(const NoDescriptors&) = delete;
-    NoDescriptors& operator=(const NoDescriptors&) = delete;
-
-  private:
-    rlimit before_{};
-};
-
 TEST(LinuxLists, OnesThatCannotBeReadFailWithTheReasonAndAreTriedAgain) {
 #ifdef __SANITIZE_ADDRESS__
     GTEST_SKIP() << "the sanitizer looks at objects through a pipe, for which there is no descriptor";
@@ -185,17 +168,19 @@ TEST(LinuxLists, OnesThatCannotBeReadFailWithTheReasonAndAreTriedAgain) {
     tree.file(card + "hwmon/hwmon3/temp1_input", "48250\n");
     const TreeInUse system(tree);
     const auto expectReason = [](const char* text) { EXPECT_THAT(getLastError(), HasSubstr(text)); };
-    {
-        const NoDescriptors scarcity;
-        EXPECT_EQ(-1, initBattery());
-        expectReason("SetupDiGetClassDevs failed: error code: 4");
-        EXPECT_EQ(-1, getGpuTemperature());
-        expectReason("ADL2_Main_Control_Create failed, error code: 4");
-        getNetCardMessage();
-        expectReason("OpenProcessToken failed, error code: 4");
-        getNetCurrentSpeed();
-        expectReason("GetAdaptersInfo failed: error code: 4");
-    }
+    rlimit before{};
+    ::getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit none{0, before.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &none); // no descriptor can be opened
+    EXPECT_EQ(-1, initBattery());
+    expectReason("SetupDiGetClassDevs failed: error code: 4");
+    EXPECT_EQ(-1, getGpuTemperature());
+    expectReason("ADL2_Main_Control_Create failed, error code: 4");
+    getNetCardMessage();
+    expectReason("OpenProcessToken failed, error code: 4");
+    getNetCurrentSpeed();
+    expectReason("GetAdaptersInfo failed: error code: 4");
+    ::setrlimit(RLIMIT_NOFILE, &before);
     EXPECT_EQ(1, initBattery());
     EXPECT_EQ(48.25, getGpuTemperature());
     // A device that cannot be looked at: a link that leads to itself.

@@ -4,10 +4,8 @@
 #include "gpu/Gpu.h"
 #include "linux/CapturedTree.h"
 #include "linux/standin_nvml.h"
-#include "log/log.h"
 #include "orvane/hwprobe.h"
 #include "platform/linux/LinuxPlatform.h"
-#include "support/CapturedLog.h"
 #include "support/TestMachine.h"
 
 #include <gmock/gmock.h>
@@ -145,18 +143,6 @@ TEST(Nvml, TheDriversLibraryIsLoadedAndRead) {
     EXPECT_THAT(getLastError(), HasSubstr(": CreateProcess failed: error code: 2 message: "));
 }
 
-TEST(Nvml, ADriverThatDoesNotStartHasNoCardAndItsReasonInTheLog) {
-    const Driver driver;
-    driver->initStatus = 9;
-    platform::LinuxPlatform system;
-    const test::InUse inUse(system);
-    const test::CapturedLog log({&nvidiaGpuLogger});
-    EXPECT_EQ(getGpuLoad(), -1.0);
-    EXPECT_THAT(log.lines(spdlog::level::err),
-                testing::ElementsAre(
-                    "error NvAPI_Initialize failed, error code: 9, error message: Driver Not Loaded"));
-}
-
 /// A captured tree with the driver's library, which such a tree does not have of itself.
 class TreeWithNvml : public platform::LinuxPlatform, private platform::GraphicsSdk {
   public:
@@ -190,18 +176,6 @@ TEST(Nvml, ACardThatSleepsIsLeftAsleep) {
     EXPECT_EQ(driver->readings, before);
     tree.file(state, "active\n");
     EXPECT_EQ(getGpuLoad(), 0.83);
-}
-
-TEST(NvidiaHelper, AVanishedCurrentDirectoryIsTheLibrarysOwnError) {
-    test::TestMachine machine(R"({"name": "m", "graphics": {"nvidia": {"adapters": [{"name": "A"}]}}})");
-    ASSERT_FALSE(GetGpuList().empty());
-    const fs::path before = fs::current_path();
-    fs::create_directory("vanishing");
-    fs::current_path("vanishing");
-    fs::remove(before / "vanishing");
-    EXPECT_EQ(getGpuTemperature(), -1.0);
-    fs::current_path(before);
-    EXPECT_THAT(getLastError(), HasSubstr("current path"));
 }
 
 } // namespace
