@@ -1,4 +1,3 @@
-#include "SetupAPI/SetupAPI.h"
 #include "battery/BatteryReport.h"
 #include "log/log.h"
 #include "orvane/hwprobe.h"
@@ -222,7 +221,6 @@ TEST(BatteryReader, FailuresOfTheDeviceWalk) {
         EXPECT_EQ(count, initBattery()) << "the walk ends";
         machine->requests().clearFaults();
         EXPECT_THAT(getBatteryAllMessage(0), HasSubstr("invalid vector subscript")) << "emptied first";
-        EXPECT_EQ(1, initBattery());
     }
 }
 

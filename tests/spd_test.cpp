@@ -47,15 +47,6 @@ TEST(SpdDDR5, HighestLatencyOfEachByte) {
 TEST(SpdDDR4, TimingRoundsUp) {
     using Runs = std::vector<std::pair<std::size_t, Bytes>>;
     const std::tuple<const char*, Runs, const wchar_t*> cases[] = {
-        {"whole quotients: 13.75 / 0.625 is 22, 32 / 0.625 is 51.2",
-         {{18, {0x05}}, {20, {0, 0x80}}, {25, {0x6E, 0x6E, 0x01, 0x00}}},
-         L"22-22-22-52"},
-        {"negative corrections: 0x0A and 0xC2 are 1.188 ns, 13.75 / 1.188 is 11.6",
-         {{18, {0x0A}}, {125, {0xC2}}, {20, {0, 0x10}}, {25, {0x6E, 0x6E, 0x01, 0x18}}},
-         L"19-12-12-30"},
-        {"tRCD and tRP have corrections of their own: 13.751 and 13.749 ns",
-         {{18, {0x05}}, {20, {0, 0x80}}, {25, {0x6E, 0x6E, 0x01, 0x00}}, {121, {0xFF, 0x01}}},
-         L"22-23-22-52"},
         {"the upper half of byte 27 belongs to tRC: 48 ns",
          {{18, {0x08}}, {20, {0x01}}, {25, {0x08, 0x10, 0x21, 0x80}}},
          L"07-01-02-48"},

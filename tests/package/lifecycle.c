@@ -4,8 +4,8 @@
  *   unload CYCLES   loads, polls and unloads it; it must be gone from memory each time, with its descriptors
  *   fork CHILDREN   forks while a thread polls; each child calls every export and ends in time
  *   scarce MOST     lets each of the first MOST allocations of a report fail, alone and for good, in children
- * that have to come through and to call again storm SECONDS   sends a fault signal to the polling thread each
- * millisecond
+ *                   that have to come through and to call again
+ *   storm SECONDS   sends a fault signal to the polling thread each millisecond
  */
 #include <dirent.h>
 #include <dlfcn.h>
