@@ -108,6 +108,7 @@ const Rule rules[] = {
     {{{230, vendors(VENDOR_WDC, VENDOR_SANDISK)}}, {}, {current}, worn, "Life=97"},
     {{{230, vendors(VENDOR_WDC, VENDOR_SANDISK)}}, {}, {current}, over, "Life=-1", "Life=150"},
     {{{230, vendors(VENDOR_WDC, VENDOR_SANDISK)}}, {}, {raw}, worn, "Life=89"},
+    {{{230, vendors(VENDOR_SANDISK_DELL, VENDOR_SANDISK_LENOVO)}}, {}, {hidden}, over, "Life=150"},
     {{{231, lifeAt231}}, {}, {}, {0, 0}, "Life=0"},
     {{{231, lifeAt231}}, {}, {}, over, "Life=-1"},
     {{{231, lifeAt231}}, {}, {raw}, over, "Life=-1"},
