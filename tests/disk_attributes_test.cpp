@@ -334,6 +334,7 @@ TEST(DiskAttributes, OneDialectMayKeepThresholdsInItsAttributes) {
         EXPECT_TRUE(FillSmartThreshold(asi));
         EXPECT_EQ(first, asi.Threshold[0].ThresholdValue);
         EXPECT_EQ(first ? 5 : 0, asi.Threshold[0].ThresholdId);
+        EXPECT_EQ(own, asi.Threshold[1].ThresholdId);
         EXPECT_EQ(own ? 44 : 0, asi.Threshold[1].ThresholdValue);
         EXPECT_EQ(third, asi.Threshold[2].ThresholdValue);
     }

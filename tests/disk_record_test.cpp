@@ -42,11 +42,8 @@ TEST(WideTextTest, OperationsOfTheRules) {
 
 TEST(IdentifyWords, Versions) {
     const std::tuple<int, unsigned, const wchar_t*> majors[] = {
-        {0, 0, L""},
-        {0x8001, 0, L"----"},
-        {0x000E, 3, L"ATA-3"},
-        {0x01F0, 8, L"ATA8-ACS"},
-        {0x4000, 14, L"ACS-7"},
+        {0, 0, L""},           {0xFFFF, 0, L""},         {0x8001, 0, L"----"},
+        {0x000E, 3, L"ATA-3"}, {0x01F0, 8, L"ATA8-ACS"}, {0x4000, 14, L"ACS-7"},
     };
     for (const auto& [word, major, text] : majors) {
         std::wstring version = L"before";
@@ -57,6 +54,7 @@ TEST(IdentifyWords, Versions) {
         {0, L"----"},
         {32, L"---- [0020h]"},
         {283, L"ACS-3 Revision 4"},
+        {0xFFFF, L"----"},
     };
     for (const auto& [word, text] : minors) {
         std::wstring version;

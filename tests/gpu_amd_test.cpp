@@ -106,6 +106,7 @@ TEST(GpuAmd, WhatTheLibraryLacksOrFails) {
          ": ADL_Adapter_NumberOfAdapters_Get gave 2147483647 adapters, more than the 250 that there can be"},
         {"", "ADL2_Main_Control_Create", 0.01, ": ADL2_Main_Control_Create failed, error code: 7"},
         {R"(, "count": -2147483648)", "", -1, "No gpu found"},
+        {R"(, "missing": ["ADL2_Main_Control_Create"])", "", -1, "No gpu found"},
         {R"(, "missing": ["ADL_Overdrive5_Temperature_Get"])", "", -1, "No gpu found"},
         {R"(, "missing": ["ADL2_Main_Control_Destroy"])", "", 0.01, ""},
         {R"(, "library": "atiadlxy.dll")", "", 0.01, ""},

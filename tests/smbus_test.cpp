@@ -186,6 +186,7 @@ TEST_F(Smbus, WhatTheStatusTells) {
         {"read: done at the 501st", script({0, 0}, 500, 0, {2}), 0, kFailed, 1, kTimeout},
         {"read: an error at the 501st", script({0, 0}, 500, 0, {4}), 0, kFailed, 1, noAnswer},
         {"read: done and in error", {0, 0, 6}, 0, kFailed, 1, noAnswer},
+        {"read: ones at the status alone", {0xFF, 0, 2}, 0, 0x5A, 1, {}},
         {"write: never idle", {1}, 0, false, 0, kTimeout},
         {"write: done at the 500th look", script({0}, 499, 0, {2}), 0, true, 1, {}},
         {"write: done at the 501st", script({0}, 500, 0, {2}), 0, false, 1, kTimeout},
