@@ -56,6 +56,7 @@ TEST(LinuxBattery, FilesThatAreGoneBrokenOrOfAnotherKind) {
         {kLaptop, {{"present", "0"}}, ""},                                       // an empty bay
         {kLaptop, {{"energy_now", "9223372036854775807"}}, R"("capacity":-2,)"}, // kept off the unknown value
         {kLaptop, {{"energy_full", "-5"}}, R"("fullChargedCapacity":0,)"},
+        {kLaptop, {{"cycle_count", "-1"}}, R"("cycleCount":0,)"},
         {kLaptop, {{"voltage_now", nullptr}}, R"("voltage":4294967295})"},
         {kLaptop, {{"power_now", nullptr}}, R"("power":-2147483648,)"},
         {kLaptop, {{"power_now", "0"}}, R"("estimatedTime":0,)"},
