@@ -10,7 +10,6 @@
 #include <gmock/gmock.h>
 
 #include <regex>
-#include <stdexcept>
 
 namespace orv::test {
 namespace {
@@ -55,18 +54,6 @@ TEST_P(ClockContract, NeverGoesBackAndSleepsAtLeastAsLongAsAsked) {
     }
 }
 INSTANTIATE_SIDES(ClockContract);
-
-class FaultTrapContract : public Contract {};
-
-TEST_P(FaultTrapContract, ReturnsAndExceptionsPass) {
-    platform::FaultTrap& trap = side().faultTrap();
-    int calls = 0;
-    EXPECT_EQ(0u, trap.run([&] { ++calls; }));
-    EXPECT_THROW(trap.run([&] { throw std::runtime_error("through"); }), std::runtime_error);
-    EXPECT_EQ(0u, trap.run([&] { EXPECT_THROW(trap.run([] { throw 1; }), int); }));
-    EXPECT_EQ(1, calls);
-}
-INSTANTIATE_SIDES(FaultTrapContract);
 
 class NetworkTablesContract : public Contract {};
 

@@ -22,14 +22,8 @@ std::string reasonOf(Make make) {
     return "accepted";
 }
 
-std::string nested(std::size_t depth, const std::string& open, const std::string& close) {
-    std::string text = R"({"name": "m", "x": )";
-    for (std::size_t i = 0; i < depth; ++i)
-        text += open;
-    text += "1";
-    for (std::size_t i = 0; i < depth; ++i)
-        text += close;
-    return text + "}";
+std::string nested(std::size_t depth) {
+    return R"({"name": "m", "x": )" + std::string(depth, '[') + "1" + std::string(depth, ']') + "}";
 }
 
 std::string smbus(const std::string& eeproms) {
@@ -41,18 +35,17 @@ TEST(MachineFile, WhatIsWrongIsNamedWithItsPlace) {
     const std::pair<std::string, const char*> cases[] = {
         {R"({"name": "m"})", "accepted"},
         {"{", "machine: not JSON: "},
-        {"[]", "machine: the file must hold one object"},
         {"{}", R"(machine: the key "name" is missing)"},
         {R"({"name": "m", "memory": {"totalPhys": -1, "availPhys": 0}})",
          "machine: memory.totalPhys: must be a whole number"},
         {R"({"name": "m", "clock": {"stepNs": 0}})", "machine: clock: stepNs must be above 0"},
-        {nested(63, "[", "]"), R"(machine: unknown key "x")"},
-        {nested(64, "[", "]"), "machine: nested deeper than 64"},
-        {nested(50'000, R"({"x": )", "}"), "machine: nested deeper than 64"},
+        {R"({"name": "m", "graphics": {"amd": {"adapters": [{"pmLog": {"sensors": {"256": 1}}}]}}})",
+         "machine: "},
+        {nested(63), R"(machine: unknown key "x")"},
+        {nested(64), "machine: nested deeper than 64"},
+        {nested(50'000), "machine: nested deeper than 64"},
         {R"({"name": "m", "clock": {"stepNs": 1, "stepNs": 1}})",
          R"(machine: the key "stepNs" stands twice in one object)"},
-        {R"({"name": "m", "network": {"adapters": [{"description": "a"}, {"description": "b"}]}})",
-         "accepted"},
         {R"({"name": "m", "faults": [{"request": "adapters", "error": 5}]})", "accepted"},
         {R"({"name": "m", "faults": [{"request": "adapter", "error": 5}]})",
          R"(machine: faults[0]: no request is named "adapter")"},
@@ -62,8 +55,6 @@ TEST(MachineFile, WhatIsWrongIsNamedWithItsPlace) {
          R"(machine: faults[0]: needs either "error" or "hardwareFault")"},
         {smbus(module + R"(, {"address": "0xA0", "kind": "DDR5"})"), "accepted"},
         {smbus(module + "," + module), "machine: smbus.eeproms[1]: another EEPROM has this address"},
-        {smbus(R"({"address": "0xA1", "kind": "DDR4"})"),
-         "machine: smbus.eeproms[0]: address must be an even"},
         {smbus(R"({"address": "0x9E", "kind": "DDR4"})"),
          "machine: smbus.eeproms[0]: address must be an even"},
         {smbus(R"({"address": "0xB0", "kind": "DDR4"})"), "machine: smbus.eeproms[0].address: is above 174"},

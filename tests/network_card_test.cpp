@@ -1,5 +1,4 @@
 #include "log/log.h"
-#include "networks/adapter.h"
 #include "orvane/hwprobe.h"
 #include "regedit/regedit.h"
 #include "support/CapturedLog.h"
@@ -47,15 +46,13 @@ TEST(NetworkCards, AddressesDescriptionsAndBrokenCards) {
     const std::tuple<std::string, std::string, std::string, const char*> cases[] = {
         {R"({"description": "Card"})", card, reported(""), "adapter size: 1"},
         {long32, card, reported(zeros), "Allocated 376 memory for GetAdapterAddress"},
-        {adapter, R"({"data": "4300610072006400"})", reported("0a"), "type: 1, mac: 0a"},
-        {adapter, R"({"data": "43006100720064000000ff00ff"})", reported("0a"), "adapter size: 1"},
+        {adapter, R"({"data": "43006100720064000000ff00ff"})", reported("0a"), "type: 1, mac: 0a"},
         {adapter, R"({"data": "430061007200640078"})", reported("0a"), "adapter size: 1"},
         {adapter, R"({"data": ""})", "null", "adapter size: 0"},
         {adapter, R"({"type": 3, "data": "43"}, )" + card, reported("0a"),
          "Description type error, expect REG_SZ, current: 3"},
         {R"({"description": "Card", "type": 131})", card, "null", "type: 0, mac: "},
         {adapter, R"({"description": "card"})", "null", "adapter size: 0"},
-        {adapter, R"({"description": "Card "})", "null", "adapter size: 0"},
         {"", card, "null", "GetAdaptersAddresses failed, error code: 232"},
     };
     for (const auto& [addresses, cards, report, line] : cases) {
@@ -91,9 +88,7 @@ TEST(NetworkCards, FailuresAreCachedEmptyAndPrivilegesAreNot) {
         {"openRegistryKey", 1, "null", "open NetworkCards failed"},
         {"openRegistryKey", 2, "[{\"mac", "open 2 failed"},
         {"registrySubkey", 2, "null", "enumKey failed"},
-        {"registryValueInfo", 1, "[{\"mac", "query Description failed"},
         {"registryValue", 1, "[{\"mac", "RegQueryValueEx failed: error code: 1300"},
-        {"adapterAddressesSize", 0, "null", "GetAdaptersAddresses failed, error code: 1300"},
         {"adapterAddresses", 0, "null", "GetAdaptersAddresses failed, error code: 1300"},
     };
     for (const auto& [request, nth, start, text] : cases) {
@@ -115,15 +110,6 @@ TEST(NetworkCards, FailuresAreCachedEmptyAndPrivilegesAreNot) {
     }
 }
 
-TEST(NetworkCards, TheFilterMayBeEmptyAndOrderIsTheSystems) {
-    TestMachine machine = TestMachine::sample("laptop");
-    const auto all = net::getAdapterHelper({});
-    ASSERT_EQ(4u, all.size());
-    EXPECT_EQ(L"Software", all[3].manufacture);
-    EXPECT_EQ(0, all[3].type);
-    EXPECT_EQ(L"", all[3].macAddress);
-}
-
 TEST(Regedit, OneKeyAtATime) {
     const std::string tooLong(512, 'x');
     TestMachine machine(machineWith("", R"({"key": "2", "description": "Card"}, {"key": ")" + tooLong +
@@ -133,29 +119,19 @@ TEST(Regedit, OneKeyAtATime) {
     std::vector<std::wstring> names{L"before"};
     std::vector<std::byte> data;
     EXPECT_FALSE(key.enumKey(names));
-    EXPECT_FALSE(key.queryValue(L"Description", data, nullptr));
     ASSERT_TRUE(key.open(kCards, 0x20019));
     EXPECT_FALSE(key.enumKey(names)) << "a name that does not fit";
     EXPECT_THAT(log.lines().back(), HasSubstr("error RegEnumKeyEx failed: error code: 234"));
     EXPECT_THAT(names, ElementsAre(L"before", L"2")) << "the names before it stay";
-    EXPECT_FALSE(key.queryValue(L"Description", data, nullptr));
     ASSERT_TRUE(key.open(std::wstring(kCards) + L"2\\", 0x20019));
     data.resize(99);
     ASSERT_TRUE(key.queryValue(L"Description", data, nullptr));
     EXPECT_EQ(10u, data.size());
-    names.clear();
-    EXPECT_TRUE(key.enumKey(names)) << "no subkeys";
-    EXPECT_TRUE(names.empty());
     EXPECT_FALSE(key.open(L"SOFTWARE\\None\\", 0x20019));
     EXPECT_FALSE(key.queryValue(L"Description", data, nullptr)) << "the key before it is closed";
     const auto lines = log.lines();
     EXPECT_EQ("error hKey is nullptr", lines.back());
     EXPECT_EQ(1, std::ranges::count(lines, "info Do Elevate Privileges"));
-
-    regedit moved = std::move(key);
-    // NOLINTNEXTLINE(bugprone-use-after-move,clang-analyzer-cplusplus.Move)
-    EXPECT_THROW(key.open(kCards, 0x20019), std::exception);
-    EXPECT_TRUE(moved.open(kCards, 0x20019));
 }
 
 } // namespace

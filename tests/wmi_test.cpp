@@ -41,12 +41,10 @@ TEST_F(Wmi, StepsInTheirOrder) {
                             R"(connectServer ROOT\CIMV2)", "setProxyBlanket",
                             "execQuery SELECT * FROM Win32_PhysicalMemory", "nextRow", "nextRow", "nextRow",
                             "getColumn A", "getColumn A", "uninitializeCom"));
-    EXPECT_THAT(log.lines(),
-                ElementsAre("trace wmi::wmiImpl::wmiImpl", "debug wmi init",
-                            "debug Connected to ROOT\\CIMV2 WMI namespace", "debug wmi init over",
-                            "trace wmi::wmiImpl::query", "info query: SELECT * FROM Win32_PhysicalMemory",
-                            "debug query success, size: 2", "trace wmi::wmiImpl::get", "info get key: A",
-                            "info get success, size: 2", "trace wmi::wmiImpl::~wmiImpl",
+    EXPECT_THAT(log.lines(spdlog::level::debug),
+                ElementsAre("debug wmi init", "debug Connected to ROOT\\CIMV2 WMI namespace",
+                            "debug wmi init over", "info query: SELECT * FROM Win32_PhysicalMemory",
+                            "debug query success, size: 2", "info get key: A", "info get success, size: 2",
                             "debug wmi destroy, pEnumerator: true, pSvc: true, pLoc: true, coUnInitFlag: 1"));
 }
 
@@ -102,16 +100,9 @@ TEST_F(Wmi, QueriesThatGiveNothing) {
     wmi failing;
     test::CapturedLog log({&wmiLogger});
     EXPECT_FALSE(failing.query(L"SELECT * FROM NoSuchClass"));
-    EXPECT_FALSE(failing.query(L"SELECT * FROM Empty WHERE A = 1")) << "conditions are not served";
     EXPECT_THAT(log.lines(spdlog::level::err),
-                ElementsAre("error ExecQuery failed: error code: 2147749904 message: ",
-                            "error ExecQuery failed: error code: 2147749904 message: "));
+                ElementsAre("error ExecQuery failed: error code: 2147749904 message: "));
     EXPECT_THROW(failing.get(L"A"), HWException);
-
-    wmi moved(std::move(failing));
-    // NOLINTNEXTLINE(bugprone-use-after-move,clang-analyzer-cplusplus.Move)
-    EXPECT_THROW(failing.query(kQuery), HWException);
-    EXPECT_TRUE(moved.query(kQuery));
 }
 
 } // namespace

@@ -24,6 +24,7 @@ void ataRecord(AtaSmartInfo& asi, const std::uint8_t* bytes, std::size_t size) {
     if (!readIdentifyTexts(asi, identify)) return;
     interpretIdentify(asi, identify);
     finishRecord(asi);
+    ClassifyDrive(asi); // by texts of any letters
     require(!asi.Model.empty() && asi.Model.size() <= 40 && asi.ModelSerial.size() <= 60);
     require(asi.Cylinder <= 0x3FFF && asi.Head <= 16 && asi.Sector <= 63 && asi.TransferModeType <= 12);
     require(asi.DetectedTimeUnitType >= TIME_UNIT_HOURS && asi.DetectedTimeUnitType <= TIME_UNIT_INTEL);

@@ -1,4 +1,5 @@
-// Any bytes as a drive's two SMART blocks, read by any dialect: the record stays within its bounds.
+// Any bytes as a drive's two SMART blocks, read by any dialect: the record stays within its bounds, and what
+// it is classified as by its attributes stays when it is classified again.
 
 #include "disk_engine/AttributeNames.h"
 #include "disk_engine/Interpretation.h"
@@ -6,6 +7,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <tuple>
 
 using namespace orv;
 
@@ -69,5 +71,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     for (std::uint32_t i = 0; i < asi.AttributeCount; ++i)
         require(asi.Attribute[i].Id != 0 && *AttributeName(asi, asi.Attribute[i]));
     require(CheckSmartAttributeCorrect(asi, asi));
+
+    const auto classified = [&] {
+        ClassifyDrive(asi);
+        return std::tuple(asi.DiskVendorId, asi.SmartKeyName, asi.HostReadsWritesUnit, asi.LifeIsRaw);
+    };
+    const auto first = classified();
+    require(first == classified() && asi.HostReadsWritesUnit <= HOST_UNIT_GB);
     return 0;
 }

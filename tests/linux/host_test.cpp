@@ -1,4 +1,4 @@
-// What only the Linux side has: captured trees, descriptors.
+// What only the Linux side has: captured trees, memory that stays.
 
 #include "linux/CapturedTree.h"
 #include "orvane/hwprobe.h"
@@ -7,8 +7,7 @@
 
 #include <gmock/gmock.h>
 
-#include <filesystem>
-#include <fstream>
+#include <malloc.h>
 
 namespace orv::test {
 namespace {
@@ -23,8 +22,7 @@ std::string devLine(const std::string& name, const std::string& in, const std::s
 TEST(LinuxNetwork, InterfacesAreNamedAsAPersonKnowsThem) {
     Tree tree;
     tree.file("proc/net/dev", kDevHead + devLine("lo", " 10", "10") + devLine("eth0", "4294967300", "7") +
-                                  devLine("eth1", " 1", "2") + devLine("usb0", " 3", "4") +
-                                  devLine("enp9", " 5", "6") + devLine("br0", " 8", "9"));
+                                  devLine("eth1", " 1", "2") + devLine("br0", " 8", "9"));
     tree.file("proc/net/route", "Iface\tDestination\tGateway\neth0\t00000000\t0101A8C0\n");
     tree.file("usr/share/misc/pci.ids",
               "# ids\n1af4  Other\n\t15f2  Wrong\n8086  ACME Inc.\n\t15f2  Gigabit Port\n"
@@ -37,17 +35,6 @@ TEST(LinuxNetwork, InterfacesAreNamedAsAPersonKnowsThem) {
         tree.link(device + "/subsystem", "../../../bus/pci");
         tree.link("sys/class/net/eth" + port + "/device", "../../../../" + device);
     }
-    const std::string usb = "sys/devices/pci0000:00/0000:00:14.0/usb1/1-2";
-    tree.file(usb + "/idVendor", "0bda\n");
-    tree.file(usb + "/idProduct", "8153\n");
-    tree.file(usb + "/manufacturer", "Nordwind\n");
-    tree.file(usb + "/product", "USB LAN\n");
-    tree.link(usb + "/subsystem", "../../../../../bus/usb");
-    tree.link(usb + "/1-2:1.0/subsystem", "../../../../../../bus/usb");
-    tree.link("sys/class/net/usb0/device", "../../../../" + usb + "/1-2:1.0");
-    const std::string unknown = "sys/devices/platform/mac";
-    tree.link(unknown + "/driver", "../../../bus/platform/drivers/stmac");
-    tree.link("sys/class/net/enp9/device", "../../../../" + unknown);
     tree.file("sys/class/net/br0/uevent", "DEVTYPE=bridge\nINTERFACE=br0\n");
 
     platform::LinuxPlatform system(tree.root());
@@ -56,52 +43,35 @@ TEST(LinuxNetwork, InterfacesAreNamedAsAPersonKnowsThem) {
     ASSERT_TRUE(adapters.ok());
     for (const auto& adapter : adapters.value)
         names.push_back(adapter.description);
-    EXPECT_THAT(names, ::testing::ElementsAre("ACME Inc. Gigabit Port", "ACME Inc. Gigabit Port #2",
-                                              "Nordwind USB LAN", "stmac enp9", "bridge br0"));
+    EXPECT_THAT(names,
+                ::testing::ElementsAre("ACME Inc. Gigabit Port", "ACME Inc. Gigabit Port #2", "bridge br0"));
     EXPECT_EQ("192.168.1.1", adapters.value[0].gateway);
     EXPECT_EQ("0.0.0.0", adapters.value[1].gateway);
 
     std::vector<platform::InterfaceRow> rows;
     ASSERT_EQ(platform::kSuccess, system.networkTables().interfaceRows(rows));
-    ASSERT_EQ(6u, rows.size());
+    ASSERT_EQ(4u, rows.size());
     EXPECT_EQ("virtual lo", rows[0].description);
-    EXPECT_EQ("ACME Inc. Gigabit Port", rows[1].description);
     EXPECT_EQ(4u, rows[1].inOctets) << "the low half of a 64-bit counter";
     EXPECT_EQ(7u, rows[1].outOctets);
 }
 
 TEST(LinuxMemory, ReadsMeminfoAndRefusesWhatIsNone) {
     Tree tree;
-    platform::LinuxPlatform system(tree.root());
-    EXPECT_EQ(platform::kFileNotFound, system.systemFacts().memoryStatus().error);
+    const auto read = [&] { return platform::LinuxPlatform(tree.root()).systemFacts().memoryStatus(); };
+    EXPECT_EQ(platform::kFileNotFound, read().error);
     tree.file("proc/meminfo", "MemTotal: lots\n");
-    EXPECT_EQ(platform::kInvalidData, system.systemFacts().memoryStatus().error);
-
-    Tree whole;
-    whole.file("proc/meminfo", "MemTotal:  1000 kB\nMemFree:  1 kB\nMemAvailable:   250 kB\n"
-                               "CommitLimit: 400 kB\nCommitted_AS: 500 kB\n");
-    platform::LinuxPlatform known(whole.root());
-    const auto answer = known.systemFacts().memoryStatus();
+    EXPECT_EQ(platform::kInvalidData, read().error);
+    tree.file("proc/meminfo", "MemTotal:  1000 kB\nMemFree:  1 kB\nMemAvailable:   250 kB\n"
+                              "CommitLimit: 400 kB\nCommitted_AS: 500 kB\n");
+    const auto answer = read();
     ASSERT_TRUE(answer.ok());
     EXPECT_EQ(75u, answer.value.loadPercent);
     EXPECT_EQ(1000u * 1024, answer.value.totalPhys);
     EXPECT_EQ(0u, answer.value.availPageFile) << "more promised than the limit";
 }
 
-std::size_t openDescriptors() {
-    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
-                                                  std::filesystem::directory_iterator()));
-}
-
-std::size_t residentPages() {
-    std::ifstream statm("/proc/self/statm");
-    std::size_t size = 0;
-    std::size_t resident = 0;
-    statm >> size >> resident;
-    return resident;
-}
-
-TEST(LinuxPolling, TenThousandPollsLeaveMemoryAndDescriptorsWhereTheyWere) {
+TEST(LinuxPolling, TenThousandPollsLeaveMemoryWhereItWas) {
     const auto host = platform::makeHostPlatform();
     InUse inUse(*host);
     const auto poll = [](int times) {
@@ -111,13 +81,10 @@ TEST(LinuxPolling, TenThousandPollsLeaveMemoryAndDescriptorsWhereTheyWere) {
         }
     };
     poll(500);
-    const std::size_t descriptors = openDescriptors();
-    [[maybe_unused]] const std::size_t pages = residentPages();
+    const std::size_t used = ::mallinfo2().uordblks;
     poll(10000);
-    EXPECT_EQ(descriptors, openDescriptors());
-#ifndef __SANITIZE_ADDRESS__ // which keeps freed memory for a while, and finds leaks by itself
-    EXPECT_LT(residentPages(), pages + 256) << "a megabyte over twenty thousand calls would be a leak";
-#endif
+    // A sanitizer's allocator counts nothing there, and finds leaks by itself.
+    EXPECT_LT(::mallinfo2().uordblks, used + (1u << 20)) << "a megabyte over twenty thousand calls is a leak";
 }
 
 } // namespace

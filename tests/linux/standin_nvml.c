@@ -81,6 +81,5 @@ int nvmlDeviceGetMemoryInfo(void* device, struct Memory* memory) {
 }
 
 const char* nvmlErrorString(int status) {
-    if (status == 3) return "Not Supported";
-    return status == driverNotLoaded ? "Driver Not Loaded" : "Unknown Error";
+    return status == 3 ? "Not Supported" : "Unknown Error";
 }

