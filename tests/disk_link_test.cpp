@@ -75,7 +75,8 @@ TEST(DiskLinkTest, TheLastRowNamesTheController) {
     machine->managementData().initialize();
     machine->requests().keepRecord(true);
     EXPECT_EQ(LR"(PCI\D)", GetControllerDeviceId(0));
-    EXPECT_THAT(machine->requests().record(), Contains(R"(connectServer \\.\root\cimv2)"));
+    EXPECT_THAT(machine->requests().record(),
+                Contains(R"(connectServer \\.\root\cimv2 for two minutes at most)"));
     std::vector<std::string> queries;
     for (const std::string& line : machine->requests().record())
         if (line.starts_with("execQuery")) queries.push_back(line.substr(10));

@@ -64,10 +64,16 @@ class CAtaSmart {
     CAtaSmart(const CAtaSmart&) = delete;
     CAtaSmart& operator=(const CAtaSmart&) = delete;
 
+    /// Allows the paths that the library runs with. Before the first search.
+    void UseStandardPaths();
+
     // ---- Probing: which path a drive answers on, and its record
 
     /// Tries the paths in their order until a drive gives its identify data. True when a record was added.
     bool GetDiskInfo(const DriveSighting& drive);
+    /// A drive by its number alone: its driver tells the bus, then the paths are tried. True when a record
+    /// was added. Not for removable media.
+    bool SearchPhysicalDrive(std::int32_t physicalDriveId);
     /// A record from an IDENTIFY DEVICE block and the SMART data that the same path gives. The block is
     /// altered in place. False leaves the list as it was but for what it says of a drive that it had.
     bool AddDisk(const DriveAddress& address, IdentifyBlock identify);
@@ -265,6 +271,11 @@ std::wstring GetControllerDeviceId(std::int32_t physicalDriveId);
 /// The link of that controller, by the device tree.
 PcieLink GetPcieLink(std::int32_t physicalDriveId);
 std::wstring FormatPcieLink(std::uint32_t speed, std::uint32_t width);
+
+/// The texts with each byte pair swapped back take the place of the texts.
+void takeReverseTexts(AtaSmartInfo& asi);
+/// The same, when the model is one of those that bridges are known to swap.
+void checkReverse(AtaSmartInfo& asi);
 
 /// The two letters of a path; empty for a number without a row.
 std::wstring commandTypeCode(std::uint32_t commandType);

@@ -179,22 +179,6 @@ TEST(PolledFolder, ListsAllOfASystemFolderAndInAForkedChildToo) {
     }
 }
 
-/// No descriptor can be opened while it lives.
-class NoDescriptors {
-  public:
-    NoDescriptors() {
-        ::getrlimit(RLIMIT_NOFILE, &before_);
-        const rlimit none{0, before_.rlim_max};
-        ::setrlimit(RLIMIT_NOFILE, &none);
-    }
-    ~NoDescriptors() { ::setrlimit(RLIMIT_NOFILE, &before_); }
-    NoDescriptors(const NoDescriptors&) = delete;
-    NoDescriptors& operator=(const NoDescriptors&) = delete;
-
-  private:
-    rlimit before_{};
-};
-
 TEST(LinuxLists, OnesThatCannotBeReadFailWithTheReasonAndAreTriedAgain) {
 #ifdef __SANITIZE_ADDRESS__
     GTEST_SKIP() << "the sanitizer looks at objects through a pipe, for which there is no descriptor";

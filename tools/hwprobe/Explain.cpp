@@ -3,8 +3,12 @@
 #include "Commands.h"
 #include "Output.h"
 #include "disk_engine/AttributeNames.h"
+#include "disk_engine/CAtaSmart.h"
 #include "disk_engine/DriveRecord.h"
 #include "disk_engine/Interpretation.h"
+#include "platform/ManagementData.h"
+#include "platform/Platform.h"
+#include "platform/SystemFacts.h"
 #include "platform/text.h"
 
 #include <fmt/format.h>
@@ -28,6 +32,7 @@ using Json = nlohmann::ordered_json;
 struct Explained {
     AtaSmartInfo asi;
     Explanation why;
+    bool isRead = false; ///< over a command path, not from files
 };
 
 /// Reads a block of exactly this size; false, with the reason on standard error.
@@ -58,6 +63,13 @@ void tellCheckSum(const std::string& path, std::span<const std::uint8_t> block) 
                    "{}: the check sum is off, so some bytes may be wrong; read the block again if you can\n",
                    path);
 }
+
+const Explanation kNvmeRules = {.dialect = "NVMe",
+                                .temperature = "bytes 1 and 2 of the health page, kelvin",
+                                .powerOnHours = "bytes 128 to 131 of the health page",
+                                .powerOnCount = "bytes 112 to 115 of the health page",
+                                .life = "100 less the percentage used, byte 5 of the health page",
+                                .health = nullptr};
 
 std::optional<Explained> explainAta(const DriveBlocks& files) {
     std::array<std::uint8_t, kIdentifyBytes> identify{};
@@ -105,12 +117,41 @@ std::optional<Explained> explainNvme(const DriveBlocks& files) {
         return std::nullopt;
     }
     interpretNvmeHealth(drive.asi, kHottestNewNvme);
-    drive.why = {.dialect = "NVMe",
-                 .temperature = "bytes 1 and 2 of the health page, kelvin",
-                 .powerOnHours = "bytes 128 to 131 of the health page",
-                 .powerOnCount = "bytes 112 to 115 of the health page",
-                 .life = "100 less the percentage used, byte 5 of the health page",
-                 .health = nullptr};
+    drive.why = kNvmeRules;
+    drive.asi.DiskStatus = CheckDiskStatus(drive.asi, &drive.why);
+    return drive;
+}
+
+/// Why a drive gave no record, and what its reader can do.
+std::string refusal(std::int32_t number, platform::ErrorCode error) {
+    if (error == platform::kAccessDenied)
+        return fmt::format("drive {}: access denied; run as root (on Windows as administrator)", number);
+    if (error == platform::kFileNotFound) return fmt::format("drive {}: there is no such drive", number);
+    std::string reason = platform::wideToUtf8(platform::current().systemFacts().errorText(error));
+    reason.erase(reason.find_last_not_of("\r\n") + 1);
+    return fmt::format("drive {}: no command path gives its identify data; the last one failed with {} ({})",
+                       number, error, reason);
+}
+
+std::optional<Explained> readDrive(std::int32_t number) {
+    auto& management = platform::current().managementData();
+    const bool started = management.initialize() == platform::kSuccess;
+    CAtaSmart engine;
+    engine.UseStandardPaths();
+    const bool found = engine.SearchPhysicalDrive(number);
+    if (started) management.uninitialize();
+    if (!found) {
+        fmt::print(stderr, "{}\n", refusal(number, engine.probeFailure()));
+        return std::nullopt;
+    }
+    Explained drive{engine.vars.back(), {}, true};
+    if (drive.asi.IsNVMe) {
+        if (drive.asi.AttributeCount != 0) drive.why = kNvmeRules;
+    } else if (drive.asi.IsSmartCorrect) {
+        AtaSmartInfo again = drive.asi; // for the rules alone: the values are those of the record
+        ClassifyDrive(again, &drive.why);
+        FillSmartData(again, &drive.why);
+    }
     drive.asi.DiskStatus = CheckDiskStatus(drive.asi, &drive.why);
     return drive;
 }
@@ -150,7 +191,7 @@ Json attributesOf(const AtaSmartInfo& asi) {
 }
 
 std::string asJson(const Explained& drive) {
-    const auto& [asi, why] = drive;
+    const auto& [asi, why, isRead] = drive;
     const Json object = {
         {"model", narrow(asi.Model)},
         {"serialNumber", narrow(asi.SerialNumber)},
@@ -159,6 +200,7 @@ std::string asJson(const Explained& drive) {
         {"isSsd", asi.IsSsd != 0},
         {"sizeMB", asi.TotalDiskSize == 0 ? Json() : Json(asi.TotalDiskSize)},
         {"interface", narrow(asi.Interface)},
+        {"commandPath", isRead ? Json(narrow(asi.CommandTypeString)) : Json()},
         {"currentTransferMode", narrow(asi.CurrentTransferMode)},
         {"maxTransferMode", narrow(asi.MaxTransferMode)},
         {"version", narrow(asi.MajorVersion)},
@@ -226,7 +268,7 @@ std::string attributeTable(const AtaSmartInfo& asi) {
 }
 
 std::string asText(const Explained& drive) {
-    const auto& [asi, why] = drive;
+    const auto& [asi, why, isRead] = drive;
     std::string text = printable(asi.Model) + "\n";
     text += row("serial number", printable(asi.SerialNumber));
     text += row("firmware", printable(asi.FirmwareRev));
@@ -238,6 +280,7 @@ std::string asText(const Explained& drive) {
     const std::string best = asi.MaxTransferMode.empty() ? "" : "up to " + narrow(asi.MaxTransferMode);
     text += row("kind", joined({kind, narrow(asi.DeviceNominalFormFactor),
                                 asi.IsNVMe ? "" : narrow(asi.Interface), best, narrow(asi.MajorVersion)}));
+    if (isRead) text += row("command path", narrow(asi.CommandTypeString));
     text += row("size", asi.TotalDiskSize == 0 ? "unknown" : fmt::format("{} MB", asi.TotalDiskSize));
     text += row("dialect", joined({narrow(asi.SsdVendorString), narrow(asi.SmartKeyName)}),
                 why.dialect ? why.dialect : "no attributes to tell it by");
@@ -266,6 +309,13 @@ std::string asText(const Explained& drive) {
 int explain(const DriveBlocks& files, bool json) {
     const auto drive = files.nvme ? explainNvme(files) : explainAta(files);
     if (!drive) return kExitUsage;
+    put(json ? asJson(*drive) : asText(*drive));
+    return kExitOk;
+}
+
+int explainDrive(std::int32_t number, bool json) {
+    const auto drive = readDrive(number);
+    if (!drive) return kExitFailedCall;
     put(json ? asJson(*drive) : asText(*drive));
     return kExitOk;
 }

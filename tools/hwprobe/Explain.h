@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace tool {
@@ -14,5 +15,7 @@ struct DriveBlocks {
 
 /// Tells what the library makes of a drive's blocks, and by which rule.
 int explain(const DriveBlocks& files, bool json);
+/// The same of a drive that is read now, by its number.
+int explainDrive(std::int32_t number, bool json);
 
 } // namespace tool

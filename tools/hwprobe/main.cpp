@@ -5,6 +5,7 @@
 #include "Exports.h"
 #include "Output.h"
 #include "Terminal.h"
+#include "disk_engine/CAtaSmart.h"
 #include "frame/border/TextResults.h"
 #include "frame/border/globals.h"
 #include "platform/Platform.h"
@@ -27,6 +28,8 @@ struct Options {
     std::int64_t interval = 1000;
     std::uint64_t count = 0;
     tool::DriveBlocks blocks;
+    std::int32_t drive = -1;
+    bool trace = false;
 };
 
 // Never destroyed: the library's exit list may still ask it.
@@ -37,22 +40,27 @@ void addCommon(CLI::App& command, Options& options) {
         ->type_name("FILE")
         ->check([](const std::string& path) { return std::string(path.empty() ? "FILE is empty" : ""); });
     command.add_flag("--log", options.log, "Write the library's log lines to standard error");
+    command.add_flag("--trace", options.trace,
+                     "Write the disk engine's own trace to standard error: milliseconds and what it tries");
 }
 
 void addExplain(CLI::App& app, Options& options) {
-    CLI::App& explain =
-        *app.add_subcommand("explain", "What the library makes of a drive's raw blocks, and by which rule");
+    CLI::App& explain = *app.add_subcommand(
+        "explain", "What the library makes of a drive or of its raw blocks, and by which rule");
+    addCommon(explain, options);
     const auto block = [&](const char* name, std::string& path, const char* what) {
         return explain.add_option(name, path, what)->type_name("FILE");
     };
     block("--identify", options.blocks.identify,
-          "IDENTIFY DEVICE, 512 bytes; with --nvme Identify Controller, 4096 bytes")
-        ->required();
-    block("--smart", options.blocks.smart, "SMART READ DATA, 512 bytes; with --nvme log page 2, 512 bytes")
-        ->required();
+          "IDENTIFY DEVICE, 512 bytes; with --nvme Identify Controller, 4096 bytes");
+    block("--smart", options.blocks.smart, "SMART READ DATA, 512 bytes; with --nvme log page 2, 512 bytes");
     CLI::Option* const thresholds =
         block("--thresholds", options.blocks.thresholds, "SMART READ THRESHOLDS, 512 bytes");
     explain.add_flag("--nvme", options.blocks.nvme, "The blocks are an NVMe drive's")->excludes(thresholds);
+    explain.add_option("--drive", options.drive, "Read drive N (\\\\.\\PhysicalDriveN) in place of files")
+        ->type_name("N")
+        ->check(CLI::Range(0, orv::MAX_SEARCH_PHYSICAL_DRIVE - 1))
+        ->excludes("--identify", "--smart", "--thresholds", "--nvme");
     explain.add_flag("--json", options.json, "One JSON object; null where the drive tells nothing");
 }
 
@@ -66,8 +74,13 @@ int execute(const CLI::App& app, const Options& options) {
         orv::frame::makeRoomForFailures();
         title = machine->name() + " (" + options.machine + ")";
     }
+    if (options.trace) tool::traceToStandardError();
     if (app.got_subcommand("show")) return tool::show(title, options.json);
     if (app.got_subcommand("call")) return tool::call(options.calls);
+    if (app.got_subcommand("explain") && options.drive < 0 &&
+        (options.blocks.identify.empty() || options.blocks.smart.empty()))
+        throw CLI::RequiredError("--identify and --smart, or --drive");
+    if (options.drive >= 0) return tool::explainDrive(options.drive, options.json);
     if (app.got_subcommand("explain")) return tool::explain(options.blocks, options.json);
     return tool::watch(title, options.interval, options.count, machine != nullptr);
 }
