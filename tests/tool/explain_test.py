@@ -54,6 +54,41 @@ class SampleDrives(unittest.TestCase):
         self.assertIsNone(drive["sizeMB"])
 
 
+class ReadDrives(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        blocks_of = lambda name, kinds: {kind: {"file": str(DRIVES / f"{name}.{file}")} for kind, file in kinds.items()}
+        ata = {"identify": "identify", "smart": "smart", "thresholds": "thresholds"}
+        self.machine = Path(folder.name) / "machine.json"
+        self.machine.write_text(json.dumps({"name": "m", "drives": [
+            {"number": 0, "paths": ["ataPassThrough"], **blocks_of("hard-disk", ata)},
+            {"number": 1, "paths": ["jmicron"], **blocks_of("crucial-mx500", ata)},
+            {"number": 2, "paths": ["storageQuery"], **blocks_of("nvme", {"identify": "identify", "health": "smart"})},
+            {"number": 3, "paths": ["sat"], "model": "M", "openError": 5},
+            {"number": 4, "paths": [], "descriptor": {"busType": 11}}]}))
+
+    def test_a_drive_reads_as_its_blocks_do(self):
+        for number, name, path in [(0, "hard-disk", "pd1"), (1, "crucial-mx500", "jm1"), (2, "nvme", "sq")]:
+            status, out, err = explain("--machine", self.machine, "--drive", number, "--json")
+            self.assertEqual((0, ""), (status, err))
+            drive, from_files = json.loads(out), json.loads(explain(*blocks(DRIVES, name), "--json")[1])
+            self.assertEqual(path, drive.pop("commandPath"))
+            for of_the_way in ("commandPath", "interface", "currentTransferMode", "maxTransferMode"):
+                for told in (drive, from_files):
+                    told.pop(of_the_way, None)
+            self.assertEqual(from_files, drive)
+
+    def test_the_trace_tells_what_was_tried_and_a_refusal_what_to_do(self):
+        _, _, err = explain("--machine", self.machine, "--drive", 1, "--trace")
+        self.assertIn(" AddDisk - USB11", err)
+        self.assertEqual("00000000 USB-HDD Check", err.splitlines()[0])
+        for number, reason in [(3, "run as root"), (4, "no command path"), (5, "no such drive")]:
+            status, out, err = explain("--machine", self.machine, "--drive", number)
+            self.assertEqual((3, "", 1), (status, out, len(err.splitlines())))
+            self.assertIn(reason, err)
+
+
 class BadFiles(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
