@@ -7,6 +7,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cstdlib>
 #include <fstream>
 #include <stdexcept>
 #include <string>
@@ -53,6 +54,21 @@ void drives(benchmark::State& state) {
     state.SetComplexityN(state.range(0));
 }
 
+/// A drive of this machine, HWPROBE_BENCH_DRIVE, read by every command that a record takes, and interpreted.
+void readDrive(benchmark::State& state) {
+    const char* number = std::getenv("HWPROBE_BENCH_DRIVE");
+    if (!number) return state.SkipWithError("set HWPROBE_BENCH_DRIVE to a drive's number");
+    CAtaSmart engine;
+    engine.UseStandardPaths();
+    for (auto _ : state) {
+        engine.vars.clear();
+        if (!engine.SearchPhysicalDrive(std::atoi(number)))
+            return state.SkipWithError("the drive gives no record");
+        benchmark::DoNotOptimize(engine.CheckDiskStatus(0));
+    }
+}
+
+BENCHMARK(readDrive);
 BENCHMARK_CAPTURE(oneDrive, hardDisk, "hard-disk");
 BENCHMARK_CAPTURE(oneDrive, mx500, "crucial-mx500");
 BENCHMARK_CAPTURE(oneDrive, siliconMotion, "silicon-motion");
