@@ -1,6 +1,8 @@
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/DebugPrint.h"
 #include "disk_engine/NvmePaths.h"
+#include "log/log.h"
+#include "support/CapturedLog.h"
 #include "support/DriveBlocks.h"
 #include "support/TestMachine.h"
 
@@ -324,9 +326,6 @@ TEST(NvmePathsTest, TheSizeOfANamespace) {
         {1, 64, kUnset},
         {1, 255, kUnset},
     };
-    std::vector<std::wstring> trace;
-    const TestMachine machine(R"({"name": "m"})");
-    setDebugListener([&](std::wstring_view text) { trace.emplace_back(text); });
     NvmeDataBlock block{};
     for (const auto& [sectors, exponent, megabytes] : cases) {
         putLittleEndian(block, 0, sectors);
@@ -335,13 +334,16 @@ TEST(NvmePathsTest, TheSizeOfANamespace) {
         readNamespaceSize(block, diskSize);
         EXPECT_EQ(megabytes, diskSize) << sectors << " << " << int{exponent};
     }
+    block[130] = 9;
+    block[134] = 12; // of format 1
+    block[190] = 9;  // of format 15
+    const CapturedLog log({&diskLogger});
     for (const std::uint8_t format : {0x10, 0x1F, 0x01}) { // the upper half is not the format
         block[26] = format;
         std::uint32_t diskSize = kUnset;
         readNamespaceSize(block, diskSize);
     }
-    setDebugListener({});
-    EXPECT_THAT(trace, ElementsAre(HasSubstr(L"format 15 is in use"), HasSubstr(L"format 1 is in use")));
+    EXPECT_THAT(log.lines(), ElementsAre(HasSubstr("format 1 with 2^12 bytes")));
 }
 
 TEST(NvmePathsTest, TheHealthQueryIsSentAgainForAllNamespaces) {

@@ -1,9 +1,7 @@
 #include "disk_engine/NvmePaths.h"
 
 #include "disk_engine/CAtaSmart.h"
-#include "disk_engine/DebugPrint.h"
-
-#include <fmt/xchar.h>
+#include "log/log.h"
 
 #include <limits>
 #include <numeric>
@@ -17,6 +15,7 @@ namespace {
 constexpr std::size_t kNamespaceSizeAt = 0;    // NSZE, 8 bytes, sectors
 constexpr std::size_t kFormattedSizeAt = 26;   // FLBAS: the format in use in its low half
 constexpr std::size_t kSectorExponentAt = 130; // LBADS of format 0
+constexpr std::size_t kFormatBytes = 4;        // from one format to the next
 
 constexpr unsigned kSizeBits = 64;
 constexpr std::uint64_t kMegabyte = 1'000'000;
@@ -39,9 +38,13 @@ std::uint32_t byteSum(std::span<const std::uint8_t> data) {
 }
 
 void readNamespaceSize(const NvmeDataBlock& block, std::uint32_t& diskSize) {
-    if (const int format = block[kFormattedSizeAt] & 0x0F; format != 0 && debugWanted())
-        DebugPrint(
-            fmt::format(L"Identify Namespace: format {} is in use, the size is that of format 0", format));
+    const std::size_t format = block[kFormattedSizeAt] & 0x0F;
+    const std::uint8_t inUse = block[kSectorExponentAt + format * kFormatBytes];
+    if (inUse != block[kSectorExponentAt])
+        log::warn(
+            diskLogger,
+            L"the namespace uses format {} with 2^{} bytes a sector, its size is told by format 0 with 2^{}",
+            format, inUse, block[kSectorExponentAt]);
     std::uint64_t sectors = 0;
     for (std::size_t i = sizeof(sectors); i-- > 0;)
         sectors = sectors << 8 | block[kNamespaceSizeAt + i];
