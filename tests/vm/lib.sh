@@ -31,6 +31,8 @@ declare -A package_of=(
   [busybox]=busybox-static
   [iasl]=acpica-tools
   [lscpu]=util-linux
+  [smartctl]=smartmontools
+  [nvme]=nvme-cli
 )
 
 need_packages() {
@@ -104,7 +106,9 @@ make_initrd() {
   rm -rf "$root"
   mkdir -p "$root"/{bin,dev,lib,proc,sys,tmp,vm/checks}
   copy_program "$root" "$(command -v busybox)"
-  copy_program "$root" "$(command -v lscpu)"
+  for name in lscpu ${programs:-}; do
+    copy_program "$root" "$(command -v "$name")"
+  done
   [[ ! -x $build/hwprobe ]] || copy_program "$root" "$build/hwprobe"
   # shellcheck disable=SC2086 # a list of words
   copy_modules "$root" ${modules:-}

@@ -1,0 +1,123 @@
+# Drives: what the library makes of each against smartctl and nvme, and why it reads none of the others.
+# machines: drives
+# shellcheck shell=sh
+
+# USB storage waits before it looks for its disks.
+tries=0
+until [ "$(echo /sys/block/sd* /sys/block/nvme* | wc -w)" = 6 ] || [ $tries = 20 ]; do
+  sleep 1
+  tries=$((tries + 1))
+done
+disks=$(cd /sys/block && echo sd* nvme*)
+
+# drivers_of DISK: the drivers of the devices that it hangs on.
+drivers_of() {
+  place=$(readlink -f "/sys/block/$1/device")
+  while [ "$place" != /sys/devices ]; do
+    [ ! -e "$place/driver" ] || basename "$(readlink "$place/driver")"
+    place=$(dirname "$place")
+  done
+}
+
+# find_disk DRIVER: sets `disk` to its kernel name and `number` to its place in the order of the drives.
+find_disk() {
+  number=0
+  for disk in $disks; do
+    ! drivers_of "$disk" | grep -qx "$1" || return 0
+    number=$((number + 1))
+  done
+  disk=none
+}
+
+explain() { hwprobe explain --drive "$number" "$@" 2>/tmp/stderr; }
+explained() { sed -n "s/^  \"$1\": \"\{0,1\}\(.*[^\",]\)\"\{0,1\},\$/\1/p" /tmp/explained; }
+# smart KEY: a value of smartctl's object, whose names it writes in full.
+smart() { sed -n "s/^json\.$1 = \"\{0,1\}\(.*[^\"]\)\"\{0,1\};\$/\1/p" /tmp/smart; }
+# nvme_told KEY: a value of the two objects of nvme, without the blanks that fill it.
+nvme_told() { sed -n "s/^ *\"$1\" *: *\"\{0,1\}\([^\",]*[^\", ]\) *\"\{0,1\},\{0,1\}\$/\1/p" /tmp/nvme; }
+
+# read_drive NAME PROTOCOL: the record into /tmp/explained, smartctl's object into /tmp/smart.
+read_drive() {
+  explain --json >/tmp/explained
+  is "$1: is read" "$?" 0
+  smartctl --json=g -a "/dev/$disk" >/tmp/smart
+  is "$1: smartctl reads it too" "$(smart device.protocol)" "$2"
+}
+
+# agrees NAME KEY WANTED: there is something to agree with, and the record has it.
+agrees() {
+  if [ "$3" ]; then is "$1: $2" "$(explained "$2")" "$3"; else fail "$1: $2" "nothing to compare with"; fi
+}
+
+agrees_with_smart() {
+  agrees "$1" model "$(smart model_name)"
+  agrees "$1" serialNumber "$(smart serial_number)"
+  agrees "$1" firmware "$(smart firmware_version)"
+  agrees "$1" temperature "$(smart temperature.current)"
+  agrees "$1" powerOnHours "$(smart power_on_time.hours)"
+  agrees "$1" powerOnCount "$(smart power_cycle_count)"
+}
+
+agrees_with_nvme() {
+  { nvme id-ctrl "/dev/$disk" -o json && nvme smart-log "/dev/$disk" -o json; } >/tmp/nvme
+  agrees "$1, by nvme" model "$(nvme_told mn)"
+  agrees "$1, by nvme" serialNumber "$(nvme_told sn)"
+  agrees "$1, by nvme" firmware "$(nvme_told fr)"
+  agrees "$1, by nvme" temperature "$(nvme_told temperature | awk '{ print $1 - 273 }')"
+  agrees "$1, by nvme" powerOnHours "$(nvme_told power_on_hours)"
+  agrees "$1, by nvme" powerOnCount "$(nvme_told power_cycles)"
+}
+
+# as_user COMMAND...: without root's rights, in a folder of its own.
+# By its path, for the shell has a program of its own by that name.
+as_user() {
+  mkdir -p /tmp/user
+  chown 65534:65534 /tmp/user
+  (cd /tmp/user && /bin/setpriv --reuid=65534 --regid=65534 --clear-groups --inh-caps=-all "$@")
+}
+refused_to_user() {
+  as_user hwprobe explain --drive "$number" >/tmp/explained 2>/tmp/stderr
+  is "$1: an ordinary user gets no record" "$?" 3
+  has "$1: an ordinary user is told the right" "$(cat /tmp/stderr)" "access denied; run as root"
+}
+
+is "drives: all are there" "$disks" "sda sdb sdc sdd sde nvme0n1"
+for driver in ahci ata_piix; do
+  find_disk $driver
+  read_drive $driver ATA
+  agrees_with_smart $driver
+  # A size is told short of the 49 megabytes that a maker's round figure leaves over.
+  agrees $driver sizeMB "$(smart user_capacity.bytes | awk '{ print int($1 / 1000000) - 49 }')"
+  refused_to_user $driver
+  # Who may read the node may still send no command.
+  chmod a+r "/dev/$disk"
+  refused_to_user "$driver, open to all"
+done
+
+find_disk nvme
+read_drive nvme NVMe
+agrees_with_smart nvme
+agrees_with_nvme nvme
+# The storage query's path leaves the size to the management data.
+is "nvme: sizeMB" "$(explained sizeMB)" null
+refused_to_user nvme
+
+# product TYPE: the model that smartctl learns by one kind of command.
+product() { smartctl --json=g -i -d "$1" "/dev/$disk" | sed -n 's/^json\.\(scsi_product\|model_name\) = "\(.*\)";$/\2/p'; }
+
+# These answer SCSI commands alone; no emulated bridge passes ATA on.
+for driver in usb-storage uas virtio_scsi; do
+  find_disk $driver
+  is "$driver: answers SCSI and not ATA" "$(product scsi), $(product sat)" "QEMU HARDDISK, "
+  explain >/tmp/explained
+  is "$driver: gives no record" "$?" 3
+  is "$driver: nothing is made up" "$(cat /tmp/explained)" ""
+  has "$driver: the reason is told" "$(cat /tmp/stderr)" \
+    "drive $number: no command path gives its identify data; the last one failed with"
+done
+
+find_disk ahci
+explain --trace >/tmp/explained
+has "trace: is written when it is wanted" "$(cat /tmp/stderr)" GetDiskInfo
+explain >/tmp/explained
+is "trace: is not written otherwise" "$(cat /tmp/stderr)" ""
