@@ -8,11 +8,9 @@
 namespace orv::test {
 namespace {
 
-using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
-using ::testing::Not;
 using Labels = std::vector<std::wstring>;
 
 constexpr int kMaster = 0xA0;

@@ -7,7 +7,6 @@
 namespace orv::test {
 namespace {
 
-using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
 using Labels = std::vector<std::wstring>;
