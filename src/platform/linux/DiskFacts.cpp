@@ -185,6 +185,15 @@ std::optional<NvmeNumbers> nvmeNumbers(std::string_view name) {
     return NvmeNumbers{*controller, *space};
 }
 
+DiskFacts readCommandWay(const RootedFiles& files, const std::string& name) {
+    DiskFacts facts;
+    facts.name = name;
+    if (name.starts_with("sd")) takeUsb(files, files.resolved(diskFolder(name)).value, facts);
+    if (name.starts_with(kNvmePrefix))
+        facts.nvmeController = nvmeControllerOf(files, diskFolder(name) + "/device");
+    return facts;
+}
+
 DiskFacts readDiskFacts(const RootedFiles& files, const std::string& name) {
     DiskFacts facts;
     facts.name = name;

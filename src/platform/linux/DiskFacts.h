@@ -24,5 +24,7 @@ struct NvmeNumbers {
 std::optional<NvmeNumbers> nvmeNumbers(std::string_view name);
 
 DiskFacts readDiskFacts(const RootedFiles& files, const std::string& name);
+/// Of the facts only what decides how a command reaches the disk: its USB device and its NVMe controller.
+DiskFacts readCommandWay(const RootedFiles& files, const std::string& name);
 
 } // namespace orv::platform

@@ -1,5 +1,6 @@
 #include "platform/linux/DriveFile.h"
 
+#include "platform/linux/DiskFacts.h"
 #include "platform/linux/DriveAnswers.h"
 #include "platform/linux/DriveNode.h"
 #include "platform/linux/NvmeAdmin.h"
@@ -98,7 +99,7 @@ class PhysicalDrive : public DeviceFile {
         if (const auto answer = answerFromSysfs(inventory_, disk_, code, in, out)) return *answer;
         const auto request = readDriveRequest(code, in, out.size());
         if (!request) return Answer::failed(kInvalidFunction);
-        const DiskFacts facts = inventory_.facts(disk_.name);
+        const DiskFacts facts = readCommandWay(files, disk_.name);
         if (!understands(facts, *request)) return Answer::failed(kInvalidFunction);
         if (request->isNvme())
             return runNvme(files, controllerNode(files, *facts.nvmeController), *request, in, out);
