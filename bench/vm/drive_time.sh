@@ -9,7 +9,7 @@ hundredths() { awk '{ printf "%d", $1 * 100 }' /proc/uptime; }
 # time_drive DISK NUMBER: microseconds of both, and their ratio.
 time_drive() {
   ours=$(HWPROBE_BENCH_DRIVE=$2 hwprobe_bench --benchmark_filter=readDrive --benchmark_min_time=2 \
-    --benchmark_format=csv 2>/dev/null | awk -F, '/^"readDrive"/ { printf "%.1f", $3 / 1000 }')
+    --benchmark_format=csv 2>/dev/null | awk -F, '/^"readDrive"/ && $3 > 0 { printf "%.1f", $3 / 1000 }')
   before=$(hundredths)
   run=0
   while [ $run -lt $runs ]; do
@@ -24,6 +24,11 @@ time_drive() {
   fi
 }
 
-sleep 3 # until the disks are there
+# Disks appear one after another.
+tries=0
+until [ "$(echo /sys/block/sd* /sys/block/nvme* | wc -w)" = 6 ] || [ $tries = 20 ]; do
+  sleep 1
+  tries=$((tries + 1))
+done
 time_drive sda 0
 time_drive nvme0n1 5
