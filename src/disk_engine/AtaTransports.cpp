@@ -86,7 +86,10 @@ platform::Result<bool> CAtaSmart::exchange(platform::DeviceFile& file, std::uint
     const auto told = control(file, code, question, answer);
     if (!told.ok()) return platform::Result<bool>::failed(told.error);
     if (data.empty()) return {true};
-    if (told.value < dataAt + data.size() || told.value > answer.size()) return {false};
+    if (told.value < dataAt + data.size() || told.value > answer.size()) {
+        noteFailure(platform::kInvalidData);
+        return {false};
+    }
     std::memcpy(data.data(), answer.data() + dataAt, data.size());
     return {true};
 }

@@ -66,7 +66,10 @@ class ReadDrives(unittest.TestCase):
             {"number": 1, "paths": ["jmicron"], **blocks_of("crucial-mx500", ata)},
             {"number": 2, "paths": ["storageQuery"], **blocks_of("nvme", {"identify": "identify", "health": "smart"})},
             {"number": 3, "paths": ["sat"], "model": "M", "openError": 5},
-            {"number": 4, "paths": [], "descriptor": {"busType": 11}}]}))
+            {"number": 4, "paths": [], "descriptor": {"busType": 11}},
+            {"number": 6, "paths": ["ataPassThrough"], "model": "M", "firmware": "F",
+             "answers": [{"path": "ataPassThrough", "bytes": 555}],
+             "descriptor": {"busType": 7}, "rejection": "checkCondition"}]}))
 
     def test_a_drive_reads_as_its_blocks_do(self):
         for number, name, path in [(0, "hard-disk", "pd1"), (1, "crucial-mx500", "jm1"), (2, "nvme", "sq")]:
@@ -83,7 +86,8 @@ class ReadDrives(unittest.TestCase):
         _, _, err = explain("--machine", self.machine, "--drive", 1, "--trace")
         self.assertIn(" AddDisk - USB11", err)
         self.assertEqual("00000000 USB-HDD Check", err.splitlines()[0])
-        for number, reason in [(3, "run as root"), (4, "no command path"), (5, "no such drive")]:
+        for number, reason in [(3, "run as root"), (4, "no command path"), (5, "no such drive"),
+                               (6, "what it answered was none")]:
             status, out, err = explain("--machine", self.machine, "--drive", number)
             self.assertEqual((3, "", 1), (status, out, len(err.splitlines())))
             self.assertIn(reason, err)

@@ -127,6 +127,10 @@ std::string refusal(std::int32_t number, platform::ErrorCode error) {
     if (error == platform::kAccessDenied)
         return fmt::format("drive {}: access denied; run as root (on Windows as administrator)", number);
     if (error == platform::kFileNotFound) return fmt::format("drive {}: there is no such drive", number);
+    // Nothing failed, or what came had not the form of an answer.
+    if (error == platform::kSuccess || error == platform::kInvalidData)
+        return fmt::format("drive {}: no command path gives its identify data; what it answered was none",
+                           number);
     std::string reason = platform::wideToUtf8(platform::current().systemFacts().errorText(error));
     reason.erase(reason.find_last_not_of("\r\n") + 1);
     return fmt::format("drive {}: no command path gives its identify data; the last one failed with {} ({})",
