@@ -2,6 +2,7 @@
 // and the management data and device tree that tell of them.
 
 #include "linux/CapturedTree.h"
+#include "linux/RequestBlocks.h"
 #include "platform/linux/DriveNode.h"
 #include "platform/linux/NvmeAdmin.h"
 #include "platform/linux/PciFunctions.h"
@@ -21,10 +22,8 @@ namespace {
 using namespace platform; // NOLINT(google-build-using-namespace): the whole file is on its services
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using Bytes = std::vector<std::uint8_t>;
 
 constexpr char kPci[] = "sys/devices/pci0000:00/";
-constexpr ErrorCode kIoDevice = 1117;
 
 /// A machine with a disk of each kind. A controller's folder stands below kPci.
 class DriveTree : public Tree {
@@ -288,20 +287,6 @@ TEST(LinuxDrives, GeometryAndCounters) {
     }
 }
 
-/// Of the blocks only what tells the form of a request.
-Bytes blockOf(std::size_t bytes, std::initializer_list<std::pair<std::size_t, int>> values) {
-    Bytes block(bytes);
-    for (const auto& [at, value] : values)
-        block[at] = static_cast<std::uint8_t>(value);
-    return block;
-}
-
-Bytes nvmeMini() {
-    Bytes block = blockOf(sizeof(NvmeMiniportBlock), {{0, 28}, {52, 6}, {92, 1}, {141, 0x10}});
-    std::memcpy(block.data() + 4, "NvmeMini", 8);
-    return block;
-}
-
 TEST(LinuxDrives, PathsAndTheirCommands) {
     const DriveTree tree;
     tree.file("sys/class/scsi_host/host8/proc_name", "mpt3sas\n");
@@ -388,130 +373,6 @@ TEST(LinuxDrives, ANodeHasToBeTheDeviceThatTheKernelTells) {
     EXPECT_EQ(1U, readAt(0, 9999).value);
     EXPECT_EQ(0U, readAt(512, 10000).value);
     EXPECT_EQ(87U, readAt(10000, 0).error); // no block size
-}
-
-DriveRequest ataRequest(const IDEREGS& registers, std::size_t bytes, std::uint32_t seconds = 0) {
-    DriveRequest request;
-    request.path = DrivePath::ataPassThrough;
-    request.ata = registers;
-    request.dataBytes = bytes;
-    request.timeOutSeconds = seconds;
-    return request;
-}
-
-TEST(LinuxDrives, CommandBlocksThatTheKernelGets) {
-    const auto identify = scsiCommandOf(ataRequest({0, 0, 0, 0, 0, 0xA0, 0xEC, 0}, 512));
-    EXPECT_THAT(identify.cdb, ElementsAre(0x85, 8, 0x0E, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0xA0, 0xEC, 0));
-    EXPECT_EQ(16, identify.cdbLength);
-    EXPECT_EQ(2000U, identify.milliseconds);
-    EXPECT_EQ(DataWay::fromDevice, identify.way);
-    const auto smart = scsiCommandOf(ataRequest({0xD0, 1, 2, 0x4F, 0xC2, 0xB0, 0xB0, 0}, 513, 7));
-    EXPECT_THAT(smart.cdb, ElementsAre(0x85, 8, 0x0E, 0, 0xD0, 0, 2, 0, 2, 0, 0x4F, 0, 0xC2, 0xB0, 0xB0, 0));
-    EXPECT_EQ(1024U, smart.dataBytes); // whole sectors
-    EXPECT_EQ(7000U, smart.milliseconds);
-    const auto enable = scsiCommandOf(ataRequest({0xD8, 1, 1, 0x4F, 0xC2, 0xA0, 0xB0, 0}, 0));
-    EXPECT_THAT(enable.cdb, ElementsAre(0x85, 6, 0, 0, 0xD8, 0, 1, 0, 1, 0, 0x4F, 0, 0xC2, 0xA0, 0xB0, 0));
-    EXPECT_EQ(DataWay::none, enable.way);
-
-    DriveRequest bridge;
-    bridge.path = DrivePath::scsiPassThrough;
-    for (std::uint8_t at = 0; at < 16; ++at)
-        bridge.cdb[at] = static_cast<std::uint8_t>(0xA1 + at);
-    bridge.cdbLength = 12;
-    bridge.timeOutSeconds = 0xFFFFFFFF;
-    EXPECT_EQ(DataWay::none, scsiCommandOf(bridge).way);
-    bridge.dataBytes = 4096;
-    EXPECT_EQ(DataWay::fromDevice, scsiCommandOf(bridge).way);
-    bridge.toDevice = true;
-    const auto asGiven = scsiCommandOf(bridge);
-    EXPECT_EQ(bridge.cdb, asGiven.cdb);
-    EXPECT_EQ(12, asGiven.cdbLength);
-    EXPECT_EQ(4096U, asGiven.dataBytes);
-    EXPECT_EQ(DataWay::toDevice, asGiven.way);
-    EXPECT_EQ(600'000U, asGiven.milliseconds);
-}
-
-TEST(LinuxDrives, HowACommandEnded) {
-    const auto registers = [](std::uint8_t key, std::uint8_t status) {
-        return Bytes{0x72, key, 0, 0, 0, 0, 0, 18, 2, 2, 0, 0, 9,
-                     12,   0,   4, 0, 0, 0, 0, 0,  0, 0, 0, 0, status};
-    };
-    const Bytes whole = registers(1, 0x51);
-    const Bytes cut(whole.begin(), whole.begin() + 13);
-    const Bytes fixed = blockOf(18, {{0, 0x70}, {2, 1}, {4, 0x51}, {13, 0x1D}});
-    const struct {
-        const char* what;
-        ScsiOutcome outcome;
-        ErrorCode ata;
-        ErrorCode scsi;
-    } cases[] = {
-        {"good", {0, 0, 0, 512, {}}, kSuccess, kSuccess},
-        {"illegal request", {2, 0, 8, 0, {0x70, 0, 5}}, kIoDevice, kSuccess},
-        {"no sense data", {2, 0, 8, 0, {}}, kIoDevice, kSuccess},
-        {"registers that tell success", {2, 0, 8, 0, registers(1, 0x50)}, kSuccess, kSuccess},
-        {"ERR", {2, 0, 8, 0, registers(1, 0x51)}, kIoDevice, kIoDevice},
-        {"device fault", {2, 0, 8, 0, registers(1, 0x70)}, kIoDevice, kIoDevice},
-        {"a descriptor that is cut", {2, 0, 8, 0, cut}, kSuccess, kSuccess},
-        {"registers in the fixed format", {2, 0, 8, 0, fixed}, kIoDevice, kIoDevice},
-        {"aborted", {2, 0, 8, 0, registers(0x0B, 0x50)}, kIoDevice, kSuccess},
-        {"host", {0, 3, 0, 0, {}}, kIoDevice, kIoDevice},
-        {"driver", {0, 0, 6, 0, {}}, kIoDevice, kIoDevice},
-        {"busy", {8, 0, 0, 0, {}}, kIoDevice, kIoDevice},
-    };
-    EXPECT_FALSE(tellsAtaError(std::span(whole).first(25))); // nothing past the end
-    EXPECT_EQ(0U, dataOf({2, 0, 8, 512, {0x70, 0, 5}}));     // whatever the host says
-    EXPECT_EQ(512U, dataOf({2, 0, 8, 512, registers(1, 0x50)}));
-    EXPECT_EQ(300U, dataOf({0, 0, 0, 300, {}}));
-    DriveRequest bridge;
-    bridge.path = DrivePath::scsiPassThrough;
-    for (const auto& test : cases) {
-        EXPECT_EQ(test.ata, errorOf(ataRequest({}, 512), test.outcome)) << test.what;
-        EXPECT_EQ(test.scsi, errorOf(bridge, test.outcome)) << test.what;
-    }
-}
-
-TEST(LinuxDrives, NvmeCommandsThatTheKernelGets) {
-    const struct {
-        DrivePath path;
-        std::uint8_t opcode;
-        std::uint32_t space, dword10;
-        std::size_t room;
-        std::uint32_t sent10, bytes;
-        ErrorCode error;
-    } cases[] = {
-        {DrivePath::storageQuery, 6, 1, 0, 4096, 0, 4096, kSuccess},
-        {DrivePath::storageQuery, 6, 0, 1, 4096, 1, 4096, kSuccess},
-        {DrivePath::storageQuery, 2, 0xFFFFFFFF, 2, 4096, 0x007F0002, 512, kSuccess},
-        {DrivePath::storageQuery, 2, 0, 3, 4096, 0x03FF0003, 4096, kSuccess},
-        {DrivePath::nvmeMini, 2, 0xFFFFFFFF, 0x007F0002, 4096, 0x007F0002, 512, kSuccess},
-        {DrivePath::nvmeMini, 2, 0xFFFFFFFF, 2, 4096, 2, 4, kSuccess}, // as the block says
-        {DrivePath::intelNvm, 6, 0, 1, 4096, 1, 4096, kSuccess},
-        {DrivePath::intelNvm, 6, 0, 1, 512, 0, 0, kInvalidParameter}, // the drive would write past the room
-        {DrivePath::nvmeRaid, 2, 0, 0x04000002, 4096, 0, 0, kInvalidParameter},
-        {DrivePath::storageQuery, 2, 0, 2, 0, 0, 0, kInvalidParameter},
-        {DrivePath::nvmeMini, 0x80, 1, 0, 4096, 0, 0, kInvalidFunction}, // Format NVM
-    };
-    for (const auto& test : cases) {
-        SCOPED_TRACE(&test - cases);
-        DriveRequest request;
-        request.path = test.path;
-        request.nvmeOpcode = test.opcode;
-        request.namespaceId = test.space;
-        request.commandDword10 = test.dword10;
-        request.commandDword11 = 0;
-        request.dataBytes = test.room;
-        request.timeOutSeconds = 40;
-        const auto command = nvmeCommandOf(request);
-        EXPECT_EQ(test.error, command.error);
-        if (!command.ok()) continue;
-        EXPECT_EQ(test.opcode, command.value.opcode);
-        EXPECT_EQ(test.space, command.value.nsid);
-        EXPECT_EQ(test.sent10, command.value.cdw10);
-        EXPECT_EQ(test.bytes, command.value.data_len);
-        EXPECT_EQ(40'000U, command.value.timeout_ms);
-        request.timeOutSeconds = 0;
-        EXPECT_EQ(2000U, nvmeCommandOf(request).value.timeout_ms);
-    }
 }
 
 /// The rows of a query, a line each: the named columns with '|' between them.
