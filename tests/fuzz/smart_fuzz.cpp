@@ -34,7 +34,7 @@ void configure(AtaSmartInfo& asi, const std::uint8_t* setting) {
     };
     static constexpr const wchar_t* models[] = {L"Drive", L"Intel SSD", L"SAMSUNG SV0411N", L"QEMU HARDDISK"};
     asi.DiskVendorId = setting[0];
-    asi.HostReadsWritesUnit = setting[1];
+    asi.HostReadsWritesUnit = setting[1] % (HOST_UNIT_GB + 1u);
     asi.DetectedTimeUnitType = setting[2];
     asi.MeasuredTimeUnitType = setting[3];
     const unsigned bits = setting[4] | setting[5] << 8;
