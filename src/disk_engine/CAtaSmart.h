@@ -30,6 +30,13 @@ struct UsbDeviceEntry {
     std::uint32_t ProductId = 0;
 };
 
+/// A drive that is there and gave no record.
+struct UnreadDrive {
+    std::int32_t physicalDriveId = -1;
+    std::wstring model;                             ///< as the platform names it; empty when it does not
+    platform::ErrorCode error = platform::kSuccess; ///< of probeFailure
+};
+
 /// What the search knows of a drive before it has answered anything. -1 is unknown.
 struct DriveSighting {
     std::int32_t physicalDriveId = -1;
@@ -66,6 +73,28 @@ class CAtaSmart {
 
     /// Allows the paths that the library runs with. Before the first search.
     void UseStandardPaths();
+
+    // ---- The search
+
+    /// Finds the drives and makes `vars` anew: the management data's rows (`useWmi`), what RAID drivers hide,
+    /// every physical drive number, and with `advancedDiskSearch` every SCSI port; then letters, filters and
+    /// sort. A failure ends its stage alone and is logged. `changed`, if given, tells whether the list
+    /// differs from the one before. `hideNoSmartDisk` drops records without attributes, `sortDriveLetter`
+    /// sorts by letter instead of drive number. COM has been started on the thread.
+    void Init(BOOL useWmi, BOOL advancedDiskSearch, BOOL* changed, BOOL skipHd204uiOldFirmware,
+              BOOL hideNoSmartDisk, BOOL sortDriveLetter);
+    /// Reads the drive of the record at `index` anew, on the path that it was found on. A failed read leaves
+    /// the record as it was.
+    void UpdateSmartInfo(std::size_t index);
+
+    // ---- Drives behind RAID drivers. Each adds what it finds to `vars`.
+
+    /// By the port's CSMI miniport.
+    void AddDiskCsmi(std::int32_t scsiPort);
+    /// By the AMD library. True when at least one drive was added.
+    bool AddDiskAMD_RC2();
+    /// By the firmware of a MegaRAID controller. False when it gave no list.
+    bool AddDiskMegaRaid(std::int32_t scsiPort);
 
     // ---- Probing: which path a drive answers on, and its record
 
@@ -171,6 +200,7 @@ class CAtaSmart {
     std::vector<std::wstring> SiliconImageController; ///< device ids below Silicon Image controllers
     std::vector<std::wstring> UASPController;         ///< device ids below USB attached SCSI controllers
     std::vector<std::int32_t> SiliconImageType;       ///< model number, parallel to SiliconImageController
+    std::vector<UnreadDrive> unreadDrives;            ///< of the latest Init
     BOOL AdvancedDiskSearch = 0;
     BOOL IsWmi = 0; ///< the management data answered in this Init
     BOOL SkipHd204uiOldFirmware = 0;

@@ -32,12 +32,21 @@ class DeviceFile {
     virtual Result<std::uint32_t> read(std::uint64_t offset, std::span<std::byte> into) = 0;
 };
 
+// GetDriveTypeW
+inline constexpr std::uint32_t kNoRootFolder = 1;
+inline constexpr std::uint32_t kRemovableVolume = 2;
+inline constexpr std::uint32_t kFixedVolume = 3;
+
 class DeviceFiles {
   public:
     virtual ~DeviceFiles() = default;
 
     virtual Result<std::unique_ptr<DeviceFile>> open(std::wstring_view path,
                                                      const DeviceOpening& opening = {}) = 0;
+
+    /// What kind of a volume has its root there ("C:\\"); kNoRootFolder for none. The volume itself opens as
+    /// "\\.\C:".
+    virtual std::uint32_t driveType(std::wstring_view root) = 0;
 
     /// Gives the device `target` of the system's own names the name "\\.\NAME" (DefineDosDeviceW with
     /// DDD_RAW_TARGET_PATH).

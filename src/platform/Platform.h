@@ -20,6 +20,7 @@ class Processor;
 class Registry;
 class Ring0;
 class SystemFacts;
+class SystemServices;
 class Timers;
 
 /// What the logic asks of a system, one service an operation. Each service lives as long as the platform.
@@ -44,6 +45,7 @@ class Platform {
     virtual DeviceFiles& deviceFiles() = 0;
     virtual Registry& registry() = 0;
     virtual Privileges& privileges() = 0;
+    virtual SystemServices& systemServices() = 0;
 };
 
 /// The platform that this build runs on. Opens nothing.

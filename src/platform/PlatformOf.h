@@ -31,6 +31,7 @@ class PlatformOf : public Platform {
     DeviceFiles& deviceFiles() override { return services_.deviceFiles; }
     Registry& registry() override { return services_.registry; }
     Privileges& privileges() override { return services_.privileges; }
+    SystemServices& systemServices() override { return services_.systemServices; }
 
   protected:
     Services services_;

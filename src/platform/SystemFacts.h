@@ -64,6 +64,9 @@ class SystemFacts {
     /// Path of the program that this process runs; empty when it cannot be told.
     virtual std::wstring mainModule() = 0;
 
+    /// Folder of the operating system, "C:\\Windows"; empty when it cannot be told.
+    virtual std::wstring windowsDirectory() = 0;
+
     /// A box with a message for the user, who closes it; a line on standard error where there are no boxes.
     virtual void showMessage(std::wstring_view title, std::wstring_view text) = 0;
 

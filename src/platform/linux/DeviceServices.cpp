@@ -124,6 +124,10 @@ Result<std::unique_ptr<Devices>> LinuxDeviceTree::devicesOf(const Guid& setupCla
     return {std::make_unique<PciDevices>(files_, std::move(folders))};
 }
 
+std::uint32_t LinuxDeviceFiles::driveType(std::wstring_view) {
+    return kNoRootFolder;
+}
+
 ErrorCode LinuxDeviceFiles::defineDosDevice(std::wstring_view, std::wstring_view) {
     return kInvalidFunction;
 }

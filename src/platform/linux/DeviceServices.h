@@ -24,6 +24,7 @@ class LinuxDeviceFiles : public DeviceFiles {
   public:
     LinuxDeviceFiles(const RootedFiles& files, DiskInventory& disks) : files_(files), disks_(disks) {}
     Result<std::unique_ptr<DeviceFile>> open(std::wstring_view path, const DeviceOpening& opening) override;
+    std::uint32_t driveType(std::wstring_view root) override;
     ErrorCode defineDosDevice(std::wstring_view name, std::wstring_view target) override;
 
   private:

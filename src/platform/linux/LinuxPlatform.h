@@ -47,6 +47,7 @@ struct LinuxServices {
     LinuxDeviceFiles deviceFiles{files, disks};
     LinuxRegistry registry{files, interfaceNames};
     LinuxPrivileges privileges{files};
+    LinuxSystemServices systemServices;
 };
 
 /// The running system, or a captured tree of its files.

@@ -4,6 +4,7 @@
 
 #include "platform/Clock.h"
 #include "platform/SystemFacts.h"
+#include "platform/SystemServices.h"
 #include "platform/linux/PolledFile.h"
 
 namespace orv::platform {
@@ -22,12 +23,22 @@ class LinuxSystemFacts : public SystemFacts {
     Architecture architecture() override;
     Result<OsVersion> osVersion() override;
     std::wstring mainModule() override;
+    std::wstring windowsDirectory() override;
     void showMessage(std::wstring_view title, std::wstring_view text) override;
     std::wstring errorText(ErrorCode code) override;
 
   private:
     PolledFile meminfo_;
     PolledFile statm_;
+};
+
+/// The management data are answered by this side itself, so their service "Winmgmt" always runs. There is no
+/// other service, and no shell.
+class LinuxSystemServices : public SystemServices {
+  public:
+    Result<std::unique_ptr<SystemService>> open(std::wstring_view name, std::uint32_t managerAccess,
+                                                std::uint32_t serviceAccess) override;
+    ErrorCode runInShell(std::wstring_view program, std::wstring_view parameters) override;
 };
 
 } // namespace orv::platform

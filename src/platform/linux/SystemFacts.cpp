@@ -103,6 +103,10 @@ std::wstring LinuxSystemFacts::mainModule() {
     return utf8ToWide(std::filesystem::read_symlink("/proc/self/exe", error).string());
 }
 
+std::wstring LinuxSystemFacts::windowsDirectory() {
+    return L"C:\\"; // the root file system is the first that gets a letter
+}
+
 void LinuxSystemFacts::showMessage(std::wstring_view title, std::wstring_view text) {
     const std::string line = wideToUtf8(title) + ": " + wideToUtf8(text) + "\n";
     std::fputs(line.c_str(), stderr);

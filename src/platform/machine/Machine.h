@@ -52,6 +52,7 @@ struct MachineServices {
     MachineDeviceFiles deviceFiles{batteries, drives, requests};
     MachineRegistry registry{networkTables.cards(), requests};
     MachinePrivileges privileges{requests};
+    MachineSystemServices systemServices{requests};
 };
 
 /// A machine described in a file (docs/machine-files.md): deterministic, with a clock that can be moved and a

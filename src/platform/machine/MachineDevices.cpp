@@ -234,6 +234,10 @@ Result<std::unique_ptr<Devices>> MachineDeviceTree::devicesOf(const Guid& setupC
     return {std::make_unique<Controllers>(adapters ? &drives_.controllers() : nullptr, requests_)};
 }
 
+std::uint32_t MachineDeviceFiles::driveType(std::wstring_view root) {
+    return requests_.enter("driveType", [&] { return wideToUtf8(root); }) == kSuccess ? kNoRootFolder : 0;
+}
+
 ErrorCode MachineDeviceFiles::defineDosDevice(std::wstring_view name, std::wstring_view target) {
     const auto detail = [&] { return wideToUtf8(name) + " " + wideToUtf8(target); };
     if (const ErrorCode error = requests_.enter("defineDosDevice", detail)) return error;

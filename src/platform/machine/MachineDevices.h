@@ -55,6 +55,7 @@ class MachineDeviceFiles : public DeviceFiles {
     MachineDeviceFiles(const MachineBatteries& batteries, const MachineDrives& drives, Requests& requests)
         : batteries_(batteries), drives_(drives), requests_(requests) {}
     Result<std::unique_ptr<DeviceFile>> open(std::wstring_view path, const DeviceOpening& opening) override;
+    std::uint32_t driveType(std::wstring_view root) override;
     ErrorCode defineDosDevice(std::wstring_view name, std::wstring_view target) override;
 
   private:

@@ -110,6 +110,10 @@ std::wstring MachineSystemFacts::mainModule() {
     return requests_.enter("mainModule") == kSuccess ? L"described-machine" : std::wstring();
 }
 
+std::wstring MachineSystemFacts::windowsDirectory() {
+    return requests_.enter("windowsDirectory") == kSuccess ? L"C:\\Windows" : std::wstring();
+}
+
 void MachineSystemFacts::showMessage(std::wstring_view title, std::wstring_view text) {
     requests_.enter("showMessage", [&] { return wideToUtf8(title) + ": " + wideToUtf8(text); });
 }

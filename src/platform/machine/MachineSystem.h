@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/SystemFacts.h"
+#include "platform/SystemServices.h"
 #include "platform/machine/Requests.h"
 
 #include <map>
@@ -18,6 +19,7 @@ class MachineSystemFacts : public SystemFacts {
     Architecture architecture() override;
     Result<OsVersion> osVersion() override;
     std::wstring mainModule() override;
+    std::wstring windowsDirectory() override;
     void showMessage(std::wstring_view title, std::wstring_view text) override;
     std::wstring errorText(ErrorCode code) override;
 
@@ -27,6 +29,18 @@ class MachineSystemFacts : public SystemFacts {
     Architecture architecture_;
     OsVersion version_ = kTakenForWindows;
     std::map<ErrorCode, std::wstring> errorTexts_;
+};
+
+/// The service manager.
+class MachineSystemServices : public SystemServices {
+  public:
+    explicit MachineSystemServices(Requests& requests) : requests_(requests) {}
+    Result<std::unique_ptr<SystemService>> open(std::wstring_view name, std::uint32_t managerAccess,
+                                                std::uint32_t serviceAccess) override;
+    ErrorCode runInShell(std::wstring_view program, std::wstring_view parameters) override;
+
+  private:
+    Requests& requests_;
 };
 
 } // namespace orv::platform

@@ -217,6 +217,10 @@ Result<std::unique_ptr<DeviceFile>> WindowsDeviceFiles::open(std::wstring_view p
     return {std::make_unique<OpenDevice>(file)};
 }
 
+std::uint32_t WindowsDeviceFiles::driveType(std::wstring_view root) {
+    return ::GetDriveTypeW(std::wstring(root).c_str());
+}
+
 ErrorCode WindowsDeviceFiles::defineDosDevice(std::wstring_view name, std::wstring_view target) {
     return ::DefineDosDeviceW(DDD_RAW_TARGET_PATH, std::wstring(name).c_str(), std::wstring(target).c_str())
                ? kSuccess

@@ -17,6 +17,7 @@ class WindowsDeviceTree : public DeviceTree {
 class WindowsDeviceFiles : public DeviceFiles {
   public:
     Result<std::unique_ptr<DeviceFile>> open(std::wstring_view path, const DeviceOpening& opening) override;
+    std::uint32_t driveType(std::wstring_view root) override;
     ErrorCode defineDosDevice(std::wstring_view name, std::wstring_view target) override;
 };
 

@@ -6,6 +6,7 @@
 #include "platform/FaultTrap.h"
 #include "platform/NetworkTables.h"
 #include "platform/SystemFacts.h"
+#include "platform/SystemServices.h"
 
 #include <cstddef>
 
@@ -23,6 +24,7 @@ class WindowsSystemFacts : public SystemFacts {
     Architecture architecture() override;
     Result<OsVersion> osVersion() override;
     std::wstring mainModule() override;
+    std::wstring windowsDirectory() override;
     void showMessage(std::wstring_view title, std::wstring_view text) override;
     std::wstring errorText(ErrorCode code) override;
 };
@@ -36,6 +38,14 @@ class WindowsFaultTrap : public FaultTrap {
 
   private:
     std::uint32_t guard(const std::function<void()>& body) override;
+};
+
+/// The service control manager.
+class WindowsSystemServices : public SystemServices {
+  public:
+    Result<std::unique_ptr<SystemService>> open(std::wstring_view name, std::uint32_t managerAccess,
+                                                std::uint32_t serviceAccess) override;
+    ErrorCode runInShell(std::wstring_view program, std::wstring_view parameters) override;
 };
 
 /// IP Helper. The tables can grow between two calls, so a read is repeated a few times at most.

@@ -68,6 +68,12 @@ std::wstring WindowsSystemFacts::mainModule() {
     return path;
 }
 
+std::wstring WindowsSystemFacts::windowsDirectory() {
+    wchar_t path[MAX_PATH];
+    const UINT length = ::GetWindowsDirectoryW(path, MAX_PATH);
+    return length < MAX_PATH ? std::wstring(path, length) : std::wstring(); // else the room that it wants
+}
+
 void WindowsSystemFacts::showMessage(std::wstring_view title, std::wstring_view text) {
     ::MessageBoxW(nullptr, std::wstring(text).c_str(), std::wstring(title).c_str(), MB_OK);
 }

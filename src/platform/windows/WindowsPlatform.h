@@ -28,6 +28,7 @@ struct WindowsServices {
     WindowsDeviceFiles deviceFiles;
     WindowsRegistry registry;
     WindowsPrivileges privileges;
+    WindowsSystemServices systemServices;
 };
 
 using WindowsPlatform = PlatformOf<WindowsServices>;
