@@ -76,7 +76,13 @@ std::string unitSerial(const RootedFiles& files, const std::string& device) {
                               : firstLine(page.substr(head, static_cast<unsigned char>(page[head - 1])));
 }
 
+/// Every USB device stands below its bus, "usb1", in sysfs.
+bool isBelowUsb(std::string_view path) {
+    return hasNumbered(path, "usb");
+}
+
 void takeUsb(const RootedFiles& files, std::string_view path, DiskFacts& facts) {
+    if (!isBelowUsb(path)) return;
     for (; path.size() > 1; path = parentOf(path)) {
         const std::string folder(path);
         // An interface of the device, one folder below it, names the driver.
@@ -188,7 +194,7 @@ std::optional<NvmeNumbers> nvmeNumbers(std::string_view name) {
 DiskFacts readCommandWay(const RootedFiles& files, const std::string& name) {
     DiskFacts facts;
     facts.name = name;
-    if (name.starts_with("sd")) takeUsb(files, files.resolved(diskFolder(name)).value, facts);
+    if (name.starts_with("sd")) takeUsb(files, files.deviceFolder(diskFolder(name)), facts);
     if (name.starts_with(kNvmePrefix))
         facts.nvmeController = nvmeControllerOf(files, diskFolder(name) + "/device");
     return facts;
@@ -198,11 +204,10 @@ DiskFacts readDiskFacts(const RootedFiles& files, const std::string& name) {
     DiskFacts facts;
     facts.name = name;
     const std::string folder = diskFolder(name);
-    const std::string path = files.resolved(folder).value;
+    const std::string path = files.deviceFolder(folder);
     facts.pciController = pciFunctionOf(path);
     facts.sectors = wholeNumber(files.line(folder + "/size")).value_or(0);
     facts.removable = files.line(folder + "/removable") == "1";
-    facts.rotational = files.line(folder + "/queue/rotational") == "1";
     if (name.starts_with("sd")) {
         takeScsi(files, path, facts);
     } else if (name.starts_with(kNvmePrefix)) {

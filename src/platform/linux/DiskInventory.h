@@ -40,7 +40,6 @@ struct DiskFacts {
     std::string serial;
     std::uint64_t sectors = 0; ///< of 512 bytes, whatever the disk's own are
     bool removable = false;
-    bool rotational = false;
     std::uint32_t bus = 0; ///< STORAGE_BUS_TYPE
     std::optional<ScsiPlace> place;
     std::optional<std::uint32_t> nvmeController; ///< K of "nvmeK"

@@ -135,19 +135,19 @@ bool asksForDescriptor(std::span<const std::byte> in) {
 
 } // namespace
 
-std::optional<Answer> answerFromSysfs(const DiskInventory& inventory, const NumberedDisk& disk,
-                                      std::uint32_t code, std::span<const std::byte> in,
-                                      std::span<std::byte> out) {
+std::optional<Answer> answerFromSysfs(const RootedFiles& files, const NumberedDisk& disk,
+                                      const std::function<const DiskFacts&()>& facts, std::uint32_t code,
+                                      std::span<const std::byte> in, std::span<std::byte> out) {
     switch (code) {
     case IOCTL_DISK_PERFORMANCE:
-        return performance(inventory.files(), disk, out);
+        return performance(files, disk, out);
     case IOCTL_DISK_GET_DRIVE_GEOMETRY:
-        return geometry(inventory.facts(disk.name), out);
+        return geometry(facts(), out);
     case IOCTL_SCSI_GET_ADDRESS:
-        return address(inventory.facts(disk.name), out);
+        return address(facts(), out);
     case IOCTL_STORAGE_QUERY_PROPERTY:
         if (!asksForDescriptor(in)) return std::nullopt;
-        return descriptor(inventory.facts(disk.name), out);
+        return descriptor(facts(), out);
     default:
         return std::nullopt;
     }

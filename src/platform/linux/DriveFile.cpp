@@ -96,13 +96,17 @@ class PhysicalDrive : public DeviceFile {
     Answer control(std::uint32_t code, std::span<const std::byte> in, std::span<std::byte> out) override {
         const RootedFiles& files = inventory_.files();
         if (!files.exists(diskFolder(disk_.name))) return Answer::failed(kFileNotFound);
-        if (const auto answer = answerFromSysfs(inventory_, disk_, code, in, out)) return *answer;
+        const auto facts = [&]() -> const DiskFacts& {
+            if (!facts_) facts_ = inventory_.facts(disk_.name);
+            return *facts_;
+        };
+        if (const auto answer = answerFromSysfs(files, disk_, facts, code, in, out)) return *answer;
         const auto request = readDriveRequest(code, in, out.size());
         if (!request) return Answer::failed(kInvalidFunction);
-        const DiskFacts facts = readCommandWay(files, disk_.name);
-        if (!understands(facts, *request)) return Answer::failed(kInvalidFunction);
+        const DiskFacts way = readCommandWay(files, disk_.name);
+        if (!understands(way, *request)) return Answer::failed(kInvalidFunction);
         if (request->isNvme())
-            return runNvme(files, controllerNode(files, *facts.nvmeController), *request, in, out);
+            return runNvme(files, controllerNode(files, *way.nvmeController), *request, in, out);
         const auto file = openNode(files, diskNode(files, disk_.name));
         return file.ok() ? runScsi(file.value.get(), *request, in, out) : Answer::failed(file.error);
     }
@@ -118,6 +122,7 @@ class PhysicalDrive : public DeviceFile {
   private:
     const DiskInventory& inventory_;
     NumberedDisk disk_;
+    std::optional<DiskFacts> facts_; // read once in the handle's short life
 };
 
 /// A port takes the miniport forms of NVMe, where it is an NVMe controller.

@@ -90,14 +90,29 @@ std::string modelOf(const DiskFacts& facts) {
     }
 }
 
+Drive named(const DiskInventory& inventory, const NumberedDisk& disk) {
+    Drive drive{disk.number, inventory.facts(disk.name), {}, {}};
+    drive.id = pnpId(inventory.files(), drive.facts, disk.number);
+    drive.model = modelOf(drive.facts);
+    return drive;
+}
+
 } // namespace
+
+std::optional<Drive> driveOf(DiskInventory& inventory, std::uint32_t number) {
+    const std::string name = inventory.nameOf(number);
+    if (name.empty()) return std::nullopt;
+    Drive drive = named(inventory, {number, name});
+    if (drive.facts.bus != kBusUsb) return drive; // its place on the machine stands in its id
+    for (Drive& other : drivesOf(inventory))
+        if (other.number == number) return std::move(other);
+    return std::nullopt;
+}
 
 std::vector<Drive> drivesOf(DiskInventory& inventory) {
     std::vector<Drive> drives;
     for (const NumberedDisk& disk : inventory.disks()) {
-        Drive drive{disk.number, inventory.facts(disk.name), {}, {}};
-        drive.id = pnpId(inventory.files(), drive.facts, disk.number);
-        drive.model = modelOf(drive.facts);
+        Drive drive = named(inventory, disk);
         // Cheap USB devices share one serial number.
         const bool taken =
             std::ranges::any_of(drives, [&](const Drive& other) { return other.id == drive.id; });

@@ -89,8 +89,8 @@ Rows controllerRows(DiskInventory& inventory, Kind kind) {
     return rows;
 }
 
-std::wstring deviceIdOf(const Drive& drive) {
-    return LR"(\\.\PHYSICALDRIVE)" + std::to_wstring(drive.number);
+std::wstring deviceIdOf(std::uint32_t number) {
+    return LR"(\\.\PHYSICALDRIVE)" + std::to_wstring(number);
 }
 
 std::string mediaType(const DiskFacts& facts) {
@@ -119,7 +119,7 @@ ManagementColumns driveRow(const Drive& drive) {
         return numberOrNull(facts.place ? std::optional((*facts.place).*part) : std::nullopt);
     };
     return {
-        {L"DeviceID", bstr(deviceIdOf(drive))},
+        {L"DeviceID", bstr(deviceIdOf(drive.number))},
         {L"Model", textOrNull(drive.model)},
         {L"Caption", textOrNull(drive.model)},
         {L"Size", textOrNull(sizeText(facts))},
@@ -142,22 +142,37 @@ Rows driveRows(DiskInventory& inventory) {
     return rows;
 }
 
-Rows entityOfDrive(DiskInventory& inventory, const std::wstring& id) {
-    for (const Drive& drive : drivesOf(inventory))
-        if (sameId(deviceIdOf(drive), id)) return {deviceRow(drive.id, drive.model)};
-    return {};
+/// What a query asks.
+struct Question {
+    DiskInventory& disks;
+    const std::wstring& id;
+    std::optional<Drive>& latest;
+};
+
+Rows entityOfDrive(const Question& question) {
+    const auto end = question.id.find_last_not_of(L"0123456789") + 1;
+    const auto number = wholeNumber(wideToUtf8(question.id.substr(end)));
+    if (!number || *number > UINT32_MAX) return {};
+    const auto drive = static_cast<std::uint32_t>(*number);
+    if (!sameId(deviceIdOf(drive), question.id)) return {};
+    question.latest = driveOf(question.disks, drive);
+    if (!question.latest) return {};
+    return {deviceRow(question.latest->id, question.latest->model)};
 }
 
 /// The SCSI controller of a disk that is given by its own id.
-Rows controllerOfEntity(DiskInventory& inventory, const std::wstring& id) {
-    const RootedFiles& files = inventory.files();
-    for (const Drive& drive : drivesOf(inventory)) {
-        if (!sameId(utf8ToWide(drive.id), id)) continue;
-        const Controller controller = controllerOf(files, drive);
-        if (controller.kind != Kind::scsi) return {};
-        return {controllerRow(files, controller)};
+Rows controllerOfEntity(const Question& question) {
+    const auto isAsked = [&](const Drive& drive) { return sameId(utf8ToWide(drive.id), question.id); };
+    std::optional<Drive> found = question.latest;
+    if (!found || !isAsked(*found)) {
+        found.reset();
+        for (Drive& drive : drivesOf(question.disks))
+            if (!found && isAsked(drive)) found = std::move(drive);
     }
-    return {};
+    if (!found) return {};
+    const Controller controller = controllerOf(question.disks.files(), *found);
+    if (controller.kind != Kind::scsi) return {};
+    return {deviceRow(controller.id, {})}; // without its name, for which a large database would be read
 }
 
 /// The disks on a controller. On a USB controller each comes after its USB device, as a child after its
@@ -182,26 +197,25 @@ Rows devicesOn(DiskInventory& inventory, Kind kind, const std::wstring& id) {
 struct QueryRow {
     std::wstring_view className;
     std::wstring_view condition; ///< its class
-    Rows (*answer)(DiskInventory& inventory, const std::wstring& id);
+    Rows (*answer)(const Question& question);
 };
 
 template <Kind kind>
-Rows controllersOfKind(DiskInventory& inventory, const std::wstring&) {
-    return controllerRows(inventory, kind);
+Rows controllersOfKind(const Question& question) {
+    return controllerRows(question.disks, kind);
 }
 
 template <Kind kind>
-Rows devicesOfKind(DiskInventory& inventory, const std::wstring& id) {
-    return devicesOn(inventory, kind, id);
+Rows devicesOfKind(const Question& question) {
+    return devicesOn(question.disks, kind, question.id);
 }
 
 constexpr std::array kQueries = {
-    QueryRow{L"Win32_DiskDrive", L"",
-             [](DiskInventory& disks, const std::wstring&) { return driveRows(disks); }},
+    QueryRow{L"Win32_DiskDrive", L"", [](const Question& question) { return driveRows(question.disks); }},
     QueryRow{L"Win32_IDEController", L"", controllersOfKind<Kind::ide>},
     QueryRow{L"Win32_SCSIController", L"", controllersOfKind<Kind::scsi>},
     QueryRow{L"Win32_USBController", L"", controllersOfKind<Kind::usb>},
-    QueryRow{L"Win32_PnPSignedDriver", L"", [](DiskInventory&, const std::wstring&) { return Rows(); }},
+    QueryRow{L"Win32_PnPSignedDriver", L"", [](const Question&) { return Rows(); }},
     QueryRow{L"Win32_DiskDrive", L"Win32_PnPEntity", entityOfDrive},
     QueryRow{L"Win32_PnPEntity", L"Win32_SCSIControllerDevice", controllerOfEntity},
     QueryRow{L"Win32_IDEController", L"Win32_IDEControllerDevice", devicesOfKind<Kind::ide>},
@@ -211,12 +225,13 @@ constexpr std::array kQueries = {
 
 } // namespace
 
-std::optional<Rows> answerDriveQuery(DiskInventory& inventory, const ManagementQuery& query) {
+std::optional<Rows> answerDriveQuery(DiskInventory& inventory, const ManagementQuery& query,
+                                     std::optional<Drive>& latest) {
     for (const QueryRow& row : kQueries) {
         if (query.associators == row.condition.empty()) continue;
         if (!sameName(row.className, query.className) || !sameName(row.condition, query.filterClass))
             continue;
-        Rows rows = row.answer(inventory, query.id);
+        Rows rows = row.answer({inventory, query.id, latest});
         return query.associators ? rows : selected(query, std::move(rows));
     }
     return std::nullopt;

@@ -20,7 +20,7 @@ class LinuxServices : public ManagementServices {
         using Answer = Result<std::unique_ptr<ManagementEnumerator>>;
         const auto query = readManagementQuery(wql);
         if (!query) return Answer::failed(kManagementClass);
-        if (auto rows = answerDriveQuery(disks_, *query)) return {enumerate(std::move(*rows))};
+        if (auto rows = answerDriveQuery(disks_, *query, latest_)) return {enumerate(std::move(*rows))};
         if (query->associators || !sameName(query->className, L"Win32_PhysicalMemory"))
             return Answer::failed(kManagementClass);
         const auto table = files_.read("/sys/firmware/dmi/tables/DMI");
@@ -31,6 +31,7 @@ class LinuxServices : public ManagementServices {
   private:
     const RootedFiles& files_;
     DiskInventory& disks_;
+    std::optional<Drive> latest_; // that a query was answered with
 };
 
 class LinuxLocator : public ManagementLocator {

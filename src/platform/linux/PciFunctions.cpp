@@ -83,10 +83,11 @@ std::vector<std::string> pciFunctions(const RootedFiles& files, std::uint32_t fi
                                       std::uint32_t lastClass) {
     std::vector<std::string> found;
     for (const std::string& name : files.list(kFunctions).value) {
-        const auto folder = files.resolved(std::string(kFunctions) + "/" + name);
-        if (!folder.ok() || !addressOf(lastPart(folder.value))) continue;
-        const std::uint32_t code = pciClass(files, folder.value) >> 8;
-        if (code >= firstClass && code <= lastClass) found.push_back(folder.value);
+        const std::string link = std::string(kFunctions) + "/" + name;
+        const std::uint32_t code = pciClass(files, link) >> 8;
+        if (code < firstClass || code > lastClass) continue;
+        std::string folder = files.deviceFolder(link);
+        if (addressOf(lastPart(folder))) found.push_back(std::move(folder));
     }
     return found;
 }

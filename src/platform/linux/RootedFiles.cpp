@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <dirent.h>
 #include <memory>
 #include <unistd.h>
@@ -15,6 +16,7 @@ namespace orv::platform {
 namespace {
 
 constexpr std::size_t kFirstRead = 8192;
+constexpr std::size_t kLongestLine = 4096;
 constexpr std::size_t kLargestFile = std::size_t{16} << 20;
 
 ssize_t readSome(int file, char* into, std::size_t size) {
@@ -54,7 +56,19 @@ Result<std::string> RootedFiles::read(std::string_view path) const {
 }
 
 std::string RootedFiles::line(std::string_view path) const {
-    return firstLine(read(path).value);
+    char text[kLongestLine];
+    std::size_t used = 0;
+    const int file = openDescriptor(full(path).c_str(), O_RDONLY);
+    if (file < 0) return {};
+    for (bool more = true; more;) {
+        const ssize_t got = readSome(file, text + used, sizeof text - used);
+        const std::size_t count = got < 0 ? 0 : static_cast<std::size_t>(got);
+        // Most files have one line, which the first read gives: no second one is made to see the end.
+        more = count > 0 && !std::memchr(text + used, '\n', count) && used + count < sizeof text;
+        used = got < 0 ? 0 : used + count;
+    }
+    ::close(file);
+    return firstLine(std::string(text, used));
 }
 
 std::string firstLine(std::string text) {
@@ -88,11 +102,22 @@ bool RootedFiles::exists(std::string_view path) const {
     return ::access(full(path).c_str(), F_OK) == 0;
 }
 
-std::string RootedFiles::linkName(std::string_view path) const {
+std::string RootedFiles::linkTarget(std::string_view path) const {
     char target[4096];
     const ssize_t length = ::readlink(full(path).c_str(), target, sizeof target);
-    if (length <= 0) return {};
-    return std::string(lastComponent({target, static_cast<std::size_t>(length)}));
+    return length <= 0 ? std::string() : std::string(target, static_cast<std::size_t>(length));
+}
+
+std::string RootedFiles::linkName(std::string_view path) const {
+    return std::string(lastComponent(linkTarget(path)));
+}
+
+std::string RootedFiles::deviceFolder(std::string_view path) const {
+    const std::string target = linkTarget(path);
+    const auto devices = target.find("devices/");
+    const bool leadsUp = devices != target.npos && devices != 0 &&
+                         target.substr(0, devices).find_first_not_of("./") == std::string::npos;
+    return leadsUp ? "/sys/" + target.substr(devices) : resolved(path).value;
 }
 
 Result<std::string> RootedFiles::resolved(std::string_view path) const {
