@@ -9,7 +9,8 @@ if(WIN32)
   install(TARGETS WinRing0 RUNTIME) # the stand-in: without a WinRing0.dll the library does not load
 endif()
 install(DIRECTORY machines/ DESTINATION "${CMAKE_INSTALL_DATADIR}/orvane-hwprobe/machines"
-  FILES_MATCHING PATTERN "*.json")
+  FILES_MATCHING PATTERN "*.json" PATTERN "*.identify" PATTERN "*.smart"
+  PATTERN "*.thresholds")
 
 set(PACKAGE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/OrvaneHwProbe")
 set(PACKAGE_BUILD_DIR "${CMAKE_BINARY_DIR}/package")

@@ -1,3 +1,4 @@
+#include "platform/text.h"
 #include "support/DriveControls.h"
 #include "support/Paths.h"
 
@@ -193,7 +194,7 @@ TEST(MachineDrivesTest, TheDeviceTreeListsTheControllers) {
     EXPECT_EQ(kNoMoreItems, machine->deviceTree().devicesOf(kBatteryClass).value->at(0).error);
 }
 
-/// The rows of a query, each as its columns' texts; bytes tell their number.
+/// The rows of a query, each as its columns' texts and numbers; bytes tell their number.
 std::vector<std::string> rowsOf(Machine& machine, std::wstring_view space, std::wstring_view wql,
                                 std::initializer_list<const wchar_t*> columns) {
     const auto locator = machine.managementData().createLocator();
@@ -206,10 +207,11 @@ std::vector<std::string> rowsOf(Machine& machine, std::wstring_view space, std::
     while (const auto row = answer.value->next()) {
         std::string text;
         for (const wchar_t* column : columns) {
-            const auto value = row->get(column);
-            for (const wchar_t letter : value.value.text)
-                text.push_back(static_cast<char>(letter));
-            if (!value.value.bytes.empty()) text += fmt::format(" {} bytes", value.value.bytes.size());
+            const ManagementValue value = row->get(column).value;
+            std::string shown(value.text.begin(), value.text.end());
+            if (value.type == ManagementType::i4) shown = std::to_string(value.number);
+            if (!value.bytes.empty()) shown = fmt::format("{} bytes", value.bytes.size());
+            text += (text.empty() || shown.empty() ? "" : " ") + shown;
         }
         rows.push_back(text);
     }
@@ -255,7 +257,120 @@ TEST(MachineDrivesTest, DrivesFillInManagementData) {
 
     EXPECT_THAT(rowsOf(*machineOf(drive("ataPassThrough", ids)), cim, disk, {L"DeviceID"}),
                 ElementsAre(R"(SCSI\D&1)"));
-    EXPECT_THAT(rowsOf(*machineOf(drive("ataPassThrough")), cim, disk, {}), ElementsAre("no service"));
+    EXPECT_THAT(rowsOf(*machineOf(drive("ataPassThrough"), R"(, "management": false)"), cim, disk, {}),
+                ElementsAre("no service"));
+}
+
+TEST(MachineDrivesTest, RowsAreMadeOfDrivesAndControllers) {
+    const auto machine = machineOf(R"(
+        {"number": 0, "scsiAddress": {"port": 2, "path": 1, "target": 3}, "paths": ["ataPassThrough"], "model": "M",
+         "firmware": "F1", "capacityBytes": 10000000, "controllerId": "I"},
+        {"number": 1, "paths": ["sat"], "model": "u", "serialNumber": "S9", "controllerId": "U",
+         "usb": {"vendorId": "0x152D", "productId": "0x578"}},
+        {"number": 12, "paths": ["sat"], "model": "A", "pnpDeviceId": "SCSI\\A", "controllerId": "S",
+         "mediaType": 11},
+        {"number": 3, "managementRow": false}, {"number": 4, "present": false}, {"scsiAddress": {"port": 9}},
+        {"number": 5, "model": "N", "firmware": "1", "controllerId": "S", "descriptor": {"busType": 17},
+         "managementRow": {"Model": "O", "PNPDeviceID": null, "FirmwareRevision": 7}})",
+                                   R"(, "controllers": [{"id": "I", "name": "AHCI", "kind": "ide"},
+        {"id": "U", "name": "XHCI", "kind": "usb"}, {"id": "S", "name": "UAS", "kind": "scsi"}])");
+    const struct {
+        std::wstring query;
+        std::vector<std::string> rows;
+    } cases[] = {
+        {L"SELECT * FROM Win32_DiskDrive",
+         {R"(\\.\PHYSICALDRIVE0 M 8225280 F1 IDE Fixed hard disk media SCSI\DISK&VEN_&PROD_M\5&00000002&0&010300 2 1 3)",
+          R"(\\.\PHYSICALDRIVE1 u USB Device USB External hard disk media USBSTOR\DISK&VEN_&PROD_U&REV_\S9&0)",
+          R"(\\.\PHYSICALDRIVE12 A SCSI Disk Device SCSI Removable Media SCSI\A)",
+          R"(\\.\PHYSICALDRIVE5 O 7 SCSI Fixed hard disk media)"}},
+        {L"select Name, DeviceID from Win32_IDEController", {"I AHCI"}},
+        {L"select Name, DeviceID from Win32_PnPSignedDriver", {}},
+        {LR"(ASSOCIATORS OF {Win32_IDEController.DeviceID="I"} WHERE AssocClass = Win32_IDEControllerDevice)",
+         {R"(SCSI\DISK&VEN_&PROD_M\5&00000002&0&010300 M)"}},
+        {LR"(ASSOCIATORS OF {Win32_SCSIController.DeviceID="S"} WHERE AssocClass = Win32_SCSIControllerDevice)",
+         {R"(SCSI\A A SCSI Disk Device)", R"(SCSI\DISK&VEN_&PROD_N\5&FFFFFFFF&0&000005 O)"}},
+        {LR"(ASSOCIATORS OF {Win32_USBController.DeviceID="U"} WHERE AssocClass = Win32_USBControllerDevice)",
+         {R"(USB\VID_152D&PID_0578\S9 USB Mass Storage Device)",
+          R"(USBSTOR\DISK&VEN_&PROD_U&REV_\S9&0 u USB Device)"}},
+        {LR"(ASSOCIATORS OF {Win32_PnPEntity.DeviceID="SCSI\\A"} WHERE AssocClass = Win32_SCSIControllerDevice)",
+         {"S UAS"}},
+        {LR"(ASSOCIATORS OF {Win32_PnPEntity.DeviceID="SCSI\DISK&VEN_&PROD_M\5&00000002&0&010300"} WHERE AssocClass = Win32_SCSIControllerDevice)",
+         {}},
+    };
+    for (const auto& test : cases) {
+        const bool drives = test.query.ends_with(L"Win32_DiskDrive");
+        const auto rows =
+            drives ? rowsOf(*machine, L"root\\cimv2", test.query,
+                            {L"DeviceID", L"Model", L"Size", L"FirmwareRevision", L"InterfaceType",
+                             L"MediaType", L"PNPDeviceID", L"SCSIPort", L"SCSIBus", L"SCSITargetId"})
+                   : rowsOf(*machine, L"root\\cimv2", test.query, {L"DeviceID", L"Name"});
+        EXPECT_EQ(test.rows, rows) << wideToUtf8(test.query);
+    }
+    const auto adapters = machine->deviceTree().devicesOf(kScsiAdapterClass);
+    EXPECT_EQ(L"S", adapters.value->at(0).value->id(260).value) << "neither the IDE nor the USB controller";
+}
+
+TEST(MachineDrivesTest, TheServiceOfTheManagementDataStartsWithTheClock) {
+    const auto machine = machineOf(R"({"number": 0})", R"(, "services": {
+        "Winmgmt": {"state": 1, "startsAfterMilliseconds": 300}, "slow": {"state": 1},
+        "off": {"state": 1, "startError": 1058}, "closed": {"openError": 5}})");
+    const auto open = [&](const wchar_t* name) {
+        return machine->systemServices().open(name, 0x20000000, 4);
+    };
+    const auto rows = [&] {
+        return rowsOf(*machine, L"root\\cimv2", L"SELECT * FROM Win32_DiskDrive", {}).front();
+    };
+    const auto service = open(L"WINMGMT");
+    EXPECT_EQ(1U, service.value->state().value);
+    EXPECT_EQ("no namespace", rows());
+    EXPECT_EQ(kSuccess, service.value->start());
+    machine->clock().sleepNs(299'000'000);
+    EXPECT_EQ(2U, service.value->state().value);
+    EXPECT_EQ(1056U, open(L"Winmgmt").value->start()) << "what it was asked belongs to the service";
+    EXPECT_EQ("no namespace", rows());
+    machine->clock().sleepNs(1'000'000);
+    EXPECT_EQ(kServiceRunning, service.value->state().value);
+    EXPECT_EQ("", rows());
+
+    EXPECT_EQ(kSuccess, open(L"slow").value->start());
+    EXPECT_EQ(1058U, open(L"off").value->start());
+    machine->clock().sleepNs(100 * kSecond);
+    EXPECT_EQ(2U, open(L"slow").value->state().value);
+    EXPECT_EQ(1U, open(L"off").value->state().value);
+    EXPECT_EQ(5U, open(L"closed").error);
+    EXPECT_EQ(1060U, open(L"other").error);
+}
+
+TEST(MachineDrivesTest, VolumesTellTheirDisks) {
+    const auto machine = machineOf("", R"(, "volumes": [{"letter": "C", "extents": [
+        {"disk": 3, "start": 4096, "length": 8192}, {"disk": 300, "length": 0}]}, {"letter": "X", "type": 5},
+        {"letter": "E", "openError": 32}])");
+    DeviceFiles& files = machine->deviceFiles();
+    EXPECT_EQ(kFixedVolume, files.driveType(L"c:\\"));
+    EXPECT_EQ(5U, files.driveType(L"X:\\"));
+    EXPECT_EQ(kNoRootFolder, files.driveType(L"D:\\"));
+    EXPECT_EQ(kNoRootFolder, files.driveType(L"C:"));
+
+    const auto extents = [&](const wchar_t* path, std::size_t room) {
+        return send(*machine, {path, IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS, {}, room, 0});
+    };
+    const Sent whole = extents(LR"(\\.\C:)", sizeof(VOLUME_DISK_EXTENTS));
+    EXPECT_EQ(8U + 2 * 24, whole.bytes);
+    const auto told = whole.as<VOLUME_DISK_EXTENTS>();
+    EXPECT_EQ(2U, told.NumberOfDiskExtents);
+    EXPECT_EQ(3U, told.Extents[0].DiskNumber);
+    EXPECT_EQ(4096, told.Extents[0].StartingOffset);
+    EXPECT_EQ(8192, told.Extents[0].ExtentLength);
+    EXPECT_EQ(300U, told.Extents[1].DiskNumber);
+    const Sent part = extents(LR"(\\.\C:)", 8 + 24 + 23);
+    EXPECT_EQ(kMoreData, part.error);
+    EXPECT_EQ(2U, part.at(0));
+    EXPECT_EQ(3U, part.at(8));
+    EXPECT_EQ(0U, part.at(32)) << "half an extent is none";
+    EXPECT_EQ(kInsufficientBuffer, extents(LR"(\\.\C:)", 31).error);
+    EXPECT_EQ(kInvalidFunction, extents(LR"(\\.\X:)", 104).error);
+    EXPECT_EQ(32U, extents(LR"(\\.\E:)", 104).error);
+    EXPECT_EQ(kFileNotFound, extents(LR"(\\.\D:)", 104).error);
 }
 
 TEST(MachineDrivesTest, FileErrorsNameTheirPlace) {
@@ -289,6 +404,8 @@ TEST(MachineDrivesTest, FileErrorsNameTheirPlace) {
         {R"({"number": 0, "answers": [{"path": "geometry", "operation": "x", "error": 1}]})",
          "drives[0].answers[0].operation", "no operation"},
         {R"({"number": 0, "colour": 1})", "drives[0]", "unknown key"},
+        {R"({"number": 0, "usb": {}})", "drives[0].usb", "controllerId"},
+        {R"({"number": 0, "managementRow": true})", "drives[0].managementRow", "or false"},
     };
     for (const auto& test : cases) {
         try {

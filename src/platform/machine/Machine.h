@@ -14,6 +14,7 @@
 #include "platform/machine/MachineRing0.h"
 #include "platform/machine/MachineSmbus.h"
 #include "platform/machine/MachineSystem.h"
+#include "platform/machine/MachineVolumes.h"
 #include "platform/machine/Node.h"
 #include "platform/machine/Requests.h"
 
@@ -44,15 +45,16 @@ struct MachineServices {
     MachineNamedMutexes namedMutexes;
     MachineTimers timers{requests, clock};
     MachinePerformanceCounters performanceCounters;
+    MachineSystemServices systemServices;
     MachineDrives drives;
+    MachineVolumes volumes;
     MachineManagementData managementData;
     MachineSmbus smbus;
     MachineBatteries batteries;
     MachineDeviceTree deviceTree{batteries, drives, requests};
-    MachineDeviceFiles deviceFiles{batteries, drives, requests};
+    MachineDeviceFiles deviceFiles{batteries, drives, volumes, requests};
     MachineRegistry registry{networkTables.cards(), requests};
     MachinePrivileges privileges{requests};
-    MachineSystemServices systemServices{requests};
 };
 
 /// A machine described in a file (docs/machine-files.md): deterministic, with a clock that can be moved and a

@@ -178,10 +178,11 @@ class Controller : public Device {
         if (const ErrorCode error = requests_.enter("deviceProperty", [&] { return std::to_string(key.id); }))
             return Answer::failed(error);
         const auto place = std::ranges::find(kLinkProperties, key.id);
-        if (!(key.set == kPciDeviceProperties) || place == std::end(kLinkProperties) ||
-            !controller_.link[place - std::begin(kLinkProperties)])
+        if (!(key.set == kPciDeviceProperties) || place == std::end(kLinkProperties) || !controller_.link)
             return Answer::failed(kElementNotFound);
-        const std::uint32_t value = *controller_.link[place - std::begin(kLinkProperties)];
+        const auto known = (*controller_.link)[place - std::begin(kLinkProperties)];
+        if (!known) return Answer::failed(kElementNotFound);
+        const std::uint32_t value = *known;
         if (data.size() < sizeof value) return Answer::failed(kInsufficientBuffer);
         std::memcpy(data.data(), &value, sizeof value);
         return {static_cast<std::uint32_t>(sizeof value)};
@@ -197,21 +198,35 @@ class Controller : public Device {
     Requests& requests_;
 };
 
+class VolumeFile : public RecordedFile {
+  public:
+    VolumeFile(std::string path, const MachineVolume& volume, Requests& requests)
+        : RecordedFile(std::move(path), requests), volume_(volume) {}
+
+  private:
+    Result<std::uint32_t> answer(std::uint32_t code, std::span<const std::byte>,
+                                 std::span<std::byte> out) override {
+        return answerVolume(volume_, code, out);
+    }
+
+    const MachineVolume& volume_;
+};
+
 class Controllers : public Devices {
   public:
-    Controllers(const std::vector<DriveController>* controllers, Requests& requests)
-        : controllers_(controllers), requests_(requests) {}
+    Controllers(std::vector<const DriveController*> controllers, Requests& requests)
+        : controllers_(std::move(controllers)), requests_(requests) {}
 
     Result<std::unique_ptr<Device>> at(std::uint32_t index) override {
         using Answer = Result<std::unique_ptr<Device>>;
         if (const ErrorCode error = requests_.enter("device", [&] { return std::to_string(index); }))
             return Answer::failed(error);
-        if (!controllers_ || index >= controllers_->size()) return Answer::failed(kNoMoreItems);
-        return {std::make_unique<Controller>((*controllers_)[index], requests_)};
+        if (index >= controllers_.size()) return Answer::failed(kNoMoreItems);
+        return {std::make_unique<Controller>(*controllers_[index], requests_)};
     }
 
   private:
-    const std::vector<DriveController>* controllers_; // null for a class without devices
+    std::vector<const DriveController*> controllers_;
     Requests& requests_;
 };
 
@@ -230,12 +245,19 @@ Result<std::unique_ptr<DeviceInterfaces>> MachineDeviceTree::interfacesOf(const 
 Result<std::unique_ptr<Devices>> MachineDeviceTree::devicesOf(const Guid& setupClass) {
     if (const ErrorCode error = requests_.enter("devices"))
         return Result<std::unique_ptr<Devices>>::failed(error);
-    const bool adapters = setupClass == kScsiAdapterClass;
-    return {std::make_unique<Controllers>(adapters ? &drives_.controllers() : nullptr, requests_)};
+    std::vector<const DriveController*> found;
+    if (setupClass == kScsiAdapterClass)
+        for (const DriveController& controller : drives_.controllers())
+            if (controller.kind.value_or(ControllerKind::scsi) == ControllerKind::scsi)
+                found.push_back(&controller);
+    return {std::make_unique<Controllers>(std::move(found), requests_)};
 }
 
 std::uint32_t MachineDeviceFiles::driveType(std::wstring_view root) {
-    return requests_.enter("driveType", [&] { return wideToUtf8(root); }) == kSuccess ? kNoRootFolder : 0;
+    constexpr std::uint32_t unknown = 0;
+    if (requests_.enter("driveType", [&] { return wideToUtf8(root); })) return unknown;
+    const MachineVolume* volume = volumes_.byRoot(root);
+    return volume ? volume->type : kNoRootFolder;
 }
 
 ErrorCode MachineDeviceFiles::defineDosDevice(std::wstring_view name, std::wstring_view target) {
@@ -265,6 +287,10 @@ Result<std::unique_ptr<DeviceFile>> MachineDeviceFiles::open(std::wstring_view p
         if (!drive || !drive->present()) return Answer::failed(kFileNotFound);
         if (const ErrorCode error = drive->facts().openError) return Answer::failed(error);
         return {std::make_unique<DriveFile>(name, *drive, requests_)};
+    }
+    if (const MachineVolume* volume = volumes_.byDevice(path)) {
+        if (volume->openError != kSuccess) return Answer::failed(volume->openError);
+        return {std::make_unique<VolumeFile>(name, *volume, requests_)};
     }
     if (auto drives = portOf(path); !drives.empty())
         return {std::make_unique<PortFile>(name, std::move(drives), requests_)};

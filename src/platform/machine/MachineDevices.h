@@ -4,6 +4,7 @@
 #include "platform/DeviceTree.h"
 #include "platform/machine/MachineClock.h"
 #include "platform/machine/MachineDrives.h"
+#include "platform/machine/MachineVolumes.h"
 #include "platform/machine/Requests.h"
 #include "platform/servers/BatteryServer.h"
 
@@ -49,11 +50,12 @@ class MachineDeviceTree : public DeviceTree {
     Requests& requests_;
 };
 
-/// Batteries, drives, their ports, and the names that were defined for a port.
+/// Batteries, drives, their ports, volumes, and the names that were defined for a port.
 class MachineDeviceFiles : public DeviceFiles {
   public:
-    MachineDeviceFiles(const MachineBatteries& batteries, const MachineDrives& drives, Requests& requests)
-        : batteries_(batteries), drives_(drives), requests_(requests) {}
+    MachineDeviceFiles(const MachineBatteries& batteries, const MachineDrives& drives,
+                       const MachineVolumes& volumes, Requests& requests)
+        : batteries_(batteries), drives_(drives), volumes_(volumes), requests_(requests) {}
     Result<std::unique_ptr<DeviceFile>> open(std::wstring_view path, const DeviceOpening& opening) override;
     std::uint32_t driveType(std::wstring_view root) override;
     ErrorCode defineDosDevice(std::wstring_view name, std::wstring_view target) override;
@@ -64,6 +66,7 @@ class MachineDeviceFiles : public DeviceFiles {
 
     const MachineBatteries& batteries_;
     const MachineDrives& drives_;
+    const MachineVolumes& volumes_;
     Requests& requests_;
     std::vector<std::pair<std::wstring, std::wstring>> defined_; // name and target
 };

@@ -235,17 +235,16 @@ std::string identifyText(const MachineDrive& drive, std::size_t ataAt, std::size
 
 std::uint32_t busTypeOf(const MachineDrive& drive) {
     constexpr std::uint32_t busTypeSata = 11;
-    if (std::ranges::any_of(drive.ways,
-                            [](DriveWay way) { return isBridge(way) && way != DriveWay::samsung; }))
-        return kBusTypeUsb;
+    const auto isUsbBridge = [](DriveWay way) { return isBridge(way) && way != DriveWay::samsung; };
+    if (drive.usb || std::ranges::any_of(drive.ways, isUsbBridge)) return kBusTypeUsb;
     return drive.isNvme() ? kBusTypeNvme : busTypeSata;
 }
 
 DriveBlock descriptorOf(const MachineDrive& drive) {
-    const DriveDescriptor& given = drive.facts().descriptor;
+    const DriveDescriptor told = toldDescriptor(drive);
     STORAGE_DEVICE_DESCRIPTOR head{};
     head.Version = sizeof head;
-    head.BusType = given.busType.value_or(busTypeOf(drive));
+    head.BusType = *told.busType;
     DriveBlock texts;
     const auto place = [&](const std::string& text) {
         if (text.empty()) return std::uint32_t{0};
@@ -254,10 +253,10 @@ DriveBlock descriptorOf(const MachineDrive& drive) {
         texts.push_back(0);
         return at;
     };
-    head.VendorIdOffset = place(given.vendor.value_or(""));
-    head.ProductIdOffset = place(given.product ? *given.product : identifyText(drive, 54, 24, 40));
-    head.ProductRevisionOffset = place(given.revision ? *given.revision : identifyText(drive, 46, 64, 8));
-    head.SerialNumberOffset = place(given.serial ? *given.serial : identifyText(drive, 20, 4, 20));
+    head.VendorIdOffset = place(*told.vendor);
+    head.ProductIdOffset = place(*told.product);
+    head.ProductRevisionOffset = place(*told.revision);
+    head.SerialNumberOffset = place(*told.serial);
     head.Size = static_cast<std::uint32_t>(sizeof head + texts.size());
     DriveBlock block = blockOf(head);
     block.insert(block.end(), texts.begin(), texts.end());
@@ -342,6 +341,16 @@ bool isMeant(const DriveAddress& place, const DriveRequest& request) {
 }
 
 } // namespace
+
+DriveDescriptor toldDescriptor(const MachineDrive& drive) {
+    DriveDescriptor told = drive.facts().descriptor;
+    if (!told.vendor) told.vendor.emplace();
+    if (!told.product) told.product = identifyText(drive, 54, 24, 40);
+    if (!told.revision) told.revision = identifyText(drive, 46, 64, 8);
+    if (!told.serial) told.serial = identifyText(drive, 20, 4, 20);
+    if (!told.busType) told.busType = busTypeOf(drive);
+    return told;
+}
 
 Answer answerDrive(MachineDrive& drive, std::uint32_t code, std::span<const std::byte> in,
                    std::span<std::byte> out) {

@@ -14,6 +14,9 @@ Result<std::uint32_t> answerDrive(MachineDrive& drive, std::uint32_t code, std::
 Result<std::uint32_t> answerPort(const std::vector<MachineDrive*>& drives, std::uint32_t code,
                                  std::span<const std::byte> in, std::span<std::byte> out);
 
+/// The descriptor of the file, with what it leaves out as the drive itself tells it: no value is missing.
+DriveDescriptor toldDescriptor(const MachineDrive& drive);
+
 /// Reads the medium, which is empty.
 Result<std::uint32_t> readDrive(MachineDrive& drive, std::span<std::byte> into);
 

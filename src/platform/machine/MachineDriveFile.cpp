@@ -1,5 +1,6 @@
 #include "platform/machine/MachineDriveFile.h"
 
+#include "platform/machine/MachineColumns.h"
 #include "platform/text.h"
 
 #include <algorithm>
@@ -27,6 +28,9 @@ static_assert(std::size(kWayNames) == static_cast<std::size_t>(DriveWay::perform
 constexpr std::string_view kOperationNames[] = {"identify",  "smart",  "thresholds", "control",
                                                 "namespace", "health", "request"};
 static_assert(std::size(kOperationNames) == static_cast<std::size_t>(DriveOperation::request) + 1);
+
+/// In the order of ControllerKind.
+constexpr std::string_view kKindNames[] = {"ide", "scsi", "usb"};
 
 template <class T>
 std::optional<T> named(std::span<const std::string_view> names, std::string_view name) {
@@ -175,15 +179,27 @@ void readPerformance(const Node& node, std::int64_t fromNs, std::optional<DriveP
     performance->done();
 }
 
-void readFailurePredict(const Node& node, const MachineDrive& drive, DriveFacts& facts) {
+void readFailurePredict(const Node& node, DriveFacts& facts) {
     const auto predict = node.find("failurePredict");
     if (!predict) return;
     FailurePredict told;
-    told.instanceName = utf8ToWide(predict->text("instanceName", wideToUtf8(drive.pnpDeviceId) + "_0"));
+    if (predict->has("instanceName")) told.instanceName = utf8ToWide(predict->text("instanceName"));
     readBlock(*predict, "data", kAtaBlockBytes, told.data);
     readBlock(*predict, "thresholds", kAtaBlockBytes, told.thresholds);
     predict->done();
     facts.failurePredict = std::move(told);
+}
+
+/// The columns of the row, or false for none.
+void readManagementRow(const Node& node, DriveRow& into) {
+    if (!node.has("managementRow")) return;
+    const Node row = node.at("managementRow");
+    if (!row.isObject()) {
+        if (node.flag("managementRow", true)) row.fail("must be an object, or false");
+        into = {.present = false, .columns = {}};
+        return;
+    }
+    into = {.present = true, .columns = readColumns(row)};
 }
 
 void readBlocks(const Node& node, bool nvme, DriveFacts& facts) {
@@ -224,6 +240,29 @@ DriveLink readLink(const Node& link) {
     return values;
 }
 
+DriveController readController(const Node& entry) {
+    DriveController controller;
+    controller.id = utf8ToWide(entry.text("id"));
+    controller.name = utf8ToWide(entry.text("name", ""));
+    if (entry.has("kind")) {
+        controller.kind = named<ControllerKind>(kKindNames, entry.text("kind"));
+        if (!controller.kind) entry.at("kind").fail("must be \"ide\", \"scsi\" or \"usb\"");
+    }
+    if (const auto link = entry.find("link")) controller.link = readLink(*link);
+    entry.done();
+    return controller;
+}
+
+DriveUsb readUsb(const Node& usb) {
+    constexpr std::uint64_t most = 0xFFFF;
+    DriveUsb device;
+    device.vendorId = static_cast<std::uint16_t>(usb.number("vendorId", most));
+    device.productId = static_cast<std::uint16_t>(usb.number("productId", most));
+    device.name = utf8ToWide(usb.text("name", "USB Mass Storage Device"));
+    usb.done();
+    return device;
+}
+
 void readDriveFacts(const Node& node, const MachineDrive& drive, std::int64_t fromNs, DriveFacts& facts) {
     facts.present = node.flag("present", true);
     facts.openError = static_cast<ErrorCode>(node.number("openError", kAny32, facts.openError));
@@ -244,7 +283,8 @@ void readDriveFacts(const Node& node, const MachineDrive& drive, std::int64_t fr
     facts.capacityBytes = node.number("capacityBytes", INT64_MAX, facts.capacityBytes);
     readDescriptor(node, facts.descriptor);
     readPerformance(node, fromNs, facts.performance);
-    readFailurePredict(node, drive, facts);
+    readFailurePredict(node, facts);
+    readManagementRow(node, facts.managementRow);
 }
 
 } // namespace orv::platform

@@ -10,6 +10,8 @@ namespace orv::platform {
 /// "paths" of a drive; all of them of one kind.
 std::set<DriveWay> readWays(const Node& entry);
 DriveLink readLink(const Node& link);
+DriveController readController(const Node& entry);
+DriveUsb readUsb(const Node& usb);
 
 /// What a place of the file says about a drive that has these paths; keys that are missing leave `facts` as
 /// they are.

@@ -31,8 +31,6 @@ bool readRejection(const Node& entry) {
     return rejection == "checkCondition";
 }
 
-constexpr std::wstring_view kDiskPrefix = LR"(\\.\PhysicalDrive)";
-
 } // namespace
 
 MachineDrive::MachineDrive(const Node& entry, MachineClock& clock) : clock_(clock) {
@@ -47,6 +45,10 @@ MachineDrive::MachineDrive(const Node& entry, MachineClock& clock) : clock_(cloc
     if (const auto place = entry.find("link")) {
         if (controllerId.empty()) place->fail("needs the drive's \"controllerId\"");
         link = readLink(*place);
+    }
+    if (const auto place = entry.find("usb")) {
+        if (controllerId.empty()) place->fail("needs the drive's \"controllerId\"");
+        usb = readUsb(*place);
     }
     if (!number && !address) entry.fail("needs a \"number\" or a \"scsiAddress\"");
 
@@ -113,20 +115,22 @@ MachineDrives::MachineDrives(const Node& root, MachineClock& clock) {
 }
 
 void MachineDrives::readControllers(const Node& root) {
+    const auto find = [&](const std::wstring& id) {
+        return std::ranges::find(controllers_, id, &DriveController::id);
+    };
     for (const Node& entry : root.list("controllers")) {
-        DriveController controller{utf8ToWide(entry.text("id")), {}};
-        if (const auto link = entry.find("link")) controller.link = readLink(*link);
-        for (const DriveController& other : controllers_)
-            if (other.id == controller.id) entry.at("id").fail("another controller has this id");
+        DriveController controller = readController(entry);
+        if (find(controller.id) != controllers_.end()) entry.at("id").fail("another controller has this id");
         controllers_.push_back(std::move(controller));
-        entry.done();
     }
     for (const auto& drive : drives_) {
         if (!drive->link) continue;
-        for (const DriveController& other : controllers_)
-            if (other.id == drive->controllerId)
-                root.at("drives").fail("the link of \"" + wideToUtf8(other.id) + "\" is told twice");
-        controllers_.push_back({drive->controllerId, *drive->link});
+        auto controller = find(drive->controllerId);
+        if (controller == controllers_.end())
+            controller = controllers_.insert(controller, DriveController{drive->controllerId, {}, {}, {}});
+        if (controller->link)
+            root.at("drives").fail("the link of \"" + wideToUtf8(controller->id) + "\" is told twice");
+        controller->link = drive->link;
     }
 }
 
@@ -153,60 +157,12 @@ std::vector<MachineDrive*> MachineDrives::ofPort(std::wstring_view device) const
 }
 
 bool MachineDrives::managed() const {
-    return std::ranges::any_of(drives_, [](const auto& drive) {
-        return !drive->pnpDeviceId.empty() || drive->facts().failurePredict;
-    });
-}
-
-namespace {
-
-std::optional<std::wstring> associate(const MachineDrive& drive, const ManagementQuery& query) {
-    const auto belongs = [&](std::wstring_view of, std::wstring_view id, std::wstring_view filter) {
-        return sameName(query.className, of) && sameId(query.id, id) &&
-               (query.filter.empty() || sameName(query.filterClass, filter));
+    const auto fillsIn = [](const auto& drive) {
+        return drive->number || !drive->pnpDeviceId.empty() || drive->facts().failurePredict;
     };
-    if (drive.number &&
-        belongs(L"Win32_DiskDrive", std::wstring(kDiskPrefix) + std::to_wstring(*drive.number),
-                L"Win32_PnPEntity"))
-        return drive.pnpDeviceId;
-    if (!drive.controllerId.empty() &&
-        belongs(L"Win32_PnPEntity", drive.pnpDeviceId, L"Win32_SCSIControllerDevice"))
-        return drive.controllerId;
-    return std::nullopt;
-}
-
-/// The block that a driver's class tells of a drive; null for another class.
-const DriveBlock* predictedBlock(const DriveFacts& facts, const ManagementQuery& query) {
-    const FailurePredict& predict = *facts.failurePredict;
-    if (sameName(query.className, L"MSStorageDriver_FailurePredictData"))
-        return predict.data.empty() ? &facts.smart : &predict.data;
-    if (sameName(query.className, L"MSStorageDriver_FailurePredictThresholds"))
-        return predict.thresholds.empty() ? &facts.thresholds : &predict.thresholds;
-    return nullptr;
-}
-
-} // namespace
-
-std::optional<std::vector<ManagementColumns>>
-MachineDrives::managementRows(const ManagementQuery& query) const {
-    std::optional<std::vector<ManagementColumns>> rows;
-    const auto add = [&](ManagementColumns row) {
-        if (!rows) rows.emplace();
-        rows->push_back(std::move(row));
-    };
-    for (const auto& drive : drives_) {
-        if (!drive->present()) continue;
-        if (query.associators) {
-            if (drive->pnpDeviceId.empty()) continue;
-            if (const auto id = associate(*drive, query)) add({{L"DeviceID", bstr(*id)}});
-        } else if (const auto& predict = drive->facts().failurePredict) {
-            const DriveBlock* block = predictedBlock(drive->facts(), query);
-            if (!block || block->empty()) continue;
-            add({{L"InstanceName", bstr(predict->instanceName)}, {L"VendorSpecific", byteArray(*block)}});
-        }
-    }
-    if (rows) return selected(query, std::move(*rows));
-    return rows;
+    return std::ranges::any_of(drives_, fillsIn) ||
+           std::ranges::any_of(controllers_,
+                               [](const auto& controller) { return controller.kind.has_value(); });
 }
 
 } // namespace orv::platform

@@ -103,9 +103,15 @@ struct DrivePerformance {
 };
 
 struct FailurePredict {
-    std::wstring instanceName;
+    std::optional<std::wstring> instanceName; ///< none: made of the drive's id
     DriveBlock data;
     DriveBlock thresholds;
+};
+
+/// What the file has for the drive's row of Win32_DiskDrive.
+struct DriveRow {
+    bool present = true;
+    ManagementColumns columns; ///< in place of the drive's own
 };
 
 /// What a drive says at one time. An empty block is one that the drive does not have.
@@ -129,6 +135,7 @@ struct DriveFacts {
     DriveDescriptor descriptor;
     std::optional<DrivePerformance> performance;
     std::optional<FailurePredict> failurePredict;
+    DriveRow managementRow;
 };
 
 struct DriveAddress {
@@ -144,9 +151,20 @@ struct DriveAddress {
 /// Link of a controller, in the order of kLinkProperties; a value may be missing.
 using DriveLink = std::array<std::optional<std::uint32_t>, 4>;
 
+enum class ControllerKind : std::uint8_t { ide, scsi, usb };
+
 struct DriveController {
     std::wstring id;
-    DriveLink link;
+    std::wstring name;
+    std::optional<ControllerKind> kind; ///< none: the management data has no row of it
+    std::optional<DriveLink> link;
+};
+
+/// The USB device that a drive stands in.
+struct DriveUsb {
+    std::uint16_t vendorId = 0;
+    std::uint16_t productId = 0;
+    std::wstring name;
 };
 
 /// A drive of a described machine, with what its life so far has made of it.
@@ -162,6 +180,7 @@ class MachineDrive {
     std::wstring pnpDeviceId;
     std::wstring controllerId;
     std::optional<DriveLink> link;
+    std::optional<DriveUsb> usb;
 
     bool smartEnabled = true;
     bool gone = false; ///< by an answer that makes it vanish
@@ -196,6 +215,7 @@ class MachineDrives {
   public:
     MachineDrives(const Node& root, MachineClock& clock);
 
+    const std::vector<std::unique_ptr<MachineDrive>>& all() const { return drives_; }
     /// Null when no drive has that number; it may be one that is not present now.
     MachineDrive* byNumber(std::uint32_t number) const;
     /// The drives of a port, by its number or by its system name.
@@ -203,11 +223,8 @@ class MachineDrives {
     std::vector<MachineDrive*> ofPort(std::wstring_view device) const;
     const std::vector<DriveController>& controllers() const { return controllers_; }
 
-    /// Whether a drive fills in management data.
+    /// Whether drives and controllers fill in management data (MachineDriveRows.h).
     bool managed() const;
-    /// Rows of a query that the drives fill in, in the order of the file; empty for a class that they know
-    /// nothing of.
-    std::optional<std::vector<ManagementColumns>> managementRows(const ManagementQuery& query) const;
 
   private:
     void readControllers(const Node& root);

@@ -1,42 +1,22 @@
 #include "platform/machine/MachineManagement.h"
 
+#include "platform/machine/MachineColumns.h"
+#include "platform/machine/MachineDriveRows.h"
+#include "platform/machine/MachineSystem.h"
 #include "platform/machine/Node.h"
 #include "platform/servers/Smbios.h"
 #include "platform/text.h"
-
-#include <limits>
 
 namespace orv::platform {
 
 namespace {
 
-/// A text is a bstr and a whole number an i4; an object gives bytes or any other type tag.
-ManagementValue columnValue(const Node& row, const std::string& column) {
-    constexpr auto smallest = std::numeric_limits<std::int32_t>::min();
-    constexpr auto largest = std::numeric_limits<std::int32_t>::max();
-    const Node value = row.at(column);
-    if (value.isText()) return bstr(utf8ToWide(value.asText()));
-    if (!value.isObject()) return i4(static_cast<std::int32_t>(row.signedNumber(column, smallest, largest)));
-    ManagementValue typed;
-    const bool hasBytes = value.has("bytes");
-    if (hasBytes) typed = byteArray(value.bytes("bytes"));
-    if (!hasBytes || value.has("type"))
-        typed.type =
-            static_cast<ManagementType>(value.number("type", std::numeric_limits<std::uint16_t>::max()));
-    typed.text = utf8ToWide(value.text("text", ""));
-    typed.number = static_cast<std::int32_t>(value.number("number", largest, 0));
-    value.done();
-    return typed;
-}
+constexpr ErrorCode kRpcServerUnavailable = 1722; // RPC_S_SERVER_UNAVAILABLE
 
 std::vector<ManagementColumns> readRows(const Node& place, std::string_view key) {
     std::vector<ManagementColumns> rows;
-    for (const Node& entry : place.list(key)) {
-        ManagementColumns columns;
-        for (const std::string& column : entry.keys())
-            columns[utf8ToWide(column)] = columnValue(entry, column);
-        rows.push_back(std::move(columns));
-    }
+    for (const Node& entry : place.list(key))
+        rows.push_back(readColumns(entry));
     return rows;
 }
 
@@ -120,8 +100,8 @@ class MachineServices : public ManagementServices {
 
 class MachineLocator : public ManagementLocator {
   public:
-    MachineLocator(Requests& requests, const ManagementTables& tables)
-        : requests_(requests), tables_(tables) {}
+    MachineLocator(Requests& requests, const ManagementTables& tables, const MachineSystemServices& services)
+        : requests_(requests), tables_(tables), services_(services) {}
 
     Result<std::unique_ptr<ManagementServices>> connectServer(std::wstring_view space,
                                                               std::uint32_t flags) override {
@@ -130,6 +110,8 @@ class MachineLocator : public ManagementLocator {
             return wideToUtf8(space) + (flags & kConnectWaitsAtMost ? " for two minutes at most" : "");
         };
         if (const ErrorCode error = requests_.enter("connectServer", detail)) return Answer::failed(error);
+        if (!services_.isRunning(kManagementService))
+            return Answer::failed(kComWin32 | kRpcServerUnavailable);
         const bool drivers = isNamespace(space, LR"(ROOT\WMI)");
         if (!drivers && !isNamespace(space, LR"(ROOT\CIMV2)")) return Answer::failed(kManagementNamespace);
         return {std::make_unique<MachineServices>(requests_, tables_, drivers)};
@@ -138,7 +120,17 @@ class MachineLocator : public ManagementLocator {
   private:
     Requests& requests_;
     const ManagementTables& tables_;
+    const MachineSystemServices& services_;
 };
+
+/// "management": false says that there is no service whatever else the file describes.
+bool isDenied(const Node& root) {
+    if (!root.has("management")) return false;
+    const Node management = root.at("management");
+    if (management.isObject()) return false;
+    if (root.flag("management", true)) management.fail("must be an object, or false");
+    return true;
+}
 
 /// The classes of the namespace "ROOT\WMI".
 bool isDriverClass(std::wstring_view name) {
@@ -165,14 +157,16 @@ std::optional<std::vector<ManagementColumns>> ManagementTables::answer(const Man
                                                                        bool driverClasses) const {
     if (isDriverClass(query.className) != driverClasses) return std::nullopt;
     if (const auto* rows = described(query)) return selected(query, *rows);
-    auto rows = drives->managementRows(query);
+    auto rows = answerDriveQuery(*drives, query);
     if (!rows && query.associators) rows.emplace();
     return rows;
 }
 
 MachineManagementData::MachineManagementData(const Node& root, Requests& requests,
-                                             const MachineDrives& drives)
-    : requests_(requests) {
+                                             const MachineDrives& drives,
+                                             const MachineSystemServices& services)
+    : requests_(requests), services_(services) {
+    if (isDenied(root)) return;
     if (const auto management = root.find("management")) tables_ = load(*management);
     if (!tables_ && drives.managed()) tables_.emplace();
     if (tables_) tables_->drives = &drives;
@@ -182,7 +176,7 @@ Result<std::unique_ptr<ManagementLocator>> MachineManagementData::createLocator(
     using Answer = Result<std::unique_ptr<ManagementLocator>>;
     if (const ErrorCode error = requests_.enter("createLocator")) return Answer::failed(error);
     if (!tables_) return Answer::failed(kComNotRegistered);
-    return {std::make_unique<MachineLocator>(requests_, *tables_)};
+    return {std::make_unique<MachineLocator>(requests_, *tables_, services_)};
 }
 
 } // namespace orv::platform

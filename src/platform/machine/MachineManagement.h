@@ -8,6 +8,7 @@
 
 namespace orv::platform {
 
+class MachineSystemServices;
 class Node;
 
 /// The rows that a machine file gives for classes, and for what belongs to one object.
@@ -36,11 +37,12 @@ struct ManagementTables {
 };
 
 /// Section "management" of a machine file (docs/machine/memory.md, docs/machine/disk.md): classes given as
-/// rows, or the raw SMBIOS table that Win32_PhysicalMemory is made from. Without the section the service is
-/// not there.
+/// rows, or the raw SMBIOS table that Win32_PhysicalMemory is made from. Without the section, and without a
+/// drive that fills in rows, the service is not there.
 class MachineManagementData : public ManagementData {
   public:
-    MachineManagementData(const Node& root, Requests& requests, const MachineDrives& drives);
+    MachineManagementData(const Node& root, Requests& requests, const MachineDrives& drives,
+                          const MachineSystemServices& services);
 
     ErrorCode initialize() override { return requests_.enter("initializeCom"); }
     void uninitialize() override { requests_.enter("uninitializeCom"); }
@@ -49,6 +51,7 @@ class MachineManagementData : public ManagementData {
 
   private:
     Requests& requests_;
+    const MachineSystemServices& services_;
     std::optional<ManagementTables> tables_;
 };
 

@@ -71,6 +71,7 @@ MachineSystemFacts::MachineSystemFacts(const Node& root, Requests& requests) : r
             errorTexts_[code] = utf8ToWide(entry.text("text"));
             entry.done();
         }
+        windowsDirectory_ = utf8ToWide(system->text("windowsDirectory", wideToUtf8(windowsDirectory_)));
         system->done();
     }
     if (const auto memory = root.find("memory")) {
@@ -111,7 +112,7 @@ std::wstring MachineSystemFacts::mainModule() {
 }
 
 std::wstring MachineSystemFacts::windowsDirectory() {
-    return requests_.enter("windowsDirectory") == kSuccess ? L"C:\\Windows" : std::wstring();
+    return requests_.enter("windowsDirectory") == kSuccess ? windowsDirectory_ : std::wstring();
 }
 
 void MachineSystemFacts::showMessage(std::wstring_view title, std::wstring_view text) {

@@ -190,6 +190,9 @@ bool Node::isText() const {
 bool Node::isObject() const {
     return json(value_).is_object();
 }
+bool Node::isNull() const {
+    return json(value_).is_null();
+}
 
 std::string Node::text(std::string_view key) const {
     return required(key).asText();

@@ -54,6 +54,7 @@ class Node {
     std::uint64_t asNumber(std::uint64_t largest) const;
     bool isText() const;
     bool isObject() const;
+    bool isNull() const;
 
     /// Throws when this object has a key that nobody asked for.
     void done() const;
