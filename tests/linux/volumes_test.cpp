@@ -43,21 +43,15 @@ void addDevices(const Tree& tree) {
         tree.file(name, "");
 }
 
-/// "C3 0:1024+3584" for the fixed volume C at byte 1024 of drive 0, and so on for each letter.
-std::string letters(const Tree& tree) {
-    LinuxPlatform system(tree.root());
+/// "C3 0:1024+3584;" for the fixed volume C at byte 1024 of drive 0, and so on for each volume.
+std::string letters(const RootedFiles& files) {
+    DiskInventory disks(files);
     std::ostringstream text;
-    for (wchar_t letter = L'A'; letter <= L'Z'; ++letter) {
-        const auto type = system.deviceFiles().driveType(std::wstring(1, letter) + L":\\");
-        const auto file = system.deviceFiles().open(std::wstring(LR"(\\.\)") + letter + L":");
-        EXPECT_EQ(type == kNoRootFolder, file.error == kFileNotFound);
-        if (!file.ok()) continue;
-        VOLUME_DISK_EXTENTS all{};
-        const auto room = std::as_writable_bytes(std::span(&all, 1));
-        EXPECT_TRUE(file.value->control(IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS, {}, room).ok());
-        text << (text.tellp() > 0 ? ", " : "") << static_cast<char>(letter) << type;
-        for (const DISK_EXTENT& part : std::span(all.Extents).first(all.NumberOfDiskExtents))
+    for (const auto& [letter, extents] : volumes(disks)) {
+        text << static_cast<char>(letter) << volumeType(disks, std::wstring(1, letter) + L":\\");
+        for (const DISK_EXTENT& part : extents)
             text << " " << part.DiskNumber << ":" << part.StartingOffset << "+" << part.ExtentLength;
+        text << ";";
     }
     return text.str();
 }
@@ -65,31 +59,33 @@ std::string letters(const Tree& tree) {
 TEST(LinuxVolumes, LettersFollowTheMountTable) {
     const std::string longWord(200000, '7');
     const std::pair<std::string, std::string> tables[] = {
-        {"24 1 0:6 / /dev rw - devtmpfs udev rw\n25 1 8:32 / /boot rw shared:1 master:2 - vfat /dev/sdc rw\n"
+        {"24 1 0:6 / /dev rw - devtmpfs udev rw\n25 1 8:32 / /boot rw - vfat /dev/sdc rw\n"
          "26 1 8:1 / / rw shared:1 - ext4 /dev/root rw\n27 1 8:1 /home /srv rw - ext4 /dev/sda1 rw\n"
          "28 1 7:0 / /snap ro - squashfs /dev/loop0 ro\n29 1 252:1 / /var rw - xfs /dev/dm-1 rw\n",
-         "C3 0:1024+3584, D2 2:0+3584, E3 3:3072+3584"},
+         "C3 0:1024+3584;D2 2:0+3584;E3 3:3072+3584;"},
         // The root is none of a disk's. A partition of an array, and a circle that has a way out.
         {"26 1 0:40 / / rw - overlay overlay rw\n27 1 259:9 / /a rw - ext4 /dev/md0p1 rw\n"
          "28 1 252:2 / /b rw - ext4 /dev/dm-2 rw\n",
-         "D3 0:5120+3584 1:2048+3584, E3 0:1024+3584"},
+         "D3 0:5120+3584 1:2048+3584;E3 0:1024+3584;"},
         // btrfs by a device's node, which is a link or not. The later root hides the first.
-        {"26 1 8:17 / / rw - ext4 x rw\n27 1 0:30 /@ / rw - btrfs /dev/mapper/se\\134x20cret rw\n",
-         "C3 0:5120+3584 3:3072+3584, D3 1:2048+3584"},
+        {"26 1 8:17 / / rw - ext4 x rw\n27 1 0:30 /@ / rw shared:1 master:2 - btrfs "
+         "/dev/mapper/se\\134x20cret rw\n",
+         "C3 0:5120+3584 3:3072+3584;D3 1:2048+3584;"},
         {"27 1 0:31 / / rw - btrfs /dev/mapper/se\\040cret rw\n28 1 0:32 / /a rw - btrfs /dev/sda1 rw\n"
          "29 1 0:33 / /b rw - btrfs  rw\n",
-         "C3 0:5120+3584 3:3072+3584, D3 0:1024+3584"},
+         "C3 0:5120+3584 3:3072+3584;D3 0:1024+3584;"},
         // Of lines that end early, or hardly ever, the one counts that tells all.
         {"\n26\n26 1 8:1 / / rw\n26 1 8:1 / / rw -\n26 1 8:1 / / rw " + longWord + "\n - - -\n27 1 8:17 / /" +
              longWord + " rw - ext4 \\04",
-         "D3 1:2048+3584"},
+         "D3 1:2048+3584;"},
     };
     const Tree tree;
     addDevices(tree);
-    EXPECT_EQ("", letters(tree));
+    const RootedFiles files(tree.root());
+    EXPECT_EQ("", letters(files));
     for (const auto& [table, expected] : tables) {
         tree.file("proc/self/mountinfo", table);
-        EXPECT_EQ(expected, letters(tree));
+        EXPECT_EQ(expected, letters(files));
     }
 }
 
@@ -105,10 +101,12 @@ TEST(LinuxVolumes, ExtentsAreCutToTheRoomAndLettersEndAtZ) {
     const RootedFiles files(tree.root());
     DiskInventory disks(files);
     EXPECT_EQ(L'Z', volumes(disks).back().letter);
-    EXPECT_EQ(kFixedVolume, volumeType(disks, L"c:\\"));
-    EXPECT_EQ(kNoRootFolder, volumeType(disks, L"C:"));
 
-    const auto file = openVolume(disks, LR"(\\.\c:)").value;
+    LinuxPlatform system(tree.root());
+    EXPECT_EQ(kFixedVolume, system.deviceFiles().driveType(L"c:\\"));
+    EXPECT_EQ(kNoRootFolder, system.deviceFiles().driveType(L"C:"));
+    const auto file = system.deviceFiles().open(LR"(\\.\c:)").value;
+    ASSERT_TRUE(file);
     std::array<std::byte, 56> room{};
     const auto into = [&](std::size_t bytes, std::uint32_t code = IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS) {
         return file->control(code, {}, std::span(room).first(bytes)).error;
