@@ -4,6 +4,7 @@
 #include "platform/linux/ErrorCodes.h"
 #include "platform/linux/PciFunctions.h"
 #include "platform/linux/PowerSupply.h"
+#include "platform/linux/Volumes.h"
 #include "platform/servers/DevicePaths.h"
 #include "platform/text.h"
 
@@ -124,8 +125,8 @@ Result<std::unique_ptr<Devices>> LinuxDeviceTree::devicesOf(const Guid& setupCla
     return {std::make_unique<PciDevices>(files_, std::move(folders))};
 }
 
-std::uint32_t LinuxDeviceFiles::driveType(std::wstring_view) {
-    return kNoRootFolder;
+std::uint32_t LinuxDeviceFiles::driveType(std::wstring_view root) {
+    return volumeType(disks_, root);
 }
 
 ErrorCode LinuxDeviceFiles::defineDosDevice(std::wstring_view, std::wstring_view) {
@@ -135,7 +136,10 @@ ErrorCode LinuxDeviceFiles::defineDosDevice(std::wstring_view, std::wstring_view
 Result<std::unique_ptr<DeviceFile>> LinuxDeviceFiles::open(std::wstring_view path, const DeviceOpening&) {
     using Answer = Result<std::unique_ptr<DeviceFile>>;
     std::string folder = wideToUtf8(path);
-    if (!folder.starts_with(kPowerSupplies)) return openDrive(disks_, path);
+    if (!folder.starts_with(kPowerSupplies)) {
+        auto volume = openVolume(disks_, path);
+        return volume.error == kFileNotFound ? openDrive(disks_, path) : std::move(volume);
+    }
     const auto isBattery = isBatterySupply(files_, folder);
     if (!isBattery.ok()) return Answer::failed(isBattery.error);
     if (!isBattery.value) return Answer::failed(kFileNotFound);

@@ -193,7 +193,8 @@ struct DISK_EXTENT {
     std::int64_t StartingOffset;
     std::int64_t ExtentLength; ///< bytes
 };
-static_assert(sizeof(DISK_EXTENT) == 24);
+static_assert(sizeof(DISK_EXTENT) == 24 && offsetof(DISK_EXTENT, StartingOffset) == 8 &&
+              offsetof(DISK_EXTENT, ExtentLength) == 16);
 
 /// Room for four extents, as the answer is asked for.
 struct VOLUME_DISK_EXTENTS {
@@ -201,7 +202,7 @@ struct VOLUME_DISK_EXTENTS {
     std::uint32_t padding;
     DISK_EXTENT Extents[4];
 };
-static_assert(sizeof(VOLUME_DISK_EXTENTS) == 104);
+static_assert(sizeof(VOLUME_DISK_EXTENTS) == 104 && offsetof(VOLUME_DISK_EXTENTS, Extents) == 8);
 
 #pragma pack(pop)
 
