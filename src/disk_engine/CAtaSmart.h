@@ -30,10 +30,16 @@ struct UsbDeviceEntry {
     std::uint32_t ProductId = 0;
 };
 
-/// A drive that is there and gave no record.
+/// A drive that is there and has no record.
 struct UnreadDrive {
+    enum class Reason {
+        noAnswer,     ///< no path gave identify data that can be used; `error` tells why, if it is known
+        noAttributes, ///< it was read but has no SMART data
+        raidVolume,   ///< its model says that it is one
+    };
     std::int32_t physicalDriveId = -1;
-    std::wstring model;                             ///< as the platform names it; empty when it does not
+    std::wstring model; ///< as the platform or the record names it; may be empty
+    Reason reason = Reason::noAnswer;
     platform::ErrorCode error = platform::kSuccess; ///< of probeFailure
 };
 
@@ -111,6 +117,8 @@ class CAtaSmart {
     /// Why the paths failed that were tried since GetDiskInfo began: a right that was refused, or else the
     /// code of the last one that failed.
     platform::ErrorCode probeFailure() const { return probeFailure_; }
+    /// Puts the drive that was just probed on the list of those without a record, with that failure.
+    void noteUnread(std::int32_t physicalDriveId, const std::wstring& model);
 
     // ---- ATA paths. Each opens its own handle. Identify data are 512 bytes. `asi` gets its block and what
     // is read out of it.

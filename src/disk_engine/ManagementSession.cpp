@@ -1,5 +1,6 @@
 #include "disk_engine/ManagementSession.h"
 
+#include "log/log.h"
 #include "platform/Platform.h"
 
 namespace orv {
@@ -18,6 +19,26 @@ ManagementSession connectManagement(std::wstring_view space, std::uint32_t flags
 std::wstring columnText(platform::ManagementRow& row, std::wstring_view column) {
     auto value = row.get(column);
     return value.ok() && value.value.present() ? std::move(value.value.text) : std::wstring();
+}
+
+std::int32_t columnNumber(platform::ManagementRow& row, std::wstring_view column) {
+    const auto value = row.get(column);
+    return value.ok() && value.value.type == platform::ManagementType::i4 ? value.value.number : -1;
+}
+
+bool eachRow(platform::ManagementServices& services, const std::wstring& query, std::size_t limit,
+             const std::function<void(platform::ManagementRow&)>& onRow) {
+    const auto rows = services.execQuery(query);
+    if (!rows.ok()) {
+        log::warn(diskLogger, L"{} failed: {:#x}", query, rows.error);
+        return false;
+    }
+    for (std::size_t i = 0; i < limit; ++i) {
+        const auto row = rows.value->next(kRowMilliseconds);
+        if (!row) break;
+        onRow(*row);
+    }
+    return true;
 }
 
 } // namespace orv

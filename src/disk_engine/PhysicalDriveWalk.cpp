@@ -1,5 +1,6 @@
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/DebugFormat.h"
+#include "disk_engine/SearchStages.h"
 #include "disk_engine/WideText.h"
 
 #include <fmt/xchar.h>
@@ -28,14 +29,6 @@ std::wstring textAt(std::span<const std::byte> block, std::uint32_t at) {
     for (std::size_t i = at; i < block.size() && block[i] != std::byte{0}; ++i)
         text.push_back(std::to_integer<wchar_t>(block[i]));
     return text;
-}
-
-/// Drives whose firmware loses data when identify data are read, and volumes that only look like drives.
-bool mayNotBeRead(const Descriptor& descriptor, bool skipOldFirmware) {
-    const bool isHd204ui =
-        Begins(descriptor.model, L"SAMSUNG HD155UI") || Begins(descriptor.model, L"SAMSUNG HD204UI");
-    return (isHd204ui && !Begins(descriptor.firmware, L"1AQ10003") && skipOldFirmware) ||
-           Contains(descriptor.model, L"FuzeDrive") || Contains(descriptor.model, L"StoreMI");
 }
 
 /// What a model begins with whose bytes a bridge has swapped.
@@ -72,7 +65,10 @@ bool CAtaSmart::SearchPhysicalDrive(std::int32_t physicalDriveId) {
     const auto isKnown = [&](const AtaSmartInfo& asi) { return asi.PhysicalDriveId == physicalDriveId; };
     if (std::ranges::any_of(vars, isKnown)) return false;
     auto file = OpenPhysicalDrive(physicalDriveId);
-    if (!file) return false;
+    if (!file) {
+        if (probeFailure_ != platform::kFileNotFound) noteUnread(physicalDriveId, {});
+        return false;
+    }
 
     platform::DISK_GEOMETRY geometry{};
     const auto measured = control(*file, platform::IOCTL_DISK_GET_DRIVE_GEOMETRY, {},
@@ -98,7 +94,7 @@ bool CAtaSmart::SearchPhysicalDrive(std::int32_t physicalDriveId) {
     };
     if (!read()) return false;
     if (descriptor.busType == platform::kBusTypeNvme) drive.interfaceType = INTERFACE_TYPE_NVME;
-    if (mayNotBeRead(descriptor, SkipHd204uiOldFirmware != 0)) {
+    if (mayNotBeRead(descriptor.model, descriptor.firmware, SkipHd204uiOldFirmware != 0)) {
         noteFailure(platform::kNotSupported);
         return false;
     }
@@ -114,7 +110,10 @@ bool CAtaSmart::SearchPhysicalDrive(std::int32_t physicalDriveId) {
     file.reset();
 
     DebugPrint(L"DO:GetDiskInfo");
-    if (!GetDiskInfo(drive)) return false;
+    if (!GetDiskInfo(drive)) {
+        noteUnread(physicalDriveId, descriptor.model);
+        return false;
+    }
     DebugPrint(L"OK:GetDiskInfo");
     AtaSmartInfo& asi = vars.back();
     checkReverse(asi);

@@ -1,0 +1,394 @@
+// The search for drives: what the rows of the management data, the drive numbers and the letters make of
+// them.
+
+#include "support/DescribedDrives.h"
+
+#include <gmock/gmock.h>
+
+namespace orv::test {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+using Texts = std::vector<std::wstring>;
+
+/// An ATA disk behind a path.
+std::string disk(int number, const std::string& model = "ACME Disk",
+                 const std::string& path = "ataPassThrough", const std::string& more = {}) {
+    return fmt::format(R"({{"number": {}, "paths": ["{}"], "identify": "{}", {}{}}})", number, path,
+                       hexOf(smartIdentify({{76, 2}}, model, "F1", "S" + std::to_string(number))),
+                       smartKeys(kSomeAttributes), more);
+}
+
+/// A machine of drives and other sections, on which the engine's search runs.
+class Searched {
+  public:
+    explicit Searched(const std::string& drives, const std::string& sections = {})
+        : machine(fmt::format(R"({{"name": "x", "drives": [{}]{}}})", drives, sections)) {
+        setDebugListener([this](std::wstring_view text) { trace.emplace_back(text); });
+        engine.emplace();
+        engine->UseStandardPaths();
+    }
+    ~Searched() { setDebugListener({}); }
+
+    /// With the arguments of the library, but without hiding and sorting by number.
+    void search(BOOL useWmi = 1, BOOL hide = 0, BOOL byLetter = 0) {
+        engine->Init(useWmi, 0, nullptr, skipOldFirmware, hide, byLetter);
+    }
+    std::vector<int> numbers() const {
+        std::vector<int> all;
+        for (const AtaSmartInfo& asi : engine->vars)
+            all.push_back(asi.PhysicalDriveId);
+        return all;
+    }
+
+    BOOL skipOldFirmware = 0;
+    Texts trace;
+    TestMachine machine;
+    std::optional<CAtaSmart> engine;
+};
+
+std::string management(const std::string& entries) {
+    return R"(, "management": {)" + entries + "}";
+}
+std::string diskRows(const std::string& rows) {
+    return management(R"("Win32_DiskDrive": [)" + rows + "]");
+}
+constexpr char kRow[] = R"({"DeviceID": "\\\\.\\PHYSICALDRIVE1", "Model": "ACME Disk")";
+
+/// What a row's texts decide: whether the drive is read, on which paths, and what its record says of it.
+TEST(DriveSearch, WhatARowDecides) {
+    const std::string usb = R"(, "PNPDeviceID": "usbstor\\disk&x", "InterfaceType": "USB")";
+    const std::tuple<const char*, std::string, std::string, bool, std::uint32_t, std::wstring> cases[] = {
+        {"an internal disk without a medium's text", disk(1), R"("Model": "ACME Disk ATA Device")", true,
+         CMD_TYPE_PHYSICAL_DRIVE, L"Serial ATA"},
+        {"an internal disk that says it is removable", disk(1),
+         R"("Model": "ACME Disk", "MediaType": "Removable Media")", true, CMD_TYPE_PHYSICAL_DRIVE,
+         L"Serial ATA"},
+        {"a USB disk", disk(1, "ACME Disk", "sat"),
+         R"("Model": "ACME Disk USB Device", "MediaType": "External hard disk media")" + usb, true,
+         CMD_TYPE_SAT, L"USB (Serial ATA)"},
+        {"a stick", disk(1, "ACME Disk", "sat", R"(, "mediaType": 11)"),
+         R"("Model": "ACME Disk USB Device", "MediaType": "Removable Media")" + usb, false, 0, L""},
+        {"a USB disk without a medium's text", disk(1, "ACME Disk", "sat", R"(, "mediaType": 11)"),
+         R"("Model": "ACME Disk USB Device")" + usb, false, 0, L""},
+        {"a stick that is a drive inside", disk(1, "SanDisk Extreme", "sat", R"(, "mediaType": 11)"),
+         R"("Model": "SanDisk Extreme USB Device", "MediaType": "Removable Media")" + usb, true, CMD_TYPE_SAT,
+         L"USB (Serial ATA)"},
+        {"FireWire by its model", disk(1, "ACME Disk", "sat"),
+         R"("Model": "ACME Disk IEEE 1394 SBP2 Device", "MediaType": "External hard disk media")", true,
+         CMD_TYPE_SAT, L"IEEE 1394 (Serial ATA)"},
+        {"a volume that looks like a drive", disk(1, "FuzeDrive X", "ataPassThrough", R"(, "mediaType": 11)"),
+         R"("Model": "AMD FuzeDrive X")", false, 0, L""},
+        {"no texts at all", disk(1), R"("Model": null, "Size": "many")", true, CMD_TYPE_PHYSICAL_DRIVE,
+         L"Serial ATA"},
+    };
+    for (const auto& [what, drive, row, found, commandType, interface] : cases) {
+        SCOPED_TRACE(what);
+        Searched it(drive, diskRows(R"({"DeviceID": "\\\\.\\PHYSICALDRIVE1", )" + row + "}"));
+        it.search();
+        ASSERT_EQ(found ? 1u : 0u, it.engine->vars.size());
+        if (!found) {
+            EXPECT_THAT(it.engine->unreadDrives, IsEmpty()) << "it was no target";
+            continue;
+        }
+        EXPECT_EQ(commandType, it.engine->vars[0].CommandType);
+        EXPECT_EQ(interface, it.engine->vars[0].Interface);
+        EXPECT_THAT(it.trace, Contains(L"OK:Check Model Name"));
+    }
+}
+
+TEST(DriveSearch, TheNumberStandsAtTheEndOfTheId) {
+    const std::pair<const char*, int> ids[] = {{"12", 12}, {"E5", 5}, {"10", 10}, {"DRIVE07", 7}, {"X", 0}};
+    for (const auto& [id, number] : ids) {
+        Searched it(disk(number, "ACME Disk", "ataPassThrough", R"(, "mediaType": 11)"),
+                    diskRows(fmt::format(R"({{"DeviceID": "{}", "Model": "ACME Disk"}})", id)));
+        it.search();
+        EXPECT_THAT(it.numbers(), ElementsAre(number)) << id;
+    }
+}
+
+/// The platform's own words about a drive: size, swapped texts, a firmware that must not be asked.
+TEST(DriveSearch, TheRecordAgainstThePlatformsWords) {
+    Searched swapped(disk(1, "CAEM Disk1234567"),
+                     diskRows(R"({"DeviceID": "1", "Model": "ACMED si1k325476"})"));
+    swapped.search();
+    ASSERT_EQ(1u, swapped.engine->vars.size());
+    EXPECT_EQ(L"ACMED si1k325476", swapped.engine->vars[0].Model);
+    EXPECT_EQ(L"ACMED si1k325476S1", swapped.engine->vars[0].ModelSerial.substr(0, 16) + L"S1");
+    EXPECT_EQ(swapped.engine->vars[0].SerialNumberReverse, swapped.engine->vars[0].SerialNumber);
+
+    Searched other(disk(1), diskRows(R"({"DeviceID": "1", "Model": "Another", "Size": "2000050000000"})"));
+    other.search();
+    ASSERT_EQ(1u, other.engine->vars.size()) << "another name is no reason to drop it";
+    EXPECT_THAT(other.trace, Contains(L"DISABLED: vars.RemoveAt(index) - 2"));
+    EXPECT_EQ(2000001u, other.engine->vars[0].DiskSizeWmi);
+    EXPECT_EQ(2000001u, other.engine->vars[0].TotalDiskSize) << "of some gigabytes by the geometry alone";
+    EXPECT_EQ(L"Another", other.engine->vars[0].ModelWmi);
+
+    Searched both(
+        disk(1, "CAEM Disk1234567", "sat") + "," + disk(2, "Other"),
+        diskRows(R"({"DeviceID": "1", "Model": "ACMED si1k325476 USB Device", "MediaType": "External"},
+                              {"DeviceID": "2", "Model": "Another"})"));
+    both.search();
+    ASSERT_EQ(2u, both.engine->vars.size());
+    EXPECT_EQ(L"CAEM Disk1234567", both.engine->vars[0].Model) << "a bridge's words are not compared";
+    EXPECT_EQ(L"ACMED si1k325476 USB Device", both.engine->vars[0].ModelWmi)
+        << "a row is about its own drive";
+
+    Searched misled(disk(1),
+                    diskRows(R"({"DeviceID": "1", "InterfaceType": "USB", "MediaType": "External"})"));
+    misled.search();
+    EXPECT_THAT(misled.numbers(), ElementsAre(1)) << "found by its number in the end";
+    EXPECT_THAT(misled.engine->unreadDrives, IsEmpty());
+
+    for (const BOOL skip : {0, 1}) {
+        Searched firmware(
+            disk(1, "SAMSUNG HD204UI", "ataPassThrough", R"(, "mediaType": 11)"),
+            diskRows(R"({"DeviceID": "1", "Model": "SAMSUNG HD204UI", "FirmwareRevision": "1AQ10001"})"));
+        firmware.skipOldFirmware = skip;
+        firmware.search();
+        EXPECT_EQ(skip ? 0u : 1u, firmware.engine->vars.size());
+    }
+}
+
+/// Lists of controllers: what hangs on them is told by its device id.
+TEST(DriveSearch, WhatAControllerSaysOfItsDrives) {
+    const auto sections = [](const char* name, const char* extra = "") {
+        return management(fmt::format(
+            R"("Win32_SCSIController": [{{"Name": "{}", "DeviceID": "PCI\\C1"}}],
+               "Win32_IDEController": [{{"Name": "NVIDIA nForce", "DeviceID": "PCIIDE\\IDECHANNEL\\0"}}],
+               "Win32_DiskDrive": [{{"DeviceID": "1", "Model": "ACME Disk", "PNPDeviceID": "scsi\\d1", "MediaType": "Fixed"}}],
+               "associators": [{{"of": "Win32_SCSIController", "id": "PCI\\C1", "filter": "Win32_SCSIControllerDevice",
+                                 "rows": [{{"DeviceID": "SCSI\\D1&0"}}]}}{}])",
+            name, extra));
+    };
+    Searched plain(disk(1), sections("ACME SAS"));
+    plain.search();
+    ASSERT_EQ(1u, plain.engine->vars.size());
+    EXPECT_EQ(L"SCSI\\D1", plain.engine->vars[0].PnpDeviceId);
+    EXPECT_THAT(plain.trace, Contains(L"WakeUp(1)"));
+    EXPECT_EQ(0, plain.engine->IsNvidiaController) << "a controller without devices says nothing";
+    EXPECT_THAT(plain.engine->IdeController, ElementsAre(L"NVIDIA nForce (0)"));
+
+    Searched nvidia(disk(1),
+                    sections("ACME SAS", R"(, {"of": "Win32_IDEController", "id": "PCIIDE\\IDECHANNEL\\0",
+                                                       "rows": [{"DeviceID": "IDE\\X"}]})"));
+    nvidia.search();
+    EXPECT_EQ(1, nvidia.engine->IsNvidiaController);
+
+    Searched uasp(disk(1, "ACME Disk", "sat"), sections("USB Attached SCSI (UAS) Mass Storage Device"));
+    uasp.search();
+    ASSERT_EQ(1u, uasp.engine->vars.size());
+    EXPECT_EQ(L"UASP (Serial ATA)", uasp.engine->vars[0].Interface);
+    EXPECT_EQ(1, uasp.engine->vars[0].IsUasp);
+
+    Searched black(disk(1, "ACME Disk", "ataPassThrough", R"(, "mediaType": 11)"),
+                   sections("VIA VT6410 RAID"));
+    black.search();
+    EXPECT_THAT(black.engine->vars, IsEmpty());
+    EXPECT_THAT(black.trace, Not(Contains(L"flagTarget && GetDiskInfo")));
+
+    std::string without = sections("VIA VT6410 RAID");
+    const std::string id = R"("PNPDeviceID": "scsi\\d1", )";
+    without.erase(without.find(id), id.size());
+    Searched idless(disk(1), without);
+    idless.search();
+    EXPECT_EQ(L"ACME Disk", idless.engine->vars.at(0).ModelWmi) << "no id is none of the list's";
+
+    for (const auto& [name, model] :
+         {std::pair("Silicon Image SiI 3114 SATARaid", 3114), std::pair("BUFFALO IFC-PCIE2SA", 3132)}) {
+        Searched silicon(disk(1), sections(name));
+        silicon.search();
+        EXPECT_THAT(silicon.engine->SiliconImageType, ElementsAre(model));
+        EXPECT_EQ(model, silicon.engine->vars.at(0).SiliconImageType);
+    }
+}
+
+TEST(DriveSearch, AUsbDiskTakesItsIdsFromItsParent) {
+    Searched it(disk(1, "ACME Disk", "jmicron"),
+                management(
+                    R"("Win32_USBController": [{"Name": "xHCI", "DeviceID": "PCI\\U"}],
+               "Win32_DiskDrive": [{"DeviceID": "1", "Model": "JM Box USB Device", "MediaType": "External hard disk media"}],
+               "associators": [{"of": "Win32_USBController", "id": "PCI\\U", "rows": [
+                   {"DeviceID": "USBSTOR\\ORPHAN", "Name": "Orphan"},
+                   {"DeviceID": "USB\\VID_152D&PID_A583\\0001"},
+                   {"DeviceID": "USBSTOR\\DISK&VEN_JM", "Name": "JM Box USB Device"},
+                   {"DeviceID": "USB\\VID_1111&PID_2222\\1"}, {"DeviceID": "USBSTOR\\NAMELESS"}]}])"));
+    it.search();
+    ASSERT_EQ(3u, it.engine->usbDevices.size());
+    EXPECT_EQ(0u, it.engine->usbDevices[0].VendorId);
+    EXPECT_THAT(it.trace, Contains(L"VID=152Dh, PID=A583h"));
+    EXPECT_THAT(it.trace, Not(Contains(L"usbVendorId=1111, usbProductId=2222")));
+    ASSERT_EQ(1u, it.engine->vars.size());
+    const AtaSmartInfo& asi = it.engine->vars[0];
+    EXPECT_EQ(CMD_TYPE_JMICRON, asi.CommandType) << "asked first for that vendor";
+    EXPECT_EQ(0x152Du, asi.UsbVendorId);
+    EXPECT_EQ(0xA583u, asi.UsbProductId);
+    EXPECT_EQ(L"JM Box USB Device", asi.Enclosure);
+}
+
+/// Which RAID scans run, by the version of AMD's driver.
+TEST(DriveSearch, TheDriverDecidesWhichRaidScansRun) {
+    const std::tuple<const char*, bool, bool> cases[] = {
+        {"9.2.0.1", false, false}, {"9.3.0.1", true, true}, {"9.1.0.1", false, true}, {"8", false, true}};
+    for (const auto& [version, library, csmi] : cases) {
+        Searched it(
+            disk(1),
+            management(fmt::format(
+                R"("Win32_PnPSignedDriver": [{{"DeviceName": "AMD-RAID Config Device", "DriverVersion": "{}"}}])",
+                version)));
+        it.search();
+        EXPECT_EQ(library, std::ranges::count(it.trace, L"AddDiskAMD_RC2") == 1) << version;
+        const wchar_t* label = library ? L"AMD RAID (CSMI)" : L"Intel/AMD RAID (CSMI)";
+        EXPECT_EQ(csmi, std::ranges::count(it.trace, label) == 1) << version;
+        EXPECT_THAT(it.trace, Contains(L"MegaRAID"));
+    }
+}
+
+/// The road to the management data breaks at each of its steps: the walk over the numbers finds the drive.
+TEST(DriveSearch, WithoutManagementDataTheNumbersAreWalked) {
+    const std::tuple<const char*, const char*, const wchar_t*> steps[] = {
+        {R"(, "services": {"Winmgmt": {"state": 1}})", "", L"NG:WMI Init 3"},
+        {"", "createLocator", L"NG:WMI Init 1"},
+        {"", "connectServer", L"NG:WMI Init 2"},
+        {"", "setProxyBlanket", L"NG:WMI Init - 80004005"},
+        {"", "execQuery", L"OK:WMI Init"},
+    };
+    for (const auto& [section, request, text] : steps) {
+        Searched it(disk(1), diskRows(std::string(kRow) + "}") + section);
+        if (*request) it.machine->requests().plan({.operation = request, .nth = 0, .error = 0x80004005});
+        it.search();
+        EXPECT_THAT(it.trace, Contains(text));
+        EXPECT_THAT(it.numbers(), ElementsAre(1)) << text;
+        EXPECT_EQ(L"", it.engine->vars[0].ModelWmi) << "no row was read";
+        EXPECT_THAT(it.trace, Not(Contains(L"MegaRAID")));
+    }
+    // The walk itself knows a bridge and swapped texts.
+    Searched walked(disk(0, "DW CABCDEFGH", "sat") + "," + disk(55) + "," + disk(56) + "," +
+                    disk(3, "ACME Disk", "ataPassThrough", R"(, "mediaType": 11)"));
+    walked.search(0);
+    EXPECT_THAT(walked.numbers(), ElementsAre(0, 55));
+    EXPECT_EQ(L"USB (Serial ATA)", walked.engine->vars[0].Interface);
+    EXPECT_EQ(L"WDC BADCFEHG", walked.engine->vars[0].Model);
+    EXPECT_EQ(0, walked.engine->IsWmi);
+}
+
+/// A service that comes up late, one that has to be set to start by itself, and one that never does.
+TEST(DriveSearch, TheServiceIsStarted) {
+    const std::tuple<const char*, bool, bool, std::int64_t> cases[] = {
+        {R"("state": 1, "startsAfterMilliseconds": 150)", true, false, 300},
+        {R"("state": 1, "startsAfterMilliseconds": 2000)", true, true, 2100},
+        {R"("state": 1)", false, true, 5600},
+        {R"("openError": 5)", false, false, 0},
+    };
+    for (const auto& [service, runs, shell, milliseconds] : cases) {
+        Searched it({}, fmt::format(R"(, "services": {{"Winmgmt": {{{}}}}}, "management": {{}})", service));
+        it.machine->requests().keepRecord(true);
+        const std::int64_t start = it.machine->clock().monotonicNs();
+        it.search();
+        EXPECT_EQ(runs, it.engine->IsWmi != 0) << service;
+        EXPECT_EQ(runs ? 1 : 0, std::ranges::count(it.machine->requests().record(), "initializeSecurity"));
+        EXPECT_EQ(shell, std::ranges::count(it.machine->requests().record(),
+                                            "runInShell sc config Winmgmt start= auto") == 1)
+            << service;
+        EXPECT_NEAR(static_cast<double>(milliseconds),
+                    static_cast<double>(it.machine->clock().monotonicNs() - start) / 1e6, 50)
+            << service;
+    }
+}
+
+std::string volume(const char* letter, const std::string& extents, int type = 3) {
+    return fmt::format(R"({{"letter": "{}", "type": {}, "extents": [{}]}})", letter, type, extents);
+}
+std::string on(int disk, int length = 1000) {
+    return fmt::format(R"({{"disk": {}, "start": 0, "length": {}}})", disk, length);
+}
+
+TEST(DriveSearch, LettersFiltersAndOrder) {
+    const std::string volumes = R"(, "volumes": [)" + volume("C", on(2)) + "," + volume("D", on(1)) + "," +
+                                volume("A", on(3)) + "," + volume("E", on(1) + "," + on(3)) + "," +
+                                volume("F", on(0) + "," + on(1) + "," + on(2) + "," + on(3)) + "," +
+                                volume("G", on(0), 2) + "," + volume("H", on(0, 0)) + "," +
+                                volume("I", on(300)) + "," +
+                                R"({"letter": "J", "type": 3, "openError": 5, "extents": []}])";
+    const std::string noSmart = R"({"number": 4, "paths": ["ataPassThrough"], "identify": ")" +
+                                hexOf(identifyOf({{82, 0}}, "No SMART")) + R"("})";
+    const std::string drives = disk(0) + "," + disk(1) + "," + disk(2) + "," + disk(3) + "," + noSmart + "," +
+                               disk(5, "ACME raid 5") + R"(, {"number": 6, "openError": 5}, {"number": 7})";
+    Searched it(drives, volumes);
+    it.search(0, 1, 1);
+    EXPECT_THAT(it.numbers(), ElementsAre(2, 1, 0, 3)) << "C, D, then none and A";
+    Texts maps;
+    for (const AtaSmartInfo& asi : it.engine->vars)
+        maps.push_back(asi.DriveMap);
+    EXPECT_THAT(maps, ElementsAre(L"C:", L"D: E:", L"", L"A: E:"));
+    EXPECT_EQ(0x11u, it.engine->vars[3].DriveLetterMap);
+
+    using Reason = UnreadDrive::Reason;
+    std::vector<std::pair<int, Reason>> unread;
+    for (const UnreadDrive& drive : it.engine->unreadDrives)
+        unread.emplace_back(drive.physicalDriveId, drive.reason);
+    EXPECT_THAT(unread, ElementsAre(std::pair(6, Reason::noAnswer), std::pair(7, Reason::noAnswer),
+                                    std::pair(4, Reason::noAttributes), std::pair(5, Reason::raidVolume)));
+    EXPECT_EQ(platform::kAccessDenied, it.engine->unreadDrives[0].error);
+
+    it.search(0, 0, 0);
+    EXPECT_THAT(it.numbers(), ElementsAre(0, 1, 2, 3, 4))
+        << "by number, nothing hidden but what is named RAID";
+}
+
+TEST(DriveSearch, ARemovableVolumeCountsWithAStickThatIsADrive) {
+    Searched it(
+        disk(1, "SanDisk Extreme", "sat"),
+        diskRows(R"({"DeviceID": "1", "Model": "SanDisk Extreme USB Device", "InterfaceType": "USB"})") +
+            R"(, "volumes": [)" + volume("B", on(1), 2) + "," + volume("G", on(1), 2) + "]");
+    it.search();
+    ASSERT_EQ(1u, it.engine->vars.size());
+    EXPECT_EQ(L"G:", it.engine->vars[0].DriveMap);
+}
+
+TEST(DriveSearch, ASecondSearchTellsWhatChanged) {
+    Searched it(
+        disk(0) + "," +
+        disk(1, "ACME Disk", "ataPassThrough", R"(, "changes": [{"atSeconds": 100, "present": false}])"));
+    BOOL changed = 7;
+    const auto again = [&] { it.engine->Init(0, 0, &changed, 0, 0, 0); };
+    again();
+    EXPECT_EQ(1, changed);
+    again();
+    EXPECT_EQ(0, changed);
+    EXPECT_EQ(2u, it.engine->vars.size()) << "a search begins anew";
+    it.machine->clock().sleepNs(100'000'000'000);
+    again();
+    EXPECT_EQ(1, changed);
+    EXPECT_THAT(it.numbers(), ElementsAre(0));
+}
+
+/// Each request of a search fails in turn: what the others find stays.
+TEST(DriveSearch, AnyRequestMayFail) {
+    const std::string sections =
+        diskRows(std::string(kRow) + "}") + R"(, "volumes": [)" + volume("C", on(1)) + "]";
+    std::uint64_t requests = 1, found = 0;
+    for (std::uint64_t number = 0; number <= requests; ++number) {
+        Searched it(disk(1), sections);
+        it.machine->requests().failRequest(number, platform::kGeneralFailure);
+        it.search();
+        if (number == 0) requests = it.machine->requests().count();
+        ASSERT_LE(it.engine->vars.size(), 1u) << number;
+        found += it.engine->vars.size();
+        for (const AtaSmartInfo& asi : it.engine->vars)
+            EXPECT_EQ(L"ACME Disk", asi.Model) << number;
+        const auto unread = std::ranges::count(it.engine->unreadDrives, 1, &UnreadDrive::physicalDriveId);
+        EXPECT_TRUE(it.engine->vars.empty() || unread == 0) << number;
+    }
+    EXPECT_GT(requests, 100u);
+    EXPECT_GT(found, requests * 9 / 10) << "a request that fails seldom costs the drive";
+}
+
+} // namespace
+} // namespace orv::test
