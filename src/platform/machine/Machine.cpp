@@ -4,9 +4,10 @@ namespace orv::platform {
 
 MachineServices::MachineServices(const Node& root)
     : name(root.text("name")), systemFacts(root, requests), networkTables(root, requests, clock),
-      nvidia(root, requests), amd(root, requests), processor(root, requests, clock), ring0(root, requests),
-      namedMutexes(root, requests, clock), performanceCounters(root, requests, clock), drives(root, clock),
-      managementData(root, requests, drives), smbus(root, requests, ring0), batteries(root, clock) {
+      nvidia(root, requests), amd(root, requests), amdRc2(root, requests), processor(root, requests, clock),
+      ring0(root, requests), namedMutexes(root, requests, clock), performanceCounters(root, requests, clock),
+      drives(root, clock), raid(root, drives), managementData(root, requests, drives),
+      smbus(root, requests, ring0), batteries(root, clock) {
     root.text("description", ""); // for the reader of the file
     requests.load(root);
     clock.load(root);

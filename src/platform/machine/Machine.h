@@ -10,6 +10,7 @@
 #include "platform/machine/MachineManagement.h"
 #include "platform/machine/MachineNetwork.h"
 #include "platform/machine/MachineProcessor.h"
+#include "platform/machine/MachineRaid.h"
 #include "platform/machine/MachineRegistry.h"
 #include "platform/machine/MachineRing0.h"
 #include "platform/machine/MachineSmbus.h"
@@ -36,7 +37,8 @@ struct MachineServices {
     MachineNetworkTables networkTables;
     MachineNvidia nvidia;
     MachineAmd amd;
-    MachineLibraries libraries{amd, requests};
+    MachineAmdRc2 amdRc2;
+    MachineLibraries libraries{amd, amdRc2, requests};
     MachineGraphicsSdk graphicsSdk{nvidia, requests};
     MachineProcesses processes{nvidia, requests};
     MachineProcessor processor;
@@ -45,11 +47,12 @@ struct MachineServices {
     MachineTimers timers{requests, clock};
     MachinePerformanceCounters performanceCounters;
     MachineDrives drives;
+    MachineRaid raid;
     MachineManagementData managementData;
     MachineSmbus smbus;
     MachineBatteries batteries;
     MachineDeviceTree deviceTree{batteries, drives, requests};
-    MachineDeviceFiles deviceFiles{batteries, drives, requests};
+    MachineDeviceFiles deviceFiles{batteries, drives, raid, requests};
     MachineRegistry registry{networkTables.cards(), requests};
     MachinePrivileges privileges{requests};
     MachineSystemServices systemServices{requests};
