@@ -123,7 +123,8 @@ void MachineRaidPort::readCsmi(const Node& section) {
     csmi.info.uNumRaidSets = number("numberOfSets", csmi.sets.size());
     csmi.info.uMaxDrivesPerSet = number("drivesPerSet", most);
     csmi.info.uMaxPhysicalDrives = number("maxPhysicalDrives", static_cast<std::uint64_t>(phys));
-    csmi.numberOfPhys = static_cast<std::uint8_t>(number("numberOfPhys", static_cast<std::uint64_t>(phys)));
+    csmi.numberOfPhys =
+        static_cast<std::uint8_t>(section.number("numberOfPhys", 0xFF, static_cast<std::uint64_t>(phys)));
     readAnswers(section, kCsmiRequests);
     section.done();
     csmi_ = std::move(csmi);
