@@ -24,6 +24,8 @@ bool byPort(CAtaSmart& engine, AtaSmartInfo& asi) {
 }
 
 constexpr HealthRead kHealthReads[] = {
+    {CMD_TYPE_AMD_RC2,
+     [](CAtaSmart& engine, AtaSmartInfo& asi) { return engine.GetSmartAttributeAmdRc2(asi.ScsiBus, asi); }},
     {CMD_TYPE_NVME_STORAGE_QUERY,
      [](CAtaSmart& engine, AtaSmartInfo& asi) {
          return engine.FlagStorageQuery &&

@@ -4,6 +4,8 @@
 #include "disk_engine/DriveRecord.h"
 #include "platform/DeviceFiles.h"
 #include "platform/NamedMutexes.h"
+#include "platform/records/CsmiRecords.h"
+#include "platform/records/MegaRaidRecords.h"
 #include "platform/records/StorageRecords.h"
 
 #include <cstddef>
@@ -20,6 +22,7 @@ inline constexpr std::int32_t MAX_SEARCH_PHYSICAL_DRIVE = 56; ///< physical driv
 inline constexpr std::size_t kMaxDrives = 80;                 ///< records that `vars` takes
 
 struct BridgeCdb; ///< BridgeCommands.h
+struct CsmiCall;
 struct NvmeBridgeRead;
 struct NvmeCommand;
 
@@ -146,6 +149,29 @@ class CAtaSmart {
     bool GetSmartThresholdSat(std::int32_t physicalDriveId, std::uint8_t target, AtaSmartInfo& asi);
     bool ControlSmartStatusSat(std::int32_t physicalDriveId, std::uint8_t target, std::uint8_t subCommand,
                                std::uint32_t commandType);
+
+    /// `phyEntity` is a CSMI_SAS_PHY_ENTITY, 64 bytes.
+    bool DoIdentifyDeviceCsmi(std::int32_t scsiPort, const std::uint8_t* phyEntity,
+                              std::span<std::uint8_t> data);
+    bool GetSmartAttributeCsmi(std::int32_t scsiPort, const std::uint8_t* phyEntity, AtaSmartInfo& asi);
+    bool GetSmartThresholdCsmi(std::int32_t scsiPort, const std::uint8_t* phyEntity, AtaSmartInfo& asi);
+    bool ControlSmartStatusCsmi(std::int32_t scsiPort, const std::uint8_t* phyEntity,
+                                std::uint8_t subCommand);
+    /// One command to the drive on a phy; `data` takes its answer.
+    bool SendAtaCommandCsmi(std::int32_t scsiPort, const std::uint8_t* phyEntity, std::uint8_t command,
+                            std::uint8_t feature, std::uint8_t count, std::span<std::uint8_t> data);
+
+    bool DoIdentifyDeviceMegaRaid(std::int32_t scsiPort, std::int32_t deviceId, std::span<std::uint8_t> data);
+    bool GetSmartAttributeMegaRaid(std::int32_t scsiPort, std::int32_t deviceId, AtaSmartInfo& asi);
+    bool GetSmartThresholdMegaRaid(std::int32_t scsiPort, std::int32_t deviceId, AtaSmartInfo& asi);
+    bool ControlSmartStatusMegaRaid(std::int32_t scsiPort, std::int32_t deviceId, std::uint8_t subCommand);
+    /// One SCSI command of at most 16 bytes; `data` takes what the answer has.
+    bool SendPassThroughMegaRaid(std::int32_t scsiPort, std::int32_t deviceId, std::span<std::uint8_t> data,
+                                 std::span<const std::uint8_t> cdb);
+
+    /// By the AMD library's number of the drive. An NVMe drive gives its health page.
+    bool GetSmartAttributeAmdRc2(std::int32_t index, AtaSmartInfo& asi);
+    bool GetSmartThresholdAmdRc2(std::int32_t index, AtaSmartInfo& asi);
 
     // ---- The platform's failure-prediction data, found by the record's PnpDeviceId
 
@@ -287,6 +313,23 @@ class CAtaSmart {
                                       std::span<std::uint8_t> data);
     bool readSmartSat(std::int32_t physicalDriveId, std::uint8_t target, std::uint8_t feature,
                       AtaSmartInfo& asi);
+
+    /// A CSMI request; its answer is written over it. False, and traced, only when the driver has no such
+    /// request.
+    bool askCsmi(platform::DeviceFile& port, const CsmiCall& call, std::span<std::byte> block);
+    /// The target numbers of the drives of all RAID sets.
+    bool readRaidTargets(platform::DeviceFile& port, const platform::CSMI_SAS_RAID_INFO_BUFFER& info,
+                         std::vector<std::uint8_t>& raidTargets);
+    /// Adds the NVMe drives among the members of RAID sets.
+    void addRaidNvme(std::int32_t scsiPort, const std::vector<std::uint8_t>& raidTargets);
+    bool readSmartCsmi(std::int32_t scsiPort, const std::uint8_t* phyEntity, std::uint8_t feature,
+                       AtaSmartInfo& asi);
+    /// The data of a good answer, which are no more than the request has room for.
+    std::optional<std::vector<std::byte>> askMegaRaid(platform::DeviceFile& port,
+                                                      const platform::MegaRaidHead& request);
+    std::optional<std::vector<std::byte>> readMegaRaidList(platform::DeviceFile& port);
+    bool readSmartMegaRaid(std::int32_t scsiPort, std::int32_t deviceId, std::uint8_t feature,
+                           AtaSmartInfo& asi);
 
     platform::ErrorCode probeFailure_ = platform::kSuccess;
     platform::NamedMutexes& mutexes_; // the platform's that made hMutexJMicron

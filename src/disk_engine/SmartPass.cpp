@@ -32,14 +32,16 @@ bool readTraced(CAtaSmart& engine, const SmartTransport& transport, AtaSmartInfo
     return transport.readAttributes(engine, asi);
 }
 
-/// Two reads that list the same attributes make the data good; the thresholds are read in any case.
-void attempt(CAtaSmart& engine, const SmartTransport& transport, AtaSmartInfo& asi, int firstLabel) {
+/// Two reads that list the same attributes make the data good; the thresholds are read in any case, into the
+/// scratch record when they are not to be kept.
+void attempt(CAtaSmart& engine, const SmartTransport& transport, AtaSmartInfo& asi, int firstLabel,
+             bool keepThresholds = true) {
     if (!readTraced(engine, transport, asi, firstLabel)) return;
     ClassifyDrive(asi);
     AtaSmartInfo scratch = asi;
     if (!readTraced(engine, transport, scratch, firstLabel + 1)) return;
     if (CheckSmartAttributeCorrect(asi, scratch)) asi.IsSmartCorrect = 1;
-    if (transport.readThresholds(engine, asi)) asi.IsThresholdCorrect = 1;
+    if (transport.readThresholds(engine, keepThresholds ? asi : scratch)) asi.IsThresholdCorrect = 1;
     asi.IsSmartEnabled = 1;
 }
 
@@ -57,6 +59,17 @@ void readPhysicalDrive(CAtaSmart& engine, const SmartTransport& transport, AtaSm
         DebugPrint(L"asi.SmartReadData == asi.SmartReadThreshold");
         asi.IsSmartCorrect = asi.IsThresholdCorrect = asi.IsSmartEnabled = 0;
     }
+}
+
+/// The path behind the physical drive's, where that left something open.
+void readTwiceIfNeeded(CAtaSmart& engine, const SmartTransport& transport, AtaSmartInfo& asi) {
+    if (!asi.IsSmartEnabled || !asi.IsSmartCorrect || !asi.IsThresholdCorrect)
+        readTwice(engine, transport, asi);
+}
+
+/// The AMD library gives the thresholds with the attributes; the read of them tells only whether they count.
+void readAmdRc2(CAtaSmart& engine, const SmartTransport& transport, AtaSmartInfo& asi) {
+    attempt(engine, transport, asi, 0, false);
 }
 
 /// The controller's own read tells no thresholds: the physical drive's do, if it is the same drive.
@@ -84,19 +97,34 @@ void readOnce(CAtaSmart& engine, const SmartTransport& transport, AtaSmartInfo& 
     if (transport.readThresholds(engine, asi)) asi.IsThresholdCorrect = 1;
 }
 
+// The commands of the two paths of which a drive can have both.
+bool attributesPd(CAtaSmart& engine, AtaSmartInfo& asi) {
+    return engine.GetSmartAttributePd(asi.PhysicalDriveId, asi.Target, asi);
+}
+bool enablePd(CAtaSmart& engine, const AtaSmartInfo& asi) {
+    return engine.ControlSmartStatusPd(asi.PhysicalDriveId, asi.Target, kEnableSmart);
+}
+bool thresholdsPd(CAtaSmart& engine, AtaSmartInfo& asi) {
+    return engine.GetSmartThresholdPd(asi.PhysicalDriveId, asi.Target, asi);
+}
+bool attributesCsmi(CAtaSmart& engine, AtaSmartInfo& asi) {
+    return engine.GetSmartAttributeCsmi(asi.ScsiPort, asi.sasPhyEntity, asi);
+}
+bool enableCsmi(CAtaSmart& engine, const AtaSmartInfo& asi) {
+    return engine.ControlSmartStatusCsmi(asi.ScsiPort, asi.sasPhyEntity, kEnableSmart);
+}
+bool thresholdsCsmi(CAtaSmart& engine, AtaSmartInfo& asi) {
+    return engine.GetSmartThresholdCsmi(asi.ScsiPort, asi.sasPhyEntity, asi);
+}
+
+/// Of several rows for a path each is run, in their order.
 constexpr SmartTransport kTransports[] = {
     {CMD_TYPE_PHYSICAL_DRIVE,
      CMD_TYPE_PHYSICAL_DRIVE,
      readPhysicalDrive,
-     [](CAtaSmart& engine, AtaSmartInfo& asi) {
-         return engine.GetSmartAttributePd(asi.PhysicalDriveId, asi.Target, asi);
-     },
-     [](CAtaSmart& engine, const AtaSmartInfo& asi) {
-         return engine.ControlSmartStatusPd(asi.PhysicalDriveId, asi.Target, kEnableSmart);
-     },
-     [](CAtaSmart& engine, AtaSmartInfo& asi) {
-         return engine.GetSmartThresholdPd(asi.PhysicalDriveId, asi.Target, asi);
-     },
+     attributesPd,
+     enablePd,
+     thresholdsPd,
      {L"GetSmartAttributePd({}) - 1", L"GetSmartAttributePd({}) - 1A", L"GetSmartAttributePd({}) - 2",
       L"GetSmartAttributePd({}) - 2A"}},
     {CMD_TYPE_SCSI_MINIPORT,
@@ -137,6 +165,41 @@ constexpr SmartTransport kTransports[] = {
      },
      {L"GetSmartAttributeSat({}) - 1 [{}]", L"GetSmartAttributeSat - 1A", L"GetSmartAttributeSat - 2",
       L"GetSmartAttributeSat - 2A"}},
+    {CMD_TYPE_CSMI, CMD_TYPE_CSMI, readTwice, attributesCsmi, enableCsmi, thresholdsCsmi, {}},
+    {CMD_TYPE_CSMI_PHYSICAL_DRIVE,
+     CMD_TYPE_CSMI_PHYSICAL_DRIVE,
+     readPhysicalDrive,
+     attributesPd,
+     enablePd,
+     thresholdsPd,
+     {L"GetSmartAttributePd({}) - 1 CSMI", L"GetSmartAttributePd({}) - 1A CSMI"}},
+    {CMD_TYPE_CSMI_PHYSICAL_DRIVE,
+     CMD_TYPE_CSMI_PHYSICAL_DRIVE,
+     readTwiceIfNeeded,
+     attributesCsmi,
+     enableCsmi,
+     thresholdsCsmi,
+     {L"GetSmartAttributeCsmi - 1 CSMI"}},
+    {CMD_TYPE_MEGARAID,
+     CMD_TYPE_MEGARAID,
+     readTwice,
+     [](CAtaSmart& engine, AtaSmartInfo& asi) {
+         return engine.GetSmartAttributeMegaRaid(asi.ScsiPort, asi.ScsiTargetId, asi);
+     },
+     [](CAtaSmart& engine, const AtaSmartInfo& asi) {
+         return engine.ControlSmartStatusMegaRaid(asi.ScsiPort, asi.ScsiTargetId, kEnableSmart);
+     },
+     [](CAtaSmart& engine, AtaSmartInfo& asi) {
+         return engine.GetSmartThresholdMegaRaid(asi.ScsiPort, asi.ScsiTargetId, asi);
+     },
+     {}},
+    {CMD_TYPE_AMD_RC2,
+     CMD_TYPE_AMD_RC2,
+     readAmdRc2,
+     [](CAtaSmart& engine, AtaSmartInfo& asi) { return engine.GetSmartAttributeAmdRc2(asi.ScsiBus, asi); },
+     nullptr,
+     [](CAtaSmart& engine, AtaSmartInfo& asi) { return engine.GetSmartThresholdAmdRc2(asi.ScsiBus, asi); },
+     {}},
     {CMD_TYPE_WMI,
      CMD_TYPE_WMI,
      readOnce,

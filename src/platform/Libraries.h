@@ -2,6 +2,7 @@
 
 #include "platform/Result.h"
 
+#include <string>
 #include <string_view>
 
 namespace orv::platform {
@@ -21,6 +22,10 @@ class Libraries {
 
     /// kProcedureNotFound when the library has no function of that name.
     virtual Result<LibraryFunction> function(Library library, const char* name) = 0;
+
+    /// Who signed the library at a path: the display name in the first signer's certificate. Fails where the
+    /// system does not trust the signature, or knows none.
+    virtual Result<std::wstring> publisher(std::wstring_view path) = 0;
 };
 
 } // namespace orv::platform

@@ -3,9 +3,11 @@
 #include "platform/linux/DiskFacts.h"
 #include "platform/linux/DriveAnswers.h"
 #include "platform/linux/DriveNode.h"
+#include "platform/linux/MegaRaid.h"
 #include "platform/linux/NvmeAdmin.h"
 #include "platform/linux/ScsiGeneric.h"
 #include "platform/servers/ManagementRows.h"
+#include "platform/servers/MegaRaidRequests.h"
 #include "platform/text.h"
 
 #include <algorithm>
@@ -125,12 +127,16 @@ class PhysicalDrive : public DeviceFile {
     std::optional<DiskFacts> facts_; // read once in the handle's short life
 };
 
-/// A port takes the miniport forms of NVMe, where it is an NVMe controller.
+/// A port takes the miniport forms of NVMe, where it is an NVMe controller, and that of MegaRAID, where it is
+/// one of those.
 class ScsiPort : public DeviceFile {
   public:
     ScsiPort(const RootedFiles& files, std::uint64_t port) : files_(files), port_(port) {}
 
     Answer control(std::uint32_t code, std::span<const std::byte> in, std::span<std::byte> out) override {
+        if (const auto raid = readMegaRaidRequest(code, in, out.size());
+            raid && port_ < kFirstNvmePort && isMegaRaidHost(files_, port_))
+            return runMegaRaid(files_, port_, *raid, out);
         const auto request = readDriveRequest(code, in, out.size());
         const bool miniport = request && request->isNvme() && request->path != DrivePath::storageQuery;
         if (!miniport || port_ < kFirstNvmePort) return Answer::failed(kInvalidFunction);

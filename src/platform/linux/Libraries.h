@@ -15,6 +15,10 @@ class LinuxLibraries : public Libraries {
 
     Result<Library> load(std::wstring_view name) override;
     Result<LibraryFunction> function(Library library, const char* name) override;
+    /// No library of this system is signed.
+    Result<std::wstring> publisher(std::wstring_view) override {
+        return Result<std::wstring>::failed(kNotSupported);
+    }
 
   private:
     const RootedFiles& files_;

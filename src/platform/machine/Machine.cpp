@@ -4,9 +4,9 @@ namespace orv::platform {
 
 MachineServices::MachineServices(const Node& root)
     : name(root.text("name")), systemFacts(root, requests), networkTables(root, requests, clock),
-      nvidia(root, requests), amd(root, requests), processor(root, requests, clock), ring0(root, requests),
-      namedMutexes(root, requests, clock), performanceCounters(root, requests, clock),
-      systemServices(root, requests, clock), drives(root, clock), volumes(root),
+      nvidia(root, requests), amd(root, requests), amdRc2(root, requests), processor(root, requests, clock),
+      ring0(root, requests), namedMutexes(root, requests, clock), performanceCounters(root, requests, clock),
+      systemServices(root, requests, clock), drives(root, clock), raid(root, drives), volumes(root),
       managementData(root, requests, drives, systemServices), smbus(root, requests, ring0),
       batteries(root, clock) {
     root.text("description", ""); // for the reader of the file

@@ -10,6 +10,7 @@
 #include "platform/machine/MachineManagement.h"
 #include "platform/machine/MachineNetwork.h"
 #include "platform/machine/MachineProcessor.h"
+#include "platform/machine/MachineRaid.h"
 #include "platform/machine/MachineRegistry.h"
 #include "platform/machine/MachineRing0.h"
 #include "platform/machine/MachineSmbus.h"
@@ -37,7 +38,8 @@ struct MachineServices {
     MachineNetworkTables networkTables;
     MachineNvidia nvidia;
     MachineAmd amd;
-    MachineLibraries libraries{amd, requests};
+    MachineAmdRc2 amdRc2;
+    MachineLibraries libraries{amd, amdRc2, requests};
     MachineGraphicsSdk graphicsSdk{nvidia, requests};
     MachineProcesses processes{nvidia, requests};
     MachineProcessor processor;
@@ -47,12 +49,13 @@ struct MachineServices {
     MachinePerformanceCounters performanceCounters;
     MachineSystemServices systemServices;
     MachineDrives drives;
+    MachineRaid raid;
     MachineVolumes volumes;
     MachineManagementData managementData;
     MachineSmbus smbus;
     MachineBatteries batteries;
     MachineDeviceTree deviceTree{batteries, drives, requests};
-    MachineDeviceFiles deviceFiles{batteries, drives, volumes, requests};
+    MachineDeviceFiles deviceFiles{batteries, drives, raid, volumes, requests};
     MachineRegistry registry{networkTables.cards(), requests};
     MachinePrivileges privileges{requests};
 };

@@ -209,6 +209,10 @@ Result<Library> MachineLibraries::load(std::wstring_view name) {
     const std::string narrow = wideToUtf8(name);
     if (const ErrorCode error = requests_.enter("loadLibrary", [&] { return narrow; }))
         return Result<Library>::failed(error);
+    if (amdRc2_.has(name)) {
+        amdRc2_.serve();
+        return {&amdRc2_};
+    }
     if (amd_.library() != narrow) return Result<Library>::failed(kModuleNotFound);
     amd_.serve();
     return {&amd_};
@@ -217,9 +221,17 @@ Result<Library> MachineLibraries::load(std::wstring_view name) {
 Result<LibraryFunction> MachineLibraries::function(Library library, const char* name) {
     if (const ErrorCode error = requests_.enter("libraryFunction", [&] { return std::string(name); }))
         return Result<LibraryFunction>::failed(error);
+    if (library == &amdRc2_) return amdRc2_.function(name);
     const LibraryFunction found = library == &amd_ ? servedAdlFunction(name) : nullptr;
     if (!found || amd_.lacks(name)) return Result<LibraryFunction>::failed(kProcedureNotFound);
     return {found};
+}
+
+Result<std::wstring> MachineLibraries::publisher(std::wstring_view path) {
+    using Answer = Result<std::wstring>;
+    if (const ErrorCode error = requests_.enter("publisher", [&] { return wideToUtf8(path); }))
+        return Answer::failed(error);
+    return amdRc2_.has(path) ? amdRc2_.publisher() : Answer::failed(kFileNotFound);
 }
 
 } // namespace orv::platform

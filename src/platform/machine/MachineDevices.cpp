@@ -151,16 +151,19 @@ class DriveFile : public RecordedFile {
 
 class PortFile : public RecordedFile {
   public:
-    PortFile(std::string path, std::vector<MachineDrive*> drives, Requests& requests)
-        : RecordedFile(std::move(path), requests), drives_(std::move(drives)) {}
+    PortFile(std::string path, std::vector<MachineDrive*> drives, MachineRaidPort* raid, Requests& requests)
+        : RecordedFile(std::move(path), requests), drives_(std::move(drives)), raid_(raid) {}
 
   private:
     Result<std::uint32_t> answer(std::uint32_t code, std::span<const std::byte> in,
                                  std::span<std::byte> out) override {
+        if (raid_)
+            if (const auto answer = raid_->answer(code, in, out)) return *answer;
         return answerPort(drives_, code, in, out);
     }
 
     std::vector<MachineDrive*> drives_;
+    MachineRaidPort* raid_; // null: no RAID driver
 };
 
 class Controller : public Device {
@@ -274,6 +277,11 @@ std::vector<MachineDrive*> MachineDeviceFiles::portOf(std::wstring_view path) co
     return {};
 }
 
+MachineRaidPort* MachineDeviceFiles::raidOf(std::wstring_view path) const {
+    const auto port = numberIn(path, LR"(\\.\Scsi)", L":");
+    return port ? raid_.ofPort(*port) : nullptr;
+}
+
 Result<std::unique_ptr<DeviceFile>> MachineDeviceFiles::open(std::wstring_view path,
                                                              const DeviceOpening& opening) {
     using Answer = Result<std::unique_ptr<DeviceFile>>;
@@ -292,8 +300,9 @@ Result<std::unique_ptr<DeviceFile>> MachineDeviceFiles::open(std::wstring_view p
         if (volume->openError != kSuccess) return Answer::failed(volume->openError);
         return {std::make_unique<VolumeFile>(name, *volume, requests_)};
     }
-    if (auto drives = portOf(path); !drives.empty())
-        return {std::make_unique<PortFile>(name, std::move(drives), requests_)};
+    MachineRaidPort* raid = raidOf(path);
+    if (auto drives = portOf(path); raid || !drives.empty())
+        return {std::make_unique<PortFile>(name, std::move(drives), raid, requests_)};
     return Answer::failed(kFileNotFound);
 }
 

@@ -4,6 +4,7 @@
 #include "platform/DeviceTree.h"
 #include "platform/machine/MachineClock.h"
 #include "platform/machine/MachineDrives.h"
+#include "platform/machine/MachineRaid.h"
 #include "platform/machine/MachineVolumes.h"
 #include "platform/machine/Requests.h"
 #include "platform/servers/BatteryServer.h"
@@ -54,8 +55,8 @@ class MachineDeviceTree : public DeviceTree {
 class MachineDeviceFiles : public DeviceFiles {
   public:
     MachineDeviceFiles(const MachineBatteries& batteries, const MachineDrives& drives,
-                       const MachineVolumes& volumes, Requests& requests)
-        : batteries_(batteries), drives_(drives), volumes_(volumes), requests_(requests) {}
+                       const MachineRaid& raid, const MachineVolumes& volumes, Requests& requests)
+        : batteries_(batteries), drives_(drives), raid_(raid), volumes_(volumes), requests_(requests) {}
     Result<std::unique_ptr<DeviceFile>> open(std::wstring_view path, const DeviceOpening& opening) override;
     std::uint32_t driveType(std::wstring_view root) override;
     ErrorCode defineDosDevice(std::wstring_view name, std::wstring_view target) override;
@@ -63,9 +64,12 @@ class MachineDeviceFiles : public DeviceFiles {
   private:
     /// The drives of the port that a path names; none when it names none.
     std::vector<MachineDrive*> portOf(std::wstring_view path) const;
+    /// Null when the port has no RAID driver.
+    MachineRaidPort* raidOf(std::wstring_view path) const;
 
     const MachineBatteries& batteries_;
     const MachineDrives& drives_;
+    const MachineRaid& raid_;
     const MachineVolumes& volumes_;
     Requests& requests_;
     std::vector<std::pair<std::wstring, std::wstring>> defined_; // name and target

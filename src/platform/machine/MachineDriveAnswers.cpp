@@ -111,7 +111,7 @@ Answer told(Answer answer, const Reply& reply) {
 /// Reads the registers of an ATA command. A form that names the drive otherwise has no device byte.
 std::optional<DriveCommand> readAtaCommand(DriveWay way, const DriveRequest& request) {
     DriveCommand command{way, DriveOperation::control, {}, request.ata.bFeaturesReg, {}};
-    if (way != DriveWay::scsiDisk && way != DriveWay::siliconImage)
+    if (way != DriveWay::scsiDisk && way != DriveWay::siliconImage && way != DriveWay::megaRaid)
         command.target = request.ata.bDriveHeadReg;
     if (request.ata.bCommandReg == kIdentifyDevice)
         command.operation = DriveOperation::identify;
@@ -392,6 +392,19 @@ Answer answerPort(const std::vector<MachineDrive*>& drives, std::uint32_t code, 
             return carryOut(*drive, *request, in, out);
     }
     return Answer::failed(known ? kIoDevice : kInvalidFunction);
+}
+
+Result<DriveData> performAta(MachineDrive& drive, DriveWay way, const IDEREGS& registers,
+                             std::size_t dataBytes, std::uint32_t timeOutSeconds) {
+    if (!drive.present()) return Result<DriveData>::failed(kNoSuchDevice);
+    DriveRequest request;
+    request.ata = registers;
+    request.dataBytes = dataBytes;
+    const auto command = readAtaCommand(way, request);
+    if (!command) return Result<DriveData>::failed(kIoDevice);
+    Performed performed = perform(drive, *command, timeOutSeconds, dataBytes);
+    if (!performed.ok()) return Result<DriveData>::failed(performed.error);
+    return {DriveData{std::move(performed.value.data), performed.value.bytes}};
 }
 
 Answer readDrive(MachineDrive& drive, std::span<std::byte> into) {

@@ -1,7 +1,9 @@
 #pragma once
 
 #include "platform/machine/MachineDrives.h"
+#include "platform/records/StorageRecords.h"
 
+#include <optional>
 #include <span>
 
 namespace orv::platform {
@@ -16,6 +18,13 @@ Result<std::uint32_t> answerPort(const std::vector<MachineDrive*>& drives, std::
 
 /// The descriptor of the file, with what it leaves out as the drive itself tells it: no value is missing.
 DriveDescriptor toldDescriptor(const MachineDrive& drive);
+/// What a drive gave to an ATA command that a RAID driver handed on.
+struct DriveData {
+    DriveBlock data;
+    std::optional<std::uint32_t> bytes; ///< the length to tell in place of the right one
+};
+Result<DriveData> performAta(MachineDrive& drive, DriveWay way, const IDEREGS& registers,
+                             std::size_t dataBytes, std::uint32_t timeOutSeconds);
 
 /// Reads the medium, which is empty.
 Result<std::uint32_t> readDrive(MachineDrive& drive, std::span<std::byte> into);

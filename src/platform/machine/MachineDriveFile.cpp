@@ -15,13 +15,12 @@ constexpr std::uint64_t kAny32 = 0xFFFFFFFF;
 constexpr std::size_t kNvmeBlockBytes = 4096;
 
 /// In the order of DriveWay.
-constexpr std::string_view kWayNames[] = {"ataPassThrough",  "idePassThrough", "smartIoctl",   "scsiDisk",
-                                          "siliconImage",    "predictFailure", "sat",          "asm1352r",
-                                          "sunplus",         "ioData",         "logitec",      "prolific",
-                                          "jmicron",         "cypress",        "storageQuery", "nvmeMini",
-                                          "intelNvm",        "nvmeRaid",       "samsung",      "jmicronNvme",
-                                          "jmicronNvmeUsb2", "asmediaNvme",    "realtekNvme",  "address",
-                                          "geometry",        "descriptor",     "performance"};
+constexpr std::string_view kWayNames[] = {
+    "ataPassThrough", "idePassThrough", "smartIoctl", "scsiDisk",    "siliconImage",    "predictFailure",
+    "csmi",           "megaRaid",       "sat",        "asm1352r",    "sunplus",         "ioData",
+    "logitec",        "prolific",       "jmicron",    "cypress",     "storageQuery",    "nvmeMini",
+    "intelNvm",       "nvmeRaid",       "samsung",    "jmicronNvme", "jmicronNvmeUsb2", "asmediaNvme",
+    "realtekNvme",    "address",        "geometry",   "descriptor",  "performance"};
 static_assert(std::size(kWayNames) == static_cast<std::size_t>(DriveWay::performance) + 1);
 
 /// In the order of DriveOperation.
@@ -39,19 +38,9 @@ std::optional<T> named(std::span<const std::string_view> names, std::string_view
     return static_cast<T>(found - names.begin());
 }
 
-/// Hexadecimal text or {"file": NAME}.
-DriveBlock readBlock(const Node& node, std::string_view key) {
-    const Node value = node.at(key);
-    if (value.isText()) return node.bytes(key);
-    if (!value.isObject()) value.fail("must be hexadecimal bytes or {\"file\": NAME}");
-    DriveBlock block = value.fileBytes("file");
-    value.done();
-    return block;
-}
-
 void readBlock(const Node& node, std::string_view key, std::size_t bytes, DriveBlock& into) {
     if (!node.has(key)) return;
-    into = readBlock(node, key);
+    into = readDriveBlock(node, key);
     if (into.size() != bytes)
         node.at(key).fail("must be " + std::to_string(bytes) + " bytes, not " + std::to_string(into.size()));
 }
@@ -73,7 +62,7 @@ void readNamespace(const Node& node, DriveBlock& into) {
         value.done();
         return;
     }
-    into = readBlock(node, "namespace");
+    into = readDriveBlock(node, "namespace");
     if (into.empty() || into.size() > kNvmeBlockBytes)
         value.fail("must be 1 to 4096 bytes, not " + std::to_string(into.size()));
     into.resize(kNvmeBlockBytes);
@@ -142,7 +131,7 @@ DriveAnswer readAnswer(const Node& entry, const std::set<DriveWay>& ways) {
     if (answer.nth == 0 && entry.has("nth"))
         entry.at("nth").fail("counts from 1; leave it out for every request");
     if (entry.has("bytes")) answer.bytes = static_cast<std::uint32_t>(entry.number("bytes", kAny32));
-    if (entry.has("data")) answer.data = readBlock(entry, "data");
+    if (entry.has("data")) answer.data = readDriveBlock(entry, "data");
     answer.error = static_cast<ErrorCode>(entry.number("error", kAny32, 0));
     answer.hang = entry.flag("hang", false);
     answer.vanish = entry.flag("vanish", false);
@@ -218,6 +207,15 @@ void readBlocks(const Node& node, bool nvme, DriveFacts& facts) {
 }
 
 } // namespace
+
+DriveBlock readDriveBlock(const Node& node, std::string_view key) {
+    const Node value = node.at(key);
+    if (value.isText()) return node.bytes(key);
+    if (!value.isObject()) value.fail("must be hexadecimal bytes or {\"file\": NAME}");
+    DriveBlock block = value.fileBytes("file");
+    value.done();
+    return block;
+}
 
 std::set<DriveWay> readWays(const Node& entry) {
     std::set<DriveWay> ways;

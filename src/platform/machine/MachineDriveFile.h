@@ -7,6 +7,9 @@
 
 namespace orv::platform {
 
+/// Hexadecimal text or {"file": NAME}.
+DriveBlock readDriveBlock(const Node& node, std::string_view key);
+
 /// "paths" of a drive; all of them of one kind.
 std::set<DriveWay> readWays(const Node& entry);
 DriveLink readLink(const Node& link);

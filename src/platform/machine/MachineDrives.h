@@ -25,6 +25,8 @@ enum class DriveWay : std::uint8_t {
     scsiDisk,
     siliconImage,
     predictFailure,
+    csmi, // behind a RAID driver
+    megaRaid,
     sat, // the ATA bridges
     asm1352r,
     sunplus,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Processes.h"
+#include "platform/machine/MachineAmdRc2.h"
 #include "platform/machine/Requests.h"
 #include "platform/servers/AdlServer.h"
 #include "platform/servers/NvapiServer.h"
@@ -116,13 +117,16 @@ class MachineAmd : public AdlServer {
 
 class MachineLibraries : public Libraries {
   public:
-    MachineLibraries(MachineAmd& amd, Requests& requests) : amd_(amd), requests_(requests) {}
+    MachineLibraries(MachineAmd& amd, MachineAmdRc2& amdRc2, Requests& requests)
+        : amd_(amd), amdRc2_(amdRc2), requests_(requests) {}
 
     Result<Library> load(std::wstring_view name) override;
     Result<LibraryFunction> function(Library library, const char* name) override;
+    Result<std::wstring> publisher(std::wstring_view path) override;
 
   private:
     MachineAmd& amd_;
+    MachineAmdRc2& amdRc2_;
     Requests& requests_;
 };
 

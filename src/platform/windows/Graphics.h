@@ -10,6 +10,7 @@ class WindowsLibraries : public Libraries {
   public:
     Result<Library> load(std::wstring_view name) override;
     Result<LibraryFunction> function(Library library, const char* name) override;
+    Result<std::wstring> publisher(std::wstring_view path) override;
 };
 
 /// nvapi.dll of the driver, loaded from the system directory at the first request.
