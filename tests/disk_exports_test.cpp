@@ -27,8 +27,8 @@ std::string changedAt(const std::string& second, const std::string& change) {
 std::string machineWith(const std::string& drives) {
     return R"({"name": "m", "clock": {"stepNs": 1}, "drives": [)" + drives + "]}";
 }
-std::string hardDisk(const std::string& more = "", const std::string& paths = R"("ataPassThrough")") {
-    return ataDrive(paths, 0xA0, kCounters + more);
+std::string hardDisk(const std::string& more = "") {
+    return ataDrive(R"("ataPassThrough")", 0xA0, kCounters + more);
 }
 void wait(TestMachine& machine, std::int64_t nanoseconds) {
     machine->machineClock().sleepNs(nanoseconds);
@@ -57,8 +57,7 @@ TEST(DiskExports, TwoDrivesOverTime) {
 
     EXPECT_STREQ(R"({"write": 2048.000000, "read": 1000.000000})", getDiskReadWriteSpeed(0));
     wait(machine, kMillisecond * 2 / 5);
-    EXPECT_THAT(getDiskReadWriteSpeed(0),
-                EndsWith(R"(: GetReadWriteSpeed failed. The interval is 0"})"));
+    EXPECT_THAT(getDiskReadWriteSpeed(0), EndsWith(R"(: GetReadWriteSpeed failed. The interval is 0"})"));
     wait(machine, kMillisecond * 8 / 5);
     EXPECT_STREQ(R"({"write": 2048.000000, "read": 1000.000000})", getDiskReadWriteSpeed(0))
         << "the sample that failed is none";
