@@ -1,16 +1,25 @@
 // A drive's blocks to a record: classified and filled, for one drive and for as many as the engine keeps. The
-// blocks are those of a sample drive; no device is asked.
+// blocks are those of a sample drive; no device is asked. Then the exports, log included: on described
+// machines, and the throughput of a drive of this machine.
 
+#include "disk/Disk.h"
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/DriveRecord.h"
 #include "disk_engine/Interpretation.h"
+#include "frame/border/globals.h"
+#include "orvane/hwprobe.h"
+#include "platform/machine/Machine.h"
+#include "state/ProcessState.h"
 
 #include <benchmark/benchmark.h>
+#include <fmt/format.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 namespace {
 
@@ -68,7 +77,75 @@ void readDrive(benchmark::State& state) {
     }
 }
 
+/// A described machine in use for a benchmark, with so many hard disks that differ in their serial number.
+/// Those beyond the numbers that are searched have rows in the management data.
+class DriveMachine {
+  public:
+    explicit DriveMachine(std::int64_t drives) : machine_(platform::Machine::fromText(text(drives))) {
+        setConsole(Console::off); // its cost is the terminal's
+        platform::use(*machine_);
+        ProcessState::renew();
+    }
+    ~DriveMachine() {
+        platform::use(former_);
+        ProcessState::renew();
+    }
+
+  private:
+    static std::string text(std::int64_t drives) {
+        const std::string blocks = std::string(HWPROBE_SOURCE_DIR) + "/machines/drives/hard-disk.";
+        std::string list;
+        for (std::int64_t i = 0; i < drives; ++i)
+            list += fmt::format(
+                R"({}{{"number": {}, "pnpDeviceId": "SCSI\\DISK\\{}", "serialNumber": "S{}", "paths": ["ataPassThrough"],)"
+                R"("performance": {{}}, "identify": {{"file": "{}identify"}},)"
+                R"("smart": {{"file": "{}smart"}}, "thresholds": {{"file": "{}thresholds"}}}})",
+                i ? "," : "", i, i, i, blocks, blocks, blocks);
+        return R"({"name": "drives", "drives": [)" + list + "]}";
+    }
+
+    platform::Platform& former_ = platform::current();
+    std::unique_ptr<platform::Machine> machine_;
+};
+
+void initDisk(benchmark::State& state) {
+    const DriveMachine machine(state.range(0));
+    for (auto _ : state) {
+        state.PauseTiming();
+        ProcessState::renew();
+        state.ResumeTiming();
+        if (::initDisk() != state.range(0)) return state.SkipWithError("not every drive was found");
+    }
+}
+
+/// Within the five seconds in which the drive is left alone.
+void diskTemperature(benchmark::State& state) {
+    const DriveMachine machine(1);
+    ::initDisk();
+    for (auto _ : state)
+        benchmark::DoNotOptimize(getDiskTemperature(0));
+}
+
+/// A drive of this machine, HWPROBE_BENCH_DRIVE or the first; a call a millisecond at most gives an answer.
+void readWriteSpeed(benchmark::State& state) {
+    const char* number = std::getenv("HWPROBE_BENCH_DRIVE");
+    setConsole(Console::off);
+    DiskSnapshot snapshot;
+    snapshot.PhysicalDriveId = number ? std::atoi(number) : 0;
+    Disk disk(snapshot);
+    for (auto _ : state) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        const auto start = std::chrono::steady_clock::now();
+        benchmark::DoNotOptimize(disk.GetReadWriteSpeed());
+        state.SetIterationTime(
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+    }
+}
+
 BENCHMARK(readDrive);
+BENCHMARK(initDisk)->Arg(1)->Arg(10)->Arg(static_cast<std::int64_t>(kMaxDrives));
+BENCHMARK(diskTemperature);
+BENCHMARK(readWriteSpeed)->UseManualTime()->Iterations(2000);
 BENCHMARK_CAPTURE(oneDrive, hardDisk, "hard-disk");
 BENCHMARK_CAPTURE(oneDrive, mx500, "crucial-mx500");
 BENCHMARK_CAPTURE(oneDrive, siliconMotion, "silicon-motion");

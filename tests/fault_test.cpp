@@ -4,6 +4,7 @@
 #include "log/Logger.h"
 #include "orvane/hwprobe.h"
 #include "platform/FaultTrap.h"
+#include "support/DescribedDrives.h"
 #include "support/Faults.h"
 #include "support/TestMachine.h"
 
@@ -118,15 +119,16 @@ TEST_F(AfterAFault, EveryLogSinkTakesTheNextLine) {
 
 /// Each request of a first call faults in turn, at whatever lock it stands behind; the call after it is good.
 TEST(PlannedFault, TheCallAfterAnyFaultIsGood) {
-    const std::tuple<const char* (*)(), const char*, const char*> cases[] = {
-        {getNetCurrentSpeed, "adapters", "ACME"},
-        {getNetCurrentSpeed, "interfaceRows", "ACME"},
-        {getNetCardMessage, "openRegistryKey", "I225"},
-        {getNetCardMessage, "adapterAddresses", "I225"},
+    const std::tuple<const char* (*)(), const char*, const char*, std::string> cases[] = {
+        {getNetCurrentSpeed, "adapters", "ACME", "intel-desktop"},
+        {getNetCurrentSpeed, "interfaceRows", "ACME", "intel-desktop"},
+        {getNetCardMessage, "openRegistryKey", "I225", "intel-desktop"},
+        {getNetCardMessage, "adapterAddresses", "I225", "intel-desktop"},
+        {getAllDiskType, "openDevice", "HDD", machineWithADrive()},
     };
-    for (const auto& [call, request, good] : cases) {
+    for (const auto& [call, request, good, text] : cases) {
         for (const std::uint32_t code : {0xC0000005u, 0xC0000094u, 0x80000003u, 0xC00000FDu, 0xDEADBEEFu}) {
-            TestMachine machine = TestMachine::sample("intel-desktop");
+            TestMachine machine = TestMachine::of(text);
             machine->requests().plan({request, 1, 0, code});
             std::string failed;
             {

@@ -3,6 +3,8 @@
 #include "frame/sehGuard.h"
 #include "frame/supportedArch.h"
 #include "orvane/hwprobe.h"
+#include "platform/Clock.h"
+#include "support/DescribedDrives.h"
 #include "support/Faults.h"
 #include "support/TestMachine.h"
 
@@ -134,7 +136,7 @@ TEST(ProcessStateTest, AFailedMakerRunsAgainAndTheExitListRunsBackwards) {
 /// One export for the fault sweep: its answer as text, and whether that is its failure value.
 struct Swept {
     const char* name;
-    const char* machine;
+    std::string machine; ///< a sample's name, or the text of one
     std::string (*call)();
     bool (*failed)(const std::string&);
     bool recovers = true; ///< false where a driver that could not be started at first use stays away
@@ -167,6 +169,20 @@ const Swept kSwept[] = {
          return std::string(getBatteryAllMessage(0));
      },
      isErrorObject},
+    // A drive that the search could not reach is not searched for again.
+    {"getDiskTemperature", machineWithADrive(),
+     [] {
+         getAllDiskType();
+         return std::to_string(getDiskTemperature(0));
+     },
+     isMinusOne, false},
+    {"getDiskReadWriteSpeed", machineWithADrive(),
+     [] {
+         initDisk();
+         platform::current().clock().sleepNs(1'000'000);
+         return std::string(getDiskReadWriteSpeed(0));
+     },
+     isErrorObject, false},
 };
 
 /// After the first few hundred requests only some fail: an EEPROM is read by thousands of like ones.
@@ -180,21 +196,21 @@ TEST(FaultSweep, AnyRequestMayFailAndTheNextCallIsGood) {
         std::string good;
         std::uint64_t requests = 0;
         {
-            TestMachine machine = TestMachine::sample(entry.machine);
+            TestMachine machine = TestMachine::of(entry.machine);
             machine->requests().failRequest(0, platform::kSuccess);
             good = entry.call();
             requests = machine->requests().count();
             EXPECT_FALSE(entry.failed(good)) << good;
         }
         {
-            TestMachine machine = TestMachine::sample(entry.machine);
+            TestMachine machine = TestMachine::of(entry.machine);
             machine->requests().failEveryRequest(platform::kAccessDenied);
             EXPECT_TRUE(entry.failed(entry.call()));
             EXPECT_STRNE("", getLastError());
         }
         for (std::uint64_t number = 1; number <= requests; number = nextSwept(number)) {
             SCOPED_TRACE(number);
-            TestMachine machine = TestMachine::sample(entry.machine);
+            TestMachine machine = TestMachine::of(entry.machine);
             machine->requests().failRequest(number, platform::kAccessDenied);
             // A failure that is tolerated gives a good answer; one that is not gives value and text.
             if (entry.failed(entry.call())) {

@@ -96,23 +96,45 @@ ORVANE_HWPROBE_API int32_t getMemoryLoad(void);
 ORVANE_HWPROBE_API const char* getMemoryManufacturerAndModel(void);
 
 /* ---- Disks ----------------------------------------------------------------------------------------------
+ *
+ * The drives that give SMART data, by SATA, NVMe, USB bridge or RAID driver, in the order of their drive
+ * letters. They are looked for once in a process, by the first disk function that is called without an index,
+ * which takes as long as the drives take to answer, some seconds with many of them or with one that sleeps.
+ * The list stays: a drive that is plugged in later is not in it, and one that was pulled out keeps its place
+ * and its last values. One drive whose counters cannot be read makes the whole list fail; the next call tries
+ * again.
+ *
+ * SMART data need administrator rights on Windows and root on Linux, where a process without them finds no
+ * drive. The counters behind the throughput need no right there.
+ *
+ * A drive is asked for SMART data at most once in five seconds, however often the functions are called; a
+ * call within them gives the last values and touches no drive. A call after them takes as long as the drive's
+ * answer, milliseconds as a rule, and seconds for a drive that sleeps. A drive that does not answer keeps its
+ * last values, and the call is no failure.
  */
 
-/* Finds the drives, once, and gives their number; `index` below counts from 0 up to it. Failure: -1. */
+/* The number of drives; `index` below counts from 0 up to it. With drives in the list it looks for none.
+   Failure: -1. */
 ORVANE_HWPROBE_API int32_t initDisk(void);
 
-/* Drives with serial number and kind, as a JSON array, or null without drives. Finds the drives by itself.
+/* [{"SN":TEXT,"type":"SSD"|"HDD"},...], the drives in the order of `index`, or null without drives. Calls
+   initDisk: after its failure the answer is null as well, and getLastError tells why.
    Failure: {"error":REASON}. */
 ORVANE_HWPROBE_API const char* getAllDiskType(void);
 
-/* Temperature of a drive in degrees Celsius. Failure: -1.0. */
+/* Temperature of a drive in degrees Celsius. A drive that does not tell it gives about -1000.0 times its
+   scale: -1000.0, or -500.0 where a unit is half a degree. Failure: -1.0; an index beyond the list is one. */
 ORVANE_HWPROBE_API double getDiskTemperature(uint32_t index);
 
-/* Throughput of a drive since the previous call, in bytes per millisecond: {"write": N, "read": N}.
-   Failure: {"error": "REASON"} with the reason unescaped, so it can be broken JSON. */
+/* Throughput since the previous call for this drive, or since the list was made, in bytes per millisecond (by
+   1000 it is bytes per second): {"write": 1024.000000, "read": 0.000000}. Negative when the drive's counters
+   began anew. Asks the system alone, not the drive. Two calls within a millisecond are a failure, which
+   leaves the earlier one to count from. Failure: {"error": "REASON"} with the reason unescaped and cut to
+   1023 bytes in all, so it can be broken JSON. */
 ORVANE_HWPROBE_API const char* getDiskReadWriteSpeed(uint32_t index);
 
-/* The drive that the system is installed on, as JSON. Finds the drives by itself.
+/* The drive that the system is installed on: {"code":1,"diskName":MODEL}, or, with these blanks and without a
+   word in getLastError, {"code":0, "data": "available disk not found"}. Finds the drives as initDisk does.
    Failure: {"code":0,"data":REASON}. */
 ORVANE_HWPROBE_API const char* getDiskNameWhichOsInstalled(void);
 

@@ -1,4 +1,5 @@
 #include "disk_engine/CAtaSmart.h"
+#include "disk_engine/SmartPass.h"
 
 #include <algorithm>
 
@@ -44,13 +45,13 @@ constexpr HealthRead kHealthReads[] = {
     {CMD_TYPE_NVME_REALTEK, byDrive<&CAtaSmart::GetSmartAttributeNVMeRealtek>},
 };
 
-bool readHealth(CAtaSmart& engine, AtaSmartInfo& asi) {
+} // namespace
+
+bool readHealthPage(CAtaSmart& engine, AtaSmartInfo& asi) {
     return std::ranges::any_of(kHealthReads, [&](const HealthRead& row) {
         return row.commandType == asi.CommandType && row.read(engine, asi);
     });
 }
-
-} // namespace
 
 bool CAtaSmart::AddDiskNVMe(const DriveAddress& address, NvmeIdentifyBlock identify,
                             const std::uint32_t* diskSize) {
@@ -62,7 +63,7 @@ bool CAtaSmart::AddDiskNVMe(const DriveAddress& address, NvmeIdentifyBlock ident
             return record.Model == asi.Model && record.SerialNumber == asi.SerialNumber;
         }))
         return false;
-    if (readHealth(*this, asi)) {
+    if (readHealthPage(*this, asi)) {
         interpretNvmeHealth(asi, kHottestNewNvme);
         const PcieLink link = GetPcieLink(asi.PhysicalDriveId);
         asi.MaxTransferMode = FormatPcieLink(link.MaxLinkSpeed, link.MaxLinkWidth);

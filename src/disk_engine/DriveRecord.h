@@ -60,6 +60,9 @@ inline constexpr std::int32_t kHottestNewNvme = 100; ///< degrees Celsius
 inline constexpr std::int32_t kHottestRefreshedNvme = 200;
 
 /// The values of the health page in `SmartReadData`, and its fifteen pseudo attributes.
+void takeNvmeHealth(AtaSmartInfo& asi, std::int32_t hottest);
+
+/// What a new record gets of its first page: the values, and what the page makes the drive known as.
 void interpretNvmeHealth(AtaSmartInfo& asi, std::int32_t hottest);
 
 /// The text that the AMD RAID library writes into the block that it hands out, cleared afterwards.

@@ -113,7 +113,7 @@ void fillNvmeAttributes(AtaSmartInfo& asi) {
     }
 }
 
-void interpretNvmeHealth(AtaSmartInfo& asi, std::int32_t hottest) {
+void takeNvmeHealth(AtaSmartInfo& asi, std::int32_t hottest) {
     const std::uint8_t* page = asi.SmartReadData;
     asi.IsSmartSupported = 1;
     asi.Temperature = littleEndian<std::uint16_t>(page + 1) - kKelvin;
@@ -125,6 +125,10 @@ void interpretNvmeHealth(AtaSmartInfo& asi, std::int32_t hottest) {
     asi.DetectedPowerOnHours = asi.MeasuredPowerOnHours =
         static_cast<std::int32_t>(littleEndian<std::uint32_t>(page + 128));
     fillNvmeAttributes(asi);
+}
+
+void interpretNvmeHealth(AtaSmartInfo& asi, std::int32_t hottest) {
+    takeNvmeHealth(asi, hottest);
     asi.DiskVendorId = VENDOR_NVME;
     asi.SmartKeyName = L"SmartNVMe";
     asi.SsdVendorString = L"nv";

@@ -209,14 +209,23 @@ constexpr SmartTransport kTransports[] = {
      {}},
 };
 
+bool serves(const SmartTransport& transport, std::uint32_t commandType) {
+    return commandType >= transport.first && commandType <= transport.last;
+}
+
 } // namespace
+
+bool readAttributes(CAtaSmart& engine, AtaSmartInfo& asi, std::uint32_t commandType) {
+    return std::ranges::any_of(kTransports, [&](const SmartTransport& transport) {
+        return serves(transport, commandType) && transport.readAttributes(engine, asi);
+    });
+}
 
 bool readSmart(CAtaSmart& engine, AtaSmartInfo& asi) {
     if (!asi.IsSmartSupported && !asi.Is9126MB && !engine.AdvancedDiskSearch) return true;
     if (asi.CommandType >= CMD_TYPE_NVME_SAMSUNG && asi.CommandType <= CMD_TYPE_NVME_INTEL_VROC) return false;
     for (const SmartTransport& transport : kTransports)
-        if (asi.CommandType >= transport.first && asi.CommandType <= transport.last)
-            transport.pass(engine, transport, asi);
+        if (serves(transport, asi.CommandType)) transport.pass(engine, transport, asi);
     return true;
 }
 

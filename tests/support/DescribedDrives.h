@@ -71,6 +71,20 @@ inline std::string nvmeDrive(const std::string& paths, const std::string& more =
                        paths, hexOf(identify), hexOf(healthOf(kelvin, used)), more);
 }
 
+/// Counters that move by 1000 bytes read and 2048 written a millisecond.
+inline const std::string kCounters = R"(, "performance": {"bytesRead": 10, "bytesReadPerSecond": 1000000,)"
+                                     R"( "bytesWrittenPerSecond": 2048000})";
+
+inline std::string machineWithADrive() {
+    return R"({"name": "m", "drives": [)" + ataDrive(R"("ataPassThrough")", 0xA0, kCounters) + "]}";
+}
+
+/// An NVMe drive behind the one of ataDrive, with counters.
+inline std::string secondDrive() {
+    std::string drive = nvmeDrive(R"("storageQuery")", kCounters, nvmeIdentifyOf("ACME NV", "S2"));
+    return drive.replace(drive.find("1"), 1, "2");
+}
+
 inline constexpr const char* kDeadDrive = R"({"number": 1})";
 inline const std::string kAtPort = R"(, "scsiAddress": {"port": 2, "target": 3})";
 

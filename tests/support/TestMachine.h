@@ -38,6 +38,10 @@ class TestMachine {
         : machine_(platform::Machine::fromText(text)), inUse_(*machine_) {}
     /// A sample machine by its file's name, "laptop".
     static TestMachine sample(const std::string& name) { return TestMachine(name, 0); }
+    /// A sample's name, or the text of a machine.
+    static TestMachine of(const std::string& machine) {
+        return machine.starts_with('{') ? TestMachine(machine) : sample(machine);
+    }
 
     platform::Machine* operator->() { return machine_.get(); }
     platform::Machine& operator*() { return *machine_; }

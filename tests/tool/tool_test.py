@@ -150,7 +150,7 @@ class Show(unittest.TestCase):
         self.assertEqual(0, status, err)
         self.assertRegex(out, r"In use +38 %")
         self.assertRegex(out, r"12\.5 MB/s down +250\.\d kB/s up +ACME Ethernet Controller I225")
-        self.assertRegex(out, r"Drives +failed: \S+")
+        self.assertRegex(out, r"Drives +no drive\n +Kinds +none\n +System drive +failed: available disk not found\n")
 
     def test_the_log_goes_to_standard_error_and_only_when_asked(self):
         line = re.compile(r"^\[\d{4}-.*\] \[memory\] \[.*info.*\] MemoryStatus@\d+: ", re.M)

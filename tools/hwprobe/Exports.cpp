@@ -41,6 +41,14 @@ bool isFailureText(std::string_view text) {
     return text.starts_with("{\"error\"") || text.starts_with("{\"code\":0");
 }
 
+// The one reply that tells by itself why there is nothing, and leaves getLastError alone.
+constexpr std::string_view kNoSystemDrive = R"({"code":0, "data": "available disk not found"})";
+
+std::string reasonOf(const Outcome& outcome) {
+    const auto* text = std::get_if<std::string>(&outcome.value);
+    return text && *text == kNoSystemDrive ? "available disk not found" : onOneLine(getLastError());
+}
+
 /// Where a host's process would end without a word.
 [[noreturn]] void endByFault(std::string_view name, std::uint32_t code) {
     std::fflush(stdout);
@@ -92,7 +100,7 @@ Outcome run(const Export& entry, std::uint32_t index) {
     // The text of getLastError itself may look like anything.
     if (entry.name == "getLastError") caller.outcome.failed = false;
     Outcome& outcome = caller.outcome;
-    if (outcome.failed) outcome.reason = onOneLine(getLastError());
+    if (outcome.failed) outcome.reason = reasonOf(outcome);
     if (entry.zeroReason && outcome.value == decltype(outcome.value)(std::int32_t{0})) {
         outcome.failed = true;
         outcome.reason = entry.zeroReason;

@@ -52,6 +52,12 @@ Lines celsius(const Outcome& outcome) {
     return {fmt::format("{:.1f} °C", value)};
 }
 
+/// What a drive does not tell is far below what there is.
+Lines driveTemperature(const Outcome& outcome) {
+    if (asDouble(outcome) < -273.15) return {"none: the drive does not tell it"};
+    return celsius(outcome);
+}
+
 template <const char* noneText>
 Lines count(const Outcome& outcome) {
     const double value = asDouble(outcome);
@@ -111,21 +117,20 @@ Lines battery(const Outcome& outcome) {
     return lines;
 }
 
+Lines driveKinds(const Outcome& outcome) {
+    Lines lines;
+    for (const Json& drive : asJson(outcome)) // null without drives
+        lines.push_back(fmt::format("{}, serial number {}", text(drive, "type"), text(drive, "SN")));
+    return lines.empty() ? Lines{"none"} : lines;
+}
+
+Lines systemDrive(const Outcome& outcome) {
+    return {text(asJson(outcome), "diskName")};
+}
+
 Lines diskRates(const Outcome& outcome) {
     const Json report = asJson(outcome);
     return {fmt::format("{} read, {} write", rate(number(report, "read")), rate(number(report, "write")))};
-}
-
-/// A report without a form of its own: its text, one line an array entry.
-Lines report(const Outcome& outcome) {
-    const Json value = asJson(outcome);
-    if (value.is_discarded()) return {std::get<std::string>(outcome.value)};
-    if (value.is_null()) return {"none"};
-    if (!value.is_array()) return {value.dump()};
-    Lines lines;
-    for (const Json& entry : value)
-        lines.push_back(entry.dump());
-    return lines;
 }
 
 Lines released(const Outcome&) {
@@ -150,10 +155,10 @@ constexpr std::array kPresentations = {
     Presentation{"getMemoryLoad", "Memory", "In use", percent, true},
     Presentation{"getMemoryManufacturerAndModel", "Memory", "Modules", memoryModules, false},
     Presentation{"initDisk", "Disks", "Drives", count<kNoDrive>, false},
-    Presentation{"getAllDiskType", "Disks", "Kinds", report, false},
-    Presentation{"getDiskTemperature", "Disks", "Temperature", celsius, true},
+    Presentation{"getAllDiskType", "Disks", "Kinds", driveKinds, false},
+    Presentation{"getDiskTemperature", "Disks", "Temperature", driveTemperature, true},
     Presentation{"getDiskReadWriteSpeed", "Disks", "Throughput", diskRates, true},
-    Presentation{"getDiskNameWhichOsInstalled", "Disks", "System drive", report, false},
+    Presentation{"getDiskNameWhichOsInstalled", "Disks", "System drive", systemDrive, false},
     Presentation{"initBattery", "Batteries", "Number", count<kNoBattery>, false},
     Presentation{"getBatteryAllMessage", "Batteries", "Battery", battery, true},
     Presentation{"getNetCardMessage", "Network", "Cards", networkCards, false},

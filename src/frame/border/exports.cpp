@@ -4,7 +4,7 @@
 #include "WinRing0/WinRing0.h"
 #include "battery/BatteryReport.h"
 #include "cpu/cpu.h"
-#include "frame/HWException.h"
+#include "disk/DiskReport.h"
 #include "frame/border/TextResults.h"
 #include "frame/sehGuard.h"
 #include "frame/supportedArch.h"
@@ -88,34 +88,33 @@ const char* getMemoryManufacturerAndModel(void) {
 }
 
 int32_t initDisk(void) {
-    return guarded(-1, []() -> int32_t { throwHW(L"disk readings are not part of this version"); });
+    return guarded(-1, disk::initialise);
 }
 
 const char* getAllDiskType(void) {
     return guardedText(
         texts().allDiskType,
         [] {
-            return underSehGuard(
-                []() -> std::string { throwHW(L"disk readings are not part of this version"); });
+            return underSehGuard([] {
+                initDisk(); // a failure is told by getLastError; the report is that of no drives
+                return disk::typeReport();
+            });
         },
         frame::kErrorObject);
 }
 
-double getDiskTemperature(uint32_t) {
-    return guardedReading([]() -> double { throwHW(L"disk readings are not part of this version"); });
+double getDiskTemperature(uint32_t index) {
+    return guardedReading([&] { return frame::at(disk::diskList(), index).Temperature(); });
 }
 
-const char* getDiskReadWriteSpeed(uint32_t) {
+const char* getDiskReadWriteSpeed(uint32_t index) {
     return guardedText(
-        texts().diskReadWriteSpeed,
-        []() -> std::string { throwHW(L"disk readings are not part of this version"); },
+        texts().diskReadWriteSpeed, [&] { return disk::speedReport(frame::at(disk::diskList(), index)); },
         frame::kBoundedError<1024>);
 }
 
 const char* getDiskNameWhichOsInstalled(void) {
-    return guardedText(
-        texts().diskNameWhichOsInstalled,
-        []() -> std::string { throwHW(L"disk readings are not part of this version"); }, frame::kCodeObject);
+    return guardedText(texts().diskNameWhichOsInstalled, disk::systemDiskReport, frame::kCodeObject);
 }
 
 int32_t initBattery(void) {

@@ -1,0 +1,212 @@
+// The five disk exports and the engine's refresh behind them, as a host meets them over time.
+
+#include "disk/DiskReport.h"
+#include "orvane/hwprobe.h"
+#include "state/ProcessState.h"
+#include "support/DescribedDrives.h"
+
+#include <gmock/gmock.h>
+
+namespace orv::test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::StartsWith;
+
+constexpr std::int64_t kMillisecond = 1'000'000;
+
+std::string smartAt(int degrees) {
+    return smartKeys({{.id = 5}, {.id = 194, .raw = static_cast<std::uint64_t>(degrees)}});
+}
+std::string changedAt(const std::string& second, const std::string& change) {
+    return R"(, "changes": [{"atSeconds": )" + second + ", " + change + "}]";
+}
+std::string machineWith(const std::string& drives) {
+    return R"({"name": "m", "clock": {"stepNs": 1}, "drives": [)" + drives + "]}";
+}
+std::string hardDisk(const std::string& more = "") {
+    return ataDrive(R"("ataPassThrough")", 0xA0, kCounters + more);
+}
+void wait(TestMachine& machine, std::int64_t nanoseconds) {
+    machine->machineClock().sleepNs(nanoseconds);
+}
+
+TEST(DiskExports, TwoDrivesOverTime) {
+    TestMachine machine(machineWith(hardDisk(changedAt("4", smartAt(50))) + "," + secondDrive()));
+    EXPECT_EQ(-1.0, getDiskTemperature(0)) << "nothing has looked for drives";
+    EXPECT_STREQ(R"({"error": "invalid vector subscript"})", getDiskReadWriteSpeed(0));
+    ASSERT_EQ(2, initDisk());
+    machine->requests().keepRecord(true);
+    wait(machine, 5'000 * kMillisecond - 100);
+    EXPECT_EQ(2, initDisk());
+    EXPECT_STREQ(R"([{"SN":"S1","type":"HDD"},{"SN":"S2","type":"SSD"}])", getAllDiskType());
+    EXPECT_EQ(35.0, getDiskTemperature(0));
+    EXPECT_EQ(41.0, getDiskTemperature(1));
+    EXPECT_EQ(-1.0, getDiskTemperature(2));
+    EXPECT_STREQ("invalid vector subscript", getLastError());
+    EXPECT_THAT(machine->requests().record(), IsEmpty()) << "five seconds are not over";
+
+    wait(machine, 100);
+    EXPECT_EQ(50.0, getDiskTemperature(0));
+    EXPECT_EQ(50.0, getDiskTemperature(0));
+    EXPECT_THAT(machine->requests().record(),
+                ElementsAre("openDevice \\\\.\\PhysicalDrive1 attributes 0x0", HasSubstr("deviceControl")));
+
+    EXPECT_STREQ(R"({"write": 2048.000000, "read": 1000.000000})", getDiskReadWriteSpeed(0));
+    wait(machine, kMillisecond * 2 / 5);
+    EXPECT_THAT(getDiskReadWriteSpeed(0), EndsWith(R"(: GetReadWriteSpeed failed. The interval is 0"})"));
+    wait(machine, kMillisecond * 8 / 5);
+    EXPECT_STREQ(R"({"write": 2048.000000, "read": 1000.000000})", getDiskReadWriteSpeed(0))
+        << "the sample that failed is none";
+}
+
+TEST(DiskExports, ADriveThatIsPulledOutKeepsItsLastValues) {
+    TestMachine machine(machineWith(hardDisk(changedAt("1", R"("present": false)"))));
+    ASSERT_EQ(1, initDisk());
+    wait(machine, 6'000 * kMillisecond);
+    EXPECT_EQ(35.0, getDiskTemperature(0));
+    EXPECT_STREQ(R"([{"SN":"S1","type":"HDD"}])", getAllDiskType());
+    EXPECT_THAT(getDiskReadWriteSpeed(0), EndsWith(R"(: CreateFileA failed"})"));
+}
+
+TEST(DiskExports, AFailedRefreshIsTriedAgainByTheNextCall) {
+    TestMachine machine(machineWith(hardDisk(changedAt("4", smartAt(50)))));
+    ASSERT_EQ(1, initDisk());
+    wait(machine, 6'000 * kMillisecond);
+    auto drives = std::exchange(processWide<CAtaSmart>().vars, {});
+    EXPECT_EQ(-1.0, getDiskTemperature(0));
+    EXPECT_STREQ(R"({"error":"index out of range"})", getAllDiskType());
+    EXPECT_STREQ(R"({"code":0,"data":"index out of range"})", getDiskNameWhichOsInstalled());
+    processWide<CAtaSmart>().vars = std::move(drives);
+    EXPECT_EQ(50.0, getDiskTemperature(0));
+}
+
+/// The search finds the drive, and its counters cannot be had: there is no list, until they can.
+TEST(DiskExports, ADriveWithoutCountersMakesTheListFail) {
+    for (const char* why : {R"(, "performance": {}, "answers": [{"path": "performance", "bytes": 87}])",
+                            R"(, "performance": {}, "answers": [{"path": "performance", "error": 5}])"}) {
+        TestMachine machine(machineWith(ataDrive(R"("ataPassThrough")", 0xA0, why) + "," + secondDrive()));
+        EXPECT_EQ(-1, initDisk());
+        EXPECT_STREQ("null", getAllDiskType());
+        EXPECT_THAT(getLastError(), EndsWith(": DeviceIoControl failed"));
+        EXPECT_THAT(getDiskNameWhichOsInstalled(), StartsWith(R"({"code":0,"data":"Disk@)"));
+        EXPECT_STREQ(R"({"error": "invalid vector subscript"})", getDiskReadWriteSpeed(0));
+
+        auto& drives = processWide<CAtaSmart>().vars;
+        ASSERT_EQ(2u, drives.size());
+        drives[0].PhysicalDriveId = -1;
+        EXPECT_EQ(-1, initDisk());
+        EXPECT_THAT(getLastError(), HasSubstr(": CreateFileA -1 failed. Reason: error code: 2 message: "));
+        drives.erase(drives.begin());
+        EXPECT_EQ(1, initDisk());
+    }
+}
+
+TEST(DiskExports, WithoutDrivesTheyGiveFixedTexts) {
+    TestMachine machine(machineWith(""));
+    EXPECT_STREQ("null", getAllDiskType());
+    EXPECT_STREQ("", getLastError());
+    EXPECT_STREQ(R"({"code":0, "data": "available disk not found"})", getDiskNameWhichOsInstalled());
+    EXPECT_STREQ("", getLastError());
+    EXPECT_EQ(0, initDisk());
+}
+
+TEST(DiskExports, TheFirstDriveWithTheSystemsLetterIsTheSystemDrive) {
+    const std::pair<const wchar_t*, int> letters[] = {{L"C:\\Windows", 2}, {L"c:\\windows", 2}, {L"Z:", 25},
+                                                      {L"[", 26},          {L"1", 16},          {L"", 31}};
+    for (const auto& [path, bit] : letters)
+        EXPECT_EQ(std::uint32_t{1} << bit, disk::letterBit(path)) << bit;
+
+    TestMachine machine(machineWith(hardDisk() + "," + secondDrive()));
+    ASSERT_THAT(getDiskNameWhichOsInstalled(), StartsWith("{\"code\":0, "));
+    ASSERT_EQ(35.0, getDiskTemperature(0)) << "it has made the list";
+    auto& drives = processWide<CAtaSmart>().vars;
+    drives[0].DriveLetterMap = drives[1].DriveLetterMap = 1 << 2;
+    wait(machine, 6'000 * kMillisecond);
+    EXPECT_STREQ(R"({"code":1,"diskName":"ACME Disk"})", getDiskNameWhichOsInstalled());
+    drives[0].DriveLetterMap = 1 << 3;
+    wait(machine, 6'000 * kMillisecond);
+    EXPECT_STREQ(R"({"code":1,"diskName":"ACME NV"})", getDiskNameWhichOsInstalled());
+}
+
+TEST(DiskExports, OnlyAStartOfComThatWasTheFirstIsGivenBack) {
+    for (const platform::ErrorCode started : {platform::kSuccess, platform::kComFalse}) {
+        TestMachine machine(machineWith(hardDisk()));
+        machine->requests().plan({"initializeCom", 1, started, 0});
+        machine->requests().keepRecord(true);
+        ASSERT_EQ(1, initDisk());
+        EXPECT_EQ(started == platform::kSuccess ? 1 : 0,
+                  std::ranges::count(machine->requests().record(), "uninitializeCom"));
+    }
+}
+
+/// A drive that is read once, changed, and read anew.
+struct Refreshed {
+    const char* path;
+    const char* answers; ///< what goes wrong in the refresh
+    int degrees;         ///< known after it
+    int wakeUps;
+};
+
+TEST(UpdateSmartInfo, WakesWhatMaySleepAndKeepsWhatItHasAfterAFailure) {
+    const Refreshed cases[] = {
+        {"ataPassThrough", "", 50, 0},
+        {"ataPassThrough", R"({"path": "ataPassThrough", "nth": 1, "error": 121})", 50, 1},
+        {"ataPassThrough", R"({"path": "ataPassThrough", "data": "00"})", 35, 1},
+        {"sat", "", 50, 1},
+        {"sat", R"({"path": "sat", "error": 1117})", 35, 1},
+    };
+    for (const Refreshed& entry : cases) {
+        SCOPED_TRACE(fmt::format("{} {}", entry.path, entry.answers));
+        DriveOnMachine on(
+            ataDrive(fmt::format("\"{}\"", entry.path), 0xA0,
+                     changedAt("1", fmt::format(R"({}, "answers": [{}])", smartAt(50), entry.answers))));
+        on.engine->UseStandardPaths();
+        ASSERT_TRUE(on.engine->SearchPhysicalDrive(1));
+        const AtaSmartInfo before = on.engine->vars[0];
+        wait(on.machine, 2'000 * kMillisecond);
+        on.machine->requests().keepRecord(true);
+        on.engine->UpdateSmartInfo(0);
+        EXPECT_EQ(entry.degrees, on.engine->vars[0].Temperature);
+        EXPECT_EQ(before.AttributeCount, on.engine->vars[0].AttributeCount);
+        EXPECT_EQ(entry.wakeUps, std::ranges::count_if(on.machine->requests().record(), [](const auto& line) {
+                      return line.starts_with("deviceRead");
+                  }));
+        on.machine->requests().clearRecord();
+        on.engine->vars[0].IsSmartCorrect = 0;
+        on.engine->UpdateSmartInfo(0);
+        on.engine->UpdateSmartInfo(1);
+        EXPECT_THAT(on.machine->requests().record(), IsEmpty());
+    }
+}
+
+TEST(UpdateSmartInfo, AnNvmePageIsBelievedUpToTwoHundredDegrees) {
+    const auto pageAt = [](int degrees, std::uint8_t used) {
+        return R"("health": ")" + hexOf(healthOf(static_cast<std::uint16_t>(273 + degrees), used)) + '"';
+    };
+    DriveOnMachine on(nvmeDrive(R"("storageQuery")", R"(, "changes": [{"atSeconds": 1, )" + pageAt(200, 100) +
+                                                         R"(}, {"atSeconds": 2, )" + pageAt(201, 3) +
+                                                         R"(}, {"atSeconds": 3, "present": false}])"));
+    ASSERT_TRUE(on.engine->SearchPhysicalDrive(1));
+    AtaSmartInfo& asi = on.engine->vars[0];
+    asi.Interface = L"USB (NVM Express)";
+    for (const auto& [degrees, life] : {std::pair(200, 0), std::pair(kNoTemperature, 97)}) {
+        wait(on.machine, 1'000 * kMillisecond);
+        on.engine->UpdateSmartInfo(0);
+        EXPECT_EQ(std::pair(degrees, life), std::pair(asi.Temperature, asi.Life));
+        EXPECT_EQ(100 - life, asi.Attribute[4].RawValue[0]);
+    }
+    EXPECT_EQ(L"USB (NVM Express)", asi.Interface) << "how it is attached is no matter of the page";
+    wait(on.machine, 1'000 * kMillisecond);
+    asi.Attribute[4] = {};
+    asi.DiskStatus = DISK_STATUS_BAD;
+    on.engine->UpdateSmartInfo(0);
+    EXPECT_EQ(3, asi.Attribute[4].RawValue[0]) << "out of the page that is held";
+    EXPECT_EQ(DISK_STATUS_GOOD, asi.DiskStatus);
+}
+
+} // namespace
+} // namespace orv::test
