@@ -5,7 +5,6 @@
 namespace orv::test {
 namespace {
 
-using testing::Each;
 using testing::ElementsAre;
 
 struct Bridge {
@@ -142,17 +141,6 @@ TEST(DiskBridgeTest, OtherPathsAreNone) {
         EXPECT_FALSE(path.engine.ControlSmartStatusSat(0, 0xA0, 0xD8, type));
     }
     EXPECT_THAT(path.record(), testing::Not(testing::Contains(testing::HasSubstr("deviceControl"))));
-}
-
-TEST(DiskBridgeTest, ADriveThatVanishesBetweenTwoCommands) {
-    AtaPath path(answering("sat", R"("operation": "smart", "vanish": true)"), CMD_TYPE_SAT);
-    EXPECT_TRUE(path.ask(identify));
-    EXPECT_FALSE(path.ask(readData));
-    EXPECT_EQ(platform::kNoSuchDevice, path.engine.probeFailure());
-    EXPECT_FALSE(path.ask(readThresholds));
-    EXPECT_FALSE(path.ask(enable));
-    EXPECT_THAT(path.record(), ElementsAre(kOpenDrive));
-    EXPECT_THAT(path.blockOf(readData), Each(kKept));
 }
 
 } // namespace

@@ -75,38 +75,23 @@ TEST(ProbeDrive, ThePlainPaths) {
     silicon.siliconImageType = 3112;
     const Labels byPort = plus(unanswered, {L"DoIdentifyDeviceScsi(2, 3) - 4", L"AddDisk(1, 2, 3) - 5"});
     const std::wstring siliconLabel = L"physicalDriveId=1, scsiPort=2, scsiBus=0, scsiTargetId=3";
+    const auto onPort = ataDrive(R"("scsiDisk")", kMaster, kAtPort);
+    const std::wstring first = L"DoIdentifyDevicePd(1, 0xA0) - 1", added = L"AddDisk(1, -1, -1) - 6";
+    constexpr std::uint32_t PD = CMD_TYPE_PHYSICAL_DRIVE, MINI = CMD_TYPE_SCSI_MINIPORT;
+    // clang-format off
     const PathCase cases[] = {
-        {plain,
-         ataDrive(physical),
-         CMD_TYPE_PHYSICAL_DRIVE,
-         kMaster,
-         {L"GetDiskInfo", L"DoIdentifyDevicePd(1, 0xA0) - 1", L"AddDisk(1, -1, -1) - 6"}},
-        {plain,
-         ataDrive(physical, kMaster, R"(, "asleep": {"spinUpMilliseconds": 9000})"),
-         CMD_TYPE_PHYSICAL_DRIVE,
-         kMaster,
-         {L"GetDiskInfo", L"DoIdentifyDevicePd(1, 0xA0) - 1", L"WakeUp(1)",
-          L"DoIdentifyDevicePd(1, 0xA0) - 2", L"AddDisk(1, -1, -1) - 6"}},
-        {plain, ataDrive(physical, kSlave), CMD_TYPE_PHYSICAL_DRIVE, kMaster,
-         plus(unanswered, {L"AddDisk(1, -1, -1) - 6"})},
-        {nvidia, ataDrive(R"("scsiDisk")", kMaster, kAtPort), CMD_TYPE_SCSI_MINIPORT, kMaster, byPort},
-        {marvell, ataDrive(R"("scsiDisk")", kMaster, kAtPort), CMD_TYPE_SCSI_MINIPORT, kMaster, byPort},
-        {atPort(-1),
-         ataDrive(R"("scsiDisk")", kMaster, kAtPort),
-         CMD_TYPE_SCSI_MINIPORT,
-         kMaster,
-         {L"GetDiskInfo", L"DoIdentifyDeviceScsi(2, 3) - 7", L"AddDisk(-1, 2, 3) - 8"}},
-        {silicon,
-         ataDrive(R"("siliconImage", "predictFailure")", kMaster, kAtPort),
-         CMD_TYPE_SILICON_IMAGE,
-         kMaster,
-         {L"GetDiskInfo", siliconLabel, L"AddDisk - Si"}},
-        {silicon,
-         ataDrive(physical, kMaster, kAtPort),
-         CMD_TYPE_PHYSICAL_DRIVE,
-         kMaster,
-         {L"GetDiskInfo", siliconLabel, L"DoIdentifyDevicePd(1, 0xA0) - 1", L"AddDisk(1, 2, 3) - 6"}},
+        {plain, ataDrive(physical), PD, kMaster, plus(kStart, {first, added})},
+        {plain, ataDrive(physical, kMaster, R"(, "asleep": {"spinUpMilliseconds": 9000})"), PD, kMaster,
+         plus(kStart, {first, L"WakeUp(1)", L"DoIdentifyDevicePd(1, 0xA0) - 2", added})},
+        {plain, ataDrive(physical, kSlave), PD, kMaster, plus(unanswered, {added})},
+        {nvidia, onPort, MINI, kMaster, byPort},
+        {marvell, onPort, MINI, kMaster, byPort},
+        {atPort(-1), onPort, MINI, kMaster, plus(kStart, {L"DoIdentifyDeviceScsi(2, 3) - 7", L"AddDisk(-1, 2, 3) - 8"})},
+        {silicon, ataDrive(R"("siliconImage", "predictFailure")", kMaster, kAtPort), CMD_TYPE_SILICON_IMAGE, kMaster,
+         plus(kStart, {siliconLabel, L"AddDisk - Si"})},
+        {silicon, ataDrive(physical, kMaster, kAtPort), PD, kMaster, plus(kStart, {siliconLabel, first, L"AddDisk(1, 2, 3) - 6"})},
     };
+    // clang-format on
     for (const PathCase& test : cases) {
         SCOPED_TRACE(&test - cases);
         DriveOnMachine drive(test.drive);
