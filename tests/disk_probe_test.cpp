@@ -4,6 +4,8 @@
 
 #include <gmock/gmock.h>
 
+#include <map>
+
 namespace orv::test {
 namespace {
 
@@ -120,23 +122,15 @@ TEST(ProbeDrive, ThePortIsAskedOnlyWithReason) {
     }
 }
 
-const wchar_t* vendorLabel(std::uint32_t vendor) {
-    switch (vendor) {
-    case 0x152D:
-        return L"usbVendorId == USB_VENDOR_JMICRON";
-    case 0x04BB:
-        return L"usbVendorId == USB_VENDOR_IO_DATA";
-    case 0x04FC:
-        return L"usbVendorId == USB_VENDOR_SUNPLUS";
-    case 0x04B4:
-        return L"usbVendorId == USB_VENDOR_CYPRESS";
-    case 0x13FD:
-    case 0x0928:
-        return L"usbVendorId == USB_VENDOR_INITIO || usbVendorId == USB_VENDOR_OXFORD";
-    default:
-        return nullptr;
-    }
-}
+const wchar_t* const kJMicronLabel = L"usbVendorId == USB_VENDOR_JMICRON";
+const wchar_t* const kIoDataLabel = L"usbVendorId == USB_VENDOR_IO_DATA";
+const wchar_t* const kInitioLabel = L"usbVendorId == USB_VENDOR_INITIO || usbVendorId == USB_VENDOR_OXFORD";
+const std::map<std::uint32_t, const wchar_t*> kVendorLabels = {{0x152D, kJMicronLabel},
+                                                               {0x04BB, kIoDataLabel},
+                                                               {0x04FC, L"usbVendorId == USB_VENDOR_SUNPLUS"},
+                                                               {0x04B4, L"usbVendorId == USB_VENDOR_CYPRESS"},
+                                                               {0x13FD, kInitioLabel},
+                                                               {0x0928, kInitioLabel}};
 
 /// Each row of the lists, on the only path that the drive understands.
 TEST(ProbeDrive, TheBridges) {
@@ -178,7 +172,8 @@ TEST(ProbeDrive, TheBridges) {
         SCOPED_TRACE(&row - rows);
         PathCase test{usb(row.vendor), ataDrive(fmt::format("\"{}\"", row.path), row.target), row.commandType,
                       row.target, kStart};
-        if (const wchar_t* vendor = vendorLabel(row.vendor)) test.labels.emplace_back(vendor);
+        if (const auto label = kVendorLabels.find(row.vendor); label != kVendorLabels.end())
+            test.labels.emplace_back(label->second);
         if (row.general) test.labels = plus(test.labels, kGeneral);
         test.labels.push_back(std::wstring(L"AddDisk - USB") + row.step);
         DriveOnMachine drive(test.drive);
@@ -216,7 +211,7 @@ TEST(ProbeDrive, TheNvmePaths) {
         {usb(0x0BDA), at("realtekNvme"), CMD_TYPE_NVME_REALTEK, 0xFF,
          plus(kStart, {realtek, L"AddDiskNVMe - CMD_TYPE_NVME_REALTEK"})},
         {usb(0x152D), at("jmicronNvmeUsb2"), CMD_TYPE_NVME_JMICRON, 0xFF,
-         plus(kStart, {vendorLabel(0x152D), usb2})},
+         plus(kStart, {kJMicronLabel, usb2})},
     };
     for (const PathCase& test : cases) {
         SCOPED_TRACE(&test - cases);
@@ -261,11 +256,11 @@ TEST(ProbeDrive, WhatADeadDriveIsAskedAndInWhichOrder) {
     const Row rows[] = {
         {usb(0x0789, 0x00D9), "", {L"FALSE: usbVendorId == USB_VENDOR_LOGITEC && productId == 0x00D9"}},
         {usb(0x05E3, 0x0702), "", {L"FALSE: usbVendorId == 0x05E3 && productId == 0x0702"}},
-        {usb(0x152D, 0, 1), jmicron + "a180 a180:580 ", {vendorLabel(0x152D), L"FALSE - USB0"}},
+        {usb(0x152D, 0, 1), jmicron + "a180 a180:580 ", {kJMicronLabel, L"FALSE - USB0"}},
         {usb(0x04BB, 0x0122, 1),
          jmicron,
          {L"(usbVendorId == USB_VENDOR_IO_DATA && productId == 0x0122)", L"FALSE - USB0"}},
-        {usb(0x04BB, 0, 1), "e300 e300 " + nvme + all, plus({vendorLabel(0x04BB)}, kGeneral)},
+        {usb(0x04BB, 0, 1), "e300 e300 " + nvme + all, plus({kIoDataLabel}, kGeneral)},
         {usb(0x0BDA), "e400 " + all, kGeneral},
         {usb(0x0789, 0x0122, 1), nvme + all, kGeneral},
         {fireWire, all, kGeneral},
