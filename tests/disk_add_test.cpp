@@ -52,108 +52,73 @@ std::string answers(const std::string& rows) {
 
 TEST(AddDisk, TheSmartReadsOfAPath) {
     const std::string physical = R"("ataPassThrough")", silicon = R"("predictFailure")";
+    const std::string both = silicon + ", " + physical, off = R"(, "smartEnabled": false)";
     const auto pd = [](std::initializer_list<const wchar_t*> steps) {
         Labels labels;
         for (const std::wstring step : steps)
             labels.push_back(step.size() > 2 ? step : L"GetSmartAttributePd(1) - " + step);
         return labels;
     };
-    const std::string fewer = smartOf({{.id = 5}}), otherIds = smartOf({{.id = 5}, {.id = 9}});
-    const auto nthSmart = [](const char* path, int nth, const std::string& what) {
-        return fmt::format(R"({{"path": "{}", "operation": "smart", "nth": {}, {}}})", path, nth, what);
-    };
-    const auto given = [](const std::string& data) { return "\"data\": \"" + data + "\""; };
-    const std::string error = R"("error": 1117)";
-    const std::string oneBlock = oneBlockOf(kSomeAttributes);
-    const AtaBlock plain = smartIdentify();
-    const Labels siliconReads = {L"GetSmartAttributeSi(physicalDriveId, &asi)",
-                                 L"GetSmartAttributeSi(physicalDriveId, &asiCheck)",
-                                 L"CheckSmartAttributeCorrect(&asi, &asiCheck) - 1",
-                                 L"CheckSmartAttributeCorrect(&asi, &asiCheck) - 2"};
-    const auto firstOf = [](Labels labels, std::size_t count,
-                            std::initializer_list<const wchar_t*> more = {}) {
+    const auto si = [](std::size_t count, std::initializer_list<const wchar_t*> more = {}) {
+        Labels labels = {L"GetSmartAttributeSi(physicalDriveId, &asi)",
+                         L"GetSmartAttributeSi(physicalDriveId, &asiCheck)",
+                         L"CheckSmartAttributeCorrect(&asi, &asiCheck) - 1",
+                         L"CheckSmartAttributeCorrect(&asi, &asiCheck) - 2"};
         labels.resize(count);
         labels.insert(labels.end(), more.begin(), more.end());
         return labels;
     };
-    const std::string siliconAndDrive = silicon + ", " + physical;
+    const auto data = [](const std::vector<DriveAttribute>& entries) {
+        return R"("data": ")" + smartOf(entries) + '"';
+    };
+    const std::string fewer = data({{.id = 5}}), otherIds = data({{.id = 5}, {.id = 9}}),
+                      error = R"("error": 1)";
+    const auto answer = [](const std::string& path, const char* operation, const std::string& what) {
+        return fmt::format(R"({{"path": {}, "operation": "{}", {}}})", path, operation, what);
+    };
+    const auto nth = [&](const std::string& path, int number, const std::string& what) {
+        return answer(path, "smart", fmt::format(R"("nth": {}, {})", number, what));
+    };
+    const auto twice = [&](const std::string& what) {
+        return answers(nth(physical, 2, what) + ", " + nth(physical, 4, what));
+    };
+    constexpr std::uint32_t PD = CMD_TYPE_PHYSICAL_DRIVE, SI = CMD_TYPE_SILICON_IMAGE;
     struct Row {
         std::uint32_t type;
-        std::string drive;
+        std::string paths, more;
         Labels labels;
         int enabled, correct, thresholds;
+        std::string smart = smartKeys(kSomeAttributes);
     };
+    const std::string oneBlock = oneBlockOf(kSomeAttributes);
+    // clang-format off
     const Row rows[] = {
-        {CMD_TYPE_PHYSICAL_DRIVE, ataDrive(physical), pd({L"1", L"1A"}), 1, 1, 1},
-        {CMD_TYPE_PHYSICAL_DRIVE, ataDrive(physical, kMaster, R"(, "smartEnabled": false)"),
-         pd({L"1", L"2", L"2A"}), 1, 1, 1},
-        {CMD_TYPE_PHYSICAL_DRIVE,
-         ataDrive(physical, kMaster, answers(nthSmart("ataPassThrough", 2, given(fewer)))),
-         pd({L"1", L"1A", kOtherCount, L"2", L"2A"}), 1, 1, 1},
+        {PD, physical, "", pd({L"1", L"1A"}), 1, 1, 1},
+        {PD, physical, off, pd({L"1", L"2", L"2A"}), 1, 1, 1},
+        {PD, physical, answers(nth(physical, 2, fewer)), pd({L"1", L"1A", kOtherCount, L"2", L"2A"}), 1, 1, 1},
         // Two reads that never agree.
-        {CMD_TYPE_PHYSICAL_DRIVE,
-         ataDrive(physical, kMaster,
-                  answers(nthSmart("ataPassThrough", 2, given(otherIds)) + ", " +
-                          nthSmart("ataPassThrough", 4, given(otherIds)))),
-         pd({L"1", L"1A", kOtherId, L"2", L"2A", kOtherId}), 1, 0, 1},
-        {CMD_TYPE_PHYSICAL_DRIVE,
-         ataDrive(physical, kMaster,
-                  answers(R"({"path": "ataPassThrough", "operation": "control", "error": 1}, )" +
-                          nthSmart("ataPassThrough", 2, given(otherIds)))),
-         pd({L"1", L"1A", kOtherId}), 1, 0, 1},
-        // A scratch read that fails ends its attempt.
-        {CMD_TYPE_PHYSICAL_DRIVE,
-         ataDrive(
-             physical, kMaster,
-             answers(nthSmart("ataPassThrough", 2, error) + ", " + nthSmart("ataPassThrough", 4, error))),
-         pd({L"1", L"1A", L"2", L"2A"}), 0, 0, 0},
-        {CMD_TYPE_PHYSICAL_DRIVE,
-         ataDrive(physical, kMaster,
-                  answers(R"({"path": "ataPassThrough", "operation": "thresholds", "error": 1})")),
-         pd({L"1", L"1A"}), 1, 1, 0},
-        {CMD_TYPE_PHYSICAL_DRIVE,
-         ataDrive(physical, kMaster,
-                  answers(R"({"path": "ataPassThrough", "operation": "smart", "error": 1})")),
-         pd({L"1", L"2", kSameBlocks}), 0, 0, 0},
-        {CMD_TYPE_PHYSICAL_DRIVE, ataDrive(physical, kMaster, "", plain, oneBlock),
-         pd({L"1", L"1A", kSameBlocks}), 0, 0, 0},
-        // No other path has that test.
-        {CMD_TYPE_SCSI_MINIPORT, ataDrive(R"("scsiDisk")", kMaster, kAtPort, plain, oneBlock), {}, 1, 1, 1},
-        {CMD_TYPE_SCSI_MINIPORT,
-         ataDrive(R"("scsiDisk")", kMaster, R"(, "smartEnabled": false)" + kAtPort),
-         {},
-         1,
-         1,
-         1},
-        {CMD_TYPE_SILICON_IMAGE, ataDrive(siliconAndDrive), siliconReads, 1, 1, 1},
-        {CMD_TYPE_SILICON_IMAGE, ataDrive(silicon), firstOf(siliconReads, 3), 1, 1, 0},
-        {CMD_TYPE_SILICON_IMAGE,
-         ataDrive(siliconAndDrive, kMaster, answers(nthSmart("predictFailure", 2, given(fewer)))),
-         firstOf(siliconReads, 3, {kOtherCount}), 1, 0, 0},
-        {CMD_TYPE_SILICON_IMAGE,
-         ataDrive(siliconAndDrive, kMaster, answers(nthSmart("ataPassThrough", 1, given(fewer)))),
-         firstOf(siliconReads, 4, {kOtherCount}), 1, 1, 0},
-        {CMD_TYPE_SILICON_IMAGE, ataDrive(silicon, kMaster, answers(nthSmart("predictFailure", 1, error))),
-         firstOf(siliconReads, 1), 0, 0, 0},
-        {CMD_TYPE_SILICON_IMAGE, ataDrive(silicon, kMaster, answers(nthSmart("predictFailure", 2, error))),
-         firstOf(siliconReads, 2), 1, 0, 0},
-        {CMD_TYPE_SAT,
-         ataDrive(R"("sat")", kMaster, R"(, "smartEnabled": false)"),
-         {L"GetSmartAttributeSat(1) - 1 [sa]", L"GetSmartAttributeSat - 2", L"GetSmartAttributeSat - 2A"},
-         1,
-         1,
-         1},
-        {CMD_TYPE_WMI,
-         ataDrive("", kMaster, R"(, "pnpDeviceId": "IDE\\DISK", "failurePredict": {})"),
-         {},
-         1,
-         1,
-         1},
-        {CMD_TYPE_WMI, ataDrive(""), {}, 0, 0, 0},
+        {PD, physical, twice(otherIds), pd({L"1", L"1A", kOtherId, L"2", L"2A", kOtherId}), 1, 0, 1},
+        {PD, physical, answers(answer(physical, "control", error) + ", " + nth(physical, 2, otherIds)), pd({L"1", L"1A", kOtherId}), 1, 0, 1},
+        {PD, physical, twice(error), pd({L"1", L"1A", L"2", L"2A"}), 0, 0, 0}, // a scratch read that fails ends its attempt
+        {PD, physical, answers(answer(physical, "thresholds", error)), pd({L"1", L"1A"}), 1, 1, 0},
+        {PD, physical, answers(answer(physical, "smart", error)), pd({L"1", L"2", kSameBlocks}), 0, 0, 0},
+        {PD, physical, "", pd({L"1", L"1A", kSameBlocks}), 0, 0, 0, oneBlock},
+        {CMD_TYPE_SCSI_MINIPORT, R"("scsiDisk")", kAtPort, {}, 1, 1, 1, oneBlock}, // no other path has that test
+        {CMD_TYPE_SCSI_MINIPORT, R"("scsiDisk")", off + kAtPort, {}, 1, 1, 1},
+        {SI, both, "", si(4), 1, 1, 1},
+        {SI, silicon, "", si(3), 1, 1, 0},
+        {SI, both, answers(nth(silicon, 2, fewer)), si(3, {kOtherCount}), 1, 0, 0},
+        {SI, both, answers(nth(physical, 1, fewer)), si(4, {kOtherCount}), 1, 1, 0},
+        {SI, silicon, answers(nth(silicon, 1, error)), si(1), 0, 0, 0},
+        {SI, silicon, answers(nth(silicon, 2, error)), si(2), 1, 0, 0},
+        {CMD_TYPE_SAT, R"("sat")", off, {L"GetSmartAttributeSat(1) - 1 [sa]", L"GetSmartAttributeSat - 2", L"GetSmartAttributeSat - 2A"}, 1, 1, 1},
+        {CMD_TYPE_WMI, "", R"(, "pnpDeviceId": "IDE\\DISK", "failurePredict": {})", {}, 1, 1, 1},
+        {CMD_TYPE_WMI, "", "", {}, 0, 0, 0},
     };
+    // clang-format on
     for (const Row& row : rows) {
         SCOPED_TRACE(&row - rows);
-        DriveOnMachine drive(row.drive);
+        DriveOnMachine drive(ataDrive(row.paths, kMaster, row.more, smartIdentify(), row.smart));
         ASSERT_TRUE(add(drive, row.type));
         EXPECT_THAT(labelsOf(drive), ElementsAreArray(row.labels));
         const AtaSmartInfo& asi = drive.engine->vars.at(0);
@@ -208,7 +173,7 @@ TEST(AddDisk, DrivesMetTwice) {
     struct Known {
         const wchar_t *model, *serial;
         std::int32_t physicalDriveId;
-        const wchar_t* modelWmi;
+        const wchar_t* modelWmi = L"";
     };
     struct Row {
         std::vector<Known> known;
@@ -225,13 +190,9 @@ TEST(AddDisk, DrivesMetTwice) {
     const Known byPort{L"ACME Disk", L"S1", -1, L"ACME"}, mirrored{L"CAEMD si k", L"1S", 0, L"ACME"};
     const Known other{L"Other", L"S1", 5, L""};
     const std::wstring twinLine = L"ACME Disk S1 0 un", otherLine = L"Other S1 5 un";
+    // clang-format off
     const Row rows[] = {
-        {{other, {L"ACME Disk", L"S2", 0, L""}, {L"CAEMD si k", L"S1", 0, L""}, {L"Other", L"1S", 0, L""}},
-         0,
-         true,
-         true,
-         {otherLine, L"ACME Disk S2 0 un", L"CAEMD si k S1 0 un", L"Other 1S 0 un", fresh},
-         nullptr},
+        {{other, {L"ACME Disk", L"S2", 0}, {L"CAEMD si k", L"S1", 0}, {L"Other", L"1S", 0}}, 0, true, true, {otherLine, L"ACME Disk S2 0 un", L"CAEMD si k S1 0 un", L"Other 1S 0 un", fresh}, nullptr},
         {{twin, other}, 0, true, true, {otherLine, fresh}, nullptr},
         {{twin, other}, 0, false, false, {twinLine, otherLine}, nullptr},
         {{twin, other, twin, other}, 0, true, true, {twinLine, otherLine, otherLine, fresh}, nullptr},
@@ -245,6 +206,7 @@ TEST(AddDisk, DrivesMetTwice) {
         {{twin, byPort}, 1, true, true, {L"ACME Disk S1 1 cp", fresh}, csmi},
         {{twin, byPort}, 0, true, false, {twinLine, L"ACME Disk S1 1 un"}, nullptr},
     };
+    // clang-format on
     for (const Row& row : rows) {
         SCOPED_TRACE(&row - rows);
         DriveOnMachine drive(row.readable ? ataDrive(R"("ataPassThrough")") : kDeadDrive);

@@ -131,14 +131,29 @@ TEST(DiskAtaPathsTest, OnlyAWholeBlockIsKept) {
 }
 
 TEST(DiskAtaPathsTest, ADriveThatVanishesBetweenTwoCommands) {
-    for (const auto& [type, name] : {std::pair(1U, "smartIoctl"), std::pair(2U, "scsiDisk")}) {
+    for (const auto& [type, name] : {std::pair(1U, "smartIoctl"), {2U, "scsiDisk"}, {4U, "sat"}}) {
         AtaPath path(answering(name, R"("operation": "smart", "vanish": true)"), type);
         EXPECT_TRUE(path.ask(identify));
         EXPECT_FALSE(path.ask(readData));
+        EXPECT_EQ(platform::kNoSuchDevice, path.engine.probeFailure()) << name;
         EXPECT_FALSE(path.ask(readThresholds));
         EXPECT_FALSE(path.ask(enable));
+        EXPECT_EQ(type == 4 ? 1U : 2U, path.record().size())
+            << name; // the port stays, a code has a fall-back
         EXPECT_THAT(path.blockOf(readData), Each(kKept)) << name;
     }
+}
+
+TEST(DiskAtaPathsTest, OnlyTheDriveThatIsMeantAnswers) {
+    AtaPath path(drive("ataPassThrough smartIoctl scsiDisk siliconImage"));
+    const std::span data(path.asi.Identify, kIdentifyBytes);
+    EXPECT_FALSE(path.engine.DoIdentifyDevicePd(0, 0xB0, data));
+    EXPECT_FALSE(path.engine.DoIdentifyDeviceScsi(2, 4, data));
+    EXPECT_EQ(platform::kIoDevice, path.engine.probeFailure());
+    EXPECT_FALSE(path.engine.DoIdentifyDeviceSi(2, 0, 3112, data));
+    EXPECT_FALSE(path.engine.GetSmartAttributeSi(0, path.asi)) << "a path that it does not have";
+    path.engine.FlagAtaPassThrough = 0;
+    EXPECT_FALSE(path.engine.SendAtaCommandPd(0, 0xA0, 0xEC, 0, 0, data)) << "nor has it this one";
 }
 
 TEST(DiskAtaPathsTest, OneCommandOfAnySize) {

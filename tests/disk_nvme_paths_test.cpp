@@ -3,8 +3,7 @@
 #include "disk_engine/NvmePaths.h"
 #include "log/log.h"
 #include "support/CapturedLog.h"
-#include "support/DriveBlocks.h"
-#include "support/TestMachine.h"
+#include "support/DescribedDrives.h"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -21,13 +20,6 @@ using ::testing::ElementsAreArray;
 using ::testing::HasSubstr;
 
 using Lines = std::vector<std::string>;
-
-std::string toHex(std::span<const std::uint8_t> bytes) {
-    std::string text;
-    for (const std::uint8_t byte : bytes)
-        text += fmt::format("{:02x}", byte);
-    return text;
-}
 
 /// Bytes written as "B5 FE".
 std::string bytes(const std::string& hex) {
@@ -222,7 +214,7 @@ struct Drive {
         : machine(fmt::format(R"({{"name": "m", "drives": [{{{}, "paths": ["{}"], "answers": [{}],)"
                               R"("namespace": {{"blocks": 268435456, "exponent": 12}},)"
                               R"("identify": "{}", "health": "{}"}}]}})",
-                              where, path, answers, toHex(kIdentify), toHex(kHealth))) {
+                              where, path, answers, hexOf(kIdentify), hexOf(kHealth))) {
         identify.fill(kFormer);
         std::fill(std::begin(asi.SmartReadData), std::end(asi.SmartReadData), kFormer);
         machine->requests().keepRecord(true);
@@ -371,6 +363,7 @@ TEST(NvmePathsTest, ADriveThatIsKnownByItsPort) {
     EXPECT_THAT(recordOf(*raid.machine), ElementsAre("openDevice " + port, mini(6, 1, 0, port, 0x86000300),
                                                      mini(6, 0, 1, port, 0x86000300), "openDevice " + port,
                                                      mini(2, kAll, kLog, port, 0x86000300)));
+    EXPECT_FALSE(raid.engine.GetSmartAttributeNVMeIntelVroc(-2, 2, 4, raid.asi)) << "another drive";
 
     Drive rst("intelNvm", "", R"("scsiAddress": {"port": 2, "path": 3})");
     EXPECT_TRUE(rst.engine.DoIdentifyDeviceNVMeIntelRst(-1, 2, 3, rst.identify, rst.diskSize));
@@ -380,6 +373,7 @@ TEST(NvmePathsTest, ADriveThatIsKnownByItsPort) {
                             intelNvm(6, 0, 1, port, "03"), "openDevice " + port + kPlain,
                             intelNvm(2, kAll, kLog, port, "03")));
     EXPECT_FALSE(rst.engine.GetSmartAttributeNVMeIntelRst(-2, 2, 3, rst.asi)) << "-1 alone stands for none";
+    EXPECT_FALSE(rst.engine.GetSmartAttributeNVMeIntelRst(-1, 2, 4, rst.asi)) << "another drive";
 }
 
 TEST(NvmePathsTest, WithoutAnAddressThereIsNoPort) {

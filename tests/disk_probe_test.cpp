@@ -4,6 +4,8 @@
 
 #include <gmock/gmock.h>
 
+#include <map>
+
 namespace orv::test {
 namespace {
 
@@ -75,38 +77,23 @@ TEST(ProbeDrive, ThePlainPaths) {
     silicon.siliconImageType = 3112;
     const Labels byPort = plus(unanswered, {L"DoIdentifyDeviceScsi(2, 3) - 4", L"AddDisk(1, 2, 3) - 5"});
     const std::wstring siliconLabel = L"physicalDriveId=1, scsiPort=2, scsiBus=0, scsiTargetId=3";
+    const auto onPort = ataDrive(R"("scsiDisk")", kMaster, kAtPort);
+    const std::wstring first = L"DoIdentifyDevicePd(1, 0xA0) - 1", added = L"AddDisk(1, -1, -1) - 6";
+    constexpr std::uint32_t PD = CMD_TYPE_PHYSICAL_DRIVE, MINI = CMD_TYPE_SCSI_MINIPORT;
+    // clang-format off
     const PathCase cases[] = {
-        {plain,
-         ataDrive(physical),
-         CMD_TYPE_PHYSICAL_DRIVE,
-         kMaster,
-         {L"GetDiskInfo", L"DoIdentifyDevicePd(1, 0xA0) - 1", L"AddDisk(1, -1, -1) - 6"}},
-        {plain,
-         ataDrive(physical, kMaster, R"(, "asleep": {"spinUpMilliseconds": 9000})"),
-         CMD_TYPE_PHYSICAL_DRIVE,
-         kMaster,
-         {L"GetDiskInfo", L"DoIdentifyDevicePd(1, 0xA0) - 1", L"WakeUp(1)",
-          L"DoIdentifyDevicePd(1, 0xA0) - 2", L"AddDisk(1, -1, -1) - 6"}},
-        {plain, ataDrive(physical, kSlave), CMD_TYPE_PHYSICAL_DRIVE, kMaster,
-         plus(unanswered, {L"AddDisk(1, -1, -1) - 6"})},
-        {nvidia, ataDrive(R"("scsiDisk")", kMaster, kAtPort), CMD_TYPE_SCSI_MINIPORT, kMaster, byPort},
-        {marvell, ataDrive(R"("scsiDisk")", kMaster, kAtPort), CMD_TYPE_SCSI_MINIPORT, kMaster, byPort},
-        {atPort(-1),
-         ataDrive(R"("scsiDisk")", kMaster, kAtPort),
-         CMD_TYPE_SCSI_MINIPORT,
-         kMaster,
-         {L"GetDiskInfo", L"DoIdentifyDeviceScsi(2, 3) - 7", L"AddDisk(-1, 2, 3) - 8"}},
-        {silicon,
-         ataDrive(R"("siliconImage", "predictFailure")", kMaster, kAtPort),
-         CMD_TYPE_SILICON_IMAGE,
-         kMaster,
-         {L"GetDiskInfo", siliconLabel, L"AddDisk - Si"}},
-        {silicon,
-         ataDrive(physical, kMaster, kAtPort),
-         CMD_TYPE_PHYSICAL_DRIVE,
-         kMaster,
-         {L"GetDiskInfo", siliconLabel, L"DoIdentifyDevicePd(1, 0xA0) - 1", L"AddDisk(1, 2, 3) - 6"}},
+        {plain, ataDrive(physical), PD, kMaster, plus(kStart, {first, added})},
+        {plain, ataDrive(physical, kMaster, R"(, "asleep": {"spinUpMilliseconds": 9000})"), PD, kMaster,
+         plus(kStart, {first, L"WakeUp(1)", L"DoIdentifyDevicePd(1, 0xA0) - 2", added})},
+        {plain, ataDrive(physical, kSlave), PD, kMaster, plus(unanswered, {added})},
+        {nvidia, onPort, MINI, kMaster, byPort},
+        {marvell, onPort, MINI, kMaster, byPort},
+        {atPort(-1), onPort, MINI, kMaster, plus(kStart, {L"DoIdentifyDeviceScsi(2, 3) - 7", L"AddDisk(-1, 2, 3) - 8"})},
+        {silicon, ataDrive(R"("siliconImage", "predictFailure")", kMaster, kAtPort), CMD_TYPE_SILICON_IMAGE, kMaster,
+         plus(kStart, {siliconLabel, L"AddDisk - Si"})},
+        {silicon, ataDrive(physical, kMaster, kAtPort), PD, kMaster, plus(kStart, {siliconLabel, first, L"AddDisk(1, 2, 3) - 6"})},
     };
+    // clang-format on
     for (const PathCase& test : cases) {
         SCOPED_TRACE(&test - cases);
         DriveOnMachine drive(test.drive);
@@ -135,23 +122,15 @@ TEST(ProbeDrive, ThePortIsAskedOnlyWithReason) {
     }
 }
 
-const wchar_t* vendorLabel(std::uint32_t vendor) {
-    switch (vendor) {
-    case 0x152D:
-        return L"usbVendorId == USB_VENDOR_JMICRON";
-    case 0x04BB:
-        return L"usbVendorId == USB_VENDOR_IO_DATA";
-    case 0x04FC:
-        return L"usbVendorId == USB_VENDOR_SUNPLUS";
-    case 0x04B4:
-        return L"usbVendorId == USB_VENDOR_CYPRESS";
-    case 0x13FD:
-    case 0x0928:
-        return L"usbVendorId == USB_VENDOR_INITIO || usbVendorId == USB_VENDOR_OXFORD";
-    default:
-        return nullptr;
-    }
-}
+const wchar_t* const kJMicronLabel = L"usbVendorId == USB_VENDOR_JMICRON";
+const wchar_t* const kIoDataLabel = L"usbVendorId == USB_VENDOR_IO_DATA";
+const wchar_t* const kInitioLabel = L"usbVendorId == USB_VENDOR_INITIO || usbVendorId == USB_VENDOR_OXFORD";
+const std::map<std::uint32_t, const wchar_t*> kVendorLabels = {{0x152D, kJMicronLabel},
+                                                               {0x04BB, kIoDataLabel},
+                                                               {0x04FC, L"usbVendorId == USB_VENDOR_SUNPLUS"},
+                                                               {0x04B4, L"usbVendorId == USB_VENDOR_CYPRESS"},
+                                                               {0x13FD, kInitioLabel},
+                                                               {0x0928, kInitioLabel}};
 
 /// Each row of the lists, on the only path that the drive understands.
 TEST(ProbeDrive, TheBridges) {
@@ -193,7 +172,8 @@ TEST(ProbeDrive, TheBridges) {
         SCOPED_TRACE(&row - rows);
         PathCase test{usb(row.vendor), ataDrive(fmt::format("\"{}\"", row.path), row.target), row.commandType,
                       row.target, kStart};
-        if (const wchar_t* vendor = vendorLabel(row.vendor)) test.labels.emplace_back(vendor);
+        if (const auto label = kVendorLabels.find(row.vendor); label != kVendorLabels.end())
+            test.labels.emplace_back(label->second);
         if (row.general) test.labels = plus(test.labels, kGeneral);
         test.labels.push_back(std::wstring(L"AddDisk - USB") + row.step);
         DriveOnMachine drive(test.drive);
@@ -231,7 +211,7 @@ TEST(ProbeDrive, TheNvmePaths) {
         {usb(0x0BDA), at("realtekNvme"), CMD_TYPE_NVME_REALTEK, 0xFF,
          plus(kStart, {realtek, L"AddDiskNVMe - CMD_TYPE_NVME_REALTEK"})},
         {usb(0x152D), at("jmicronNvmeUsb2"), CMD_TYPE_NVME_JMICRON, 0xFF,
-         plus(kStart, {vendorLabel(0x152D), usb2})},
+         plus(kStart, {kJMicronLabel, usb2})},
     };
     for (const PathCase& test : cases) {
         SCOPED_TRACE(&test - cases);
@@ -276,11 +256,11 @@ TEST(ProbeDrive, WhatADeadDriveIsAskedAndInWhichOrder) {
     const Row rows[] = {
         {usb(0x0789, 0x00D9), "", {L"FALSE: usbVendorId == USB_VENDOR_LOGITEC && productId == 0x00D9"}},
         {usb(0x05E3, 0x0702), "", {L"FALSE: usbVendorId == 0x05E3 && productId == 0x0702"}},
-        {usb(0x152D, 0, 1), jmicron + "a180 a180:580 ", {vendorLabel(0x152D), L"FALSE - USB0"}},
+        {usb(0x152D, 0, 1), jmicron + "a180 a180:580 ", {kJMicronLabel, L"FALSE - USB0"}},
         {usb(0x04BB, 0x0122, 1),
          jmicron,
          {L"(usbVendorId == USB_VENDOR_IO_DATA && productId == 0x0122)", L"FALSE - USB0"}},
-        {usb(0x04BB, 0, 1), "e300 e300 " + nvme + all, plus({vendorLabel(0x04BB)}, kGeneral)},
+        {usb(0x04BB, 0, 1), "e300 e300 " + nvme + all, plus({kIoDataLabel}, kGeneral)},
         {usb(0x0BDA), "e400 " + all, kGeneral},
         {usb(0x0789, 0x0122, 1), nvme + all, kGeneral},
         {fireWire, all, kGeneral},

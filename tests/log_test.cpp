@@ -109,6 +109,32 @@ TEST(LogWriting, AFailingSinkLosesItsLineQuietlyAndAForeignSinkIsFlushed) {
     EXPECT_EQ("line flushed ", working->seen);
 }
 
+TEST(LogWriting, TwoLinesGoToEachSinkTogether) {
+    class Writes : public log::LineSink<log::SinkMutex> {
+      public:
+        std::vector<std::string> seen;
+
+      protected:
+        void write_(platform::LogLines lines) override {
+            for (const auto& line : lines) // each has its own prefix, with its own level's place
+                EXPECT_EQ("info", line.text.substr(line.levelFrom, line.levelTo - line.levelFrom));
+            seen.emplace_back(platform::textOf(lines));
+        }
+    };
+    const auto writes = std::make_shared<Writes>();
+    const auto ring = std::make_shared<log::RingSink>(3);
+    Logger logger("battery");
+    logger.sinks() = {writes, ring};
+    log::infos(logger, L"found", L"count: {}, {}", std::wstring(300, L'n'), 4);
+    const auto lines = ring->lines();
+    ASSERT_EQ(2u, lines.size());
+    EXPECT_THAT(writes->seen, ::testing::ElementsAre(lines[0] + lines[1]));
+    EXPECT_TRUE(
+        std::regex_search(lines[0], std::regex(R"(\] \[battery\] \[info\] log_test@\d+: found\r?\n$)")));
+    EXPECT_TRUE(std::regex_search(
+        lines[1], std::regex(R"(^\[\d{4}.*\] \[info\] log_test@\d+: count: n{300}, 4\r?\n$)")));
+}
+
 TEST(LogWriting, LinesAreThoseOfSpdlogsDefaultPattern) {
     using namespace std::chrono_literals;
     log::LineFormatter ours;

@@ -64,12 +64,8 @@ struct RaidMachine {
                 found.push_back(text);
         return found;
     }
-    std::size_t asked(const std::string& line) const {
-        return static_cast<std::size_t>(std::ranges::count(machine->requests().record(), line));
-    }
-
     std::vector<std::wstring> trace;
-    mutable TestMachine machine;
+    TestMachine machine;
     std::optional<CAtaSmart> engine;
 };
 
@@ -194,7 +190,6 @@ TEST(RaidDrives, CsmiAnswersThatFailOrLie) {
         {failing("csmiPassThrough", "\"bytes\": 170"), 0, {}},
         {failing("csmiPassThrough", "\"bytes\": 681"), 0, {}}, // more than there is room for
         {R"("numberOfPhys": 0)", 0, {}},
-        {R"("numberOfPhys": 32)", 2, {}},
         {R"("numberOfPhys": 33)", 0, {}},
         {R"("numberOfSets": 3, "drivesPerSet": 40)", 2, {}},
         {R"("numberOfSets": 4294967295, "drivesPerSet": 4294967295)", 0, {noMemory}},
@@ -383,10 +378,15 @@ TEST(RaidDrives, TheAmdLibrary) {
                            "libraryFunction AMD_RC2_GetIdentify",
                            "libraryFunction AMD_RC2_GetSmartData",
                            "AMD_RC2_Init"};
-    Lines record = amd.machine->requests().record();
-    std::erase_if(record,
-                  [](const std::string& line) { return line.starts_with("openDevice"); }); // for the link
-    EXPECT_EQ(joined(loading, scan), record);
+    const auto asked = [&] { // but for the link of the NVMe drive
+        Lines record = amd.machine->requests().record();
+        std::erase_if(record, [](const std::string& line) {
+            return !line.starts_with("AMD") && !line.starts_with("l") && line != "mainModule" &&
+                   !line.starts_with("publisher");
+        });
+        return record;
+    };
+    EXPECT_EQ(joined(loading, scan), asked());
     EXPECT_THAT(amd.records(), ElementsAre("A1 rc 0 0 smart", "N1 rc 0 0 smart"));
     EXPECT_THAT(
         amd.traced({L"DoIdentifyDeviceAMD", L"AMD_RC2"}),
@@ -405,9 +405,9 @@ TEST(RaidDrives, TheAmdLibrary) {
     EXPECT_EQ(L"PCIe 3.0 x4", amd.engine->vars[1].CurrentTransferMode);
     EXPECT_EQ(27, amd.engine->vars[1].Temperature);
     amd.machine->requests().clearRecord();
-    EXPECT_FALSE(amd.engine->AddDiskAMD_RC2()); // known drives; loaded already
-    EXPECT_THAT(amd.machine->requests().record(),
-                ElementsAre("AMD_RC2_Reload", "AMD_RC2_GetDrives", scan[1], scan[5]));
+    amd.engine->vars.clear();
+    EXPECT_TRUE(amd.engine->AddDiskAMD_RC2()); // it is loaded already
+    EXPECT_EQ(joined({"AMD_RC2_Reload"}, scan), asked());
 
     const struct {
         std::string keys;

@@ -120,10 +120,10 @@ std::string upToZero(const std::vector<std::byte>& answer) {
 /// The writer of a tolerated gap: a warning while enumerating, a trace line while updating.
 using Gap = void (*)(LocatedFormat<> format);
 void warnGap(LocatedFormat<> format) {
-    log::writeLocated(batteryLogger, log::Level::warn, format.where, format.text, {});
+    log::writeLocated(batteryLogger, log::Level::warn, {format.where, format.text, {}});
 }
 void traceGap(LocatedFormat<> format) {
-    log::writeLocated(batteryLogger, log::Level::trace, format.where, format.text, {});
+    log::writeLocated(batteryLogger, log::Level::trace, {format.where, format.text, {}});
 }
 
 std::uint32_t readEstimatedTime(Device& device, Gap gap) {
@@ -208,8 +208,8 @@ std::vector<BatteryInfo> GetBatteryInfo() {
                       utf8ToWide(failure.what()));
         }
     }
-    log::info(batteryLogger, L"GetBatteryInfo: Ok");
-    log::info(batteryLogger, L"Battery count: {}", batteries.size());
+    constexpr log::Format<> kOk = L"GetBatteryInfo: Ok";
+    log::infos(batteryLogger, kOk, L"Battery count: {}", batteries.size());
     return batteries;
 }
 

@@ -40,16 +40,18 @@ void LineFormatter::format(const spdlog::details::log_msg& message, spdlog::memo
     const std::string_view level = view(spdlog::level::to_string_view(message.level));
     const std::string_view text = view(message.payload);
     constexpr std::size_t kBetween = std::string_view("000] [] [] ").size();
-    line.resize(start_.size() + kBetween + logger.size() + level.size() + text.size() + kEnd.size());
+    const std::size_t before = line.size();
+    line.resize(before + start_.size() + kBetween + logger.size() + level.size() + text.size() + kEnd.size());
 
-    char* to = put(line.data(), start_);
+    char* const start = line.data() + before;
+    char* to = put(start, start_);
     *to++ = static_cast<char>('0' + thousandths / 100);
     *to++ = static_cast<char>('0' + thousandths / 10 % 10);
     *to++ = static_cast<char>('0' + thousandths % 10);
     to = put(put(put(to, "] ["), logger), "] [");
-    message.color_range_start = static_cast<std::size_t>(to - line.data());
+    message.color_range_start = static_cast<std::size_t>(to - start);
     to = put(to, level);
-    message.color_range_end = static_cast<std::size_t>(to - line.data());
+    message.color_range_end = static_cast<std::size_t>(to - start);
     put(put(put(to, "] "), text), kEnd);
 }
 

@@ -12,7 +12,7 @@ namespace orv::log {
 /// common is formed once a second.
 class LineFormatter {
   public:
-    /// The place of the level's name in the line goes into the message.
+    /// Appends the line; the place of the level's name in it goes into the message.
     void format(const spdlog::details::log_msg& message, spdlog::memory_buf_t& line);
 
   private:

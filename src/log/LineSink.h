@@ -22,10 +22,8 @@ class SinkMutex {
 };
 
 /// The finished text of a message, in spdlog's default pattern.
-inline platform::LogLine lineOf(const spdlog::details::log_msg& message, const spdlog::memory_buf_t& text) {
-    return {{text.data(), text.size()},
-            message.color_range_start,
-            message.color_range_end,
+inline platform::LogLine lineOf(const spdlog::details::log_msg& message, std::string_view text) {
+    return {text, message.color_range_start, message.color_range_end,
             static_cast<std::size_t>(message.level)};
 }
 
@@ -35,16 +33,17 @@ template <class Mutex>
 class LineSink : public spdlog::sinks::base_sink<Mutex> {
   public:
     /// The caller holds the lock of the sinks.
-    void take(const platform::LogLine& line) { write_(line); }
+    void take(platform::LogLines lines) { write_(lines); }
 
   protected:
-    virtual void write_(const platform::LogLine& line) = 0;
+    virtual void write_(platform::LogLines lines) = 0;
 
     /// The way of a message that comes from another logger than the library's own.
     void sink_it_(const spdlog::details::log_msg& message) override {
         spdlog::memory_buf_t text;
         this->formatter_->format(message, text);
-        write_(lineOf(message, text));
+        const platform::LogLine line = lineOf(message, {text.data(), text.size()});
+        write_({&line, 1});
     }
     void flush_() final {}
 };

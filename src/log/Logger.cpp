@@ -5,6 +5,7 @@
 #include "platform/text.h"
 
 #include <algorithm>
+#include <array>
 #include <memory>
 #include <mutex>
 
@@ -108,30 +109,71 @@ class Unlocked {
     std::unique_lock<log::SinkMutex>& lock_;
 };
 
+/// The lines of messages, formed when the first sink wants them.
+class FinishedLines {
+  public:
+    /// Under the lock of the sinks, which guards the formatter too.
+    platform::LogLines of(std::span<const spdlog::details::log_msg> messages) {
+        if (!formed_) form(messages);
+        return {lines_.data(), messages.size()};
+    }
+
+  private:
+    void form(std::span<const spdlog::details::log_msg> messages) {
+        std::array<std::size_t, kMost> ends{};
+        text_.clear();
+        for (std::size_t at = 0; at < messages.size(); ++at) {
+            log::shared().formatter.format(messages[at], text_);
+            ends[at] = text_.size();
+        }
+        // The text stays where it is from here on.
+        std::size_t from = 0;
+        for (std::size_t at = 0; at < messages.size(); from = ends[at++])
+            lines_[at] = log::lineOf(messages[at], {text_.data() + from, ends[at] - from});
+        formed_ = true;
+    }
+
+    static constexpr std::size_t kMost = 2;
+    spdlog::memory_buf_t text_;
+    std::array<platform::LogLine, kMost> lines_;
+    bool formed_ = false;
+};
+
 } // namespace
 
-void Logger::send(spdlog::level::level_enum level, std::string_view text) {
+spdlog::details::log_msg Logger::messageOf(spdlog::level::level_enum level, std::string_view text) const {
     spdlog::details::log_msg message;
     message.logger_name = name_;
     message.level = level;
-    message.time = spdlog::log_clock::now();
     message.payload = {text.data(), text.size()};
-    sink_it_(message);
+    return message;
 }
 
-void Logger::sink_it_(const spdlog::details::log_msg& message) {
+void Logger::send(spdlog::level::level_enum level, std::string_view text) {
+    auto message = messageOf(level, text);
+    message.time = spdlog::log_clock::now();
+    put({&message, 1});
+}
+
+void Logger::send(spdlog::level::level_enum level, std::string_view first, std::string_view second) {
+    std::array messages{messageOf(level, first), messageOf(level, second)};
+    messages[0].time = messages[1].time = spdlog::log_clock::now();
+    put(messages);
+}
+
+void Logger::put(std::span<const spdlog::details::log_msg> messages) {
     log::SinkMutex mutex;
-    spdlog::memory_buf_t text;
+    FinishedLines finished;
     std::unique_lock lock(mutex);
     for (std::size_t at = 0; at < sinks_.size(); ++at) {
-        if (!sinks_[at]->should_log(message.level)) continue;
+        if (!sinks_[at]->should_log(messages.front().level)) continue;
         try {
             if (auto* lines = log::asLines(sinks_, at)) {
-                if (text.size() == 0) log::shared().formatter.format(message, text);
-                lines->take(log::lineOf(message, text));
+                lines->take(finished.of(messages));
             } else {
                 const Unlocked unlocked(lock); // a foreign sink may write a line itself
-                sinks_[at]->log(message);
+                for (const auto& message : messages)
+                    sinks_[at]->log(message);
                 sinks_[at]->flush();
             }
         } catch (...) {
@@ -167,10 +209,6 @@ void appendNarrow(fmt::memory_buffer& text, std::wstring_view wide) {
     text.append(utf8.data(), utf8.data() + utf8.size());
 }
 
-void send(Logger& logger, Level level, const fmt::memory_buffer& text) {
-    logger.send(toSpdlog(level), {text.data(), text.size()});
-}
-
 /// A text without a brace is its own result; most of the others end in the one number that they tell. False
 /// and nothing appended for all else.
 bool appendSimple(fmt::memory_buffer& text, std::wstring_view format, const fmt::wformat_args& args) {
@@ -198,29 +236,44 @@ bool appendSimple(fmt::memory_buffer& text, std::wstring_view format, const fmt:
         args.get(0));
 }
 
+/// "FILE@LINE: message"
+void appendMessage(fmt::memory_buffer& text, const Message& message) {
+    appendPlace(text, message.where);
+    if (appendSimple(text, {message.format.data(), message.format.size()}, message.args)) return;
+    fmt::wmemory_buffer wide;
+    fmt::detail::vformat_to(wide, message.format, message.args);
+    appendNarrow(text, {wide.data(), wide.size()});
+}
+
 } // namespace
 
 void write(Logger& logger, Level level, std::wstring_view text) noexcept {
     try {
         fmt::memory_buffer narrow;
         appendNarrow(narrow, text);
-        send(logger, level, narrow);
+        logger.send(toSpdlog(level), {narrow.data(), narrow.size()});
     } catch (...) {
         // A log line that cannot be formed is lost; the reading it speaks of goes on.
     }
 }
 
-void writeLocated(Logger& logger, Level level, const SourcePlace& where, fmt::wstring_view format,
-                  fmt::wformat_args args) noexcept {
+void writeLocated(Logger& logger, Level level, const Message& message) noexcept {
     try {
         fmt::memory_buffer text;
-        appendPlace(text, where);
-        if (!appendSimple(text, {format.data(), format.size()}, args)) {
-            fmt::wmemory_buffer wide;
-            fmt::detail::vformat_to(wide, format, args);
-            appendNarrow(text, {wide.data(), wide.size()});
-        }
-        send(logger, level, text);
+        appendMessage(text, message);
+        logger.send(toSpdlog(level), {text.data(), text.size()});
+    } catch (...) {
+        // As above.
+    }
+}
+
+void writeLocated(Logger& logger, Level level, const Message& first, const Message& second) noexcept {
+    try {
+        fmt::memory_buffer text;
+        appendMessage(text, first);
+        const std::size_t end = text.size();
+        appendMessage(text, second);
+        logger.send(toSpdlog(level), {text.data(), end}, {text.data() + end, text.size() - end});
     } catch (...) {
         // As above.
     }

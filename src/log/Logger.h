@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,9 +22,16 @@ class Logger : public spdlog::logger {
 
     /// log() of spdlog without its questions, whose answers are the same for each message of ours.
     void send(spdlog::level::level_enum level, std::string_view text);
+    /// Two lines of the same moment; each sink takes them together.
+    void send(spdlog::level::level_enum level, std::string_view first, std::string_view second);
 
   protected:
-    void sink_it_(const spdlog::details::log_msg& message) override;
+    void sink_it_(const spdlog::details::log_msg& message) override { put({&message, 1}); }
+
+  private:
+    spdlog::details::log_msg messageOf(spdlog::level::level_enum level, std::string_view text) const;
+    /// At most two messages of one level.
+    void put(std::span<const spdlog::details::log_msg> messages);
 };
 
 namespace log {

@@ -29,8 +29,8 @@ void ConsoleSink::use(platform::ConsoleStream stream) {
     output_ = platform::openConsole(stream);
 }
 
-void ConsoleSink::write_(const platform::LogLine& line) {
-    if (output_ && !output_->write(line)) output_.reset();
+void ConsoleSink::write_(platform::LogLines lines) {
+    if (output_ && !output_->write(lines)) output_.reset();
 }
 
 FileSink::FileSink(std::string directory)
@@ -48,9 +48,9 @@ void FileSink::openOnce() {
     if (output_) sink_it_({"init", spdlog::level::info, kSeparatorLine});
 }
 
-void FileSink::write_(const platform::LogLine& line) {
+void FileSink::write_(platform::LogLines lines) {
     openOnce();
-    if (output_ && !output_->write(line)) output_.reset();
+    if (output_ && !output_->write(lines)) output_.reset();
 }
 
 } // namespace orv::log

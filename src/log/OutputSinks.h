@@ -14,7 +14,7 @@ class ConsoleSink : public LineSink<SinkMutex> {
     void use(platform::ConsoleStream stream);
 
   protected:
-    void write_(const platform::LogLine& line) override;
+    void write_(platform::LogLines lines) override;
 
   private:
     std::unique_ptr<platform::LogOutput> output_;
@@ -28,7 +28,7 @@ class FileSink : public LineSink<SinkMutex> {
     void open();
 
   protected:
-    void write_(const platform::LogLine& line) override;
+    void write_(platform::LogLines lines) override;
 
   private:
     void openOnce();

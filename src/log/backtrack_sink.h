@@ -20,7 +20,13 @@ class backtrack_sink : public LineSink<Mutex> {
     }
 
   protected:
-    void write_(const platform::LogLine& line) override {
+    void write_(platform::LogLines lines) override {
+        for (const platform::LogLine& line : lines)
+            keep(line.text);
+    }
+
+  private:
+    void keep(std::string_view line) {
         if (capacity_ == 0) return;
         // The oldest line's storage takes the newest line.
         std::string newest;
@@ -28,11 +34,10 @@ class backtrack_sink : public LineSink<Mutex> {
             newest = std::move(lines_.front());
             lines_.pop_front();
         }
-        newest = line.text;
+        newest = line;
         lines_.push_back(std::move(newest));
     }
 
-  private:
     std::size_t capacity_;
     std::deque<std::string> lines_;
 };

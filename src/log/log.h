@@ -35,37 +35,51 @@ enum class Level { trace, debug, info, warn, error };
 /// Writes a text as it stands. Never throws.
 void write(Logger& logger, Level level, std::wstring_view text) noexcept;
 
+/// A message to be formatted, and where it stands.
+struct Message {
+    const SourcePlace& where;
+    fmt::wstring_view format;
+    fmt::wformat_args args;
+};
+
 /// Formats and writes "FILE@LINE: message". Never throws.
-void writeLocated(Logger& logger, Level level, const SourcePlace& where, fmt::wstring_view format,
-                  fmt::wformat_args args) noexcept;
+void writeLocated(Logger& logger, Level level, const Message& message) noexcept;
+/// Two adjacent lines, which each output takes with one write. Never throws.
+void writeLocated(Logger& logger, Level level, const Message& first, const Message& second) noexcept;
 
 template <class... Args>
 using Format = LocatedFormat<std::type_identity_t<Args>...>;
 
 template <class... Args>
 void trace(Logger& logger, Format<Args...> format, const Args&... args) {
-    writeLocated(logger, Level::trace, format.where, format.text, fmt::make_wformat_args(args...));
+    writeLocated(logger, Level::trace, {format.where, format.text, fmt::make_wformat_args(args...)});
 }
 template <class... Args>
 void debug(Logger& logger, Format<Args...> format, const Args&... args) {
-    writeLocated(logger, Level::debug, format.where, format.text, fmt::make_wformat_args(args...));
+    writeLocated(logger, Level::debug, {format.where, format.text, fmt::make_wformat_args(args...)});
 }
 template <class... Args>
 void info(Logger& logger, Format<Args...> format, const Args&... args) {
-    writeLocated(logger, Level::info, format.where, format.text, fmt::make_wformat_args(args...));
+    writeLocated(logger, Level::info, {format.where, format.text, fmt::make_wformat_args(args...)});
+}
+/// A line without arguments and the one after it.
+template <class... Args>
+void infos(Logger& logger, Format<> first, Format<Args...> second, const Args&... args) {
+    writeLocated(logger, Level::info, {first.where, first.text, {}},
+                 {second.where, second.text, fmt::make_wformat_args(args...)});
 }
 template <class... Args>
 void warn(Logger& logger, Format<Args...> format, const Args&... args) {
-    writeLocated(logger, Level::warn, format.where, format.text, fmt::make_wformat_args(args...));
+    writeLocated(logger, Level::warn, {format.where, format.text, fmt::make_wformat_args(args...)});
 }
 template <class... Args>
 void error(Logger& logger, Format<Args...> format, const Args&... args) {
-    writeLocated(logger, Level::error, format.where, format.text, fmt::make_wformat_args(args...));
+    writeLocated(logger, Level::error, {format.where, format.text, fmt::make_wformat_args(args...)});
 }
 
 /// Entry trace: the first act of a function that matters, with its qualified name.
 inline void entry(Logger& logger, Format<> qualifiedName) {
-    writeLocated(logger, Level::trace, qualifiedName.where, qualifiedName.text, {});
+    writeLocated(logger, Level::trace, {qualifiedName.where, qualifiedName.text, {}});
 }
 
 } // namespace log

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -16,13 +17,21 @@ struct LogLine {
     std::size_t level = 0; // 0 trace … 5 critical
 };
 
+/// Lines for an output to take together, at least one. Their texts follow one another in one piece of memory.
+using LogLines = std::span<const LogLine>;
+
+inline std::string_view textOf(LogLines lines) {
+    const std::string_view last = lines.back().text;
+    return {lines.front().text.data(), last.data() + last.size()};
+}
+
 /// Where the system puts log lines. Not for two threads at once.
 class LogOutput {
   public:
     virtual ~LogOutput() = default;
-    /// The line has left the process when the call returns; one that cannot be written is lost. False when no
+    /// The lines have left the process when the call returns; what cannot be written is lost. False when no
     /// later line could be written either.
-    virtual bool write(const LogLine& line) noexcept = 0;
+    virtual bool write(LogLines lines) noexcept = 0;
 };
 
 enum class ConsoleStream { output, error };

@@ -521,24 +521,5 @@ TEST(LinuxDrives, TheLinkOfAnNvmeController) {
     EXPECT_EQ(kNoMoreItems, system.deviceTree().devicesOf(kBatteryClass).value->at(0).error);
 }
 
-TEST(LinuxDrives, CountersOfThisMachineFollowTheKernels) {
-    LinuxPlatform system;
-    const RootedFiles files("");
-    DiskInventory inventory(files);
-    for (const NumberedDisk& disk : inventory.disks()) {
-        const auto written = [&] {
-            std::istringstream text(files.read("/sys/block/" + disk.name + "/stat").value);
-            std::int64_t field = 0;
-            for (int at = 0; at < 7; ++at)
-                text >> field;
-            return field * 512;
-        };
-        const std::int64_t before = written();
-        const auto counters = ask(system, drive(disk.number), IOCTL_DISK_PERFORMANCE).as<DISK_PERFORMANCE>();
-        EXPECT_LE(before, counters.BytesWritten) << disk.name;
-        EXPECT_GE(written(), counters.BytesWritten) << disk.name;
-    }
-}
-
 } // namespace
 } // namespace orv::test

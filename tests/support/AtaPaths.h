@@ -92,13 +92,17 @@ struct AtaPath {
 };
 
 /// A drive that answers on `path` alone, with SMART disabled: each operation works by one open and the one
-/// control code in `sent`, in the order identify, data, thresholds, enable.
+/// control code in `sent`, in the order identify, data, thresholds, enable; an empty one is not compared.
 inline void expectCommands(AtaPath& path, const std::string& opening,
                            const std::array<std::string, 4>& sent) {
     EXPECT_FALSE(path.ask(readData)) << "SMART is not enabled";
     for (const Operation operation : {identify, enable, readData, readThresholds}) {
         EXPECT_TRUE(path.ask(operation)) << operation;
-        EXPECT_THAT(path.record(), testing::ElementsAre(opening, sent[operation])) << operation;
+        ASSERT_EQ(2U, path.record().size()) << operation;
+        EXPECT_EQ(opening, path.record()[0]) << operation;
+        if (!sent[operation].empty()) {
+            EXPECT_EQ(sent[operation], path.record()[1]) << operation;
+        }
     }
     EXPECT_THAT(path.blockOf(identify), testing::Each(1));
     EXPECT_THAT(path.blockOf(readData), testing::Each(2));

@@ -3,7 +3,6 @@
 // Described drives for tests, and the control codes that they are asked by.
 
 #include "platform/machine/Machine.h"
-#include "platform/records/NvmeRecords.h"
 #include "platform/records/StorageRecords.h"
 
 #include <fmt/format.h>
@@ -94,15 +93,6 @@ inline Control ata(std::uint8_t command, std::uint8_t feature, std::uint8_t targ
     return {kDrive, IOCTL_ATA_PASS_THROUGH, bytesOf(head, 44 + bytes), 44 + bytes, 44};
 }
 
-inline Control ide(std::uint8_t command, std::uint8_t feature) {
-    Bytes in(12 + 512);
-    const IDEREGS regs = registers(command, feature, 0xA0);
-    const std::uint32_t size = 512;
-    std::memcpy(in.data(), &regs, sizeof regs);
-    std::memcpy(in.data() + 8, &size, sizeof size);
-    return {kDrive, IOCTL_IDE_PASS_THROUGH, in, in.size(), 12};
-}
-
 inline Control smart(std::uint8_t command, std::uint8_t feature) {
     SENDCMDINPARAMS in{};
     in.cBufferSize = 512;
@@ -114,16 +104,6 @@ inline SRB_IO_CONTROL miniport(std::string_view signature, std::uint32_t code, s
     SRB_IO_CONTROL head{sizeof head, {}, 2, code, 0, length};
     std::memcpy(head.Signature, signature.data(), sizeof head.Signature);
     return head;
-}
-
-inline Control scsiDisk(std::uint32_t code, std::uint8_t command, std::uint8_t feature,
-                        std::uint8_t target = 3) {
-    Bytes in = bytesOf(miniport("SCSIDISK", code, 529), 60);
-    SENDCMDINPARAMS parameters{};
-    parameters.irDriveRegs = registers(command, feature, 0);
-    parameters.bDriveNumber = target;
-    std::memcpy(in.data() + 28, &parameters, sizeof parameters);
-    return {kPort, IOCTL_SCSI_MINIPORT, in, 557, 44};
 }
 
 inline Control siliconImage(std::uint8_t bus, const wchar_t* device = kPort) {
@@ -154,39 +134,6 @@ inline Control scsi(std::string_view cdb, std::uint32_t bytes, std::uint8_t data
     for (std::size_t i = 0; i < (data.size() + 1) / 3; ++i)
         in[80 + i] = std::byte{hex(data, i)};
     return {kDrive, IOCTL_SCSI_PASS_THROUGH, in, 80 + bytes, 80};
-}
-
-struct NvmeCommand {
-    std::uint32_t opcode;
-    std::uint32_t space;
-    std::uint32_t dword10;
-};
-constexpr NvmeCommand kNamespace{6, 1, 0};
-constexpr NvmeCommand kController{6, 0, 1};
-constexpr NvmeCommand kHealth{2, 0xFFFFFFFF, 0x007F0002};
-
-inline Control nvme(std::string_view signature, const NvmeCommand& command,
-                    std::uint32_t address = 0x86010300) {
-    NvmeMiniportBlock in{};
-    in.header = miniport(signature, 0xE0002000, 4220);
-    in.header.ReturnCode = address;
-    in.command[0] = command.opcode;
-    in.command[1] = command.space;
-    in.command[10] = command.dword10;
-    in.dataLength = 4096;
-    return {kPort, IOCTL_SCSI_MINIPORT, bytesOf(in), sizeof in, 152};
-}
-
-inline Control intel(const NvmeCommand& command, std::uint8_t path = 1) {
-    IntelNvmBlock in{};
-    in.header = miniport("IntelNvm", 0xF0002808, 4232);
-    in.pathId = path;
-    in.command[0] = command.opcode;
-    in.command[1] = command.space;
-    in.command[10] = command.dword10;
-    in.dataOffset = 164;
-    in.dataLength = 4096;
-    return {kPort, IOCTL_SCSI_MINIPORT, bytesOf(in), sizeof in, 164};
 }
 
 inline Control query(std::uint32_t type, std::uint32_t value, std::uint32_t sub) {

@@ -1,6 +1,7 @@
 #include "Explain.h"
 
 #include "Commands.h"
+#include "Drives.h"
 #include "Output.h"
 #include "disk_engine/AttributeNames.h"
 #include "disk_engine/CAtaSmart.h"
@@ -8,7 +9,6 @@
 #include "disk_engine/Interpretation.h"
 #include "platform/ManagementData.h"
 #include "platform/Platform.h"
-#include "platform/SystemFacts.h"
 #include "platform/text.h"
 
 #include <fmt/format.h>
@@ -124,17 +124,14 @@ std::optional<Explained> explainNvme(const DriveBlocks& files) {
 
 /// Why a drive gave no record, and what its reader can do.
 std::string refusal(std::int32_t number, platform::ErrorCode error) {
-    if (error == platform::kAccessDenied)
-        return fmt::format("drive {}: access denied; run as root (on Windows as administrator)", number);
+    if (error == platform::kAccessDenied) return fmt::format("drive {}: {}", number, deviceErrorText(error));
     if (error == platform::kFileNotFound) return fmt::format("drive {}: there is no such drive", number);
     // Nothing failed, or what came had not the form of an answer.
     if (error == platform::kSuccess || error == platform::kInvalidData)
         return fmt::format("drive {}: no command path gives its identify data; what it answered was none",
                            number);
-    std::string reason = platform::wideToUtf8(platform::current().systemFacts().errorText(error));
-    reason.erase(reason.find_last_not_of("\r\n") + 1);
-    return fmt::format("drive {}: no command path gives its identify data; the last one failed with {} ({})",
-                       number, error, reason);
+    return fmt::format("drive {}: no command path gives its identify data; the last one failed with {}",
+                       number, deviceErrorText(error));
 }
 
 std::optional<Explained> readDrive(std::int32_t number) {
@@ -164,14 +161,6 @@ std::string narrow(const std::wstring& text) {
     return platform::wideToUtf8(text);
 }
 
-const char* healthWord(std::uint32_t status) {
-    constexpr const char* words[] = {"unknown", "good", "caution", "bad"};
-    return status < std::size(words) ? words[status] : words[0];
-}
-
-Json orNull(std::int32_t value, std::int32_t none) {
-    return value == none ? Json() : Json(value);
-}
 Json orNull(const char* text) {
     return text ? Json(text) : Json();
 }
@@ -196,38 +185,15 @@ Json attributesOf(const AtaSmartInfo& asi) {
 
 std::string asJson(const Explained& drive) {
     const auto& [asi, why, isRead] = drive;
-    const Json object = {
-        {"model", narrow(asi.Model)},
-        {"serialNumber", narrow(asi.SerialNumber)},
-        {"firmware", narrow(asi.FirmwareRev)},
-        {"isNvme", asi.IsNVMe != 0},
-        {"isSsd", asi.IsSsd != 0},
-        {"sizeMB", asi.TotalDiskSize == 0 ? Json() : Json(asi.TotalDiskSize)},
-        {"interface", narrow(asi.Interface)},
-        {"commandPath", isRead ? Json(narrow(asi.CommandTypeString)) : Json()},
-        {"currentTransferMode", narrow(asi.CurrentTransferMode)},
-        {"maxTransferMode", narrow(asi.MaxTransferMode)},
-        {"version", narrow(asi.MajorVersion)},
-        {"dialect", narrow(asi.SsdVendorString)},
-        {"dialectKey", narrow(asi.SmartKeyName)},
-        {"dialectRow", orNull(why.dialect)},
-        {"temperature", orNull(asi.Temperature, kNoTemperature)},
-        {"temperatureRule", orNull(why.temperature)},
-        {"powerOnHours", orNull(asi.DetectedPowerOnHours, kNone)},
-        {"powerOnHoursRule", orNull(why.powerOnHours)},
-        {"powerOnCount", asi.PowerOnCount},
-        {"powerOnCountRule", orNull(why.powerOnCount)},
-        {"life", orNull(asi.Life, kNone)},
-        {"lifeRule", orNull(why.life)},
-        {"health", healthWord(asi.DiskStatus)},
-        {"healthRule", orNull(why.health)},
-        {"hostReads", orNull(asi.HostReads, kNone)},
-        {"hostWrites", orNull(asi.HostWrites, kNone)},
-        {"nandWrites", orNull(asi.NandWrites, kNone)},
-        {"gbytesErased", orNull(asi.GBytesErased, kNone)},
-        {"wearLevelingCount", orNull(asi.WearLevelingCount, kNone)},
-        {"attributes", attributesOf(asi)},
-    };
+    Json object = recordJson(asi);
+    if (!isRead) object["commandPath"] = nullptr;
+    object.update({{"dialectRow", orNull(why.dialect)},
+                   {"temperatureRule", orNull(why.temperature)},
+                   {"powerOnHoursRule", orNull(why.powerOnHours)},
+                   {"powerOnCountRule", orNull(why.powerOnCount)},
+                   {"lifeRule", orNull(why.life)},
+                   {"healthRule", orNull(why.health)},
+                   {"attributes", attributesOf(asi)}});
     return object.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
@@ -238,14 +204,6 @@ std::string row(const char* label, const std::string& value, const char* rule = 
 }
 std::string known(std::int32_t value, std::int32_t none, const char* unit = "") {
     return value == none ? "unknown" : fmt::format("{}{}", value, unit);
-}
-
-/// The letters of a model that control a terminal are shown as dots.
-std::string printable(const std::wstring& text) {
-    std::wstring shown = text;
-    for (wchar_t& letter : shown)
-        if (letter < 0x20 || (letter >= 0x7F && letter < 0xA0)) letter = L'.';
-    return narrow(shown);
 }
 
 std::string joined(std::initializer_list<std::string> parts) {
@@ -276,11 +234,9 @@ std::string asText(const Explained& drive) {
     std::string text = printable(asi.Model) + "\n";
     text += row("serial number", printable(asi.SerialNumber));
     text += row("firmware", printable(asi.FirmwareRev));
-    const std::string kind = asi.IsNVMe  ? "NVMe SSD"
-                             : asi.IsSsd ? "SSD"
-                             : asi.NominalMediaRotationRate > 1
+    const std::string kind = !asi.IsSsd && asi.NominalMediaRotationRate > 1
                                  ? fmt::format("hard disk, {} rpm", asi.NominalMediaRotationRate)
-                                 : "hard disk";
+                                 : kindOf(asi);
     const std::string best = asi.MaxTransferMode.empty() ? "" : "up to " + narrow(asi.MaxTransferMode);
     text += row("kind", joined({kind, narrow(asi.DeviceNominalFormFactor),
                                 asi.IsNVMe ? "" : narrow(asi.Interface), best, narrow(asi.MajorVersion)}));

@@ -1,8 +1,11 @@
 #include "Readings.h"
 
+#include "Drives.h"
+
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 
@@ -52,32 +55,17 @@ Lines celsius(const Outcome& outcome) {
     return {fmt::format("{:.1f} °C", value)};
 }
 
-/// What a drive does not tell is far below what there is.
-Lines driveTemperature(const Outcome& outcome) {
-    if (asDouble(outcome) < -273.15) return {"none: the drive does not tell it"};
-    return celsius(outcome);
-}
-
 template <const char* noneText>
 Lines count(const Outcome& outcome) {
     const double value = asDouble(outcome);
     return {value == 0 ? std::string(noneText) : fmt::format("{:.0f}", value)};
 }
 
-/// A rate in bytes per millisecond with the unit that keeps it short.
-std::string rate(double bytesPerMillisecond) {
-    const double bytesPerSecond = bytesPerMillisecond * 1000.0;
-    if (!(bytesPerSecond >= 1000.0)) return fmt::format("{:.0f} B/s", bytesPerSecond);
-    if (bytesPerSecond < 1e6) return fmt::format("{:.1f} kB/s", bytesPerSecond / 1e3);
-    if (bytesPerSecond < 1e9) return fmt::format("{:.1f} MB/s", bytesPerSecond / 1e6);
-    return fmt::format("{:.2f} GB/s", bytesPerSecond / 1e9);
-}
-
 Lines networkRates(const Outcome& outcome) {
     Lines lines;
     for (const Json& entry : asJson(outcome))
-        lines.push_back(fmt::format("{:>11} down {:>11} up   {}", rate(number(entry, "down")),
-                                    rate(number(entry, "up")), text(entry, "model")));
+        lines.push_back(fmt::format("{:>11} down {:>11} up   {}", rateText(number(entry, "down")),
+                                    rateText(number(entry, "up")), text(entry, "model")));
     return lines.empty() ? Lines{"no adapter"} : lines;
 }
 
@@ -117,20 +105,13 @@ Lines battery(const Outcome& outcome) {
     return lines;
 }
 
-Lines driveKinds(const Outcome& outcome) {
-    Lines lines;
-    for (const Json& drive : asJson(outcome)) // null without drives
-        lines.push_back(fmt::format("{}, serial number {}", text(drive, "type"), text(drive, "SN")));
-    return lines.empty() ? Lines{"none"} : lines;
-}
-
 Lines systemDrive(const Outcome& outcome) {
     return {text(asJson(outcome), "diskName")};
 }
 
-Lines diskRates(const Outcome& outcome) {
-    const Json report = asJson(outcome);
-    return {fmt::format("{} read, {} write", rate(number(report, "read")), rate(number(report, "write")))};
+/// What the table of the drives tells already.
+Lines inTable(const Outcome&) {
+    return {};
 }
 
 Lines released(const Outcome&) {
@@ -142,7 +123,7 @@ Lines lastFailure(const Outcome& outcome) {
     return {reason.empty() ? "none" : reason};
 }
 
-constexpr char kNoDrive[] = "no drive";
+constexpr std::string_view kDrives = "Drives";
 constexpr char kNoBattery[] = "no battery";
 
 constexpr std::array kPresentations = {
@@ -154,11 +135,11 @@ constexpr std::array kPresentations = {
     Presentation{"getGpuTemperature", "Graphics", "Temperature", celsius, true},
     Presentation{"getMemoryLoad", "Memory", "In use", percent, true},
     Presentation{"getMemoryManufacturerAndModel", "Memory", "Modules", memoryModules, false},
-    Presentation{"initDisk", "Disks", "Drives", count<kNoDrive>, false},
-    Presentation{"getAllDiskType", "Disks", "Kinds", driveKinds, false},
-    Presentation{"getDiskTemperature", "Disks", "Temperature", driveTemperature, true},
-    Presentation{"getDiskReadWriteSpeed", "Disks", "Throughput", diskRates, true},
-    Presentation{"getDiskNameWhichOsInstalled", "Disks", "System drive", systemDrive, false},
+    Presentation{"initDisk", kDrives, "List", inTable, false},
+    Presentation{"getAllDiskType", kDrives, "Kinds", inTable, false},
+    Presentation{"getDiskTemperature", kDrives, "Temperature", inTable, true},
+    Presentation{"getDiskReadWriteSpeed", kDrives, "Speed", inTable, true},
+    Presentation{"getDiskNameWhichOsInstalled", kDrives, "System drive", systemDrive, false},
     Presentation{"initBattery", "Batteries", "Number", count<kNoBattery>, false},
     Presentation{"getBatteryAllMessage", "Batteries", "Battery", battery, true},
     Presentation{"getNetCardMessage", "Network", "Cards", networkCards, false},
@@ -188,6 +169,14 @@ void addIndexed(std::vector<Reading>& readings, const Export& entry) {
 
 } // namespace
 
+std::string rateText(double bytesPerMillisecond) {
+    const double bytesPerSecond = bytesPerMillisecond * 1000.0;
+    if (!(bytesPerSecond >= 1000.0)) return fmt::format("{:.0f} B/s", bytesPerSecond);
+    if (bytesPerSecond < 1e6) return fmt::format("{:.1f} kB/s", bytesPerSecond / 1e3);
+    if (bytesPerSecond < 1e9) return fmt::format("{:.1f} MB/s", bytesPerSecond / 1e6);
+    return fmt::format("{:.2f} GB/s", bytesPerSecond / 1e9);
+}
+
 const Presentation* presentationOf(std::string_view name) {
     for (const Presentation& row : kPresentations)
         if (row.name == name) return &row;
@@ -197,14 +186,23 @@ const Presentation* presentationOf(std::string_view name) {
 std::string asTable(const std::vector<Reading>& readings) {
     std::string table;
     std::string_view group;
+    std::vector<std::string> told; // reasons of failures in the group
     for (const Reading& reading : readings) {
         const Presentation& form = *presentationOf(reading.entry->name);
-        if (form.group != group) table += fmt::format("\n{}\n", group = form.group);
-        const bool numbered = reading.entry->takesIndex() && !reading.outcome.failed;
+        if (form.group != group) {
+            table += fmt::format("\n{}\n", group = form.group);
+            told.clear();
+            if (group == kDrives)
+                for (const std::string& line : driveTable(readings))
+                    table += fmt::format("  {}\n", line);
+        }
+        const Outcome& outcome = reading.outcome;
+        if (outcome.failed && std::ranges::count(told, outcome.reason) != 0) continue; // one cause, one line
+        if (outcome.failed) told.push_back(outcome.reason);
+        const bool numbered = reading.entry->takesIndex() && !outcome.failed;
         const std::string label =
             numbered ? fmt::format("{} {}", form.label, reading.index) : std::string(form.label);
-        const Lines lines =
-            reading.outcome.failed ? Lines{"failed: " + reading.outcome.reason} : form.lines(reading.outcome);
+        const Lines lines = outcome.failed ? Lines{"failed: " + outcome.reason} : form.lines(outcome);
         for (std::size_t i = 0; i < lines.size(); ++i)
             table += fmt::format("  {:<14}  {}\n", i == 0 ? label : "", lines[i]);
     }

@@ -33,6 +33,9 @@ struct Presentation {
 /// Null for an unknown name.
 const Presentation* presentationOf(std::string_view name);
 
+/// A rate in bytes per millisecond with the unit that keeps it short.
+std::string rateText(double bytesPerMillisecond);
+
 /// A line or more a reading below the heading of its group; a failed one with its reason.
 std::string asTable(const std::vector<Reading>& readings);
 

@@ -1,4 +1,5 @@
 #include "Commands.h"
+#include "Drives.h"
 #include "Output.h"
 #include "Readings.h"
 
@@ -42,6 +43,7 @@ void printJson(const std::vector<Reading>& readings) {
         else
             place = valueOf(reading.outcome);
     }
+    object.update(drivesJson());
     put(object.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
 }
 

@@ -91,9 +91,9 @@ class LogFile final : public LogOutput {
     LogFile(const LogFile&) = delete;
     LogFile& operator=(const LogFile&) = delete;
 
-    bool write(const LogLine& line) noexcept override {
+    bool write(LogLines lines) noexcept override {
         SignalsHeld signals(limited_);
-        const int error = writeAll(file_, line.text);
+        const int error = writeAll(file_, textOf(lines));
         signals.swallow(error);
         return error != EBADF; // a full disk may have room for a later line
     }
@@ -156,7 +156,7 @@ int writeWhenReady(int stream, std::string_view text) noexcept {
     return ready.revents == 0 ? kWouldWait : resultOf(::write(stream, text.data(), text.size()));
 }
 
-/// A line is shorter than PIPE_BUF nearly always, so a pipe takes it whole or not at all.
+/// Lines together are shorter than PIPE_BUF nearly always, so a pipe takes them whole or not at all.
 int writeToPipe(int stream, std::string_view text) noexcept {
     const iovec part{const_cast<char*>(text.data()), text.size()};
     const ssize_t written = ::pwritev2(stream, &part, 1, -1, RWF_NOWAIT);
@@ -165,8 +165,8 @@ int writeToPipe(int stream, std::string_view text) noexcept {
     return resultOf(written);
 }
 
-/// O_NONBLOCK belongs to the open file, which other processes share: the terminal is opened anew for the
-/// line.
+/// O_NONBLOCK belongs to the open file, which other processes share: the terminal is opened anew for each
+/// write.
 int writeToTerminal(int stream, std::string_view text) noexcept {
     const std::array path = {
         '/', 'p', 'r', 'o', 'c', '/', 's', 'e', 'l', 'f', '/', 'f', 'd', '/', static_cast<char>('0' + stream),
@@ -188,7 +188,7 @@ class Console final : public LogOutput {
         : stream_(stream), coloured_(::isatty(stream) == 1 && spdlog::details::os::is_color_terminal()),
           limited_(filesAreLimited()) {}
 
-    bool write(const LogLine& line) noexcept override {
+    bool write(LogLines lines) noexcept override {
         // What has a place to seek to never waits: a file, /dev/null and its neighbours. It is the cheapest
         // question of its kind.
         const bool neverWaits = ::lseek(stream_, 0, SEEK_CUR) >= 0;
@@ -196,24 +196,29 @@ class Console final : public LogOutput {
         if (!neverWaits && ::fstat(stream_, &facts) != 0) return false; // the host has closed it
         SignalsHeld signals(limited_ || !neverWaits);
         const int error =
-            neverWaits ? writeAll(stream_, line.text) : writeWithoutWaiting(facts.st_mode, line);
+            neverWaits ? writeAll(stream_, textOf(lines)) : writeWithoutWaiting(facts.st_mode, lines);
         signals.swallow(error);
         return error == 0 || error == kWouldWait || error == EINTR;
     }
 
   private:
-    /// The kind is asked for each line, since a host may redirect the stream at any time.
-    int writeWithoutWaiting(mode_t kind, const LogLine& line) noexcept {
-        if (S_ISFIFO(kind)) return writeToPipe(stream_, line.text);
-        if (S_ISSOCK(kind)) return writeToSocket(stream_, line.text);
-        if (!S_ISCHR(kind) || ::isatty(stream_) != 1) return writeWhenReady(stream_, line.text);
-        return coloured_ ? putColoured(line) : writeToTerminal(stream_, line.text);
+    /// The kind is asked at each write, since a host may redirect the stream at any time.
+    int writeWithoutWaiting(mode_t kind, LogLines lines) noexcept {
+        const std::string_view text = textOf(lines);
+        if (S_ISFIFO(kind)) return writeToPipe(stream_, text);
+        if (S_ISSOCK(kind)) return writeToSocket(stream_, text);
+        if (!S_ISCHR(kind) || ::isatty(stream_) != 1) return writeWhenReady(stream_, text);
+        return coloured_ ? putColoured(lines) : writeToTerminal(stream_, text);
     }
-    int putColoured(const LogLine& line) noexcept {
+    int putColoured(LogLines lines) noexcept {
         try {
-            std::string text(line.text);
-            text.insert(line.levelTo, kColourEnds);
-            text.insert(line.levelFrom, kColours[line.level]);
+            std::string text;
+            for (const LogLine& line : lines) {
+                const std::size_t from = text.size();
+                text += line.text;
+                text.insert(from + line.levelTo, kColourEnds);
+                text.insert(from + line.levelFrom, kColours[line.level]);
+            }
             return writeToTerminal(stream_, text);
         } catch (const std::bad_alloc&) {
             return kWouldWait;

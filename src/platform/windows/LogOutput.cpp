@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <array>
 
 namespace orv::platform {
@@ -22,8 +23,8 @@ class LogFile final : public LogOutput {
     LogFile(const LogFile&) = delete;
     LogFile& operator=(const LogFile&) = delete;
 
-    bool write(const LogLine& line) noexcept override {
-        writeAll(file_, line.text);
+    bool write(LogLines lines) noexcept override {
+        writeAll(file_, textOf(lines));
         return true; // a full disk may have room for a later line
     }
 
@@ -48,20 +49,24 @@ class Console final : public LogOutput {
         coloured_ = ::GetConsoleMode(stream, &mode) != 0;
     }
 
-    bool write(const LogLine& line) noexcept override {
+    bool write(LogLines lines) noexcept override {
         CONSOLE_SCREEN_BUFFER_INFO screen{};
         if (!coloured_ || !::GetConsoleScreenBufferInfo(stream_, &screen))
-            return writeAll(stream_, line.text);
-        const auto level = line.text.substr(line.levelFrom, line.levelTo - line.levelFrom);
-        if (!print(line.text.substr(0, line.levelFrom))) return false;
-        const auto colour = kColours[line.level] | (screen.wAttributes & kAllButForeground);
-        ::SetConsoleTextAttribute(stream_, static_cast<WORD>(colour));
-        const bool printed = print(level);
-        ::SetConsoleTextAttribute(stream_, screen.wAttributes);
-        return printed && print(line.text.substr(line.levelTo));
+            return writeAll(stream_, textOf(lines));
+        return std::all_of(lines.begin(), lines.end(),
+                           [&](const LogLine& line) { return printColoured(line, screen.wAttributes); });
     }
 
   private:
+    bool printColoured(const LogLine& line, WORD usual) noexcept {
+        const auto level = line.text.substr(line.levelFrom, line.levelTo - line.levelFrom);
+        if (!print(line.text.substr(0, line.levelFrom))) return false;
+        const auto colour = kColours[line.level] | (usual & kAllButForeground);
+        ::SetConsoleTextAttribute(stream_, static_cast<WORD>(colour));
+        const bool printed = print(level);
+        ::SetConsoleTextAttribute(stream_, usual);
+        return printed && print(line.text.substr(line.levelTo));
+    }
     bool print(std::string_view text) noexcept {
         const auto size = static_cast<DWORD>(text.size());
         return ::WriteConsoleA(stream_, text.data(), size, nullptr, nullptr) != 0;

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "Readings.h"
+#include "disk_engine/AtaSmartInfo.h"
+#include "platform/Result.h"
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+#include <vector>
+
+namespace tool {
+
+// The drives as the disk engine holds them, which is more than the exports tell: the ones behind a RAID
+// driver too, and those that gave no record. The search has been run, by initDisk for one.
+
+/// A table with a line a drive, below it the drives without a record and why; the speeds are those among the
+/// readings.
+std::vector<std::string> driveTable(const std::vector<Reading>& readings);
+
+/// What a record says; null where it does not know.
+nlohmann::ordered_json recordJson(const orv::AtaSmartInfo& asi);
+
+/// "drives" and "unreadDrives".
+nlohmann::ordered_json drivesJson();
+
+/// "good", "caution", "bad" or "unknown".
+const char* healthWord(std::uint32_t status);
+/// "NVMe SSD", "SSD", "hard disk".
+const char* kindOf(const orv::AtaSmartInfo& asi);
+/// The letters that control a terminal are shown as dots.
+std::string printable(const std::wstring& text);
+/// "access denied; run as root (on Windows as administrator)", "1 (Incorrect function.)".
+std::string deviceErrorText(orv::platform::ErrorCode error);
+
+} // namespace tool
