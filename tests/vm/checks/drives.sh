@@ -152,6 +152,9 @@ for disk; do
   is "exports: temperature of $disk" "$(line "$answers" $row)" "$(smart temperature.current)"
   row=$((row + 1))
 done
+# The management data know the size that the drive's own path leaves open: whole cylinders, and the 49 megabytes off.
+is "exports: the NVMe size of the list" "$(hwprobe show --json 2>/dev/null | sed -n '/"isNvme": true/,/sizeMB/s/.*"sizeMB": \(.*\),/\1/p')" \
+  "$(awk '{ print int(int($1 / 16065) * 16065 * 512 / 1000000) - 49 }' "/sys/block/$disk/size")"
 call_fails "exports: no drive behind the last" "invalid vector subscript" initDisk getDiskTemperature:$#
 call initDisk >/dev/null
 has "exports: what is not listed is told" "$(log)" "is not listed: no command path gives its identify data; "
@@ -203,6 +206,7 @@ kill %1 %2
 as_user hwprobe call initDisk getAllDiskType getDiskReadWriteSpeed:0 >/tmp/answers 2>/tmp/stderr
 is "exports: an ordinary user has no drives" "$(tr '\n' ' ' </tmp/answers)" '0 null {"error": "invalid vector subscript"} '
 has "exports: the log tells the user the right" "$(cat /tmp/user/resources/log/cpp/*.log)" "error code: 5 "
+has "exports: show tells the user the right" "$(as_user hwprobe show 2>/dev/null)" "access denied; run as root"
 
 # A partition's file system has letter D, and C in a root folder of its own.
 none='{"code":0, "data": "available disk not found"}'
