@@ -8,6 +8,7 @@
 #include "disk_engine/CAtaSmart.h"
 #include "frame/border/TextResults.h"
 #include "frame/border/globals.h"
+#include "orvane/hwprobe.h"
 #include "platform/Platform.h"
 #include "platform/machine/Machine.h"
 #include "state/ProcessState.h"
