@@ -1,21 +1,20 @@
-// A host that links the library and polls it. Built by find_package with the CMakeLists.txt beside it, or with
-// pkg-config:
+// A host that links the library and polls it. Built by find_package with the CMakeLists.txt beside it, or
+// with pkg-config:
 //
 //     c++ -std=c++17 host.cpp $(pkg-config --cflags --libs orvane-hwprobe) -o host
 //
 // The library also writes its log to standard output.
 
-#include <orvane/hwprobe.h>
-
 #include <chrono>
 #include <iostream>
 #include <mutex>
+#include <orvane/hwprobe.h>
 #include <stdexcept>
 #include <string>
 #include <thread>
 
-/// The functions as a C++ host likes them: a failure is an exception, a text is its own copy, and threads wait
-/// for each other. The library is one for the process, so this is too.
+/// The functions as a C++ host likes them: a failure is an exception, a text is its own copy, and threads
+/// wait for each other. The library is one for the process, so this is too.
 namespace probe {
 
 inline std::mutex oneAtATime;
@@ -68,7 +67,8 @@ std::uint32_t countOf(const char* name, std::int32_t (*initialise)()) {
 
 int main() {
     showMoving();
-    std::this_thread::sleep_for(std::chrono::seconds(1)); // loads and rates tell what happened between two calls
+    std::this_thread::sleep_for(
+        std::chrono::seconds(1)); // loads and rates tell what happened between two calls
     showMoving();
     show("getCpuTemperature", "degrees Celsius", [] { return probe::number(getCpuTemperature); });
     show("getCpuBaseFrequency", "MHz", [] { return probe::number(getCpuBaseFrequency); });

@@ -1,5 +1,5 @@
-// The version inside of the Linux library, as a note that no symbol stands for: `readelf -n` shows it, and a host
-// finds it by dl_iterate_phdr or in the file. Windows has a version resource in its place.
+// The version inside of the Linux library, as a note that no symbol stands for: `readelf -n` shows it, and a
+// host finds it by dl_iterate_phdr or in the file. Windows has a version resource in its place.
 
 #include "orvane/hwprobe.h"
 
