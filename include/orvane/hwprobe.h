@@ -25,9 +25,10 @@
  *              several threads holds one lock of its own over the call, the copying of the text that it
  *              gave, and the getLastError that belongs to it. Most calls take well under a millisecond.
  * Cost         At worst, by function; a call that is not named takes well under a millisecond.
- *                getCpuTemperature,      The first of the three measures the clock: half a second to a
- *                getCpuFrequency,        second of a busy processor. Later calls read a counter or a
- *                getCpuBaseFrequency     register of each core.
+ *                getCpuLoad,             The first of the four measures the clock, with the processor busy:
+ *                getCpuTemperature,      half a second to a second. Later calls read a counter, or a register
+ *                getCpuFrequency,        of each core.
+ *                getCpuBaseFrequency
  *                getGpuLoad,             The first loads the driver's library and may wake a sleeping card:
  *                getGpuTemperature       up to a few seconds. Later calls take milliseconds.
  *                getMemoryManufacturerAndModel   A quarter of a second a module, up to about five seconds
