@@ -89,6 +89,11 @@ class MachineFiles(unittest.TestCase):
             self.assertEqual((2, "", 1), (status, out, err.count("\n")), special)
             self.assertIn("not a regular file", err)
 
+    def test_the_smallest_machine_of_the_documents_gives_a_temperature(self):
+        page = (Path(SOURCE) / "docs" / "machine-files.md").read_text()
+        machine = self.file(re.search(r"^```json\n(.*?)^```$", page, re.MULTILINE | re.DOTALL)[1])
+        self.assertEqual((0, "42\n", ""), hwprobe("call", "getCpuTemperature", "--machine", machine))
+
     def test_facts_of_a_processor_that_do_not_agree_are_told(self):
         one, two = '{"relationship": 0, "mask": 1}', '{"relationship": 0, "mask": 2}'
         leaf = '"leaves": [{"leaf": 1, "ebx": "0x20000"}, {"leaf": 4, "eax": "0x04000000"}]'
