@@ -23,7 +23,7 @@
  *              wait is lost, and a standard output that has failed or is closed gets no more.
  * Threads      Call one function at a time, from any thread. Nothing here takes a lock for you: a host with
  *              several threads holds one lock of its own over the call, the copying of the text that it
- *              gave, and the getLastError that belongs to it. Most calls take well under a millisecond.
+ *              gave, and the getLastError that belongs to it.
  * Cost         At worst, by function; a call that is not named takes well under a millisecond.
  *                getCpuLoad,             The first of the four measures the clock, with the processor busy:
  *                getCpuTemperature,      half a second to a second. Later calls read a counter, or a register
@@ -39,12 +39,13 @@
  *                getDiskTemperature      is asked: milliseconds, and seconds for one that sleeps.
  *                initBattery,            As long as the battery's driver takes, milliseconds as a rule.
  *                getBatteryAllMessage
- *                getNetCardMessage       The first looks for the cards: tens of milliseconds.
+ *                getNetCardMessage       The first looks for the cards, milliseconds as a rule.
  *              Nothing bounds a driver that does not answer: a host with a window calls from a thread of
  *              its own.
  * Windows      COM: the functions of memory modules and of drives start COM on the calling thread as
  *              COINIT_MULTITHREADED and end it again before they return. A thread that has COM in either
- *              form keeps it; the library works in it. The first getMemoryManufacturerAndModel of a process
+ *              form keeps it, and the library works in it; where it has the multithreaded form already, the
+ *              start that such a call adds stays open. The first getMemoryManufacturerAndModel of a process
  *              whose security is not set calls CoInitializeSecurity (default authentication,
  *              impersonation), which a process can do once: a host that needs other settings makes them
  *              before.
@@ -244,10 +245,10 @@ ORVANE_HWPROBE_API const char* getBatteryAllMessage(uint32_t index);
 ORVANE_HWPROBE_API const char* getNetCardMessage(void);
 
 /* Rates since the previous call, a list of objects, one an adapter; null without one. The adapters are those
-   of the first call, whose rates are close to zero.
-     down          FLOAT  received, bytes per millisecond; a call within a millisecond of the last gives its rates
+   of the first call, whose rates are close to zero. A call within a millisecond gives the last ones again.
+     down          FLOAT  received, bytes per millisecond
      model         TEXT   the adapter's description; may be empty
-     up            FLOAT  sent, likewise
+     up            FLOAT  sent, bytes per millisecond
    The system's counters have 32 bits, so one that wraps twice between two calls tells too little.
    Failure:
      error         TEXT   the reason */
