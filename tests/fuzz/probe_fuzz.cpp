@@ -79,6 +79,7 @@ class AnsweringFiles : public platform::DeviceFiles {
                                                                  const platform::DeviceOpening&) override {
         return {std::make_unique<AnsweringFile>(*plan, drive), platform::kSuccess};
     }
+    std::uint32_t driveType(std::wstring_view) override { return platform::kNoRootFolder; }
     platform::ErrorCode defineDosDevice(std::wstring_view, std::wstring_view) override {
         return platform::kSuccess;
     }
@@ -107,6 +108,7 @@ class AnsweringMachine : public platform::Platform {
     platform::DeviceFiles& deviceFiles() override { return files; }
     platform::Registry& registry() override { return machine_->registry(); }
     platform::Privileges& privileges() override { return machine_->privileges(); }
+    platform::SystemServices& systemServices() override { return machine_->systemServices(); }
 
     AnsweringFiles files;
 
