@@ -52,7 +52,7 @@ class Call(unittest.TestCase):
             (["call", "getDiskTemperature"], "getDiskTemperature:INDEX"),
             (["call", "getMemoryLoad:1"], "takes no index"),
             (["call"], "CALL"),
-            (["look"], "look: no such command; the commands are show, call, watch and explain"),
+            (["look"], "look: no such command; the commands are show, call, watch, explain and metrics"),
             ([], "--help"),
             (["show", "--machine", "missing.json"], "missing.json"),
             (["watch", "--count", "-1", "--machine", DESKTOP], "--count"),

@@ -3,6 +3,7 @@
 #include "Commands.h"
 #include "Explain.h"
 #include "Exports.h"
+#include "Metrics.h"
 #include "Output.h"
 #include "Terminal.h"
 #include "disk_engine/CAtaSmart.h"
@@ -28,6 +29,7 @@ struct Options {
     std::int64_t interval = 1000;
     std::uint64_t count = 0;
     tool::DriveBlocks blocks;
+    tool::MetricsOptions metrics;
     std::int32_t drive = -1;
     bool trace = false;
 };
@@ -64,6 +66,29 @@ void addExplain(CLI::App& app, Options& options) {
     explain.add_flag("--json", options.json, "One JSON object; null where the drive tells nothing");
 }
 
+void addMetrics(CLI::App& app, Options& options) {
+    CLI::App& metrics =
+        *app.add_subcommand("metrics", "The readings for Prometheus, until SIGINT or SIGTERM");
+    addCommon(metrics, options);
+    metrics
+        .add_option("--listen", options.metrics.listen,
+                    "Where to serve http://ADDRESS:PORT/metrics; port 0 takes a free one")
+        ->type_name("ADDRESS:PORT")
+        ->capture_default_str();
+    metrics
+        .add_option("--textfile", options.metrics.textFile,
+                    "Write once, in place of serving, for a collector of text files")
+        ->type_name("FILE")
+        ->check([](const std::string& path) { return std::string(path.empty() ? "FILE is empty" : ""); })
+        ->excludes("--listen");
+    metrics
+        .add_option("--interval", options.metrics.intervalMilliseconds,
+                    "Scrapes within this time of a reading get the same one")
+        ->type_name("MS")
+        ->check(CLI::Range(std::int64_t{100}, std::int64_t{3'600'000}))
+        ->capture_default_str();
+}
+
 int execute(const CLI::App& app, const Options& options) {
     orv::setConsole(options.log ? orv::Console::standardError : orv::Console::off);
     std::string title = "This machine";
@@ -82,15 +107,17 @@ int execute(const CLI::App& app, const Options& options) {
         throw CLI::RequiredError("--identify and --smart, or --drive");
     if (options.drive >= 0) return tool::explainDrive(options.drive, options.json);
     if (app.got_subcommand("explain")) return tool::explain(options.blocks, options.json);
+    if (app.got_subcommand("metrics")) return tool::metrics(options.metrics, machine != nullptr);
     return tool::watch(title, options.interval, options.count, machine != nullptr);
 }
 
 /// What kept the arguments from being understood, or a text that was asked for.
 int refuse(const CLI::App& app, const CLI::ParseError& problem) {
     if (app.get_subcommands().empty() && app.remaining_size() != 0) {
-        std::fprintf(stderr,
-                     "%s: no such command; the commands are show, call, watch and explain (see --help)\n",
-                     app.remaining().front().c_str());
+        std::fprintf(
+            stderr,
+            "%s: no such command; the commands are show, call, watch, explain and metrics (see --help)\n",
+            app.remaining().front().c_str());
         return tool::kExitUsage;
     }
     return app.exit(problem) == 0 ? tool::kExitOk : tool::kExitUsage;
@@ -115,7 +142,8 @@ int run(int argc, char** argv) {
     app.require_subcommand(1);
     app.footer("Status: 0 all answered; 2 wrong usage, a machine file that cannot be used, or a failure "
                "planned in it\n"
-               "that no request met; 3 a call failed; 4 the output cannot be written;\n"
+               "that no request met; 3 a call failed; 4 the output cannot be written, or an address not\n"
+               "listened on;\n"
                "5 a hardware fault ended a call.");
 
     CLI::App& show =
@@ -139,6 +167,7 @@ int run(int argc, char** argv) {
         ->capture_default_str();
 
     addExplain(app, options);
+    addMetrics(app, options);
 
     try {
         app.parse(argc, argv);
