@@ -110,7 +110,7 @@ def main():
     for server in servers:
         if server.returncode != 0:
             faults.append(f"a server ended with status {server.returncode}")
-    sys.exit("\n".join(faults))
+    sys.exit("\n".join(faults) or 0)
 
 
 main()

@@ -16,9 +16,11 @@ from pathlib import Path
 
 TOOL, SOURCE = sys.argv[1], Path(sys.argv[2])
 LAPTOP = str(SOURCE / "machines" / "laptop.json")
-TEXT, OPEN = "text/plain; version=0.0.4; charset=utf-8", "application/openmetrics-text; version=1.0.0; charset=utf-8"
+TEXT = "text/plain; version=0.0.4; charset=utf-8"
+OPEN = "application/openmetrics-text; version=1.0.0; charset=utf-8"
 DOCUMENTED = set(re.findall(r"^\| `(hwprobe_\w+)", (SOURCE / "docs" / "metrics.md").read_text(), re.M))
-SERIES = re.compile(r'(\w+)(?:\{(\w+="(?:[^"\\\n]|\\[\\"n])*"(?:,\w+="(?:[^"\\\n]|\\[\\"n])*")*)\})? (-?[\d.]+(?:e[+-]\d+)?)')
+LABEL = r'\w+="(?:[^"\\\0-\x1f]|\\[\\"n])*"'
+SERIES = re.compile(rf"(\w+)(?:\{{({LABEL}(?:,{LABEL})*)\}})? (-?[\d.]+(?:e[+-]\d+)?)")
 SUFFIX = {"counter": "_total", "info": "_info", "gauge": ""}
 
 
@@ -54,8 +56,8 @@ class Served:
         self.arguments, self.ending = arguments, ending
 
     def __enter__(self):
-        self.process = subprocess.Popen([TOOL, "metrics", "--listen", "127.0.0.1:0", "--machine", LAPTOP, *self.arguments],
-                                        stderr=subprocess.PIPE, text=True)
+        command = [TOOL, "metrics", "--listen", "127.0.0.1:0", "--machine", LAPTOP, *self.arguments]
+        self.process = subprocess.Popen(command, stderr=subprocess.PIPE, text=True)
         self.errors = ""
         while not (serving := re.search(r"serving http://127\.0\.0\.1:(\d+)/metrics\n", self.errors)):
             self.errors += (line := self.process.stderr.readline())
@@ -100,6 +102,21 @@ class Text(unittest.TestCase):
         self.assertTrue(asked)
         self.assertEqual(set(), asked - DOCUMENTED)
 
+    def test_texts_of_hardware_are_escaped_and_alike_ones_told_apart_and_unknown_values_left_out(self):
+        machine = json.loads(Path(LAPTOP).read_text().replace("ACME Wireless-AC 9560", r'A\"\\\nB')
+                             .replace("USB Ethernet 1000", r'A\"\\\nB'))
+        machine["batteries"][0] |= {"voltage": 0xFFFFFFFF, "capacity": 0xFFFFFFFF, "rate": -0x80000000}
+        del machine["drives"], machine["volumes"]
+        with tempfile.TemporaryDirectory() as folder:
+            file, text = Path(folder) / "machine.json", Path(folder) / "text"
+            file.write_text(json.dumps(machine))
+            self.assertEqual(0, hwprobe("--machine", str(file), "--textfile", str(text))[0])
+            series = parse(text.read_text(), open_metrics=False)
+        self.assertEqual([r'adapter="A\"\\\nB"', r'adapter="A\"\\\nB #2"'],
+                         [labels for name, labels in series if "receive" in name])
+        self.assertEqual([], [name for name, _ in series
+                              if re.search("voltage|watts|battery_energy|charge_ratio", name)])
+
     def test_one_that_cannot_be_written_is_status_4_and_one_line(self):
         for path in ["/no/such/folder/x.prom", "/dev/null", str(SOURCE)]:
             status, errors = hwprobe("--machine", LAPTOP, "--textfile", path)
@@ -109,20 +126,22 @@ class Text(unittest.TestCase):
 
 class Serving(unittest.TestCase):
     def test_values_have_the_unit_of_their_name_in_the_form_that_is_accepted(self):
-        prometheus = "application/openmetrics-text;version=1.0.0,application/openmetrics-text;version=0.0.1;q=0.75,text/plain;version=0.0.4;q=0.5,*/*;q=0.1"
+        prometheus = ("application/openmetrics-text;version=1.0.0,application/openmetrics-text;version=0.0.1;q=0.75,"
+                      "text/plain;version=0.0.4;q=0.5,*/*;q=0.1")
         with Served(ending=signal.SIGINT) as server:
-            for accept, wanted in [(prometheus, OPEN), ("Application/OpenMetrics-Text", OPEN), ("", TEXT), ("*/*", TEXT),
+            for accept, wanted in [("Application/OpenMetrics-Text", OPEN), ("", TEXT), ("*/*", TEXT),
                                    ("text/plain, application/openmetrics-text;q=0.3", TEXT),
-                                   ("application/openmetrics-text; q=0", TEXT)]:
+                                   ("application/openmetrics-text; q=0", TEXT), (prometheus, OPEN)]:
                 status, content, text = server.ask(Accept=accept)
                 self.assertEqual((200, wanted), (status, content), accept)
                 series = parse(text, content == OPEN)
             drive = 'drive="0",model="SKHynix_HFS512GDE9X084N",serial="CN0AN555555555"'
-            for name, labels, value in [("cpu_temperature_celsius", None, 50.5), ("cpu_frequency_hertz", None, 1.5e9),
-                                        ("memory_used_ratio", None, 0.71), ("disk_life_ratio", drive, 0.96),
-                                        ("disk_power_on_seconds_total", drive, 5120 * 3600), ("batteries", None, 1),
-                                        ("disk_health", drive + ',state="good"', 1), ("battery_power_watts", 'battery="0"', -12),
-                                        ("battery_full_energy_joules", 'battery="0"', 171000)]:
+            for name, labels, value in [
+                ("cpu_temperature_celsius", None, 50.5), ("cpu_frequency_hertz", None, 1.5e9),
+                ("memory_used_ratio", None, 0.71), ("disk_life_ratio", drive, 0.96),
+                ("disk_power_on_seconds_total", drive, 5120 * 3600), ("disk_health", drive + ',state="good"', 1),
+                ("battery_power_watts", 'battery="0"', -12), ("battery_full_energy_joules", 'battery="0"', 171000),
+            ]:
                 self.assertEqual(value, series["hwprobe_" + name, labels], name)
             self.assertAlmostEqual(2.3e6, series["hwprobe_disk_read_bytes_per_second", drive], delta=3e4)
             self.assertFalse([name for name, _ in series if "gpu" in name])  # no such adapter
@@ -157,9 +176,10 @@ class Serving(unittest.TestCase):
 
     def test_an_address_that_cannot_be_had_ends_it(self):
         with Served() as server:
-            for address, status, hint in [(f"127.0.0.1:{server.port}", 4, "in use"), ("203.0.113.7:9477", 4, "assign"),
-                                          ("localhost:9477", 2, "ADDRESS:PORT"), ("[::1:9477", 2, "ADDRESS:PORT"),
-                                          ("127.0.0.1:65536", 2, "ADDRESS:PORT"), ("9477", 2, "ADDRESS:PORT")]:
+            for address, status, hint in [
+                (f"127.0.0.1:{server.port}", 4, "in use"), ("203.0.113.7:9477", 4, "assign"),
+                *[(bad, 2, "ADDRESS:PORT") for bad in ("localhost:9477", "[::1:9477", "127.0.0.1:65536", "9477")],
+            ]:
                 got, errors = hwprobe("--machine", LAPTOP, "--listen", address)
                 self.assertEqual((status, 1), (got, errors.count("\n")), errors)
                 self.assertIn(hint, errors)

@@ -12,7 +12,6 @@ namespace {
 
 using Type = MetricFamily::Type;
 
-/// A control character other than the line break ends or breaks the text for some readers.
 std::string escaped(std::string_view value) {
     std::string text;
     for (const char letter : value) {
@@ -20,7 +19,7 @@ std::string escaped(std::string_view value) {
         if (letter == '\n')
             text += "\\n";
         else
-            text += (letter >= 0 && letter < ' ') || letter == '\x7F' ? '.' : letter;
+            text += letter;
     }
     return text;
 }
