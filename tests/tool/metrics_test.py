@@ -146,13 +146,13 @@ class Serving(unittest.TestCase):
             self.assertAlmostEqual(2.3e6, series["hwprobe_disk_read_bytes_per_second", drive], delta=3e4)
             self.assertFalse([name for name, _ in series if "gpu" in name])  # no such adapter
             self.assertGreaterEqual(series["hwprobe_failures_total", 'export="getGpuLoad"'], 1)
-        self.assertEqual((0, 1), (server.status, server.errors.count("getGpuLoad: No gpu found")))
+        self.assertEqual(0, server.status)
 
     def test_scrapers_at_once_go_on_beside_those_that_hang_or_send_rubbish(self):
         with Served("--interval", "100") as server, concurrent.futures.ThreadPoolExecutor(8) as pool:
-            hanging = [socket.create_connection(("127.0.0.1", server.port)) for _ in range(60)]
+            hanging = [socket.create_connection(("127.0.0.1", server.port)) for _ in range(120)]
             for number, connection in enumerate(hanging):
-                connection.sendall([b"", b"GET /met", b"\x16\x03\x01\0\xff rubbish\r\n\r\n"][number % 3])
+                connection.sendall([b"", b"GET /m", b"\x16\x03\x01\0\xff rubbish\r\n\r\n"][number % 3])
             start = time.monotonic()
             answers = list(pool.map(lambda _: server.ask(), range(200)))
             self.assertLess(time.monotonic() - start, 20)
@@ -161,7 +161,7 @@ class Serving(unittest.TestCase):
                 parse(text, open_metrics=False)
             for connection in hanging:
                 connection.close()
-        self.assertEqual(0, server.status)
+        self.assertEqual((0, 1), (server.status, server.errors.count("getGpuLoad: No gpu found")))
 
     def test_scrapers_within_the_interval_see_one_reading(self):
         with Served("--interval", "60000") as server:
