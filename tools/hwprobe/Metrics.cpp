@@ -137,8 +137,9 @@ void configure(httplib::Server& server) {
         ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
     });
     server.set_tcp_nodelay(true);
-    server.set_keep_alive_max_count(1); // a connection between two scrapes would keep a thread
-    server.set_read_timeout(kReadSeconds);
+    server.set_keep_alive_max_count(1);          // a connection between two scrapes would keep a thread
+    server.set_keep_alive_timeout(kReadSeconds); // for the first byte
+    server.set_read_timeout(kReadSeconds);       // for each of the others
     server.set_write_timeout(kWriteSeconds);
     server.set_payload_max_length(kMostBodyBytes);
     server.set_pre_routing_handler(refuseOtherMethods);
