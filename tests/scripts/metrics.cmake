@@ -1,3 +1,4 @@
+find_package(Python3 REQUIRED COMPONENTS Interpreter)
 get_target_property(HAS_METRICS hwprobe HAS_METRICS)
 if(HAS_METRICS)
   add_test(NAME metrics
