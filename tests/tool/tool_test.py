@@ -52,7 +52,9 @@ class Call(unittest.TestCase):
             (["call", "getDiskTemperature"], "getDiskTemperature:INDEX"),
             (["call", "getMemoryLoad:1"], "takes no index"),
             (["call"], "CALL"),
-            (["look"], "look: no such command; the commands are show, call, watch, explain and metrics"),
+            (["look"], "look: no such command; the commands are show, call, watch, explain, metrics"),
+            (["wach"], "wach: no such command (did you mean watch?)"),
+            (["call", "getCpuTemprature"], "getCpuTemprature: not an export (did you mean getCpuTemperature?)"),
             ([], "--help"),
             (["show", "--machine", "missing.json"], "missing.json"),
             (["watch", "--count", "-1", "--machine", DESKTOP], "--count"),
@@ -86,6 +88,33 @@ class MachineFiles(unittest.TestCase):
             status, out, err = hwprobe("call", "getMemoryLoad", "--machine", special)
             self.assertEqual((2, "", 1), (status, out, err.count("\n")), special)
             self.assertIn("not a regular file", err)
+
+    def test_the_smallest_machine_of_the_documents_gives_a_temperature(self):
+        page = (Path(SOURCE) / "docs" / "machine-files.md").read_text()
+        machine = self.file(re.search(r"^```json\n(.*?)^```$", page, re.MULTILINE | re.DOTALL)[1])
+        self.assertEqual((0, "42\n", ""), hwprobe("call", "getCpuTemperature", "--machine", machine))
+
+    def test_facts_of_a_processor_that_do_not_agree_are_told(self):
+        one, two = '{"relationship": 0, "mask": 1}', '{"relationship": 0, "mask": 2}'
+        leaf = '"leaves": [{"leaf": 1, "ebx": "0x20000"}, {"leaf": 4, "eax": "0x04000000"}]'
+        for facts, told in [
+            (leaf + ', "apicIds": [0, 1], "records": [' + one + ', ' + two + ']', []),
+            ('"records": [' + one + ']', ["vendor and leaves"]),
+            (leaf + ', "records": [' + one + ', ' + two + ']', ["records and apicIds: 2 cores"]),
+            (leaf + ', "apicIds": [0, 0], "records": [' + one + ', ' + two + ']', ["apicIds: an id"]),
+            (leaf + ', "apicIds": [0, 1], "records": [' + one + ']', ["apicIds and records: 2 ids, and 1"]),
+            (leaf + ', "present": 2, "records": [' + one + ']', ["records and present: the cores have the logical processors 0x1"]),
+            (leaf + ', "records": [' + one + ', ' + one + ', ' + one + ']',
+             ["leaf 4 and records: EAX 31:26 has room for 2", "stand in two cores", "stand in two", "records and apicIds"]),
+            ('"leaves": [{"leaf": 1}], "apicIds": [0, 1], "records": [{"relationship": 0, "mask": 3}]',
+             ["leaf 1 and apicIds: EBX 23:16 has room for 0 ids, there are 2"]),
+        ]:
+            with self.subTest(facts):
+                machine = self.file('{"name": "x", "processor": {"vendor": "GenuineIntel", ' + facts + '}}')
+                _, _, err = hwprobe("call", "getLastError", "--machine", machine)
+                self.assertEqual(len(told), err.count("facts that do not agree"), err)
+                for text in told:
+                    self.assertIn(text, err)
 
     def test_a_planned_failure_that_was_not_reached_is_an_error(self):
         machine = self.file('{"name": "x", "memory": {"totalPhys": 8, "availPhys": 4}, "faults": ['
@@ -137,9 +166,10 @@ class Show(unittest.TestCase):
         self.assertGreaterEqual(len(MACHINES), 3)
         for machine in MACHINES:
             status, out, err = hwprobe("show", "--json", "--machine", str(machine))
-            self.assertEqual(0, status, err)
             readings = json.loads(out)
-            self.assertEqual(19, len(readings))
+            self.assertEqual(19 + 2 + 3, len(readings))  # the exports, drives with and without a record, the head
+            failed = any(isinstance(value, dict) and "error" in value for value in readings.values())
+            self.assertEqual(1 if failed else 0, status, err)
             self.assertIn(readings["getMemoryLoad"], range(1, 101))
             for name, value in readings.items():
                 if isinstance(value, dict) and "error" in value:
@@ -150,7 +180,15 @@ class Show(unittest.TestCase):
         self.assertEqual(0, status, err)
         self.assertRegex(out, r"In use +38 %")
         self.assertRegex(out, r"12\.5 MB/s down +250\.\d kB/s up +ACME Ethernet Controller I225")
-        self.assertRegex(out, r"Drives +no drive\n +Kinds +none\n +System drive +failed: available disk not found\n")
+        self.assertRegex(out, r"C: +SKHynix_HFS512GDE9X084N +NVMe SSD +512 GB +43 °C +5120 h +96 % +good +\S+ .B/s")
+
+    def test_drives_that_no_export_tells_and_those_without_a_record_are_shown(self):
+        machines = {machine.stem: str(machine) for machine in MACHINES}
+        _, out, _ = hwprobe("show", "--machine", machines["raid-megaraid"])
+        self.assertRegex(out, r"port 0 target 11 +CT500MX500SSD1 +SSD +500 GB +31 °C +8423 h +97 % +good +unknown")
+        self.assertIn("1 drive understands no drive commands (drive 0 AVAGO MR9361-8i)\n", out)
+        self.assertIn("list fails at WDC WD10EZEX-08WN4A0 (port 0 target 10), which gives no byte counters\n", out)
+        self.assertEqual(1, out.count("failed: Disk@"), "one cause, one line")
 
     def test_the_log_goes_to_standard_error_and_only_when_asked(self):
         line = re.compile(r"^\[\d{4}-.*\] \[memory\] \[.*info.*\] MemoryStatus@\d+: ", re.M)

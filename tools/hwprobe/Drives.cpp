@@ -38,7 +38,10 @@ Json orNull(std::int32_t value, std::int32_t none) {
 std::string placeOf(const AtaSmartInfo& asi) {
     if (!asi.DriveMap.empty()) return narrow(asi.DriveMap);
     if (asi.PhysicalDriveId >= 0) return fmt::format("drive {}", asi.PhysicalDriveId);
-    return fmt::format("port {}, {}", asi.ScsiPort, asi.ScsiTargetId >= 0 ? asi.ScsiTargetId : asi.ScsiBus);
+    constexpr std::size_t portIdentifier = 28; // of the CSMI_SAS_PHY_ENTITY
+    if (asi.ScsiTargetId < 0)
+        return fmt::format("port {} phy {}", asi.ScsiPort, asi.sasPhyEntity[portIdentifier]);
+    return fmt::format("port {} target {}", asi.ScsiPort, asi.ScsiTargetId);
 }
 
 std::string sizeText(std::uint32_t megabytes) {

@@ -3,8 +3,8 @@
 #include "Commands.h"
 #include "MetricsFile.h"
 #include "MetricsSample.h"
+#include "orvane/hwprobe.h"
 
-// The header of a compiled library: its own build's definitions come with it (see CMakeLists.txt).
 #include <algorithm>
 #include <arpa/inet.h>
 #include <array>

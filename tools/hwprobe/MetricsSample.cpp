@@ -3,6 +3,7 @@
 #include "Drives.h"
 #include "battery/BatteryReport.h"
 #include "disk_engine/CAtaSmart.h"
+#include "orvane/hwprobe.h"
 #include "state/ProcessState.h"
 
 #include <fmt/format.h>

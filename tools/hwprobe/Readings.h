@@ -20,6 +20,8 @@ struct Reading {
 /// samples get them `gapMilliseconds` apart.
 std::vector<Reading> readAll(std::int64_t gapMilliseconds);
 
+inline constexpr std::string_view kLibraryGroup = "Library";
+
 /// How a person reads an export's answer.
 struct Presentation {
     std::string_view name; // of the export
@@ -36,7 +38,8 @@ const Presentation* presentationOf(std::string_view name);
 /// A rate in bytes per millisecond with the unit that keeps it short.
 std::string rateText(double bytesPerMillisecond);
 
-/// A line or more a reading below the heading of its group; a failed one with its reason.
-std::string asTable(const std::vector<Reading>& readings);
+/// A line or more a reading below the heading of its group; a failed one with its reason, one line a cause.
+/// With `facts`, also what no export gives.
+std::string asTable(const std::vector<Reading>& readings, bool facts);
 
 } // namespace tool

@@ -30,7 +30,8 @@ std::vector<Reading> sample(std::int32_t drives, std::int32_t batteries) {
 }
 
 void printScreen(const std::string& title, double seconds, const std::vector<Reading>& readings) {
-    put(fmt::format("{}{}   {:.1f} s   Ctrl-C ends\n{}", kHomeAndClear, title, seconds, asTable(readings)));
+    put(fmt::format("{}{}   {:.1f} s   Ctrl-C ends\n{}", kHomeAndClear, title, seconds,
+                    asTable(readings, false)));
 }
 
 /// One line a reading: seconds, export (with its index), raw value; tabs between them.

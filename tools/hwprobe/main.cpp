@@ -5,10 +5,12 @@
 #include "Exports.h"
 #include "Metrics.h"
 #include "Output.h"
+#include "Suggestion.h"
 #include "Terminal.h"
 #include "disk_engine/CAtaSmart.h"
 #include "frame/border/TextResults.h"
 #include "frame/border/globals.h"
+#include "orvane/hwprobe.h"
 #include "platform/Platform.h"
 #include "platform/machine/Machine.h"
 #include "state/ProcessState.h"
@@ -94,6 +96,9 @@ int execute(const CLI::App& app, const Options& options) {
     std::string title = "This machine";
     if (!options.machine.empty()) {
         machine = orv::platform::Machine::fromFile(options.machine).release();
+        for (const std::string& facts : machine->processor().contradictions())
+            std::fprintf(stderr, "%s: processor: facts that do not agree: %s\n", options.machine.c_str(),
+                         facts.c_str());
         orv::ProcessState::renew(); // what loading made was this machine's
         orv::platform::use(*machine);
         orv::frame::makeRoomForFailures();
@@ -114,10 +119,12 @@ int execute(const CLI::App& app, const Options& options) {
 /// What kept the arguments from being understood, or a text that was asked for.
 int refuse(const CLI::App& app, const CLI::ParseError& problem) {
     if (app.get_subcommands().empty() && app.remaining_size() != 0) {
-        std::fprintf(
-            stderr,
-            "%s: no such command; the commands are show, call, watch, explain and metrics (see --help)\n",
-            app.remaining().front().c_str());
+        const std::string written = app.remaining().front();
+        std::vector<std::string> names;
+        for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; }))
+            names.push_back(command->get_name());
+        std::fprintf(stderr, "%s: no such command%s; the commands are %s (see --help)\n", written.c_str(),
+                     tool::suggestion(written, names).c_str(), CLI::detail::join(names, ", ").c_str());
         return tool::kExitUsage;
     }
     return app.exit(problem) == 0 ? tool::kExitOk : tool::kExitUsage;
@@ -140,16 +147,18 @@ int run(int argc, char** argv) {
     CLI::App app{"Shows what Orvane HwProbe reads from this machine or from a described one.", "hwprobe"};
     app.set_version_flag("--version", "hwprobe " HWPROBE_VERSION);
     app.require_subcommand(1);
-    app.footer("Status: 0 all answered; 2 wrong usage, a machine file that cannot be used, or a failure "
-               "planned in it\n"
-               "that no request met; 3 a call failed; 4 the output cannot be written, or an address not\n"
-               "listened on;\n"
-               "5 a hardware fault ended a call.");
+    app.footer(
+        "Status: 0 all answered; 1 some readings of show --json failed; 2 wrong usage, a machine file that\n"
+        "cannot be used, or a failure planned in it that no request met; 3 a call failed, or every reading "
+        "of\n"
+        "show --json; 4 the output cannot be written, or the address not listened on; 5 a hardware fault "
+        "ended a call.");
 
     CLI::App& show =
         *app.add_subcommand("show", "Every reading once, with units, or the reason why it failed");
     addCommon(show, options);
-    show.add_flag("--json", options.json, "One JSON object: export name to value or {\"error\": text}");
+    show.add_flag("--json", options.json,
+                  "One JSON object: export name to value or {\"error\": text}, drives; see the status below");
 
     CLI::App& call = *app.add_subcommand("call", "Calls in the order given, each raw result on one line");
     addCommon(call, options);
