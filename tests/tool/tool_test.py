@@ -52,7 +52,7 @@ class Call(unittest.TestCase):
             (["call", "getDiskTemperature"], "getDiskTemperature:INDEX"),
             (["call", "getMemoryLoad:1"], "takes no index"),
             (["call"], "CALL"),
-            (["look"], "look: no such command; the commands are show, call, watch, explain"),
+            (["look"], "look: no such command; the commands are show, call, watch, explain, metrics"),
             (["wach"], "wach: no such command (did you mean watch?)"),
             (["call", "getCpuTemprature"], "getCpuTemprature: not an export (did you mean getCpuTemperature?)"),
             ([], "--help"),

@@ -3,6 +3,7 @@
 #include "Commands.h"
 #include "Explain.h"
 #include "Exports.h"
+#include "Metrics.h"
 #include "Output.h"
 #include "Suggestion.h"
 #include "Terminal.h"
@@ -30,6 +31,7 @@ struct Options {
     std::int64_t interval = 1000;
     std::uint64_t count = 0;
     tool::DriveBlocks blocks;
+    tool::MetricsOptions metrics;
     std::int32_t drive = -1;
     bool trace = false;
 };
@@ -66,6 +68,29 @@ void addExplain(CLI::App& app, Options& options) {
     explain.add_flag("--json", options.json, "One JSON object; null where the drive tells nothing");
 }
 
+void addMetrics(CLI::App& app, Options& options) {
+    CLI::App& metrics =
+        *app.add_subcommand("metrics", "The readings for Prometheus, until SIGINT or SIGTERM");
+    addCommon(metrics, options);
+    metrics
+        .add_option("--listen", options.metrics.listen,
+                    "Where to serve http://ADDRESS:PORT/metrics; port 0 takes a free one")
+        ->type_name("ADDRESS:PORT")
+        ->capture_default_str();
+    metrics
+        .add_option("--textfile", options.metrics.textFile,
+                    "Write once, in place of serving, for a collector of text files")
+        ->type_name("FILE")
+        ->check([](const std::string& path) { return std::string(path.empty() ? "FILE is empty" : ""); })
+        ->excludes("--listen");
+    metrics
+        .add_option("--interval", options.metrics.intervalMilliseconds,
+                    "Scrapes within this time of a reading get the same one")
+        ->type_name("MS")
+        ->check(CLI::Range(std::int64_t{100}, std::int64_t{3'600'000}))
+        ->capture_default_str();
+}
+
 int execute(const CLI::App& app, const Options& options) {
     orv::setConsole(options.log ? orv::Console::standardError : orv::Console::off);
     std::string title = "This machine";
@@ -87,6 +112,7 @@ int execute(const CLI::App& app, const Options& options) {
         throw CLI::RequiredError("--identify and --smart, or --drive");
     if (options.drive >= 0) return tool::explainDrive(options.drive, options.json);
     if (app.got_subcommand("explain")) return tool::explain(options.blocks, options.json);
+    if (app.got_subcommand("metrics")) return tool::metrics(options.metrics, machine != nullptr);
     return tool::watch(title, options.interval, options.count, machine != nullptr);
 }
 
@@ -125,7 +151,8 @@ int run(int argc, char** argv) {
         "Status: 0 all answered; 1 some readings of show --json failed; 2 wrong usage, a machine file that\n"
         "cannot be used, or a failure planned in it that no request met; 3 a call failed, or every reading "
         "of\n"
-        "show --json; 4 the output cannot be written; 5 a hardware fault ended a call.");
+        "show --json; 4 the output cannot be written, or the address not listened on; 5 a hardware fault "
+        "ended a call.");
 
     CLI::App& show =
         *app.add_subcommand("show", "Every reading once, with units, or the reason why it failed");
@@ -149,6 +176,7 @@ int run(int argc, char** argv) {
         ->capture_default_str();
 
     addExplain(app, options);
+    addMetrics(app, options);
 
     try {
         app.parse(argc, argv);
