@@ -34,20 +34,6 @@ Json orNull(std::int32_t value, std::int32_t none) {
     return value == none ? Json() : Json(value);
 }
 
-/// Its letters, or how else it is named.
-std::string placeOf(const AtaSmartInfo& asi) {
-    if (!asi.DriveMap.empty()) return narrow(asi.DriveMap);
-    if (asi.PhysicalDriveId >= 0) return fmt::format("drive {}", asi.PhysicalDriveId);
-    return fmt::format("port {}, {}", asi.ScsiPort, asi.ScsiTargetId >= 0 ? asi.ScsiTargetId : asi.ScsiBus);
-}
-
-std::string sizeText(std::uint32_t megabytes) {
-    if (megabytes == 0) return kUnknown;
-    if (megabytes < 1000) return fmt::format("{} MB", megabytes);
-    if (megabytes < 1'000'000) return fmt::format("{:.0f} GB", megabytes / 1e3);
-    return fmt::format("{:.1f} TB", megabytes / 1e6);
-}
-
 std::string temperatureText(const AtaSmartInfo& asi) {
     if (asi.Temperature == kNoTemperature) return kUnknown;
     return fmt::format("{} \u00B0C", asi.Temperature);
@@ -176,6 +162,19 @@ const char* reasonWord(Reason reason) {
 const char* healthWord(std::uint32_t status) {
     constexpr const char* words[] = {kUnknown, "good", "caution", "bad"};
     return status < std::size(words) ? words[status] : words[0];
+}
+
+std::string placeOf(const AtaSmartInfo& asi) {
+    if (!asi.DriveMap.empty()) return narrow(asi.DriveMap);
+    if (asi.PhysicalDriveId >= 0) return fmt::format("drive {}", asi.PhysicalDriveId);
+    return fmt::format("port {}, {}", asi.ScsiPort, asi.ScsiTargetId >= 0 ? asi.ScsiTargetId : asi.ScsiBus);
+}
+
+std::string sizeText(std::uint32_t megabytes) {
+    if (megabytes == 0) return kUnknown;
+    if (megabytes < 1000) return fmt::format("{} MB", megabytes);
+    if (megabytes < 1'000'000) return fmt::format("{:.0f} GB", megabytes / 1e3);
+    return fmt::format("{:.1f} TB", megabytes / 1e6);
 }
 
 const char* kindOf(const AtaSmartInfo& asi) {

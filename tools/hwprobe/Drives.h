@@ -28,6 +28,10 @@ nlohmann::ordered_json drivesJson();
 const char* healthWord(std::uint32_t status);
 /// "NVMe SSD", "SSD", "hard disk".
 const char* kindOf(const orv::AtaSmartInfo& asi);
+/// Its letters, or how else it is named.
+std::string placeOf(const orv::AtaSmartInfo& asi);
+/// "512 GB"; "unknown" for 0.
+std::string sizeText(std::uint32_t megabytes);
 /// The letters that control a terminal are shown as dots.
 std::string printable(const std::wstring& text);
 /// "access denied; run as root (on Windows as administrator)", "1 (Incorrect function.)".
