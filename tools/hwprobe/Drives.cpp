@@ -117,19 +117,6 @@ std::string whyUnread(Reason reason, platform::ErrorCode error, bool one) {
     return "could not be read: " + deviceErrorText(error);
 }
 
-/// A line for those that share a reason.
-Lines unreadLines(const std::vector<UnreadDrive>& unread) {
-    std::map<std::pair<Reason, platform::ErrorCode>, std::vector<std::string>> groups;
-    for (const UnreadDrive& drive : unread)
-        groups[{drive.reason, drive.error}].push_back(nameOf(drive));
-    Lines lines;
-    for (const auto& [why, names] : groups)
-        lines.push_back(fmt::format("{} drive{} {} ({})", names.size(), names.size() == 1 ? "" : "s",
-                                    whyUnread(why.first, why.second, names.size() == 1),
-                                    fmt::join(names, ", ")));
-    return lines;
-}
-
 /// The library's list wants the byte counters of every drive.
 bool givesCounters(const AtaSmartInfo& asi) {
     platform::DISK_PERFORMANCE counters{};
@@ -194,6 +181,18 @@ std::string deviceErrorText(platform::ErrorCode error) {
     return text.empty() ? std::to_string(error) : fmt::format("{} ({})", error, text);
 }
 
+Lines unreadDriveLines() {
+    std::map<std::pair<Reason, platform::ErrorCode>, std::vector<std::string>> groups;
+    for (const UnreadDrive& drive : processWide<CAtaSmart>().unreadDrives)
+        groups[{drive.reason, drive.error}].push_back(nameOf(drive));
+    Lines lines;
+    for (const auto& [why, names] : groups)
+        lines.push_back(fmt::format("{} drive{} {} ({})", names.size(), names.size() == 1 ? "" : "s",
+                                    whyUnread(why.first, why.second, names.size() == 1),
+                                    fmt::join(names, ", ")));
+    return lines;
+}
+
 Lines driveTable(const std::vector<Reading>& readings) {
     const auto& engine = processWide<CAtaSmart>();
     std::vector<Row> rows;
@@ -204,7 +203,7 @@ Lines driveTable(const std::vector<Reading>& readings) {
     Lines lines = aligned(rows);
     if (engine.vars.empty())
         lines.emplace_back(engine.unreadDrives.empty() ? "no drive" : "no drive gave a record");
-    std::ranges::move(unreadLines(engine.unreadDrives), std::back_inserter(lines));
+    std::ranges::move(unreadDriveLines(), std::back_inserter(lines));
     std::ranges::move(culprit(readings, engine.vars), std::back_inserter(lines));
     return lines;
 }

@@ -18,6 +18,9 @@ namespace tool {
 /// readings.
 std::vector<std::string> driveTable(const std::vector<Reading>& readings);
 
+/// Why drives gave no record, a line for those that share a reason.
+std::vector<std::string> unreadDriveLines();
+
 /// What a record says; null where it does not know.
 nlohmann::ordered_json recordJson(const orv::AtaSmartInfo& asi);
 

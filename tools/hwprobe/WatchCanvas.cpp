@@ -142,7 +142,7 @@ void meter(LineWriter& to, int column, int width, double share, Style style) {
     const int filled = std::clamp(static_cast<int>(std::lround(share * width)), 0, width);
     const bool unicode = to.look().unicode;
     to.put(column, repeated(unicode ? "■" : "#", filled), width, style);
-    to.put(column + filled, repeated(unicode ? "■" : ".", width - filled), width, Style::faint);
+    to.put(column + filled, repeated(unicode ? "·" : ".", width - filled), width, Style::faint);
 }
 
 Picture framed(std::string_view title, std::string_view subject, Picture lines, int width, const Look& look) {

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 #include <set>
+#include <span>
 
 namespace tool {
 
@@ -17,6 +18,7 @@ constexpr std::size_t kMostKept = 512; // samples, more than a screen is wide
 constexpr int kTwoColumns = 80;        // from here on frames stand side by side
 constexpr int kRoomyLine = 66;         // of a frame inside: a drive or an adapter needs but one line
 constexpr int kMostPlotRows = 8;
+constexpr int kMostRateRows = 3;
 
 constexpr Scale kLoadScale = {0, 100, 40, 60, 80, 92};
 constexpr Scale kDegreesScale = {20, 100, 50, 65, 75, 85};
@@ -75,17 +77,20 @@ struct Painter {
         reason(to, value);
     }
 
-    /// A rate with its mark and its plot between two columns.
-    void rateCell(LineWriter& to, int column, int room, const char* mark, const Value& value,
+    /// A rate with its mark, and its plot over some lines, between two columns.
+    void rateCell(std::span<LineWriter> to, int column, int room, const char* mark, const Value& value,
                   const std::string& series, Style style) const {
         constexpr int number = 10;
         const std::deque<double>& past = history.of(series);
-        to.put(column, mark, 1, style);
-        to.put(column + 2, rate(value), value.known() ? number : room - 2, Painter::style(value),
-               value.known());
+        to[0].put(column, mark, 1, style);
+        to[0].put(column + 2, rate(value), value.known() ? number : room - 2, Painter::style(value),
+                  value.known());
         const int plotRoom = room - number - 4;
-        if (value.known() && plotRoom > 0)
-            plot(to, column + number + 3, plotRoom, past, roundScale(past, plotRoom, style));
+        if (!value.known() || plotRoom <= 0) return;
+        const Scale scale = roundScale(past, plotRoom, style);
+        const int rows = static_cast<int>(to.size());
+        for (int row = 0; row < rows; ++row)
+            plot(to[static_cast<std::size_t>(row)], column + number + 3, plotRoom, past, scale, row, rows);
     }
 };
 
@@ -145,7 +150,8 @@ void listLine(Painter& paint, Picture& to, const Value& list, const char* none) 
         to.push_back(paint.line().put(2, part, paint.width, Style::faint).take());
 }
 
-Picture networkFrame(Painter paint, int width) {
+/// With plots of so many rows.
+Picture networkFrame(Painter paint, int plotRows, int width) {
     Picture lines;
     listLine(paint, lines, paint.sample.adapterList, "no adapter");
     const bool roomy = paint.width >= kRoomyLine;
@@ -155,22 +161,36 @@ Picture networkFrame(Painter paint, int width) {
     const char* up = paint.look.unicode ? "↑" : "^";
     for (std::size_t i = 0; i < paint.sample.adapters.size(); ++i) {
         const AdapterSample& adapter = paint.sample.adapters[i];
-        LineWriter line = paint.line();
-        line.put(2, adapter.model, roomy ? model - 2 : paint.width, Style::plain);
-        if (!roomy) {
-            lines.push_back(line.take());
-            line = paint.line();
-        }
-        paint.rateCell(line, 2 + model, half, down, adapter.down, fmt::format("net{}_down_B/s", i),
+        std::vector<LineWriter> rows(static_cast<std::size_t>(plotRows), paint.line());
+        if (roomy)
+            rows[0].put(2, adapter.model, model - 2);
+        else
+            lines.push_back(paint.line().put(2, adapter.model, paint.width).take());
+        paint.rateCell(rows, 2 + model, half, down, adapter.down, fmt::format("net{}_down_B/s", i),
                        Style::in);
-        paint.rateCell(line, 2 + model + half, paint.width - model - half, up, adapter.up,
+        paint.rateCell(rows, 2 + model + half, paint.width - model - half, up, adapter.up,
                        fmt::format("net{}_up_B/s", i), Style::out);
-        lines.push_back(line.take());
+        for (LineWriter& row : rows)
+            lines.push_back(row.take());
     }
     return framed("Network", "", std::move(lines), width, paint.look);
 }
 
+/// What is known besides the charge.
+std::vector<std::string> factsOf(const BatterySample& battery) {
+    std::vector<std::string> facts = {battery.power.known() ? fmt::format("{:+.1f} W", battery.power.number)
+                                                            : "power unknown"};
+    if (battery.minutesLeft.known())
+        facts.push_back(fmt::format("{:.0f}:{:02.0f} h left", std::floor(battery.minutesLeft.number / 60),
+                                    std::floor(std::fmod(battery.minutesLeft.number, 60))));
+    if (battery.health.known()) facts.push_back(fmt::format("health {:.0f} %", battery.health.number));
+    if (battery.temperature.known()) facts.push_back(fmt::format("{:.0f} °C", battery.temperature.number));
+    return facts;
+}
+
+/// Nothing on a machine without one.
 Picture batteriesFrame(Painter paint, int width) {
+    if (paint.sample.batteryList.known() && paint.sample.batteries.empty()) return {};
     Picture lines;
     listLine(paint, lines, paint.sample.batteryList, "no battery");
     for (const BatterySample& battery : paint.sample.batteries) {
@@ -181,29 +201,26 @@ Picture batteriesFrame(Painter paint, int width) {
         first.put(2, battery.states, paint.width, Style::plain, true);
         lines.push_back(first.take());
         LineWriter second = paint.line();
+        const int bar = std::max(paint.width / 3, 8);
+        int at = 9;
         if (battery.charge.known()) {
             const Style style = leftStyle(battery.charge.number);
             second.put(2, charge, 5, style, true);
-            meter(second, 9, std::max(paint.width / 3, 8), battery.charge.number / 100.0, style);
+            meter(second, at, bar, battery.charge.number / 100.0, style);
+            at += bar + 2;
         } else {
             second.put(2, charge, paint.width, Style::faint);
         }
-        // As many of these as there is room for.
-        std::vector<std::string> facts = {battery.power.known()
-                                              ? fmt::format("{:+.1f} W", battery.power.number)
-                                              : std::string("power unknown")};
-        if (battery.minutesLeft.known())
-            facts.push_back(fmt::format("{:.0f}:{:02.0f} left", std::floor(battery.minutesLeft.number / 60),
-                                        std::floor(std::fmod(battery.minutesLeft.number, 60))));
-        if (battery.health.known()) facts.push_back(fmt::format("health {:.0f} %", battery.health.number));
-        if (battery.temperature.known())
-            facts.push_back(fmt::format("{:.0f} °C", battery.temperature.number));
-        int at = battery.charge.known() ? 9 + std::max(paint.width / 3, 8) + 2 : 11;
-        for (const std::string& fact : facts) {
-            if (at + widthOf(fact) > paint.width + 2) break;
-            second.put(at, fact, widthOf(fact));
-            at += widthOf(fact) + 2;
-        }
+        if (battery.charge.known() || battery.charge.reason.empty())
+            for (const std::string& fact : factsOf(battery)) {
+                if (at + widthOf(fact) > paint.width + 2) {
+                    lines.push_back(second.take());
+                    second = paint.line();
+                    at = 4;
+                }
+                second.put(at, fact, widthOf(fact));
+                at += widthOf(fact) + 3;
+            }
         lines.push_back(second.take());
         paint.reason(lines, battery.charge);
     }
@@ -271,8 +288,9 @@ void driveLines(Painter& paint, Picture& to, const DriveColumns& columns, std::s
         line = paint.line();
     }
     const int half = (end - columns.rates) / 2;
-    paint.rateCell(line, columns.rates, half, "R", drive.read, series("read_B/s"), Style::in);
-    paint.rateCell(line, columns.rates + half, end - columns.rates - half, "W", drive.write,
+    const std::span rates(&line, 1);
+    paint.rateCell(rates, columns.rates, half, "R", drive.read, series("read_B/s"), Style::in);
+    paint.rateCell(rates, columns.rates + half, end - columns.rates - half, "W", drive.write,
                    series("write_B/s"), Style::out);
     to.push_back(line.take());
     paint.reason(to, degrees);
@@ -281,7 +299,9 @@ void driveLines(Painter& paint, Picture& to, const DriveColumns& columns, std::s
 
 Picture drivesFrame(Painter paint, int width) {
     Picture lines;
-    listLine(paint, lines, paint.sample.driveList, "no drive that tells anything");
+    const auto& unread = paint.sample.unreadDrives;
+    if (unread.empty() || !paint.sample.driveList.known())
+        listLine(paint, lines, paint.sample.driveList, "no drive");
     const DriveColumns columns = driveColumns(paint);
     if (columns.life && !paint.sample.drives.empty()) {
         LineWriter heads = paint.line();
@@ -296,6 +316,9 @@ Picture drivesFrame(Painter paint, int width) {
     }
     for (std::size_t i = 0; i < paint.sample.drives.size(); ++i)
         driveLines(paint, lines, columns, i);
+    for (const std::string& reason : unread)
+        for (const std::string& part : wrapped(reason, paint.width, paint.look))
+            lines.push_back(paint.line().put(2, part, paint.width, Style::faint).take());
     return framed("Drives", "", std::move(lines), width, paint.look);
 }
 
@@ -324,13 +347,20 @@ Picture bodyOf(const Sample& sample, const History& history, const Look& look, i
         append(left, graphicsFrame(painter(leftWidth), leftWidth));
         return left;
     };
-    Picture right = networkFrame(painter(rightWidth), rightWidth);
-    append(right, batteriesFrame(painter(rightWidth), rightWidth));
+    const auto rightOf = [&](int rows) {
+        Picture right = networkFrame(painter(rightWidth), rows, rightWidth);
+        append(right, batteriesFrame(painter(rightWidth), rightWidth));
+        return right;
+    };
     Picture left = leftOf(plotRows);
+    Picture right = rightOf(1);
     Picture body;
     if (two) {
-        if (right.size() > left.size()) // the load takes the room
-            left = leftOf(plotRows + static_cast<int>(right.size() - left.size()));
+        // The plots take the room that is beside the higher side.
+        const auto missing = static_cast<int>(left.size()) - static_cast<int>(right.size());
+        const auto adapters = static_cast<int>(sample.adapters.size());
+        if (missing < 0) left = leftOf(plotRows - missing);
+        if (missing > 0 && adapters > 0) right = rightOf(std::min(1 + missing / adapters, kMostRateRows));
         padTo(right, left.size(), rightWidth, look);
         padTo(left, right.size(), leftWidth, look);
         body = beside(std::move(left), right, leftWidth);

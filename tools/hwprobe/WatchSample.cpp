@@ -147,7 +147,10 @@ void Sampler::takeMemory() {
 
 /// The list stays what it was at first. A drive that is gone gives failures.
 void Sampler::takeDrives(const std::atomic<bool>& stop) {
-    if (first_) sample_.driveList = number("initDisk");
+    if (first_) {
+        sample_.driveList = number("initDisk");
+        sample_.unreadDrives = unreadDriveLines();
+    }
     const auto& vars = processWide<CAtaSmart>().vars;
     const auto listed = static_cast<std::size_t>(sample_.driveList.known() ? sample_.driveList.number : 0);
     sample_.drives.resize(vars.size());

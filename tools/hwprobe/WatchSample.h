@@ -54,6 +54,7 @@ struct Sample {
     // Of the three lists: measuring until there is one, unknown with the reason that kept it from being made.
     Value driveList, batteryList, adapterList;
     std::vector<DriveSample> drives;
+    std::vector<std::string> unreadDrives; // a line for each reason why drives tell nothing
     std::vector<BatterySample> batteries;
     std::vector<AdapterSample> adapters;
 };
