@@ -38,6 +38,7 @@ constexpr std::size_t kTargetAt = 2; // in a SAS address: the drive's target num
 
 constexpr std::size_t kDrivesAt = offsetof(CSMI_SAS_RAID_CONFIG_BUFFER, Drives);
 constexpr std::size_t kDriveBytes = sizeof(CSMI_SAS_RAID_DRIVES);
+constexpr std::uint32_t kMostSets = 256; // more than a controller has
 constexpr std::size_t kMostConfigBytes = std::size_t{16} << 20;
 
 /// The errors by which a driver says that it has no such request. After any other the scan goes on.
@@ -142,7 +143,8 @@ bool CAtaSmart::readRaidTargets(DeviceFile& port, const CSMI_SAS_RAID_INFO_BUFFE
         return false;
     }
     const std::span config(memory.get(), bytes);
-    for (std::uint32_t set = 0; set < info.uNumRaidSets; ++set) {
+    // Each set is a request with the whole buffer, so a count that lies is not followed for long.
+    for (std::uint32_t set = 0; set < std::min(info.uNumRaidSets, kMostSets); ++set) {
         std::ranges::fill(config, std::byte{0});
         std::memcpy(config.data() + offsetof(CSMI_SAS_RAID_CONFIG_BUFFER, uRaidSetIndex), &set, sizeof set);
         if (!askCsmi(port, kRaidConfig, config)) return false;

@@ -3,6 +3,7 @@
 #include "disk_engine/SearchStages.h"
 #include "disk_engine/SystemServiceStart.h"
 #include "disk_engine/WideText.h"
+#include "frame/HWException.h"
 #include "log/log.h"
 #include "platform/Clock.h"
 #include "platform/Platform.h"
@@ -209,6 +210,21 @@ void settleUnread(CAtaSmart& engine) {
     });
 }
 
+std::wstring whyUnread(const UnreadDrive& drive) {
+    if (drive.reason == UnreadDrive::Reason::noAttributes) return L"it has no SMART data";
+    if (drive.reason == UnreadDrive::Reason::raidVolume) return L"its model names a RAID volume";
+    std::wstring why = L"no command path gives its identify data";
+    if (drive.error != platform::kSuccess) why += L"; " + getSystemErrorText(drive.error);
+    return why.substr(0, why.find_last_not_of(L"\r\n") + 1);
+}
+
+/// Who misses a drive in the list finds the reason in the log.
+void tellUnread(const CAtaSmart& engine) {
+    for (const UnreadDrive& drive : engine.unreadDrives)
+        log::warn(diskLogger, L"drive {}, \"{}\", is not listed: {}", drive.physicalDriveId, drive.model,
+                  whyUnread(drive));
+}
+
 /// Drives without a letter come last, and so does one on A.
 std::int32_t sortKey(const AtaSmartInfo& asi, bool byDriveLetter) {
     constexpr std::int32_t unnumbered = 255;
@@ -287,6 +303,7 @@ void CAtaSmart::Init(BOOL useWmi, BOOL advancedDiskSearch, BOOL* changed, BOOL s
     drop(*this, UnreadDrive::Reason::raidVolume,
          [](const AtaSmartInfo& asi) { return Contains(Upper(asi.Model), L"RAID"); });
     settleUnread(*this);
+    tellUnread(*this);
     sortDrives(vars, sortDriveLetter != 0);
 }
 

@@ -100,10 +100,10 @@ static int poll(void* library) {
 
 /* The functions that first measure the processor for half a second. The library does not know every family. */
 static void pollProcessor(void* library) {
-    if (real(library, "getCpuLoad") < 0 && !strstr(text(library, "getLastError"), "not support"))
-        fail("getCpuLoad", -1);
+    const int load = real(library, "getCpuLoad") >= 0;
+    if (!load && !strstr(text(library, "getLastError"), "not support")) fail("getCpuLoad", -1);
     real(library, "getCpuFrequency");
-    if (whole(library, "getCpuBaseFrequency") <= 0) fail("getCpuBaseFrequency", -1);
+    if (load && whole(library, "getCpuBaseFrequency") <= 0) fail("getCpuBaseFrequency", -1);
 }
 
 static void (*handler(void))(int) {

@@ -77,7 +77,7 @@ class ReadDrives(unittest.TestCase):
             self.assertEqual((0, ""), (status, err))
             drive, from_files = json.loads(out), json.loads(explain(*blocks(DRIVES, name), "--json")[1])
             self.assertEqual(path, drive.pop("commandPath"))
-            for of_the_way in ("commandPath", "interface", "currentTransferMode", "maxTransferMode"):
+            for of_the_way in ("commandPath", "physicalDriveId", "interface", "currentTransferMode", "maxTransferMode"):
                 for told in (drive, from_files):
                     told.pop(of_the_way, None)
             self.assertEqual(from_files, drive)

@@ -1,8 +1,11 @@
 // What the Windows side adds to a drive's requests: how devices are opened and read, the codes of their
-// refusals, devices of a setup class, management data with a limit and byte arrays.
+// refusals, devices of a setup class, management data with a limit and byte arrays; and the exports on them.
 
+#include "disk/Disk.h"
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/DebugPrint.h"
+#include "frame/HWException.h"
+#include "orvane/hwprobe.h"
 #include "platform/DeviceFiles.h"
 #include "platform/DeviceTree.h"
 #include "platform/ManagementData.h"
@@ -23,6 +26,7 @@ namespace {
 
 // Before the system's headers make macros of these names.
 constexpr std::uint32_t kGeometry = platform::IOCTL_DISK_GET_DRIVE_GEOMETRY;
+constexpr std::uint32_t kCounters = platform::IOCTL_DISK_PERFORMANCE;
 constexpr std::uint32_t kDescriptor = platform::IOCTL_STORAGE_QUERY_PROPERTY;
 constexpr std::array kWriteCodes = {
     platform::IOCTL_SCSI_PASS_THROUGH, platform::IOCTL_SCSI_MINIPORT,      platform::IOCTL_IDE_PASS_THROUGH,
@@ -286,6 +290,59 @@ TEST_F(WindowsDrives, TheFirstDriveGivesARecordOrTheTraceOfItsRefusals) {
     }
     expected.emplace_back(L"DoIdentifyDeviceScsi(-1, -1) - 4");
     EXPECT_EQ(expected, trace);
+}
+
+/// What the system itself says of the first drive's counters is what a `Disk` makes of it.
+TEST_F(WindowsDrives, ADiskWantsTheCountersOfItsDrive) {
+    const HANDLE drive =
+        ::CreateFileW(L"\\\\.\\PhysicalDrive0", GENERIC_READ | GENERIC_WRITE,
+                      FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
+    if (drive == INVALID_HANDLE_VALUE) GTEST_SKIP() << "no drive, or no right to it: " << ::GetLastError();
+    std::array<std::byte, 88> room;
+    DWORD written = 0;
+    const bool counts =
+        ::DeviceIoControl(drive, kCounters, nullptr, 0, room.data(), room.size(), &written, nullptr) != FALSE;
+    ::CloseHandle(drive);
+    const InUse inUse(side());
+    DiskSnapshot first;
+    first.PhysicalDriveId = 0;
+    try {
+        const Disk disk(first);
+        EXPECT_TRUE(counts);
+    } catch (const HWException& failure) {
+        EXPECT_FALSE(counts);
+        EXPECT_TRUE(std::string_view(failure.what()).ends_with(": DeviceIoControl failed")) << failure.what();
+    }
+}
+
+/// The whole road on a system whose drives give no SMART data, as an emulated one's: the service is started,
+/// its rows are read, each of its drives is told as unread, and the exports answer for an empty list.
+TEST_F(WindowsDrives, WithoutSmartDataTheExportsAnswerForAnEmptyList) {
+    const InUse inUse(side());
+    ASSERT_GE(initDisk(), 0) << getLastError();
+    const auto& engine = processWide<CAtaSmart>();
+    EXPECT_TRUE(engine.IsWmi);
+    if (!engine.vars.empty()) GTEST_SKIP() << "a drive gives SMART data";
+    std::size_t rows = 0;
+    {
+        auto& data = side().managementData();
+        ASSERT_EQ(kSuccess, data.initialize());
+        const auto locator = data.createLocator();
+        const auto services = locator.value->connectServer(L"\\\\.\\root\\cimv2");
+        const auto answer = services.value->execQuery(L"SELECT * FROM Win32_DiskDrive");
+        while (answer.value->next(10'000))
+            ++rows;
+    }
+    side().managementData().uninitialize();
+    EXPECT_EQ(rows, engine.unreadDrives.size());
+    for (const UnreadDrive& drive : engine.unreadDrives)
+        EXPECT_NE(L"", drive.model) << drive.physicalDriveId;
+    EXPECT_STREQ("null", getAllDiskType());
+    EXPECT_STREQ(R"({"code":0, "data": "available disk not found"})", getDiskNameWhichOsInstalled());
+    EXPECT_STREQ("", getLastError());
+    EXPECT_EQ(-1.0, getDiskTemperature(0));
+    EXPECT_STREQ(R"({"error": "invalid vector subscript"})", getDiskReadWriteSpeed(0));
+    EXPECT_STREQ("invalid vector subscript", getLastError());
 }
 
 } // namespace

@@ -7,11 +7,13 @@
 namespace tool {
 
 inline constexpr int kExitOk = 0;
+inline constexpr int kExitSomeFailed = 1;
 inline constexpr int kExitUsage = 2;
 inline constexpr int kExitFailedCall = 3;
 inline constexpr int kExitOutput = 4;
 inline constexpr int kExitHardwareFault = 5;
 
+/// The table, or with `json` one object and a status that tells whether all, some or no readings answered.
 /// `title` names the machine that is shown.
 int show(const std::string& title, bool json);
 int call(const std::vector<std::string>& calls);

@@ -154,7 +154,10 @@ const char* healthWord(std::uint32_t status) {
 std::string placeOf(const AtaSmartInfo& asi) {
     if (!asi.DriveMap.empty()) return narrow(asi.DriveMap);
     if (asi.PhysicalDriveId >= 0) return fmt::format("drive {}", asi.PhysicalDriveId);
-    return fmt::format("port {}, {}", asi.ScsiPort, asi.ScsiTargetId >= 0 ? asi.ScsiTargetId : asi.ScsiBus);
+    constexpr std::size_t portIdentifier = 28; // of the CSMI_SAS_PHY_ENTITY
+    if (asi.ScsiTargetId < 0)
+        return fmt::format("port {} phy {}", asi.ScsiPort, asi.sasPhyEntity[portIdentifier]);
+    return fmt::format("port {} target {}", asi.ScsiPort, asi.ScsiTargetId);
 }
 
 std::string sizeText(std::uint32_t megabytes) {

@@ -1,6 +1,7 @@
 #include "Readings.h"
 
 #include "Drives.h"
+#include "Overview.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -86,22 +87,43 @@ Lines memoryModules(const Outcome& outcome) {
     return lines.empty() ? Lines{"none listed"} : lines;
 }
 
+/// The values that a battery has in place of what it does not know.
+bool isKnown(double value) {
+    constexpr double unknownUnsigned = 4294967295.0; // and -1 as a signed number
+    constexpr double unknownRate = -2147483648.0;
+    return !std::isnan(value) && value != -1 && value != unknownUnsigned && value != unknownRate;
+}
+
+std::string quantity(double value, const char* unit) {
+    return isKnown(value) ? fmt::format("{:.0f} {}", value, unit) : fmt::format("unknown {}", unit);
+}
+
+std::string share(double part, double whole) {
+    return isKnown(part) && isKnown(whole) && whole > 0 ? fmt::format("{:.0f} %", part / whole * 100.0)
+                                                        : std::string("unknown");
+}
+
 Lines battery(const Outcome& outcome) {
     const Json report = asJson(outcome);
+    const double full = number(report, "fullChargedCapacity");
+    const double voltage = number(report, "voltage");
     std::string state;
     if (report.is_object() && report.contains("status"))
         for (const Json& word : report["status"])
-            state += (state.empty() ? "" : ", ") + word.get<std::string>();
-    Lines lines = {fmt::format("{}: {}", text(report, "manufacturer"), state.empty() ? "idle" : state)};
-    lines.push_back(fmt::format("{:.0f} of {:.0f} mWh (designed for {:.0f}), {:.0f} cycles",
-                                number(report, "capacity"), number(report, "fullChargedCapacity"),
-                                number(report, "designCapacity"), number(report, "cycleCount")));
-    lines.push_back(fmt::format("{:.0f} mW, {:.2f} A at {:.0f} mV", number(report, "power"),
-                                number(report, "electricCurrent"), number(report, "voltage")));
-    if (const double seconds = number(report, "estimatedTime"); seconds > 0)
+            state += ", " + word.get<std::string>();
+    Lines lines = {fmt::format("{} charged{}, health {}", share(number(report, "capacity"), full), state,
+                               share(full, number(report, "designCapacity")))};
+    lines.push_back(fmt::format("{}: {} of {} (designed for {}), {:.0f} cycles", text(report, "manufacturer"),
+                                quantity(number(report, "capacity"), "mWh"), quantity(full, "mWh"),
+                                quantity(number(report, "designCapacity"), "mWh"),
+                                number(report, "cycleCount")));
+    if (const double power = number(report, "power"); isKnown(power) && isKnown(voltage))
+        lines.push_back(fmt::format("{:.1f} W, {:.2f} A at {:.2f} V", power / 1000.0,
+                                    number(report, "electricCurrent"), voltage / 1000.0));
+    if (const double seconds = number(report, "estimatedTime"); seconds > 0 && isKnown(seconds))
         lines.push_back(fmt::format("{:.0f} min left", seconds / 60.0));
-    if (const double degrees = number(report, "temperature"); degrees > 0)
-        lines.push_back(fmt::format("{:.0f} °C", degrees));
+    if (const double degrees = number(report, "temperature"); degrees > 0 && isKnown(degrees))
+        lines.push_back(fmt::format("{:.0f} \u00B0C", degrees));
     return lines;
 }
 
@@ -127,25 +149,25 @@ constexpr std::string_view kDrives = "Drives";
 constexpr char kNoBattery[] = "no battery";
 
 constexpr std::array kPresentations = {
-    Presentation{"getCpuBaseFrequency", "Processor", "Base clock", megahertz, false},
-    Presentation{"getCpuFrequency", "Processor", "Clock", megahertz, true},
-    Presentation{"getCpuLoad", "Processor", "Load", fraction, true},
-    Presentation{"getCpuTemperature", "Processor", "Temperature", celsius, true},
-    Presentation{"getGpuLoad", "Graphics", "Load", fraction, true},
-    Presentation{"getGpuTemperature", "Graphics", "Temperature", celsius, true},
-    Presentation{"getMemoryLoad", "Memory", "In use", percent, true},
-    Presentation{"getMemoryManufacturerAndModel", "Memory", "Modules", memoryModules, false},
-    Presentation{"initDisk", kDrives, "List", inTable, false},
-    Presentation{"getAllDiskType", kDrives, "Kinds", inTable, false},
-    Presentation{"getDiskTemperature", kDrives, "Temperature", inTable, true},
-    Presentation{"getDiskReadWriteSpeed", kDrives, "Speed", inTable, true},
-    Presentation{"getDiskNameWhichOsInstalled", kDrives, "System drive", systemDrive, false},
-    Presentation{"initBattery", "Batteries", "Number", count<kNoBattery>, false},
-    Presentation{"getBatteryAllMessage", "Batteries", "Battery", battery, true},
-    Presentation{"getNetCardMessage", "Network", "Cards", networkCards, false},
-    Presentation{"getNetCurrentSpeed", "Network", "Rates", networkRates, true},
-    Presentation{"releaseRing0", "Library", "Registers", released, false},
-    Presentation{"getLastError", "Library", "Last failure", lastFailure, false},
+    Presentation{"getCpuBaseFrequency", "Processor", "Base clock", megahertz},
+    Presentation{"getCpuFrequency", "Processor", "Clock", megahertz},
+    Presentation{"getCpuLoad", "Processor", "Load", fraction},
+    Presentation{"getCpuTemperature", "Processor", "Temperature", celsius},
+    Presentation{"getGpuLoad", "Graphics", "Load", fraction},
+    Presentation{"getGpuTemperature", "Graphics", "Temperature", celsius},
+    Presentation{"getMemoryLoad", "Memory", "In use", percent},
+    Presentation{"getMemoryManufacturerAndModel", "Memory", "Modules", memoryModules},
+    Presentation{"initDisk", kDrives, "List", inTable},
+    Presentation{"getAllDiskType", kDrives, "Kinds", inTable},
+    Presentation{"getDiskTemperature", kDrives, "Temperature", inTable},
+    Presentation{"getDiskReadWriteSpeed", kDrives, "Speed", inTable},
+    Presentation{"getDiskNameWhichOsInstalled", kDrives, "System drive", systemDrive},
+    Presentation{"initBattery", "Batteries", "Number", count<kNoBattery>},
+    Presentation{"getBatteryAllMessage", "Batteries", "Battery", battery},
+    Presentation{"getNetCardMessage", "Network", "Cards", networkCards},
+    Presentation{"getNetCurrentSpeed", "Network", "Rates", networkRates},
+    Presentation{"releaseRing0", kLibraryGroup, "Registers", released},
+    Presentation{"getLastError", kLibraryGroup, "Last failure", lastFailure},
 };
 
 /// The export that says how many entries an indexed export has.
@@ -192,6 +214,8 @@ std::string asTable(const std::vector<Reading>& readings) {
         if (form.group != group) {
             table += fmt::format("\n{}\n", group = form.group);
             told.clear();
+            for (const Fact& fact : factsOf(group))
+                table += fmt::format("  {:<14}  {}\n", fact.label, fact.value);
             if (group == kDrives)
                 for (const std::string& line : driveTable(readings))
                     table += fmt::format("  {}\n", line);
@@ -216,9 +240,7 @@ std::vector<Reading> readAll(std::int64_t gapMilliseconds) {
             run(entry);
             continue;
         }
-        const Outcome count = run(*findExport(counterOf(entry.name)));
-        for (std::int32_t index = 0; !count.failed && index < std::get<std::int32_t>(count.value); ++index)
-            run(entry, static_cast<std::uint32_t>(index));
+        run(*findExport(counterOf(entry.name))); // making the list takes the first sample
     }
     waitMilliseconds(gapMilliseconds);
     std::vector<Reading> readings;

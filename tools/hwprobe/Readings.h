@@ -20,6 +20,8 @@ struct Reading {
 /// samples get them `gapMilliseconds` apart.
 std::vector<Reading> readAll(std::int64_t gapMilliseconds);
 
+inline constexpr std::string_view kLibraryGroup = "Library";
+
 /// How a person reads an export's answer.
 struct Presentation {
     std::string_view name; // of the export
@@ -27,7 +29,6 @@ struct Presentation {
     std::string_view label;
     /// Lines of text with units, from a good outcome.
     std::vector<std::string> (*lines)(const Outcome& outcome);
-    bool moves; // worth watching
 };
 
 /// Null for an unknown name.
@@ -36,7 +37,8 @@ const Presentation* presentationOf(std::string_view name);
 /// A rate in bytes per millisecond with the unit that keeps it short.
 std::string rateText(double bytesPerMillisecond);
 
-/// A line or more a reading below the heading of its group; a failed one with its reason.
+/// A line or more a reading below the heading of its group; a failed one with its reason, one line a cause.
+/// Also what no export gives.
 std::string asTable(const std::vector<Reading>& readings);
 
 } // namespace tool

@@ -3,9 +3,11 @@
 #include "Output.h"
 #include "Readings.h"
 
+#include <fmt/chrono.h>
 #include <nlohmann/json.hpp>
 
 #include <cstdio>
+#include <ctime>
 
 namespace tool {
 
@@ -26,9 +28,15 @@ Json valueOf(const Outcome& outcome) {
     return nullptr;
 }
 
+constexpr int kFormatVersion = 1; // of the object: raised when a key goes or changes its meaning
+
+std::string now() {
+    return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(std::time(nullptr)));
+}
+
 /// Export name to value; an indexed export has an array of its entries, or the reason why there is no list.
 void printJson(const std::vector<Reading>& readings) {
-    Json object = Json::object();
+    Json object = {{"formatVersion", kFormatVersion}, {"version", HWPROBE_VERSION}, {"time", now()}};
     for (const Export& entry : allExports())
         if (entry.takesIndex()) object[std::string(entry.name)] = Json::array();
     for (const Reading& reading : readings) {
@@ -47,16 +55,29 @@ void printJson(const std::vector<Reading>& readings) {
     put(object.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
 }
 
+/// Whether all, some or none of the readings answered. What only looks after the library is no reading.
+int statusOf(const std::vector<Reading>& readings) {
+    std::size_t asked = 0;
+    std::size_t failed = 0;
+    for (const Reading& reading : readings) {
+        if (presentationOf(reading.entry->name)->group == kLibraryGroup) continue;
+        ++asked;
+        failed += reading.outcome.failed;
+    }
+    return failed == 0 ? kExitOk : failed == asked ? kExitFailedCall : kExitSomeFailed;
+}
+
 } // namespace
 
 int show(const std::string& title, bool json) {
     std::fprintf(stderr, "Reading twice, %.0f s apart ...\n", kGapMilliseconds / 1000.0);
     const auto readings = readAll(kGapMilliseconds);
-    if (json)
-        printJson(readings);
-    else
+    if (!json) {
         put(title + "\n" + asTable(readings));
-    return kExitOk;
+        return kExitOk;
+    }
+    printJson(readings);
+    return statusOf(readings);
 }
 
 } // namespace tool

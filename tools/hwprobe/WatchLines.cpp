@@ -11,6 +11,8 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+constexpr int kFormatVersion = 1; // raised when a key goes or changes its meaning
+
 std::string textOf(const Series& series) {
     return series.value->known() ? fmt::format("{:.{}f}", series.value->number, series.digits) : "unknown";
 }
@@ -72,6 +74,7 @@ std::string jsonLine(const Sample& sample) {
                             {"downBytesPerSecond", orNull(adapter.down)},
                             {"upBytesPerSecond", orNull(adapter.up)}});
     const Json object = {
+        {"formatVersion", kFormatVersion},
         {"time", sample.time},
         {"processor",
          {{"loadPercent", orNull(sample.processor.load)},

@@ -243,7 +243,7 @@ DriveColumns driveColumns(const Painter& paint) {
     int place = 2;
     for (const DriveSample& drive : paint.sample.drives)
         place = std::max(place, widthOf(drive.place));
-    DriveColumns columns{2, 2 + std::min(place, 10) + 1, 0, 0, 0, 0, 0};
+    DriveColumns columns{2, 2 + std::min(place, paint.width >= kRoomyLine ? 18 : 10) + 1, 0, 0, 0, 0, 0};
     const bool roomy = paint.width >= kRoomyLine;
     const int width = paint.width;
     int at = columns.model + (roomy ? std::clamp(width / 5, 14, 34) : width - columns.model - 14);
@@ -269,7 +269,10 @@ void driveLines(Painter& paint, Picture& to, const DriveColumns& columns, std::s
     const bool roomy = paint.width >= kRoomyLine;
     const int end = paint.width + 2;
     LineWriter line = paint.line();
-    line.put(columns.place, drive.place, columns.model - columns.place - 1, Style::title);
+    const auto room = static_cast<std::size_t>(columns.model - columns.place - 1);
+    std::string place = drive.place; // its end tells drives apart
+    if (place.size() > room) place = (paint.look.unicode ? "…" : "~") + place.substr(place.size() - room + 1);
+    line.put(columns.place, place, static_cast<int>(room), Style::title);
     line.put(columns.model, drive.model, (columns.kind ? columns.kind : columns.degrees) - columns.model - 1);
     if (columns.kind) line.put(columns.kind, drive.kind, 17, Style::faint);
     const Value& degrees = drive.temperature;
@@ -374,8 +377,7 @@ Picture bodyOf(const Sample& sample, const History& history, const Look& look, i
 }
 
 PictureLine headingLine(const Heading& heading, const Sample& sample, const Look& look) {
-    const std::size_t t = sample.time.find('T');
-    std::string right = t == std::string::npos ? sample.time + " s" : sample.time.substr(t + 1, 8);
+    std::string right = sample.shownTime;
     if (look.columns >= 60)
         right += heading.interval % 1000 == 0 ? fmt::format("   every {} s", heading.interval / 1000)
                                               : fmt::format("   every {} ms", heading.interval);

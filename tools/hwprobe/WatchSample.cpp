@@ -100,11 +100,13 @@ BatterySample sampleOf(const battery::BatteryInfo& battery) {
     return sample;
 }
 
-std::string timeText(bool described) {
+void setTime(Sample& sample, bool described) {
     const std::int64_t ns = watchClockNs(described);
-    if (described) return fmt::format("{:.3f}", static_cast<double>(ns) / 1e9);
     const auto seconds = static_cast<std::time_t>(ns / 1'000'000'000);
-    return fmt::format("{0:%Y-%m-%dT%H:%M:%S}.{1:03}{0:%z}", fmt::localtime(seconds), ns / 1'000'000 % 1000);
+    const std::int64_t milliseconds = ns / 1'000'000 % 1000;
+    sample.time = described ? fmt::format("{}.{:03}", seconds, milliseconds)
+                            : fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z", fmt::gmtime(seconds), milliseconds);
+    sample.shownTime = described ? sample.time + " s" : fmt::format("{:%H:%M:%S}", fmt::localtime(seconds));
 }
 
 } // namespace
@@ -158,7 +160,10 @@ void Sampler::takeDrives(const std::atomic<bool>& stop) {
         DriveSample& drive = sample_.drives[i];
         const auto index = static_cast<std::uint32_t>(i);
         if (i >= listed) { // no list: the records tell what they knew when they were made
-            drive.temperature = drive.read = drive.write = Value::none();
+            drive.temperature = vars[i].Temperature == kNoTemperature
+                                    ? Value::none()
+                                    : degrees(Value::of(vars[i].Temperature * vars[i].TemperatureMultiplier));
+            drive.read = drive.write = Value::none();
         } else {
             drive.temperature = degrees(number("getDiskTemperature", 1.0, index));
             if (!first_) {
@@ -215,7 +220,7 @@ void Sampler::takeAdapters() {
 
 const Sample& Sampler::take(const std::atomic<bool>& stop,
                             const std::function<void(const Sample&)>& progress) {
-    sample_.time = timeText(described_);
+    setTime(sample_, described_);
     if (first_) sample_.processor.name = processorName();
     // What is there at once goes first: the clock takes half a second to measure, some drives longer to
     // answer.

@@ -46,8 +46,9 @@ struct BatterySample {
 
 /// What moves, at one moment.
 struct Sample {
-    std::string
-        time; // measured where the sample began: local time, or seconds on a described machine's clock
+    // Measured where the sample began, in UTC; on a described machine the seconds of its clock.
+    std::string time;
+    std::string shownTime; // for a person, where he is
     ProcessorSample processor;
     Value gpuLoad, gpuTemperature;
     Value memoryLoad, memoryBytes;

@@ -115,15 +115,17 @@ int run(int argc, char** argv) {
     CLI::App app{"Shows what Orvane HwProbe reads from this machine or from a described one.", "hwprobe"};
     app.set_version_flag("--version", "hwprobe " HWPROBE_VERSION);
     app.require_subcommand(1);
-    app.footer("Status: 0 all answered; 2 wrong usage, a machine file that cannot be used, or a failure "
-               "planned in it\n"
-               "that no request met; 3 a call failed; 4 the output cannot be written;\n"
-               "5 a hardware fault ended a call.");
+    app.footer(
+        "Status: 0 all answered; 1 some readings of show --json failed; 2 wrong usage, a machine file that\n"
+        "cannot be used, or a failure planned in it that no request met; 3 a call failed, or every reading "
+        "of\n"
+        "show --json; 4 the output cannot be written; 5 a hardware fault ended a call.");
 
     CLI::App& show =
         *app.add_subcommand("show", "Every reading once, with units, or the reason why it failed");
     addCommon(show, options);
-    show.add_flag("--json", options.json, "One JSON object: export name to value or {\"error\": text}");
+    show.add_flag("--json", options.json,
+                  "One JSON object: export name to value or {\"error\": text}, drives; see the status below");
 
     CLI::App& call = *app.add_subcommand("call", "Calls in the order given, each raw result on one line");
     addCommon(call, options);

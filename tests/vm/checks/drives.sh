@@ -121,3 +121,115 @@ explain --trace >/tmp/explained
 has "trace: is written when it is wanted" "$(cat /tmp/stderr)" GetDiskInfo
 explain >/tmp/explained
 is "trace: is not written otherwise" "$(cat /tmp/stderr)" ""
+
+# The exports. What smartctl reads SMART data of is listed, and nothing else.
+smart_of() {
+  smartctl --json=g -a "/dev/$1" >/tmp/smart
+  [ "$(smart smart_support.available)" = true ]
+}
+# report DISK...: the list in this order, by smartctl and the kernel.
+report() {
+  report=
+  for listed; do
+    smart_of "$listed"
+    if [ "$(cat "/sys/block/$listed/queue/rotational")" = 1 ]; then kind=HDD; else kind=SSD; fi
+    report="$report,{\"SN\":\"$(smart serial_number)\",\"type\":\"$kind\"}"
+  done
+  echo "[${report#,}]"
+}
+smart_disks=
+for disk in $disks; do
+  ! smart_of "$disk" || smart_disks="$smart_disks $disk"
+done
+# shellcheck disable=SC2086 # a list of words
+set -- $smart_disks
+answers=$(call initDisk getAllDiskType getDiskTemperature:0 getDiskTemperature:1 getDiskTemperature:2)
+is "exports: the number of drives" "$(line "$answers" 1)" $#
+is "exports: serial numbers and kinds" "$(line "$answers" 2)" "$(report "$@")"
+row=3
+for disk; do
+  smart_of "$disk"
+  is "exports: temperature of $disk" "$(line "$answers" $row)" "$(smart temperature.current)"
+  row=$((row + 1))
+done
+# The management data know the size that the drive's own path leaves open: whole cylinders, and the 49 megabytes off.
+is "exports: the NVMe size of the list" "$(hwprobe show --json 2>/dev/null | sed -n '/"isNvme": true/,/sizeMB/s/.*"sizeMB": \(.*\),/\1/p')" \
+  "$(awk '{ print int(int($1 / 16065) * 16065 * 512 / 1000000) - 49 }' "/sys/block/$disk/size")"
+call_fails "exports: no drive behind the last" "invalid vector subscript" initDisk getDiskTemperature:$#
+call initDisk >/dev/null
+has "exports: what is not listed is told" "$(log)" "is not listed: no command path gives its identify data; "
+
+# sample: the counters of the kernel's own table and the time, read without another process.
+sample() {
+  while read -r _ _ name _ _ sectors_read _ _ _ sectors_written _; do
+    [ "$name" != "$writing" ] || now_written=$sectors_written
+    [ "$name" != "$reading" ] || now_read=$sectors_read
+  done </proc/diskstats
+  read -r uptime _ </proc/uptime
+  now=${uptime%.*}${uptime#*.}0
+}
+# speed_near NAME ANSWER SECTORS: within 15 % of what the kernel counted, of a load that is one. The two look at the
+# counters some hundredths of a second apart, and an emulated load is uneven.
+speed_near() {
+  speed=$(calc "$3 * 512 / ($now - $start)")
+  within "$1, load" "$speed" 1000 1e9
+  within "$1" "$2" "$(calc "$speed * 0.85")" "$(calc "$speed * 1.15")"
+}
+find_disk ahci && writing=$disk
+find_disk nvme && reading=$disk
+dd if=/dev/zero "of=/dev/$writing" bs=64k oflag=direct 2>/dev/null &
+dd "if=/dev/$reading" of=/dev/null bs=64k iflag=direct 2>/dev/null &
+call initDisk sleep:6000 getDiskReadWriteSpeed:0 getDiskReadWriteSpeed:1 getDiskReadWriteSpeed:2 | {
+  read -r _
+  sample
+  start=$now start_written=$now_written start_read=$now_read
+  read -r first
+  sample
+  read -r second
+  read -r third
+  set -- "$first" "$second" "$third"
+  for listed in $smart_disks; do
+    case $listed in
+      "$writing") written=$1 ;;
+      "$reading") read=$1 ;;
+      *) idle=$1 ;;
+    esac
+    shift
+  done
+  is "speed: a drive at rest" "$idle" '{"write": 0.000000, "read": 0.000000}'
+  is "speed: the one that is written is not read" "${written#*, }" '"read": 0.000000}'
+  is "speed: the one that is read is not written" "${read%,*}" '{"write": 0.000000'
+  written=${written#*: } read=${read##*: }
+  speed_near "speed: writing" "${written%%,*}" $((now_written - start_written))
+  speed_near "speed: reading" "${read%\}}" $((now_read - start_read))
+}
+kill %1 %2
+
+as_user hwprobe call initDisk getAllDiskType getDiskReadWriteSpeed:0 >/tmp/answers 2>/tmp/stderr
+is "exports: an ordinary user has no drives" "$(tr '\n' ' ' </tmp/answers)" '0 null {"error": "invalid vector subscript"} '
+has "exports: the log tells the user the right" "$(cat /tmp/user/resources/log/cpp/*.log)" "error code: 5 "
+has "exports: show tells the user the right" "$(as_user hwprobe show 2>/dev/null)" "access denied; run as root"
+
+# A partition's file system has letter D, and C in a root folder of its own.
+none='{"code":0, "data": "available disk not found"}'
+is "letters: the root is on no drive" "$(call getDiskNameWhichOsInstalled)" "$none"
+find_disk ata_piix
+printf 'n\np\n1\n\n\nw\n' | fdisk "/dev/$disk" >/dev/null
+mke2fs "/dev/${disk}1" >/dev/null
+mkdir /disk
+mount -t ext4 "/dev/${disk}1" /disk
+answers=$(call getDiskNameWhichOsInstalled getAllDiskType)
+is "letters: a drive on D is not the root's" "$(line "$answers" 1)" "$none"
+# shellcheck disable=SC2046 # a list of words
+is "letters: a drive with one comes first" "$(line "$answers" 2)" "$(report "$disk" $(echo "$smart_disks" | sed "s/$disk//"))"
+mkdir /disk/bin /disk/lib
+cp /bin/hwprobe /disk/bin/
+cp /lib/*.so* /disk/lib/
+cp -r /lib64 /disk/
+for folder in proc sys dev tmp; do
+  mkdir "/disk/$folder"
+  mount --bind "/$folder" "/disk/$folder"
+done
+smart_of "$disk"
+is "letters: the drive of the root" "$(chroot /disk /bin/hwprobe call getDiskNameWhichOsInstalled)" \
+  "{\"code\":1,\"diskName\":\"$(smart model_name)\"}"

@@ -1,20 +1,25 @@
 # A drive on each way that Linux has to one: ATA on AHCI and on the old IDE controller, NVMe, a disk behind USB
 # mass storage and one behind UAS, and a SCSI disk that understands no ATA. They hold zeros and need no file, so
 # they may be large: one has more sectors than 28 bits can count, and none is so small that its count isn't
-# believed.
+# believed. The old controller's disk alone keeps what is written, for a file system.
 board=q35
 cpu=Skylake-Client
 smp=2
-modules="ahci ata_piix nvme xhci-pci usb-storage uas virtio_pci virtio_scsi sd_mod sg"
+modules="ahci ata_piix nvme xhci-pci usb-storage uas virtio_pci virtio_scsi sd_mod sg ext4 crc32c_generic"
 programs="smartctl nvme setpriv"
 
 # zeros ID SIZE
 zeros() { printf '%s\n' -drive "if=none,id=$1,driver=null-co,read-zeroes=on,size=$2"; }
 
+prepare() {
+  rm -f "$work/pata"
+  truncate -s 3G "$work/pata"
+}
+
 devices() {
   zeros sata 200G
-  zeros pata 3G
-  zeros nvme 5G
+  printf '%s\n' -drive "if=none,id=pata,format=raw,file=$work/pata"
+  zeros nvme 50G
   zeros storage 2G
   zeros uas 2G
   zeros scsi 2G
