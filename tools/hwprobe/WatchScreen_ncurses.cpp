@@ -66,7 +66,7 @@ class CursesScreen : public WatchScreen {
         for (const int signal : {SIGINT, SIGTERM, SIGHUP})
             ::sigaction(signal, &action, nullptr);
         beforeFaultEnd([] {
-            std::lock_guard lock(terminal);
+            terminal.lock(); // for good: nobody draws any more
             ::endwin();
         });
     }
