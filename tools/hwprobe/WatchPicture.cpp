@@ -337,42 +337,52 @@ void padTo(Picture& frames, std::size_t rows, int width, const Look& look) {
     frames.insert(frames.end() - 1, rows - frames.size(), empty);
 }
 
-/// Everything below the heading, with a load plot of so many rows.
-Picture bodyOf(const Sample& sample, const History& history, const Look& look, int plotRows) {
-    const int width = look.columns;
-    const bool two = width >= kTwoColumns;
-    const int leftWidth = two ? width / 2 : width;
-    const int rightWidth = two ? width - leftWidth : width;
-    const auto painter = [&](int frame) { return Painter{sample, history, look, frame - 4}; };
+/// Frames side by side, of about the same height: graphics stand where there is room, and the plots take what
+/// is left.
+Picture twoColumns(const Painter& paint, int plotRows, int width) {
+    Painter narrow = paint;
+    narrow.width = width - 4;
+    const Picture graphics = graphicsFrame(narrow, width);
+    bool graphicsLeft = true;
     const auto leftOf = [&](int rows) {
-        Picture left = processorFrame(painter(leftWidth), rows, leftWidth);
-        append(left, memoryFrame(painter(leftWidth), leftWidth));
-        append(left, graphicsFrame(painter(leftWidth), leftWidth));
+        Picture left = processorFrame(narrow, rows, width);
+        append(left, memoryFrame(narrow, width));
+        if (graphicsLeft) append(left, graphics);
         return left;
     };
     const auto rightOf = [&](int rows) {
-        Picture right = networkFrame(painter(rightWidth), rows, rightWidth);
-        append(right, batteriesFrame(painter(rightWidth), rightWidth));
+        Picture right = networkFrame(narrow, rows, width);
+        append(right, batteriesFrame(narrow, width));
+        if (!graphicsLeft) append(right, graphics);
         return right;
     };
+    graphicsLeft = leftOf(1).size() - graphics.size() <= rightOf(1).size();
     Picture left = leftOf(plotRows);
     Picture right = rightOf(1);
-    Picture body;
-    if (two) {
-        // The plots take the room that is beside the higher side.
-        const auto missing = static_cast<int>(left.size()) - static_cast<int>(right.size());
-        const auto adapters = static_cast<int>(sample.adapters.size());
-        if (missing < 0) left = leftOf(plotRows - missing);
-        if (missing > 0 && adapters > 0) right = rightOf(std::min(1 + missing / adapters, kMostRateRows));
-        padTo(right, left.size(), rightWidth, look);
-        padTo(left, right.size(), leftWidth, look);
-        body = beside(std::move(left), right, leftWidth);
-        append(body, drivesFrame(painter(width), width));
-    } else {
-        body = std::move(left);
-        append(body, drivesFrame(painter(width), width));
-        append(body, std::move(right));
+    const auto missing = static_cast<int>(left.size()) - static_cast<int>(right.size());
+    const auto adapters = static_cast<int>(paint.sample.adapters.size());
+    if (missing < 0) left = leftOf(plotRows - missing);
+    if (missing > 0 && adapters > 0) right = rightOf(std::min(1 + missing / adapters, kMostRateRows));
+    padTo(right, left.size(), width, paint.look);
+    padTo(left, right.size(), width, paint.look);
+    return beside(std::move(left), right, width);
+}
+
+/// Everything below the heading, with a load plot of so many rows.
+Picture bodyOf(const Sample& sample, const History& history, const Look& look, int plotRows) {
+    const int width = look.columns >= kTwoColumns ? look.columns / 2 * 2 : look.columns;
+    const Painter paint{sample, history, look, width - 4};
+    if (width >= kTwoColumns) {
+        Picture body = twoColumns(paint, plotRows, width / 2);
+        append(body, drivesFrame(paint, width));
+        return body;
     }
+    Picture body = processorFrame(paint, plotRows, width);
+    append(body, memoryFrame(paint, width));
+    append(body, graphicsFrame(paint, width));
+    append(body, drivesFrame(paint, width));
+    append(body, networkFrame(paint, 1, width));
+    append(body, batteriesFrame(paint, width));
     return body;
 }
 
