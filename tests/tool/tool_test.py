@@ -187,8 +187,8 @@ class Watch(unittest.TestCase):
             self.assertAlmostEqual(0, time % 0.02 % 0.0199, delta=0.001)  # on multiples of the interval
             self.assertAlmostEqual(0.02, later - time, delta=0.001)
         for sample in samples:
-            self.assertEqual(("25.0", "58.0", "38", "43.0"),
-                             tuple(sample[name] for name in ("cpu_load_%", "cpu_temp_C", "mem_used_%", "drive0_temp_C")))
+            names = "cpu_load_%", "cpu_temp_C", "mem_used_%", "drive0_temp_C"
+            self.assertEqual(("25.0", "58.0", "38", "43.0"), tuple(sample[name] for name in names))
 
     def test_batteries_come_and_go_and_what_nobody_tells_is_unknown(self):
         with tempfile.TemporaryDirectory() as folder:

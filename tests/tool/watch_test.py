@@ -21,8 +21,8 @@ class Terminal:
         self.tmux = ["tmux", "-u", "-L", f"watch-{os.getpid()}-{id(self)}", "-f", "/dev/null"]
         case.addCleanup(self.close)
         settings = [f"{name}={value}" for name, value in {"LC_ALL": "C.UTF-8", **environment}.items()]
-        command = ["sh", "-c", 'trap : INT; echo $$ >pid; "$@"; echo "status $?"; exec sleep 60', "sh", "env", *settings, TOOL,
-                   "watch", "--interval", "100", *arguments]
+        script = 'trap : INT; echo $$ >pid; "$@"; echo "status $?"; exec sleep 60'
+        command = ["sh", "-c", script, "sh", "env", *settings, TOOL, "watch", "--interval", "100", *arguments]
         self.started = time.monotonic()
         self.run("new-session", "-d", "-x", columns, "-y", rows, "-c", self.folder.name, *command)
 

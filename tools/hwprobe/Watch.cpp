@@ -147,7 +147,13 @@ int watchScreen(const std::string& title, const WatchOptions& options, std::uniq
         feed.done = true;
         feed.ended.notify_all();
     });
-    drawFrom(feed, *screen, {title, options.interval});
+    try {
+        drawFrom(feed, *screen, {title, options.interval});
+    } catch (const OutputError&) {
+        watcher.stop();
+        sampling.join();
+        throw;
+    }
     screen.reset(); // whoever ends it has the terminal back at once
     watcher.stop();
     std::unique_lock lock(feed.mutex);

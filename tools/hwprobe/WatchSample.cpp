@@ -207,7 +207,8 @@ void Sampler::takeAdapters() {
     sample_.adapters.clear();
     sample_.adapterList = outcome.failed ? Value::none(shown(outcome.reason)) : Value::of(0);
     if (outcome.failed) return;
-    for (const Json& entry : parsed(outcome)) {
+    const Json list = parsed(outcome);
+    for (const Json& entry : list.is_array() ? list : Json::array()) {
         AdapterSample& adapter = sample_.adapters.emplace_back();
         if (entry.contains("model") && entry["model"].is_string())
             adapter.model = shown(entry["model"].get<std::string>());
