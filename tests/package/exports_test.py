@@ -1,7 +1,8 @@
-"""Compares the names that a built library exports with those of the public header, and looks through a DLL's unwind
-table: exports_test.py HEADER LIBRARY NM OBJDUMP"""
+"""Compares the names that a built library exports and the version that its file tells with those of the public header,
+and looks through a DLL's unwind table: exports_test.py HEADER LIBRARY NM OBJDUMP"""
 
 import re
+import struct
 import subprocess
 import sys
 
@@ -17,8 +18,29 @@ def exported():
     return [line.split()[-1] for line in listing.splitlines()]
 
 
+def versions():
+    """What the file says of itself: the version resource, or the SONAME's number and the note."""
+    with open(LIBRARY, "rb") as file:
+        raw = file.read()
+    if LIBRARY.endswith(".dll"):
+        at = raw.index(struct.pack("<II", 0xFEEF04BD, 0x10000))  # VS_FIXEDFILEINFO
+        minor, major, build, patch = struct.unpack_from("<4H", raw, at + 8)
+        return [f"{major}.{minor}.{patch}"]
+    listing = subprocess.run([OBJDUMP, "-p", LIBRARY], capture_output=True, text=True, check=True).stdout
+    [major] = re.findall(r"SONAME +libOrvane_HwProbe\.so\.(\d+)$", listing, re.MULTILINE)
+    at = raw.index(b"Orvane\0\0")
+    owner, size, kind = struct.unpack_from("<III", raw, at - 12)
+    assert (owner, kind) == (7, 1)
+    text = raw[at + 8:at + 8 + size - 1].decode()
+    return [text, major + text[text.index("."):]]
+
+
 with open(HEADER, encoding="utf-8") as header:
-    declared = re.findall(r"^ORVANE_HWPROBE_API .*?(\w+)\(", header.read(), re.MULTILINE)
+    text = header.read()
+declared = re.findall(r"^ORVANE_HWPROBE_API .*?(\w+)\(", text, re.MULTILINE)
+version = ".".join(re.findall(r"^#define HWPROBE_VERSION_(?:MAJOR|MINOR|PATCH) (\d+)$", text, re.MULTILINE))
+if set(versions()) != {version}:
+    sys.exit(f"{LIBRARY} tells version {versions()}, the header {version}")
 found = sorted(exported())
 if len(declared) != 19 or found != sorted(declared):
     sys.exit(f"{LIBRARY} exports {found}\nthe header declares {sorted(declared)}")

@@ -98,7 +98,8 @@ static int poll(void* library) {
     return faults;
 }
 
-/* The functions that first measure the processor for half a second. The library does not know every family. */
+/* The functions that first measure the processor for half a second. The library does not know every family.
+ */
 static void pollProcessor(void* library) {
     const int load = real(library, "getCpuLoad") >= 0;
     if (!load && !strstr(text(library, "getLastError"), "not support")) fail("getCpuLoad", -1);

@@ -52,7 +52,9 @@ class Call(unittest.TestCase):
             (["call", "getDiskTemperature"], "getDiskTemperature:INDEX"),
             (["call", "getMemoryLoad:1"], "takes no index"),
             (["call"], "CALL"),
-            (["look"], "look: no such command; the commands are show, call, watch and explain"),
+            (["look"], "look: no such command; the commands are show, call, watch, explain"),
+            (["wach"], "wach: no such command (did you mean watch?)"),
+            (["call", "getCpuTemprature"], "getCpuTemprature: not an export (did you mean getCpuTemperature?)"),
             ([], "--help"),
             (["show", "--machine", "missing.json"], "missing.json"),
             (["watch", "--count", "-1", "--machine", DESKTOP], "--count"),
@@ -86,6 +88,33 @@ class MachineFiles(unittest.TestCase):
             status, out, err = hwprobe("call", "getMemoryLoad", "--machine", special)
             self.assertEqual((2, "", 1), (status, out, err.count("\n")), special)
             self.assertIn("not a regular file", err)
+
+    def test_the_smallest_machine_of_the_documents_gives_a_temperature(self):
+        page = (Path(SOURCE) / "docs" / "machine-files.md").read_text()
+        machine = self.file(re.search(r"^```json\n(.*?)^```$", page, re.MULTILINE | re.DOTALL)[1])
+        self.assertEqual((0, "42\n", ""), hwprobe("call", "getCpuTemperature", "--machine", machine))
+
+    def test_facts_of_a_processor_that_do_not_agree_are_told(self):
+        one, two = '{"relationship": 0, "mask": 1}', '{"relationship": 0, "mask": 2}'
+        leaf = '"leaves": [{"leaf": 1, "ebx": "0x20000"}, {"leaf": 4, "eax": "0x04000000"}]'
+        for facts, told in [
+            (leaf + ', "apicIds": [0, 1], "records": [' + one + ', ' + two + ']', []),
+            ('"records": [' + one + ']', ["vendor and leaves"]),
+            (leaf + ', "records": [' + one + ', ' + two + ']', ["records and apicIds: 2 cores"]),
+            (leaf + ', "apicIds": [0, 0], "records": [' + one + ', ' + two + ']', ["apicIds: an id"]),
+            (leaf + ', "apicIds": [0, 1], "records": [' + one + ']', ["apicIds and records: 2 ids, and 1"]),
+            (leaf + ', "present": 2, "records": [' + one + ']', ["records and present: the cores have the logical processors 0x1"]),
+            (leaf + ', "records": [' + one + ', ' + one + ', ' + one + ']',
+             ["leaf 4 and records: EAX 31:26 has room for 2", "stand in two cores", "stand in two", "records and apicIds"]),
+            ('"leaves": [{"leaf": 1}], "apicIds": [0, 1], "records": [{"relationship": 0, "mask": 3}]',
+             ["leaf 1 and apicIds: EBX 23:16 has room for 0 ids, there are 2"]),
+        ]:
+            with self.subTest(facts):
+                machine = self.file('{"name": "x", "processor": {"vendor": "GenuineIntel", ' + facts + '}}')
+                _, _, err = hwprobe("call", "getLastError", "--machine", machine)
+                self.assertEqual(len(told), err.count("facts that do not agree"), err)
+                for text in told:
+                    self.assertIn(text, err)
 
     def test_a_planned_failure_that_was_not_reached_is_an_error(self):
         machine = self.file('{"name": "x", "memory": {"totalPhys": 8, "availPhys": 4}, "faults": ['

@@ -1,6 +1,7 @@
 #include "Commands.h"
 #include "Exports.h"
 #include "Output.h"
+#include "Suggestion.h"
 
 #include <charconv>
 #include <cstdio>
@@ -33,7 +34,11 @@ std::optional<Step> parse(const std::string& text) {
     if (name == "sleep" && hasNumber) return step;
     step.entry = findExport(name);
     if (!step.entry) {
-        std::fprintf(stderr, "%s: not an export; the names are:\n", text.c_str());
+        std::vector<std::string> names;
+        for (const Export& entry : allExports())
+            names.emplace_back(entry.name);
+        std::fprintf(stderr, "%s: not an export%s; the names are:\n", text.c_str(),
+                     suggestion(name, names).c_str());
         for (const Export& entry : allExports())
             std::fprintf(stderr, "  %s%s\n", entry.name.data(), entry.takesIndex() ? ":INDEX" : "");
         std::fprintf(stderr, "  sleep:MS\n");

@@ -2,6 +2,7 @@
 #include "Drives.h"
 #include "Output.h"
 #include "Readings.h"
+#include "orvane/hwprobe.h"
 
 #include <fmt/chrono.h>
 #include <nlohmann/json.hpp>

@@ -4,9 +4,11 @@
 #include "Explain.h"
 #include "Exports.h"
 #include "Output.h"
+#include "Suggestion.h"
 #include "disk_engine/CAtaSmart.h"
 #include "frame/border/TextResults.h"
 #include "frame/border/globals.h"
+#include "orvane/hwprobe.h"
 #include "platform/Platform.h"
 #include "platform/machine/Machine.h"
 #include "state/ProcessState.h"
@@ -67,6 +69,9 @@ int execute(const CLI::App& app, const Options& options) {
     std::string title = "This machine";
     if (!options.machine.empty()) {
         machine = orv::platform::Machine::fromFile(options.machine).release();
+        for (const std::string& facts : machine->processor().contradictions())
+            std::fprintf(stderr, "%s: processor: facts that do not agree: %s\n", options.machine.c_str(),
+                         facts.c_str());
         orv::ProcessState::renew(); // what loading made was this machine's
         orv::platform::use(*machine);
         orv::frame::makeRoomForFailures();
@@ -90,9 +95,12 @@ int execute(const CLI::App& app, const Options& options) {
 /// What kept the arguments from being understood, or a text that was asked for.
 int refuse(const CLI::App& app, const CLI::ParseError& problem) {
     if (app.get_subcommands().empty() && app.remaining_size() != 0) {
-        std::fprintf(stderr,
-                     "%s: no such command; the commands are show, call, watch and explain (see --help)\n",
-                     app.remaining().front().c_str());
+        const std::string written = app.remaining().front();
+        std::vector<std::string> names;
+        for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; }))
+            names.push_back(command->get_name());
+        std::fprintf(stderr, "%s: no such command%s; the commands are %s (see --help)\n", written.c_str(),
+                     tool::suggestion(written, names).c_str(), CLI::detail::join(names, ", ").c_str());
         return tool::kExitUsage;
     }
     return app.exit(problem) == 0 ? tool::kExitOk : tool::kExitUsage;

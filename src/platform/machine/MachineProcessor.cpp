@@ -5,8 +5,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <limits>
+#include <set>
 
 namespace orv::platform {
 
@@ -24,6 +26,9 @@ constexpr std::uint32_t kBrandLeaves = 0x80000002; // three leaves of 16 charact
 constexpr std::size_t kBrandSize = 48;
 constexpr std::size_t kVendorSize = 12;
 constexpr std::uint32_t kApicIdShift = 24; // leaf 1, EBX 31:24
+
+constexpr std::uint32_t kCoreRecord = 0, kPackageRecord = 3; // relationship of a topology record
+constexpr std::uint32_t kEbxOfIntel = 0x756E6547;            // "Genu"
 
 constexpr std::int64_t kNsPerMillisecond = 1'000'000;
 constexpr std::int64_t kNsPerPerformanceTick = 100; // a counter of 10 MHz
@@ -52,7 +57,10 @@ void MachineProcessor::placeThread(const Node& processor) {
     affinity_ = present_;
     for (std::size_t i = apicIds_.size(); !apicIds_.empty() && i < affinity_.size(); ++i)
         affinity_.reset(i);
-    if (affinity_.none()) processor.fail("present must have a logical processor of the machine");
+    if (affinity_.none())
+        processor.fail(fmt::format("present and apicIds do not agree: {:#x} names none of the {} logical "
+                                   "processors that apicIds has",
+                                   present_.to_ullong() & kAny32, apicIds_.size()));
 }
 
 void MachineProcessor::loadLeaves(const Node& processor) {
@@ -102,6 +110,54 @@ void MachineProcessor::loadRecords(const Node& processor) {
         entry.done();
         records_.push_back(record);
     }
+}
+
+/// An Intel processor's leaves say how an id divides into package, core and thread.
+void MachineProcessor::compareIntelLeaves(std::size_t cores, std::vector<std::string>& found) const {
+    const auto version = leaves_.find(1), cache = leaves_.find(4);
+    if (version == leaves_.end() || leaves_.at(0).ebx != kEbxOfIntel) return;
+    const std::uint32_t ids = version->second.ebx >> 16 & 0xFF; // of a package
+    if (apicIds_.size() > std::max(ids, 1U))
+        found.push_back(fmt::format("leaf 1 and apicIds: EBX 23:16 has room for {} ids, there are {}", ids,
+                                    apicIds_.size()));
+    const std::uint32_t room = cache == leaves_.end() ? 1 : (cache->second.eax >> 26 & 0x3F) + 1;
+    if (cores > room)
+        found.push_back(
+            fmt::format("leaf 4 and records: EAX 31:26 has room for {} cores, there are {}", room, cores));
+}
+
+std::vector<std::string> MachineProcessor::contradictions() const {
+    std::vector<std::string> found;
+    const auto leafZero = leaves_.find(0);
+    if (leafZero != leaves_.end() && leafZero->second.ebx != 0 && leafZero->second.eax == 0)
+        found.emplace_back("vendor and leaves: without a leaf 1 the vendor counts as unknown");
+
+    std::uint32_t inCores = 0; // logical processors
+    std::size_t cores = 0, packages = 0;
+    for (const LogicalProcessorRecord& record : records_) {
+        if (record.relationship == kPackageRecord) ++packages;
+        if (record.relationship != kCoreRecord) continue;
+        if (const std::uint32_t twice = inCores & record.processorMask)
+            found.push_back(fmt::format("records: the logical processors {:#x} stand in two cores", twice));
+        inCores |= record.processorMask;
+        ++cores;
+    }
+    if (cores == 0) return found;
+    if (packages <= 1) compareIntelLeaves(cores, found);
+
+    const auto logical = static_cast<std::size_t>(std::popcount(inCores));
+    const std::set<std::uint8_t> ids(apicIds_.begin(), apicIds_.end());
+    if (!apicIds_.empty() && apicIds_.size() != logical && present_.count() >= logical)
+        found.push_back(fmt::format("apicIds and records: {} ids, and {} logical processors in the cores",
+                                    apicIds_.size(), logical));
+    if (ids.size() != apicIds_.size()) found.emplace_back("apicIds: an id stands there twice");
+    if (apicIds_.empty() && ownLeaves_.empty() && cores > 1)
+        found.push_back(fmt::format("records and apicIds: {} cores, and no ids that tell them apart", cores));
+    if (const auto absent = inCores & ~static_cast<std::uint32_t>(present_.to_ullong() & kAny32))
+        found.push_back(fmt::format(
+            "records and present: the cores have the logical processors {:#x}, which present leaves out",
+            absent));
+    return found;
 }
 
 CpuidRegisters MachineProcessor::cpuid(std::uint32_t number) {

@@ -25,12 +25,17 @@ class MachineProcessor : public Processor {
     ErrorCode GetLogicalProcessorInformation(LogicalProcessorRecord* records, std::uint32_t& length) override;
     Result<AffinityMask> SetThreadAffinityMask(const AffinityMask& mask) override;
 
+    /// Facts of the section that no real processor has together, each as a text. They are told and not
+    /// refused: a machine whose tables contradict each other is one to try as well.
+    std::vector<std::string> contradictions() const;
+
   private:
     void loadLeaves(const Node& processor);
     void loadRecords(const Node& processor);
     void setBrand(const std::string& brand);
     void placeThread(const Node& processor);
     std::uint32_t running() const;
+    void compareIntelLeaves(std::size_t cores, std::vector<std::string>& found) const;
 
     Requests& requests_;
     const MachineClock& clock_;
