@@ -200,13 +200,38 @@ class Show(unittest.TestCase):
 
 
 class Watch(unittest.TestCase):
-    def test_piped_it_prints_plain_lines(self):
-        status, out, err = hwprobe("watch", "--interval", "20", "--count", "3", "--machine", DESKTOP)
-        self.assertEqual(0, status, err)
+    def lines(self, *arguments):
+        status, out, err = hwprobe("watch", "--count", "3", *arguments)
+        self.assertEqual((0, ""), (status, err))
         self.assertNotIn("\x1b", out)
-        rows = [line.split("\t") for line in out.splitlines()]
-        self.assertEqual([("0.020", "38"), ("0.040", "38"), ("0.060", "38")],
-                         [(time, value) for time, name, value in rows if name == "getMemoryLoad"])
+        return out.splitlines()
+
+    def test_piped_it_prints_a_line_a_sample_below_the_names(self):
+        lines = self.lines("--interval", "20", "--machine", DESKTOP)
+        self.assertIn("# drive1: D: WDC WD10EZEX-08WN4A0", lines)
+        names, *rows = [line.split() for line in lines if not line.startswith("# ")]
+        samples = [dict(zip(names, row, strict=True)) for row in rows]
+        times = [float(sample["#time"]) for sample in samples]
+        for time, later in zip(times, times[1:] + [times[-1] + 0.02]):
+            self.assertAlmostEqual(0, time % 0.02 % 0.0199, delta=0.001)  # on multiples of the interval
+            self.assertAlmostEqual(0.02, later - time, delta=0.001)
+        for sample in samples:
+            names = "cpu_load_%", "cpu_temp_C", "mem_used_%", "drive0_temp_C"
+            self.assertEqual(("25.0", "58.0", "38", "43.0"), tuple(sample[name] for name in names))
+
+    def test_batteries_come_and_go_and_what_nobody_tells_is_unknown(self):
+        with tempfile.TemporaryDirectory() as folder:
+            machine = Path(folder) / "machine.json"
+            machine.write_text(json.dumps({"name": "m", "memory": {"totalPhys": 8, "availPhys": 4}, "batteries": [
+                {**dict.fromkeys(["deviceName", "manufacturer", "serialNumber", "uniqueId"], "ACME"),
+                 "fullChargedCapacity": 50, "capacity": "0xFFFFFFFF", "rate": -2147483648, "present": False,
+                 "changes": [{"atSeconds": 2}, {"atSeconds": 3, "present": False}]}]}))
+            samples = [json.loads(line) for line in self.lines("--json", "--machine", str(machine))]
+        self.assertEqual([0, 1, 0], [len(sample["batteries"]) for sample in samples])
+        battery = samples[1]["batteries"][0]
+        self.assertEqual([None, None], [battery["chargePercent"], battery["powerWatts"]])
+        self.assertEqual((50, None), (samples[0]["memory"]["usedPercent"], samples[0]["graphics"]["loadPercent"]))
+        self.assertEqual("No gpu found", samples[0]["failures"]["gpu_load_%"])
 
 
 if __name__ == "__main__":

@@ -17,7 +17,14 @@ inline constexpr int kExitHardwareFault = 5;
 /// `title` names the machine that is shown.
 int show(const std::string& title, bool json);
 int call(const std::vector<std::string>& calls);
-/// `count` 0 goes on until interrupted. `described`: the machine's clock has to be moved along.
-int watch(const std::string& title, std::int64_t intervalMilliseconds, std::uint64_t count, bool described);
+
+struct WatchOptions {
+    std::int64_t interval = 1000; // milliseconds
+    std::uint64_t count = 0;      // 0 goes on until interrupted
+    bool json = false;
+    bool described = false; // the machine's clock has to be moved along
+    bool chatty = false;    // log or trace go to standard error
+};
+int watch(const std::string& title, const WatchOptions& options);
 
 } // namespace tool

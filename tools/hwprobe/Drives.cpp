@@ -34,23 +34,6 @@ Json orNull(std::int32_t value, std::int32_t none) {
     return value == none ? Json() : Json(value);
 }
 
-/// Its letters, or how else it is named.
-std::string placeOf(const AtaSmartInfo& asi) {
-    if (!asi.DriveMap.empty()) return narrow(asi.DriveMap);
-    if (asi.PhysicalDriveId >= 0) return fmt::format("drive {}", asi.PhysicalDriveId);
-    constexpr std::size_t portIdentifier = 28; // of the CSMI_SAS_PHY_ENTITY
-    if (asi.ScsiTargetId < 0)
-        return fmt::format("port {} phy {}", asi.ScsiPort, asi.sasPhyEntity[portIdentifier]);
-    return fmt::format("port {} target {}", asi.ScsiPort, asi.ScsiTargetId);
-}
-
-std::string sizeText(std::uint32_t megabytes) {
-    if (megabytes == 0) return kUnknown;
-    if (megabytes < 1000) return fmt::format("{} MB", megabytes);
-    if (megabytes < 1'000'000) return fmt::format("{:.0f} GB", megabytes / 1e3);
-    return fmt::format("{:.1f} TB", megabytes / 1e6);
-}
-
 std::string temperatureText(const AtaSmartInfo& asi) {
     if (asi.Temperature == kNoTemperature) return kUnknown;
     return fmt::format("{} \u00B0C", asi.Temperature);
@@ -134,19 +117,6 @@ std::string whyUnread(Reason reason, platform::ErrorCode error, bool one) {
     return "could not be read: " + deviceErrorText(error);
 }
 
-/// A line for those that share a reason.
-Lines unreadLines(const std::vector<UnreadDrive>& unread) {
-    std::map<std::pair<Reason, platform::ErrorCode>, std::vector<std::string>> groups;
-    for (const UnreadDrive& drive : unread)
-        groups[{drive.reason, drive.error}].push_back(nameOf(drive));
-    Lines lines;
-    for (const auto& [why, names] : groups)
-        lines.push_back(fmt::format("{} drive{} {} ({})", names.size(), names.size() == 1 ? "" : "s",
-                                    whyUnread(why.first, why.second, names.size() == 1),
-                                    fmt::join(names, ", ")));
-    return lines;
-}
-
 /// The library's list wants the byte counters of every drive.
 bool givesCounters(const AtaSmartInfo& asi) {
     platform::DISK_PERFORMANCE counters{};
@@ -181,6 +151,22 @@ const char* healthWord(std::uint32_t status) {
     return status < std::size(words) ? words[status] : words[0];
 }
 
+std::string placeOf(const AtaSmartInfo& asi) {
+    if (!asi.DriveMap.empty()) return narrow(asi.DriveMap);
+    if (asi.PhysicalDriveId >= 0) return fmt::format("drive {}", asi.PhysicalDriveId);
+    constexpr std::size_t portIdentifier = 28; // of the CSMI_SAS_PHY_ENTITY
+    if (asi.ScsiTargetId < 0)
+        return fmt::format("port {} phy {}", asi.ScsiPort, asi.sasPhyEntity[portIdentifier]);
+    return fmt::format("port {} target {}", asi.ScsiPort, asi.ScsiTargetId);
+}
+
+std::string sizeText(std::uint32_t megabytes) {
+    if (megabytes == 0) return kUnknown;
+    if (megabytes < 1000) return fmt::format("{} MB", megabytes);
+    if (megabytes < 1'000'000) return fmt::format("{:.0f} GB", megabytes / 1e3);
+    return fmt::format("{:.1f} TB", megabytes / 1e6);
+}
+
 const char* kindOf(const AtaSmartInfo& asi) {
     return asi.IsNVMe ? "NVMe SSD" : asi.IsSsd ? "SSD" : "hard disk";
 }
@@ -198,6 +184,18 @@ std::string deviceErrorText(platform::ErrorCode error) {
     return text.empty() ? std::to_string(error) : fmt::format("{} ({})", error, text);
 }
 
+Lines unreadDriveLines() {
+    std::map<std::pair<Reason, platform::ErrorCode>, std::vector<std::string>> groups;
+    for (const UnreadDrive& drive : processWide<CAtaSmart>().unreadDrives)
+        groups[{drive.reason, drive.error}].push_back(nameOf(drive));
+    Lines lines;
+    for (const auto& [why, names] : groups)
+        lines.push_back(fmt::format("{} drive{} {} ({})", names.size(), names.size() == 1 ? "" : "s",
+                                    whyUnread(why.first, why.second, names.size() == 1),
+                                    fmt::join(names, ", ")));
+    return lines;
+}
+
 Lines driveTable(const std::vector<Reading>& readings) {
     const auto& engine = processWide<CAtaSmart>();
     std::vector<Row> rows;
@@ -208,7 +206,7 @@ Lines driveTable(const std::vector<Reading>& readings) {
     Lines lines = aligned(rows);
     if (engine.vars.empty())
         lines.emplace_back(engine.unreadDrives.empty() ? "no drive" : "no drive gave a record");
-    std::ranges::move(unreadLines(engine.unreadDrives), std::back_inserter(lines));
+    std::ranges::move(unreadDriveLines(), std::back_inserter(lines));
     std::ranges::move(culprit(readings, engine.vars), std::back_inserter(lines));
     return lines;
 }

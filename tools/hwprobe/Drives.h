@@ -18,6 +18,9 @@ namespace tool {
 /// readings.
 std::vector<std::string> driveTable(const std::vector<Reading>& readings);
 
+/// Why drives gave no record, a line for those that share a reason.
+std::vector<std::string> unreadDriveLines();
+
 /// What a record says; null where it does not know.
 nlohmann::ordered_json recordJson(const orv::AtaSmartInfo& asi);
 
@@ -28,6 +31,10 @@ nlohmann::ordered_json drivesJson();
 const char* healthWord(std::uint32_t status);
 /// "NVMe SSD", "SSD", "hard disk".
 const char* kindOf(const orv::AtaSmartInfo& asi);
+/// Its letters, or how else it is named.
+std::string placeOf(const orv::AtaSmartInfo& asi);
+/// "512 GB"; "unknown" for 0.
+std::string sizeText(std::uint32_t megabytes);
 /// The letters that control a terminal are shown as dots.
 std::string printable(const std::wstring& text);
 /// "access denied; run as root (on Windows as administrator)", "1 (Incorrect function.)".

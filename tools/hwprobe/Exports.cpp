@@ -49,8 +49,11 @@ std::string reasonOf(const Outcome& outcome) {
     return text && *text == kNoSystemDrive ? "available disk not found" : onOneLine(getLastError());
 }
 
+void (*faultEnd)() = [] {};
+
 /// Where a host's process would end without a word.
 [[noreturn]] void endByFault(std::string_view name, std::uint32_t code) {
+    faultEnd();
     std::fflush(stdout);
     std::fprintf(stderr, "%.*s: ended by hardware fault 0x%08X, as a host would be\n",
                  static_cast<int>(name.size()), name.data(), static_cast<unsigned>(code));
@@ -106,6 +109,10 @@ Outcome run(const Export& entry, std::uint32_t index) {
         outcome.reason = entry.zeroReason;
     }
     return std::move(outcome);
+}
+
+void beforeFaultEnd(void (*action)()) {
+    faultEnd = action;
 }
 
 std::string Outcome::raw() const {

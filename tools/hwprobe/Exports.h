@@ -37,6 +37,9 @@ const Export* findExport(std::string_view name);
 /// Calls an export; `index` matters where it takes one.
 Outcome run(const Export& entry, std::uint32_t index = 0);
 
+/// Runs before a hardware fault ends the tool: a screen gives the terminal back.
+void beforeFaultEnd(void (*action)());
+
 /// Waits; on a described machine its clock moves instead.
 void waitMilliseconds(std::int64_t milliseconds);
 

@@ -149,25 +149,25 @@ constexpr std::string_view kDrives = "Drives";
 constexpr char kNoBattery[] = "no battery";
 
 constexpr std::array kPresentations = {
-    Presentation{"getCpuBaseFrequency", "Processor", "Base clock", megahertz, false},
-    Presentation{"getCpuFrequency", "Processor", "Clock", megahertz, true},
-    Presentation{"getCpuLoad", "Processor", "Load", fraction, true},
-    Presentation{"getCpuTemperature", "Processor", "Temperature", celsius, true},
-    Presentation{"getGpuLoad", "Graphics", "Load", fraction, true},
-    Presentation{"getGpuTemperature", "Graphics", "Temperature", celsius, true},
-    Presentation{"getMemoryLoad", "Memory", "In use", percent, true},
-    Presentation{"getMemoryManufacturerAndModel", "Memory", "Modules", memoryModules, false},
-    Presentation{"initDisk", kDrives, "List", inTable, false},
-    Presentation{"getAllDiskType", kDrives, "Kinds", inTable, false},
-    Presentation{"getDiskTemperature", kDrives, "Temperature", inTable, true},
-    Presentation{"getDiskReadWriteSpeed", kDrives, "Speed", inTable, true},
-    Presentation{"getDiskNameWhichOsInstalled", kDrives, "System drive", systemDrive, false},
-    Presentation{"initBattery", "Batteries", "Number", count<kNoBattery>, false},
-    Presentation{"getBatteryAllMessage", "Batteries", "Battery", battery, true},
-    Presentation{"getNetCardMessage", "Network", "Cards", networkCards, false},
-    Presentation{"getNetCurrentSpeed", "Network", "Rates", networkRates, true},
-    Presentation{"releaseRing0", kLibraryGroup, "Registers", released, false},
-    Presentation{"getLastError", kLibraryGroup, "Last failure", lastFailure, false},
+    Presentation{"getCpuBaseFrequency", "Processor", "Base clock", megahertz},
+    Presentation{"getCpuFrequency", "Processor", "Clock", megahertz},
+    Presentation{"getCpuLoad", "Processor", "Load", fraction},
+    Presentation{"getCpuTemperature", "Processor", "Temperature", celsius},
+    Presentation{"getGpuLoad", "Graphics", "Load", fraction},
+    Presentation{"getGpuTemperature", "Graphics", "Temperature", celsius},
+    Presentation{"getMemoryLoad", "Memory", "In use", percent},
+    Presentation{"getMemoryManufacturerAndModel", "Memory", "Modules", memoryModules},
+    Presentation{"initDisk", kDrives, "List", inTable},
+    Presentation{"getAllDiskType", kDrives, "Kinds", inTable},
+    Presentation{"getDiskTemperature", kDrives, "Temperature", inTable},
+    Presentation{"getDiskReadWriteSpeed", kDrives, "Speed", inTable},
+    Presentation{"getDiskNameWhichOsInstalled", kDrives, "System drive", systemDrive},
+    Presentation{"initBattery", "Batteries", "Number", count<kNoBattery>},
+    Presentation{"getBatteryAllMessage", "Batteries", "Battery", battery},
+    Presentation{"getNetCardMessage", "Network", "Cards", networkCards},
+    Presentation{"getNetCurrentSpeed", "Network", "Rates", networkRates},
+    Presentation{"releaseRing0", kLibraryGroup, "Registers", released},
+    Presentation{"getLastError", kLibraryGroup, "Last failure", lastFailure},
 };
 
 /// The export that says how many entries an indexed export has.
@@ -205,7 +205,7 @@ const Presentation* presentationOf(std::string_view name) {
     return nullptr;
 }
 
-std::string asTable(const std::vector<Reading>& readings, bool facts) {
+std::string asTable(const std::vector<Reading>& readings) {
     std::string table;
     std::string_view group;
     std::vector<std::string> told; // reasons of failures in the group
@@ -214,7 +214,7 @@ std::string asTable(const std::vector<Reading>& readings, bool facts) {
         if (form.group != group) {
             table += fmt::format("\n{}\n", group = form.group);
             told.clear();
-            for (const Fact& fact : facts ? factsOf(group) : std::vector<Fact>())
+            for (const Fact& fact : factsOf(group))
                 table += fmt::format("  {:<14}  {}\n", fact.label, fact.value);
             if (group == kDrives)
                 for (const std::string& line : driveTable(readings))

@@ -29,7 +29,6 @@ struct Presentation {
     std::string_view label;
     /// Lines of text with units, from a good outcome.
     std::vector<std::string> (*lines)(const Outcome& outcome);
-    bool moves; // worth watching
 };
 
 /// Null for an unknown name.
@@ -39,7 +38,7 @@ const Presentation* presentationOf(std::string_view name);
 std::string rateText(double bytesPerMillisecond);
 
 /// A line or more a reading below the heading of its group; a failed one with its reason, one line a cause.
-/// With `facts`, also what no export gives.
-std::string asTable(const std::vector<Reading>& readings, bool facts);
+/// Also what no export gives.
+std::string asTable(const std::vector<Reading>& readings);
 
 } // namespace tool

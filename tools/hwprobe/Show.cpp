@@ -74,7 +74,7 @@ int show(const std::string& title, bool json) {
     std::fprintf(stderr, "Reading twice, %.0f s apart ...\n", kGapMilliseconds / 1000.0);
     const auto readings = readAll(kGapMilliseconds);
     if (!json) {
-        put(title + "\n" + asTable(readings, true));
+        put(title + "\n" + asTable(readings));
         return kExitOk;
     }
     printJson(readings);

@@ -1,73 +1,175 @@
 #include "Commands.h"
 #include "Output.h"
-#include "Readings.h"
 #include "Terminal.h"
+#include "WatchLines.h"
+#include "WatchScreen.h"
+#include "platform/Clock.h"
+#include "platform/Platform.h"
 
-#include <fmt/format.h>
-
+#include <algorithm>
 #include <chrono>
+#include <condition_variable>
+#include <cstdlib>
+#include <mutex>
 #include <thread>
 
 namespace tool {
 
 namespace {
 
-constexpr char kHomeAndClear[] = "\x1b[H\x1b[2J";
+using namespace std::chrono_literals;
 
-/// One sample of the readings that move.
-std::vector<Reading> sample(std::int32_t drives, std::int32_t batteries) {
-    std::vector<Reading> readings;
-    for (const Export& entry : allExports()) {
-        const Presentation* form = presentationOf(entry.name);
-        if (!form || !form->moves) continue;
-        const std::int32_t entries = entry.name == "getBatteryAllMessage" ? batteries : drives;
-        if (!entry.takesIndex()) readings.push_back({&entry, run(entry)});
-        for (std::int32_t i = 0; entry.takesIndex() && i < entries; ++i)
-            readings.push_back(
-                {&entry, run(entry, static_cast<std::uint32_t>(i)), static_cast<std::uint32_t>(i)});
-    }
-    return readings;
+constexpr std::int64_t kNsPerMillisecond = 1'000'000;
+constexpr std::int64_t kFirstGap = 1000; // milliseconds; on a screen nobody waits longer for a first load
+constexpr auto kPatience = 1s;           // for a call that is under way at the end
+
+/// How long it is to the next multiple of the interval. One that is nearer than a quarter is passed over, so
+/// that rates have something to count.
+std::int64_t toNextMultiple(std::int64_t now, std::int64_t interval) {
+    const std::int64_t wait = interval - now % interval;
+    return wait < interval / 4 ? wait + interval : wait;
 }
 
-void printScreen(const std::string& title, double seconds, const std::vector<Reading>& readings) {
-    put(fmt::format("{}{}   {:.1f} s   Ctrl-C ends\n{}", kHomeAndClear, title, seconds,
-                    asTable(readings, false)));
+/// Samples on multiples of the interval, on whatever clock they go by.
+class Watcher {
+  public:
+    using Show = std::function<void(const Sample&, bool whole)>;
+
+    Watcher(const WatchOptions& options, Show show)
+        : options_(options), sampler_(options.described), show_(std::move(show)) {}
+
+    /// Until all samples are taken or stop is called. `firstGap`: at most so long to the first one that is
+    /// whole.
+    void run(std::int64_t firstGap) {
+        sample(false);
+        for (std::uint64_t shown = 0; !stop_ && (options_.count == 0 || shown < options_.count); ++shown) {
+            const std::int64_t interval =
+                shown == 0 ? std::min(options_.interval, firstGap) : options_.interval;
+            wait(toNextMultiple(watchClockNs(options_.described), interval * kNsPerMillisecond));
+            if (!stop_) sample(true);
+        }
+    }
+
+    void stop() {
+        std::lock_guard lock(mutex_);
+        stop_ = true;
+        changed_.notify_all();
+    }
+
+  private:
+    void sample(bool whole) {
+        const Sample& taken = sampler_.take(stop_, [&](const Sample& sample) {
+            if (!whole) show_(sample, false);
+        });
+        if (whole && !stop_) show_(taken, true);
+    }
+
+    void wait(std::int64_t nanoseconds) {
+        std::unique_lock lock(mutex_);
+        changed_.wait_for(lock, std::chrono::nanoseconds(nanoseconds), [&] { return stop_.load(); });
+        if (options_.described && !stop_) orv::platform::current().clock().sleepNs(nanoseconds);
+    }
+
+    const WatchOptions options_;
+    Sampler sampler_;
+    const Show show_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::atomic<bool> stop_ = false;
+};
+
+int watchLines(const WatchOptions& options) {
+    WatchLines lines;
+    Watcher watcher(options, [&](const Sample& sample, bool whole) {
+        if (whole) put(options.json ? jsonLine(sample) : lines.of(sample));
+    });
+    watcher.run(options.interval);
+    return kExitOk;
 }
 
-/// One line a reading: seconds, export (with its index), raw value; tabs between them.
-void printLines(double seconds, const std::vector<Reading>& readings) {
-    std::string lines;
-    for (const Reading& reading : readings) {
-        std::string name(reading.entry->name);
-        if (reading.entry->takesIndex()) name += fmt::format(":{}", reading.index);
-        lines += fmt::format("{:.3f}\t{}\t{}\n", seconds, name, onOneLine(reading.outcome.raw()));
+/// What the thread that samples hands to the one that draws.
+struct Feed {
+    std::mutex mutex;
+    std::condition_variable ended;
+    Sample sample;
+    History history;
+    bool fresh = false;
+    bool done = false;
+};
+
+/// The line that is at the top after a key.
+int scrolled(int from, Key key, int page) {
+    switch (key) {
+    case Key::up:
+        return from - 1;
+    case Key::down:
+        return from + 1;
+    case Key::pageUp:
+        return from - page;
+    case Key::pageDown:
+        return from + page;
+    case Key::top:
+        return 0;
+    default:
+        return from;
     }
-    put(lines);
+}
+
+/// Draws until the end is asked for, or nothing more comes.
+void drawFrom(Feed& feed, WatchScreen& screen, const Heading& heading) {
+    int scroll = 0;
+    for (Key key = Key::resize; key != Key::end; key = screen.key()) {
+        const Look look = screen.look();
+        scroll = scrolled(scroll, key, look.rows - 2);
+        Picture picture;
+        {
+            std::lock_guard lock(feed.mutex);
+            if (feed.done) return;
+            if (!feed.fresh && key == Key::none) continue;
+            feed.fresh = false;
+            picture = pictureOf(heading, feed.sample, feed.history, look, scroll);
+        }
+        screen.draw(picture);
+    }
+}
+
+int watchScreen(const std::string& title, const WatchOptions& options, std::unique_ptr<WatchScreen> screen) {
+    Feed feed;
+    Watcher watcher(options, [&](const Sample& sample, bool whole) {
+        std::lock_guard lock(feed.mutex);
+        feed.sample = sample;
+        feed.fresh = true;
+        if (whole) feed.history.add(sample);
+    });
+    std::thread sampling([&] {
+        watcher.run(kFirstGap);
+        std::lock_guard lock(feed.mutex);
+        feed.done = true;
+        feed.ended.notify_all();
+    });
+    try {
+        drawFrom(feed, *screen, {title, options.interval});
+    } catch (const OutputError&) {
+        watcher.stop();
+        sampling.join();
+        throw;
+    }
+    screen.reset(); // whoever ends it has the terminal back at once
+    watcher.stop();
+    std::unique_lock lock(feed.mutex);
+    if (!feed.ended.wait_for(lock, kPatience, [&] { return feed.done; }))
+        std::_Exit(kExitOk); // a drive that does not answer holds the call, and nothing is left to do
+    lock.unlock();
+    sampling.join();
+    return kExitOk;
 }
 
 } // namespace
 
-int watch(const std::string& title, std::int64_t intervalMilliseconds, std::uint64_t count, bool described) {
-    const bool screen = prepareScreen();
-    const auto entriesOf = [](const char* name) {
-        const Outcome outcome = run(*findExport(name));
-        return outcome.failed ? 0 : std::get<std::int32_t>(outcome.value);
-    };
-    const std::int32_t drives = entriesOf("initDisk");
-    const std::int32_t batteries = entriesOf("initBattery");
-    sample(drives, batteries); // rates and loads count from here on
-    for (std::uint64_t shown = 1; count == 0 || shown <= count; ++shown) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(intervalMilliseconds));
-        if (described) waitMilliseconds(intervalMilliseconds);
-        const auto readings = sample(drives, batteries);
-        const double seconds =
-            static_cast<double>(shown) * static_cast<double>(intervalMilliseconds) / 1000.0;
-        if (screen)
-            printScreen(title, seconds, readings);
-        else
-            printLines(seconds, readings);
-    }
-    return kExitOk;
+int watch(const std::string& title, const WatchOptions& options) {
+    if (options.json || (options.chatty && errorsOnScreen())) return watchLines(options);
+    auto screen = openWatchScreen();
+    return screen ? watchScreen(title, options, std::move(screen)) : watchLines(options);
 }
 
 } // namespace tool

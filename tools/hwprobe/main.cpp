@@ -6,7 +6,6 @@
 #include "Metrics.h"
 #include "Output.h"
 #include "Suggestion.h"
-#include "Terminal.h"
 #include "disk_engine/CAtaSmart.h"
 #include "frame/border/TextResults.h"
 #include "frame/border/globals.h"
@@ -28,8 +27,7 @@ struct Options {
     bool log = false;
     bool json = false;
     std::vector<std::string> calls;
-    std::int64_t interval = 1000;
-    std::uint64_t count = 0;
+    tool::WatchOptions watch;
     tool::DriveBlocks blocks;
     tool::MetricsOptions metrics;
     std::int32_t drive = -1;
@@ -113,7 +111,11 @@ int execute(const CLI::App& app, const Options& options) {
     if (options.drive >= 0) return tool::explainDrive(options.drive, options.json);
     if (app.got_subcommand("explain")) return tool::explain(options.blocks, options.json);
     if (app.got_subcommand("metrics")) return tool::metrics(options.metrics, machine != nullptr);
-    return tool::watch(title, options.interval, options.count, machine != nullptr);
+    tool::WatchOptions watch = options.watch;
+    watch.json = options.json;
+    watch.described = machine != nullptr;
+    watch.chatty = options.log || options.trace;
+    return tool::watch(title, watch);
 }
 
 /// What kept the arguments from being understood, or a text that was asked for.
@@ -164,13 +166,18 @@ int run(int argc, char** argv) {
     addCommon(call, options);
     call.add_option("CALL", options.calls, "An export's name, name:INDEX, or sleep:MS")->required();
 
-    CLI::App& watch = *app.add_subcommand("watch", "The readings that move, live");
+    CLI::App& watch =
+        *app.add_subcommand("watch", "The readings that move, live: a screen on a terminal, lines elsewhere");
     addCommon(watch, options);
-    watch.add_option("--interval", options.interval, "Time between two samples")
+    watch.add_flag("--json", options.json,
+                   "One JSON object a line for each sample; null for what is not known");
+    watch.add_option("--interval", options.watch.interval, "Time between two samples")
         ->type_name("MS")
         ->check(CLI::Range(std::int64_t{10}, std::int64_t{3'600'000}))
         ->capture_default_str();
-    watch.add_option("--count", options.count, "Number of samples; 0 goes on until Ctrl-C")
+    watch
+        .add_option("--count", options.watch.count,
+                    "Number of samples; 0 goes on until Ctrl-C, or q on the screen")
         ->type_name("N")
         ->check(CLI::Range(std::int64_t{0}, std::int64_t{1'000'000'000}))
         ->capture_default_str();
