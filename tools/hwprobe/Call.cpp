@@ -1,4 +1,5 @@
 #include "Commands.h"
+#include "Drives.h"
 #include "Exports.h"
 #include "Output.h"
 #include "Suggestion.h"
@@ -74,6 +75,9 @@ int call(const std::vector<std::string>& calls) {
             status = kExitFailedCall;
         }
     }
+    // What a search for drives left out, and the right that it lacked.
+    for (const std::string& line : unreadDriveLines())
+        std::fprintf(stderr, "%s\n", line.c_str());
     return status;
 }
 
