@@ -135,6 +135,8 @@ TEST(AtaRecord, SizesAndSectors) {
     const std::pair<IdentifyWords, std::array<unsigned, 6>> rows[] = {
         // 16383/16/63 sectors are 8455 MB; nothing else is told.
         {{{1, 0x3FFF}, {3, 16}, {6, 63}}, {8455 - 49, 0, 0, 8406, 512, 512}},
+        // Below 50,000,000 bytes a count is not believed.
+        {{{60, 97656}, {61, 0}}, {0, 0, 0, 0, 512, 512}},
         {{{60, 0x7D79}, {61, 1}}, {0, 50 - 49, 0, 1, 512, 512}},
         // 28 bits below full: a 48-bit size that differs is dropped, after it gave the total.
         {{{60, 0x0000}, {61, 0x0100}, {101, 0x0200}}, {0, 8540, 0, 17130, 512, 512}},
