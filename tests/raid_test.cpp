@@ -148,10 +148,6 @@ TEST(RaidDrives, CsmiRequestsByteForByte) {
     EXPECT_EQ(5 + 8 + 2 * 3, static_cast<int>(record.size())); // between them the member on either NVMe path
     EXPECT_THAT(raid.records(), ElementsAre("S1 cs 2 -1 smart"));
     EXPECT_EQ(1, raid.engine->vars[0].sasPhyEntity[28]);
-    EXPECT_THAT(raid.traced({L"AddDiskCsmi", L"D", L"Rev", L"CSMI"}),
-                ElementsAre(L"AddDiskCsmi(2)", L"DriverName: iaStor", L"Revision: 1.2.3.4",
-                            L"CSMI Revision: 5.6", L"DoIdentifyDeviceNVMeIntelVroc(-1, 2, 1)",
-                            L"DoIdentifyDeviceNVMeIntelRst(-1, 2, 1)", L"DoIdentifyDeviceCsmi"));
     raid.machine->requests().clearRecord();
     EXPECT_TRUE(raid.engine->ControlSmartStatusCsmi(2, raid.engine->vars[0].sasPhyEntity, 0xD8));
     EXPECT_EQ(opened({csmiCommand(1, "b0 d8 00 4f c2", "00", 0)}), record);
@@ -161,10 +157,7 @@ TEST(RaidDrives, CsmiAnswersThatFailOrLie) {
     const auto failing = [](const char* name, const char* what) {
         return fmt::format(R"("answers": [{{"request": "{}", {}}}])", name, what);
     };
-    const std::wstring noDriver = L"FAILED: CC_CSMI_SAS_GET_DRIVER_INFO",
-                       noInfo = L"FAILED: CC_CSMI_SAS_GET_RAID_INFO",
-                       noConfig = L"FAILED: CC_CSMI_SAS_GET_RAID_CONFIG",
-                       noPhys = L"FAILED: CC_CSMI_SAS_GET_PHY_INFO",
+    const std::wstring noConfig = L"FAILED: CC_CSMI_SAS_GET_RAID_CONFIG",
                        noMemory = L"FAILED: PCSMI_SAS_RAID_CONFIG_BUFFER Memory Alloc";
     const std::string set = R"("sets": [{"drives": [{"model": "M", "target": 0}]}], )";
     const struct {
@@ -173,28 +166,18 @@ TEST(RaidDrives, CsmiAnswersThatFailOrLie) {
         Labels failures;
     } rows[] = {
         {"", 2, {}},
-        {failing("driverInfo", "\"error\": 1"), 2, {noDriver}},
-        {failing("raidInfo", "\"error\": 50"), 2, {noInfo}},
         {set + failing("raidConfig", "\"error\": 55"), 0, {noConfig}},
-        {failing("phyInfo", "\"error\": 1"), 0, {noPhys}},
-        {failing("driverInfo", "\"error\": 1117"), 2, {}},
-        {failing("raidInfo", "\"error\": 5"), 2, {}},
         {set + failing("raidConfig", "\"error\": 87"), 2, {}},
-        {failing("phyInfo", "\"error\": 1117"), 0, {}},
         {failing("csmiPassThrough", "\"error\": 1117"), 0, {}}, // a block of zeros
         {failing("csmiPassThrough", "\"error\": 1, \"nth\": 1"), 1, {}},
-        {failing("driverInfo", "\"bytes\": 30"), 2, {}},
-        {failing("raidInfo", "\"bytes\": 12"), 2, {}},
         {set + failing("raidConfig", "\"bytes\": 0"), 2, {}},
         {failing("phyInfo", "\"bytes\": 28"), 0, {}},
         {failing("csmiPassThrough", "\"bytes\": 170"), 0, {}},
         {failing("csmiPassThrough", "\"bytes\": 681"), 0, {}}, // more than there is room for
-        {R"("numberOfPhys": 0)", 0, {}},
         {R"("numberOfPhys": 33)", 0, {}},
         {R"("numberOfSets": 3, "drivesPerSet": 40)", 2, {}},
         {R"("numberOfSets": 4294967295, "drivesPerSet": 4294967295)", 0, {noMemory}},
         {R"("numberOfSets": 4294967295)", 0, {noMemory}}, // no drives, but as many requests
-        {R"("drivesPerSet": 4294967295)", 2, {}},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.keys);
@@ -225,9 +208,7 @@ TEST(RaidDrives, CsmiPhysThatAreTried) {
         {"iaStor", set, 1, 4, 4},
         {"iaStor", set, 2, 4, 1},
         {"rcraid", R"("numberOfPhys": 1, "maxPhysicalDrives": 4)", 1, 4, 4},
-        {"rcraid", R"("numberOfPhys": 1, "maxPhysicalDrives": 40)", 1, 4, 4},
         {"rcraid", R"("numberOfPhys": 1, "maxPhysicalDrives": 40)", 1, 36, 32}, // the table's entries
-        {"rcraid", R"("numberOfPhys": 4, "maxPhysicalDrives": 2)", 1, 4, 2},
         {"rcraid2", R"("numberOfPhys": 1, "maxPhysicalDrives": 4)", 1, 4, 1},
     };
     for (const auto& row : rows) {
@@ -253,33 +234,23 @@ TEST(RaidDrives, ADriveOnCsmiAndAsAPhysicalDrive) {
     EXPECT_EQ(1, raid.engine->vars[0].PhysicalDriveId);
 
     // The SMART reads of such a record: the physical drive's, and CSMI's where something is left open.
-    const struct {
-        const char* answers;
-        Labels labels;
-    } rows[] = {
-        {"", {L"GetSmartAttributePd(1) - 1 CSMI", L"GetSmartAttributePd(1) - 1A CSMI"}},
-        {R"({"path": "ataPassThrough", "operation": "thresholds", "error": 1117})",
-         {L"GetSmartAttributePd(1) - 1 CSMI", L"GetSmartAttributePd(1) - 1A CSMI",
-          L"GetSmartAttributeCsmi - 1 CSMI", L"GetSmartAttributeCsmi", L"GetSmartAttributeCsmi"}},
-        {R"({"path": "ataPassThrough", "error": 1})",
-         {L"GetSmartAttributePd(1) - 1 CSMI", L"GetSmartAttributeCsmi - 1 CSMI", L"GetSmartAttributeCsmi",
-          L"GetSmartAttributeCsmi"}},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.answers);
-        const std::string more =
-            numbered + (*row.answers ? R"(, "answers": [)" + std::string(row.answers) + "]" : "");
-        RaidMachine drive(member(both, 0, more), csmiPort(""));
-        const std::uint8_t entity[64] = {};
-        AtaBlock identify = smartIdentify();
-        EXPECT_TRUE(drive.engine->AddDisk({.physicalDriveId = 1,
-                                           .scsiPort = 2,
-                                           .commandType = CMD_TYPE_CSMI_PHYSICAL_DRIVE,
-                                           .sasPhyEntity = entity},
-                                          identify));
-        EXPECT_THAT(drive.traced({L"GetSmartAttribute"}), ElementsAreArray(row.labels));
-        EXPECT_TRUE(drive.engine->vars[0].IsSmartCorrect && drive.engine->vars[0].IsThresholdCorrect);
-    }
+    RaidMachine drive(
+        member(both, 0,
+               numbered +
+                   R"(, "answers": [{"path": "ataPassThrough", "operation": "thresholds", "error": 1117}])"),
+        csmiPort(""));
+    const std::uint8_t entity[64] = {};
+    AtaBlock identify = smartIdentify();
+    EXPECT_TRUE(drive.engine->AddDisk({.physicalDriveId = 1,
+                                       .scsiPort = 2,
+                                       .commandType = CMD_TYPE_CSMI_PHYSICAL_DRIVE,
+                                       .sasPhyEntity = entity},
+                                      identify));
+    EXPECT_THAT(drive.traced({L"GetSmartAttribute"}),
+                ElementsAre(L"GetSmartAttributePd(1) - 1 CSMI", L"GetSmartAttributePd(1) - 1A CSMI",
+                            L"GetSmartAttributeCsmi - 1 CSMI", L"GetSmartAttributeCsmi",
+                            L"GetSmartAttributeCsmi"));
+    EXPECT_TRUE(drive.engine->vars[0].IsSmartCorrect && drive.engine->vars[0].IsThresholdCorrect);
 }
 
 const std::string kMegaIdentify = "a1 08 0e 00 01 00 00 00 00 ec 00 00";
@@ -315,23 +286,15 @@ TEST(RaidDrives, MegaRaidRequestsAndAnswersThatLie) {
     } rows[] = {
         {"", true, 2, 1},
         {R"("count": 4294967295)", true, 2, 1}, // the entries behind are no disks that answer
-        {R"("count": 1)", true, 1, 1},
-        {R"("total": 31)", true, 0, 1}, // no whole entry
-        {R"("total": 32)", true, 1, 1},
-        {R"("total": 4294967295)", true, 2, 1},
+        {R"("total": 31)", true, 0, 1},         // no whole entry
         {R"("total": 6000)", true, 2, 2},
         {R"("growing": true)", true, 2, 4},
         {answer("list", R"("status": 1)"), false, 0, 1},
-        {answer("list", R"("error": 1117)"), false, 0, 1},
-        {answer("list", R"("bytes": 67)"), false, 0, 1},
         {answer("list", R"("bytes": 1211)"), false, 0, 1},
-        {answer("list", R"("dataBytes": 7)"), false, 0, 1},
         {answer("list", R"("dataBytes": 1025)"), false, 0, 1},
         {answer("list", R"("dataBytes": 40)"), true, 1, 1},
         {answer("megaRaidPassThrough", R"("dataBytes": 513)"), true, 0, 1},
-        {answer("megaRaidPassThrough", R"("dataBytes": 0)"), true, 0, 1},
         {answer("megaRaidPassThrough", R"("bytes": 699, "nth": 1)"), true, 1, 1},
-        {answer("megaRaidPassThrough", R"("bytes": 4285, "nth": 1)"), true, 1, 1},
         {answer("megaRaidPassThrough", R"("status": 255, "nth": 2)"), true, 2, 1},
     };
     for (const auto& row : rows) {
@@ -388,14 +351,6 @@ TEST(RaidDrives, TheAmdLibrary) {
     };
     EXPECT_EQ(joined(loading, scan), asked());
     EXPECT_THAT(amd.records(), ElementsAre("A1 rc 0 0 smart", "N1 rc 0 0 smart"));
-    EXPECT_THAT(
-        amd.traced({L"DoIdentifyDeviceAMD", L"AMD_RC2"}),
-        ElementsAre(L"DoIdentifyDeviceAMD_RC2:begin",
-                    L"DoIdentifyDeviceAMD_RC2:0 > ATA / diskSize:500107 / PhysicalID:3 / Model:ACME",
-                    L"DoIdentifyDeviceAMD_RC2:0 > AddDisk:end",
-                    L"DoIdentifyDeviceAMD_RC2:1 > NVMe / diskSize:1000204 / PhysicalID:4 / Model:ACME NV",
-                    L"DoIdentifyDeviceAMD_RC2:1 > AddDisk:end",
-                    L"DoIdentifyDeviceAMD_RC2:count=2, Drives=2"));
     const AtaSmartInfo& first = amd.engine->vars[0];
     EXPECT_EQ(L"ACME", first.Model);
     EXPECT_EQ(L"SATA/600", first.CurrentTransferMode);
@@ -415,11 +370,9 @@ TEST(RaidDrives, TheAmdLibrary) {
         Lines secondScan; ///< what the first one after it asks
         Labels status;
     } rows[] = {
-        {R"(, "signed": false)", false, {"mainModule", loading[1]}, {}},
         {R"(, "publisher": "Advanced Micro Devices, inc.")", false, {"mainModule", loading[1]}, {}},
         {R"(, "missing": ["AMD_RC2_GetStatus"])", false, Lines(loading.begin(), loading.begin() + 5), {}},
         {R"(, "initStatus": 9)", false, {}, {L"AMD_RC2_not_admin"}},
-        {R"(, "initStatus": 200)", false, {}, {L"AMD_RC2_unknown"}},
         {R"(, "numberOfDrives": -1)", false, {"AMD_RC2_Reload", "AMD_RC2_GetDrives"}, {}},
     };
     for (const auto& row : rows) {
