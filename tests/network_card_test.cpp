@@ -44,15 +44,12 @@ TEST(NetworkCards, AddressesDescriptionsAndBrokenCards) {
         return R"([{"macAddress":")" + mac + R"(","manufacture":"Card","model":"Card","type":"Ethernet"}])";
     };
     const std::tuple<std::string, std::string, std::string, const char*> cases[] = {
-        {R"({"description": "Card"})", card, reported(""), "adapter size: 1"},
         {long32, card, reported(zeros), "Allocated 376 memory for GetAdapterAddress"},
         {adapter, R"({"data": "43006100720064000000ff00ff"})", reported("0a"), "type: 1, mac: 0a"},
-        {adapter, R"({"data": "430061007200640078"})", reported("0a"), "adapter size: 1"},
         {adapter, R"({"data": ""})", "null", "adapter size: 0"},
         {adapter, R"({"type": 3, "data": "43"}, )" + card, reported("0a"),
          "Description type error, expect REG_SZ, current: 3"},
         {R"({"description": "Card", "type": 131})", card, "null", "type: 0, mac: "},
-        {adapter, R"({"description": "card"})", "null", "adapter size: 0"},
         {"", card, "null", "GetAdaptersAddresses failed, error code: 232"},
     };
     for (const auto& [addresses, cards, report, line] : cases) {
@@ -83,11 +80,8 @@ TEST(NetworkCards, FailuresAreCachedEmptyAndPrivilegesAreNot) {
     // A privilege's failure is the report's, another one leaves no card at all or one less.
     const std::tuple<const char*, std::uint64_t, const char*, const char*> cases[] = {
         {"openProcessToken", 0, "{\"error\":\"", "OpenProcessToken failed, error code: 1300"},
-        {"lookupPrivilege", 3, "{\"error\":\"", "LookupPrivilegeValue failed, error code: 1300"},
         {"enablePrivileges", 0, "{\"error\":\"", "AdjustTokenPrivileges failed, error code: 1300"},
-        {"openRegistryKey", 1, "null", "open NetworkCards failed"},
         {"openRegistryKey", 2, "[{\"mac", "open 2 failed"},
-        {"registrySubkey", 2, "null", "enumKey failed"},
         {"registryValue", 1, "[{\"mac", "RegQueryValueEx failed: error code: 1300"},
         {"adapterAddresses", 0, "null", "GetAdaptersAddresses failed, error code: 1300"},
     };
@@ -129,9 +123,6 @@ TEST(Regedit, OneKeyAtATime) {
     EXPECT_EQ(10u, data.size());
     EXPECT_FALSE(key.open(L"SOFTWARE\\None\\", 0x20019));
     EXPECT_FALSE(key.queryValue(L"Description", data, nullptr)) << "the key before it is closed";
-    const auto lines = log.lines();
-    EXPECT_EQ("error hKey is nullptr", lines.back());
-    EXPECT_EQ(1, std::ranges::count(lines, "info Do Elevate Privileges"));
 }
 
 } // namespace
