@@ -1,10 +1,9 @@
 // What the Windows side adds to a drive's requests: how devices are opened and read, the codes of their
-// refusals, devices of a setup class, management data with a limit and byte arrays.
+// refusals, management data with a limit and byte arrays.
 
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/DebugPrint.h"
 #include "platform/DeviceFiles.h"
-#include "platform/DeviceTree.h"
 #include "platform/ManagementData.h"
 #include "platform/Platform.h"
 #include "platform/records/StorageRecords.h"
@@ -165,40 +164,6 @@ TEST_F(WindowsDrives, ADefinedNameOpensTheDeviceOfItsTarget) {
     EXPECT_TRUE(::DefineDosDeviceW(DDD_REMOVE_DEFINITION, L"HwpT", nullptr));
     EXPECT_EQ(kFileNotFound, files().open(L"\\\\.\\HwpT").error);
     EXPECT_NE(kSuccess, files().defineDosDevice(L"", L""));
-}
-
-TEST_F(WindowsDrives, ADeviceHasAnIdThatFitsAndPropertiesThatFit) {
-    constexpr Guid kDisplayClass = {
-        0x4D36E968, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B, 0xE1, 0x03, 0x18}};
-    constexpr DevicePropertyKey kGraphicsLuid = {
-        {0x60B193CB, 0x5276, 0x4D0F, {0x96, 0xFC, 0xF1, 0x73, 0xAB, 0xAD, 0x3E, 0xC6}}, 2};
-    const auto devices = side().deviceTree().devicesOf(kDisplayClass);
-    ASSERT_TRUE(devices.ok()) << devices.error;
-    std::uint32_t index = 0;
-    for (;; ++index) {
-        const auto device = devices.value->at(index);
-        if (device.error == kNoMoreItems) break;
-        ASSERT_TRUE(device.ok()) << device.error;
-        const auto id = device.value->id(260);
-        ASSERT_TRUE(id.ok()) << id.error;
-        const auto length = static_cast<std::uint32_t>(id.value.size());
-        EXPECT_NE(0u, length);
-        EXPECT_EQ(id.value, device.value->id(length + 1).value);
-        for (const std::uint32_t room : {0u, 1u, length})
-            EXPECT_EQ(kInsufficientBuffer, device.value->id(room).error) << room;
-
-        std::array<std::byte, 1024> room;
-        const auto luid = device.value->property(kGraphicsLuid, room);
-        EXPECT_EQ(luid.ok() ? 8u : 0u, luid.value);
-        EXPECT_TRUE(luid.ok() || luid.error == ERROR_NOT_FOUND) << luid.error;
-        EXPECT_EQ(luid.ok() ? kInsufficientBuffer : luid.error,
-                  device.value->property(kGraphicsLuid, std::span(room).first(4)).error);
-        EXPECT_EQ(ERROR_NOT_FOUND, device.value->property({kDisplayClass, 77}, room).error);
-    }
-    EXPECT_EQ(kNoMoreItems, devices.value->at(index + 5).error);
-    const auto none = side().deviceTree().devicesOf({});
-    ASSERT_TRUE(none.ok()) << none.error;
-    EXPECT_EQ(kNoMoreItems, none.value->at(0).error);
 }
 
 class WindowsDriveRows : public WindowsDrives {
