@@ -8,17 +8,6 @@ namespace {
 
 using testing::HasSubstr;
 
-TEST(MachineDrivesTest, ARefusalMayComeAsACheckCondition) {
-    const auto machine = machineOf(drive("sat", R"("rejection": "checkCondition")"));
-    const Sent refused = send(*machine, scsi("E6 06 00 01 00 00 00 00 00 00 00 00 00 00 00 00", 512));
-    EXPECT_EQ(kSuccess, refused.error);
-    EXPECT_EQ(80U, refused.bytes);
-    EXPECT_EQ(2U, refused.as<SCSI_PASS_THROUGH>().ScsiStatus);
-    EXPECT_EQ(5U, refused.at(48 + 2)) << "illegal request";
-    const Control good = scsi("A1 08 0E 00 01 00 00 00 A0 EC 00 00", 512);
-    EXPECT_EQ("592 bytes of 1", outcome(send(*machine, good), good));
-}
-
 TEST(MachineDrivesTest, SleepCostsTheSpinUpOrTheTimeOut) {
     const std::string asleep = R"("asleep": {"spinUpMilliseconds": 5000})";
     auto machine = machineOf(drive("ataPassThrough smartIoctl", asleep));
@@ -36,13 +25,8 @@ TEST(MachineDrivesTest, SleepCostsTheSpinUpOrTheTimeOut) {
     machine = machineOf(drive("ataPassThrough", asleep));
     const auto wakeUp = [&] {
         Bytes sector(512, std::byte{1});
-        const auto file = machine->deviceFiles().open(kDrive);
-        return file.value->read(0, sector).error;
+        return machine->deviceFiles().open(kDrive).value->read(0, sector).error;
     };
-    const auto geometry = [&] {
-        return send(*machine, {kDrive, IOCTL_DISK_GET_DRIVE_GEOMETRY, {}, 24, 0}).error;
-    };
-    EXPECT_THAT(waited(geometry), testing::Pair(kSuccess, 0)) << "the driver knows it";
     EXPECT_THAT(waited(wakeUp), testing::Pair(kSuccess, 5));
     EXPECT_THAT(waited(identify), testing::Pair(kSuccess, 0));
 
@@ -151,38 +135,6 @@ std::vector<std::string> rowsOf(Machine& machine, std::wstring_view space, std::
         rows.push_back(text);
     }
     return rows;
-}
-
-TEST(MachineDrivesTest, DrivesFillInManagementData) {
-    using testing::ElementsAre;
-    constexpr const wchar_t* cim = LR"(\\.\root\cimv2)";
-    constexpr const wchar_t* wmi = LR"(\\.\root\WMI)";
-    constexpr const wchar_t* disk =
-        LR"(ASSOCIATORS OF {Win32_DiskDrive.DeviceID='\\.\PhysicalDrive0'} WHERE ResultClass=Win32_PnPEntity)";
-    const std::string ids = R"("pnpDeviceId": "SCSI\\D&1", "controllerId": "PCI\\C&2", "failurePredict": {})";
-    const auto machine = machineOf(drive("ataPassThrough", ids), R"(, "management": {
-        "Win32_SCSIController": [{"DeviceID": "PCI\\C&2", "Name": "N"}],
-        "associators": [{"of": "Win32_SCSIController", "id": "PCI\\C&2", "filter": "Win32_SCSIControllerDevice",
-                         "rows": [{"DeviceID": "a"}, {"DeviceID": "b", "Raw": {"bytes": "0102"}}]}]})");
-    EXPECT_THAT(
-        rowsOf(
-            *machine, cim,
-            LR"(ASSOCIATORS OF {Win32_SCSIController.DeviceID="PCI\\C&2"} WHERE AssocClass = Win32_SCSIControllerDevice)",
-            {L"DeviceID", L"Raw"}),
-        ElementsAre("a", "b 2 bytes"));
-    EXPECT_THAT(rowsOf(*machine, cim,
-                       LR"(ASSOCIATORS OF {Win32_SCSIController.DeviceID="PCI\\C&2"} WHERE AssocClass = X)",
-                       {L"DeviceID"}),
-                ElementsAre());
-    EXPECT_THAT(rowsOf(*machine, wmi, L"SELECT * FROM MSStorageDriver_FailurePredictData",
-                       {L"InstanceName", L"VendorSpecific"}),
-                ElementsAre(R"(SCSI\D&1_0 512 bytes)"));
-    EXPECT_THAT(rowsOf(*machine, cim, L"SELECT * FROM MSStorageDriver_FailurePredictData", {}),
-                ElementsAre("no class"));
-    EXPECT_THAT(rowsOf(*machineOf(drive("ataPassThrough", ids)), cim, disk, {L"DeviceID"}),
-                ElementsAre(R"(SCSI\D&1)"));
-    EXPECT_THAT(rowsOf(*machineOf(drive("ataPassThrough"), R"(, "management": false)"), cim, disk, {}),
-                ElementsAre("no service"));
 }
 
 TEST(MachineDrivesTest, RowsAreMadeOfDrivesAndControllers) {
