@@ -1,6 +1,5 @@
 // The processor from detection to its four readings, over described machines.
 
-#include "cpu/CpuIntel.h"
 #include "cpu/cpu.h"
 #include "cpu/cpuFrequency.h"
 #include "cpu/cpu_info.h"
@@ -13,7 +12,6 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <map>
 
 namespace orv::test {
 namespace {
@@ -107,19 +105,6 @@ TEST(CpuInfo, OddProcessorsAndFailures) {
         EXPECT_EQ(-1.0, getCpuTemperature());
         EXPECT_THAT(getLastError(), HasSubstr(": unknown cpu, not support temperature"));
     }
-    {
-        TestMachine machine = described(R"("vendor": "GenuineIntel", "records": [{"relationship": 7}])");
-        EXPECT_EQ(-1.0, getCpuLoad());
-        EXPECT_THAT(getLastError(),
-                    HasSubstr(": Error: Unsupported LOGICAL_PROCESSOR_RELATIONSHIP value: 7"));
-    }
-    // A brand needs all its leaves.
-    for (const auto& [inside, name] : std::map<std::string, std::string>{
-             {R"("brand": "  Nordwind N1")", "  Nordwind N1"}, // leaf 0x80000004 is the highest one
-             {R"("leaves": [{"leaf": "0x80000002", "eax": "0x41414141"}, {"leaf": "0x80000003"}])", ""}}) {
-        TestMachine machine = described(inside);
-        EXPECT_EQ(name, GetCpuInfo().name);
-    }
     TestMachine machine = TestMachine::sample("laptop");
     machine->requests().plan({"GetLogicalProcessorInformation", 2, platform::kAccessDenied, 0});
     EXPECT_EQ(-1, getCpuBaseFrequency());
@@ -182,18 +167,6 @@ TEST(CpuIntel, TheSumOfTheSensorsGoesByTheCoresOfTheRecords) {
     EXPECT_EQ(-1.0, getCpuTemperature());
     EXPECT_THAT(getLastError(), HasSubstr(": the system names no processor core"));
     EXPECT_EQ(0, getCpuBaseFrequency());
-}
-
-TEST(CpuIntel, MasksRepeatAfter32Processors) {
-    TestMachine machine = described(R"("vendor": "GenuineIntel", "apicIds": [0, 1],
-        "leaves": [{"leaf": 1, "ebx": "0x00400000"}])");
-    machine->requests().keepRecord(true);
-    CpuInfo info;
-    info.logicalProcessorCount = 64;
-    const CpuIntel cpu(info);
-    const auto& record = machine->requests().record();
-    EXPECT_EQ(2, std::ranges::count(record, "SetThreadAffinityMask 0x1"));
-    EXPECT_EQ(2, std::ranges::count(record, "SetThreadAffinityMask 0x80000000"));
 }
 
 TEST(CpuAmd, EachFailureHasItsText) {
