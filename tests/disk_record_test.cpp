@@ -2,7 +2,6 @@
 #include "disk_engine/DebugPrint.h"
 #include "disk_engine/DriveRecord.h"
 #include "disk_engine/IdentifyWords.h"
-#include "disk_engine/WideText.h"
 #include "frame/EncodedText.h"
 #include "support/DriveBlocks.h"
 #include "support/TestMachine.h"
@@ -15,24 +14,6 @@ namespace orv::test {
 namespace {
 
 using ::testing::ElementsAre;
-
-TEST(WideTextTest, OperationsOfTheRules) {
-    int position = 0;
-    EXPECT_EQ(L"one", Tokenize(L",one,,two", L",", position));
-    EXPECT_EQ(L"two", Tokenize(L",one,,two", L",", position));
-    EXPECT_EQ(L"", Tokenize(L",one,,two", L",", position));
-    EXPECT_EQ(-1, position);
-
-    std::wstring field = L"kept";
-    EXPECT_TRUE(ExtractField(field, L"a;b;c", 1, L';'));
-    EXPECT_EQ(L"b", field);
-    EXPECT_FALSE(ExtractField(field, L"a;b;c", 2, L';')) << "no separator behind it";
-    EXPECT_EQ(L"b", field);
-
-    EXPECT_EQ(-39, ToInteger(L" -39x"));
-    EXPECT_EQ(2147483647, ToInteger(L"99999999999999999999"));
-    EXPECT_EQ(1.05, ToDecimal(L"1.05R"));
-}
 
 TEST(IdentifyWords, Versions) {
     const std::pair<int, unsigned> majors[] = {{0, 0}, {0xFFFF, 0}, {0x8001, 0}, {0x01F0, 8}, {0x4000, 14}};
@@ -225,21 +206,6 @@ TEST(NvmeRecord, IdentifyAndHealthPage) {
     EXPECT_EQ(L"NVM Express 1.4", asi.MajorVersion);
     ASSERT_EQ(15u, asi.AttributeCount);
     EXPECT_EQ(0x060504030201u, asi.Attribute[14].raw());
-
-    constexpr int asNew = kHottestNewNvme, refreshed = kHottestRefreshedNvme;
-    const std::tuple<int, int, int> temperatures[] = {
-        {0, asNew, -1000}, {373, asNew, 100}, {374, asNew, -1000}, {374, refreshed, 101}};
-    for (const auto& [kelvin, hottest, celsius] : temperatures) {
-        asi.SmartReadData[1] = static_cast<std::uint8_t>(kelvin);
-        asi.SmartReadData[2] = static_cast<std::uint8_t>(kelvin >> 8);
-        interpretNvmeHealth(asi, hottest);
-        EXPECT_EQ(celsius, asi.Temperature);
-    }
-    asi.SmartReadData[5] = 120;
-    asi.Identify[82] = 0;
-    interpretNvmeHealth(asi, kHottestNewNvme);
-    EXPECT_EQ(0, asi.Life);
-    EXPECT_EQ(L"NVM Express 1.0/1.1", asi.MajorVersion);
 }
 
 TEST(DiskEngine, ASystemOfUnknownVersionGetsNoPassThrough) {
