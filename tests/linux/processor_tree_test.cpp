@@ -132,23 +132,6 @@ TEST_F(LinuxTree, ClocksComeFromCpufreqElseFromTheProcessorsReport) {
     EXPECT_NEAR(2500.25, speedOf(machine), 0.1);
 }
 
-TEST_F(LinuxTree, TheReportIsReadWholeUnlessAllItsClocksAreOne) {
-    const auto report = [&](const std::string& flags, const char* first, const char* second) {
-        std::string text;
-        for (const char* clock : {first, second})
-            text += "processor\t: 0\ncpu MHz\t\t: " + std::string(clock) + "\nflags\t\t: fpu " + flags +
-                    "\npower management:\n\n";
-        tree.file("proc/cpuinfo", text);
-        return speedOf(side);
-    };
-    EXPECT_NEAR(2500, report("aperfmperf", "2000.000", "3000.000"), 0.1);
-    EXPECT_NEAR(2500, report("tsc", "2000.000", "3000.000"), 0.1);
-    EXPECT_NEAR(2600, report("tsc", "2600.000", "2600.000"), 0.1);
-    EXPECT_NEAR(2100, report("tsc", "2100.000", "9999.000"), 0.1); // the second record is not looked at
-    tree.file("sys/devices/system/cpu/online", "0\n");
-    EXPECT_NEAR(2500, report("tsc", "2000.000", "3000.000"), 0.1);
-}
-
 TEST(LinuxTimers, ARealTimePolicyWhereItIsGrantedAndTheFormerOneBack) {
     std::thread([] {
         const sched_param none{};
