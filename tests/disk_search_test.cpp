@@ -98,16 +98,6 @@ TEST(DriveSearch, WhatARowDecides) {
     }
 }
 
-TEST(DriveSearch, TheNumberStandsAtTheEndOfTheId) {
-    const std::pair<const char*, int> ids[] = {{"12", 12}, {"E5", 5}, {"X", 0}};
-    for (const auto& [id, number] : ids) {
-        Searched it(disk(number, "ACME Disk", "ataPassThrough", R"(, "mediaType": 11)"),
-                    diskRows(fmt::format(R"({{"DeviceID": "{}", "Model": "ACME Disk"}})", id)));
-        it.search();
-        EXPECT_THAT(it.numbers(), ElementsAre(number)) << id;
-    }
-}
-
 /// The platform's own words about a drive: size, swapped texts, a firmware that must not be asked.
 TEST(DriveSearch, TheRecordAgainstThePlatformsWords) {
     Searched swapped(disk(1, "CAEM Disk1234567"),
