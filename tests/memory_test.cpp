@@ -9,7 +9,6 @@
 
 #include <gmock/gmock.h>
 
-#include <fstream>
 #include <map>
 
 namespace orv::memory {
@@ -201,26 +200,6 @@ TEST(MemoryReport, SolderedModulesAreJoinedAndShownBeforeTheyAreMerged) {
         log.lines(spdlog::level::info),
         testing::IsSupersetOf({"SerialNumber: 001AFF0B,", "CurrentSpeed: 5500,", "timing: 56-39-39-77",
                                "TotalWidth: 32,", "Voltage: 1050,", "timing: 00-00-00-00"}));
-}
-
-TEST(MemoryReport, RowsFromAFirmwareDump) {
-    test::MemoryDevice device;
-    device.type = 24;
-    device.serialNumber.clear(); // nor has it a part number, then
-    device.totalWidth = 0xFFFF;
-    const test::Bytes dump = test::dumpOf(test::tableOf({device}));
-    std::ofstream("firmware.bin", std::ios::binary)
-        .write(reinterpret_cast<const char*>(dump.data()), static_cast<std::streamsize>(dump.size()));
-    std::ofstream("firmware.json") << R"({"name": "f", "management": {"smbios": "firmware.bin"}})";
-    const auto machine = platform::Machine::fromFile("firmware.json");
-    const test::InUse inUse(*machine);
-    const test::CapturedLog log({&memoryLogger, &wmiLogger});
-    // A type without EEPROM support passes until the controller is asked, which this machine has not.
-    EXPECT_THAT(getMemoryManufacturerAndModel(), HasSubstr("DLL Status Error"));
-    EXPECT_EQ(24, getMemoryType());
-    EXPECT_THAT(log.lines(spdlog::level::err),
-                ElementsAre("error serial number type wrong, index: 0, type: 1"))
-        << "what the firmware does not know is no fault";
 }
 
 TEST(MemoryReport, NoRowsOrNoAnswer) {
