@@ -129,23 +129,5 @@ TEST(GpuAmd, TheFirstOfTwoCardsAnswersByItsOwnIndexAndArguments) {
     }
 }
 
-TEST(GpuAmd, TotalMemoryByWhatTheLibraryHas) {
-    const std::pair<const char*, std::uint32_t> rows[] = {
-        {"", 8192},
-        {R"("ADL2_Adapter_MemoryInfoX4_Get")", 8192},
-        {R"("ADL2_Adapter_MemoryInfoX4_Get", "ADL2_Adapter_MemoryInfo_Get")", 0},
-    };
-    for (const auto& [missing, kilobytes] : rows) {
-        TestMachine machine(
-            withAmd(card(R"("overdrive": {"version": 5}, "od5Temperature": 1, "memory": 8388608)"),
-                    std::string(R"(, "missing": [)") + missing + "]"));
-        ASSERT_EQ(GetGpuList().size(), 1u);
-        EXPECT_EQ(GetGpuList()[0]->GetTotalMemory(), kilobytes) << missing;
-        if (kilobytes == 0) continue;
-        machine->requests().plan({"ADL2_Adapter_MemoryInfo", 0, 3, 0});
-        EXPECT_THROW(GetGpuList()[0]->GetTotalMemory(), std::exception);
-    }
-}
-
 } // namespace
 } // namespace orv
