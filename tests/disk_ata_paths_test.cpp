@@ -105,20 +105,6 @@ TEST(DiskAtaPathsTest, OnlyAWholeBlockIsKept) {
     EXPECT_THAT(shortRoom.record(), IsEmpty());
 }
 
-TEST(DiskAtaPathsTest, ADriveThatVanishesBetweenTwoCommands) {
-    for (const auto& [type, name] : {std::pair(1U, "smartIoctl"), {2U, "scsiDisk"}, {4U, "sat"}}) {
-        AtaPath path(answering(name, R"("operation": "smart", "vanish": true)"), type);
-        EXPECT_TRUE(path.ask(identify));
-        EXPECT_FALSE(path.ask(readData));
-        EXPECT_EQ(platform::kNoSuchDevice, path.engine.probeFailure()) << name;
-        EXPECT_FALSE(path.ask(readThresholds));
-        EXPECT_FALSE(path.ask(enable));
-        EXPECT_EQ(type == 4 ? 1U : 2U, path.record().size())
-            << name; // the port stays, a code has a fall-back
-        EXPECT_THAT(path.blockOf(readData), Each(kKept)) << name;
-    }
-}
-
 TEST(DiskAtaPathsTest, OneCommandOfAnySize) {
     AtaPath path(drive("ataPassThrough idePassThrough"));
     std::array<std::uint8_t, 513> data{};
