@@ -9,19 +9,12 @@ namespace {
 
 using platform::InterfaceRow;
 using wlan::rowOf;
-using wlan::stringSimilarity;
 
 std::vector<InterfaceRow> table(std::initializer_list<std::string> descriptions) {
     std::vector<InterfaceRow> rows;
     for (const std::string& text : descriptions)
         rows.push_back({text, 0, 0});
     return rows;
-}
-
-TEST(RowMatch, Similarity) {
-    EXPECT_DOUBLE_EQ(0.0, stringSimilarity("", ""));
-    EXPECT_DOUBLE_EQ(1.0 - 3.0 / 7.0, stringSimilarity("kitten", "sitting"));
-    EXPECT_DOUBLE_EQ(stringSimilarity("abcdef", "azced"), stringSimilarity("azced", "abcdef"));
 }
 
 TEST(RowMatch, ThreeStages) {
