@@ -72,25 +72,5 @@ TEST(MachineFile, FilesThatCannotBeReadWhole) {
     }
 }
 
-TEST(MachineFile, PlannedFailuresThatNoRequestMet) {
-    const auto machine =
-        Machine::fromText(R"({"name": "m", "memory": {"totalPhys": 8, "availPhys": 4}, "faults": [
-        {"request": "memoryStatus", "nth": 2, "error": 5}, {"request": "memoryStatus", "error": 6},
-        {"request": "memoryStatus", "nth": 3, "error": 7}, {"request": "adapters", "error": 8}]})");
-    const auto unmet = [&] {
-        std::string codes;
-        for (const Fault& fault : machine->requests().unmetFaults())
-            codes += std::to_string(fault.error);
-        return codes;
-    };
-    EXPECT_EQ("5678", unmet());
-    EXPECT_EQ(6u, machine->systemFacts().memoryStatus().error);
-    EXPECT_EQ("578", unmet());
-    EXPECT_EQ(5u, machine->systemFacts().memoryStatus().error);
-    EXPECT_EQ(6u, machine->systemFacts().memoryStatus().error) << "the first that fits";
-    EXPECT_EQ("78", unmet());
-    EXPECT_THROW(machine->requests().plan({"adapter", 0, 5, 0}), std::invalid_argument);
-}
-
 } // namespace
 } // namespace orv::platform
