@@ -62,20 +62,6 @@ TEST(NetworkCards, AddressesDescriptionsAndBrokenCards) {
     EXPECT_STREQ("null", getNetCardMessage());
 }
 
-TEST(NetworkCards, RequestsInTheirOrder) {
-    TestMachine machine(machineWith(R"({"description": "Card"})", R"({"key": "7", "description": "Card"})"));
-    machine->requests().keepRecord(true);
-    getNetCardMessage();
-    getNetCardMessage();
-    const std::string key = R"(openRegistryKey SOFTWARE\Microsoft\Windows NT\CurrentVersion\NetworkCards\)";
-    EXPECT_THAT(machine->requests().record(),
-                ElementsAre("openProcessToken", "lookupPrivilege SeDebugPrivilege",
-                            "lookupPrivilege SeBackupPrivilege", "lookupPrivilege SeRestorePrivilege",
-                            "enablePrivileges 3", key + " 0x20019", "registrySubkey 0", "registrySubkey 1",
-                            key + "7\\ 0x20019", "registryValueInfo Description", "registryValue Description",
-                            "adapterAddressesSize", "adapterAddresses 376"));
-}
-
 TEST(NetworkCards, FailuresAreCachedEmptyAndPrivilegesAreNot) {
     // A privilege's failure is the report's, another one leaves no card at all or one less.
     const std::tuple<const char*, std::uint64_t, const char*, const char*> cases[] = {
