@@ -136,11 +136,6 @@ inline Control scsi(std::string_view cdb, std::uint32_t bytes, std::uint8_t data
     return {kDrive, IOCTL_SCSI_PASS_THROUGH, in, 80 + bytes, 80};
 }
 
-inline Control query(std::uint32_t type, std::uint32_t value, std::uint32_t sub) {
-    const STORAGE_PROPERTY_QUERY in{49, 0, 3, type, value, sub, 40, 4096, 0, {}};
-    return {kDrive, IOCTL_STORAGE_QUERY_PROPERTY, bytesOf(in, 4144), 4144, 48};
-}
-
 struct Sent {
     ErrorCode error;
     std::uint32_t bytes;
