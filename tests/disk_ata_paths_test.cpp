@@ -8,48 +8,29 @@ using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const std::string kDrive = R"(\\.\PhysicalDrive0)";
-const std::string kPort = R"(\\.\Scsi2:)";
 constexpr const char* kDisabled = R"("smartEnabled": false)";
-
-std::string ataLine(const std::string& taskFile, bool data = true) {
-    const std::string head = data
-                                 ? "28 00 02 00 00 00 00 00 00 02 00 00 02 00 00 00 00 00 00 00 2C 00 00 00 "
-                                 : "28 00 00 00 00 00 00 00 00 00 00 00 02 00 00 00 00 00 00 00 2C 00 00 00 ";
-    const std::string registers = head + "00 00 00 00 00 00 00 00 " + taskFile + " 00 00 00 00 00";
-    return controlLine(kDrive, "0x4d02c", data ? 556 : 44, data ? 556 : 44, registers + (data ? " CF" : ""));
-}
-
-std::string receiveLine(const std::string& registers) {
-    return controlLine(kDrive, "0x7c088", 528, 33, "00 02 00 00 " + registers);
-}
-
-std::string sendLine(const std::string& registers) {
-    return controlLine(kDrive, "0x7c084", 16, 32, "00 00 00 00 " + registers);
-}
-
-std::string scsiDiskLine(const std::string& code, const std::string& size, const std::string& registers) {
-    return controlLine(kPort, "0x4d008", 557, 60,
-                       "1C 00 00 00 53 43 53 49 44 49 53 4B 02 00 00 00 " + code +
-                           " 05 1B 00 00 00 00 00 11 02 00 00 " + size + " 00 00 " + registers + " 00 03");
-}
 
 TEST(DiskAtaPathsTest, EachSendsItsOwnBlocks) {
     AtaPath passThrough(drive("ataPassThrough", kDisabled));
     expectCommands(passThrough, kOpenDrive,
-                   {ataLine("00 00 00 00 00 A0 EC"), ataLine("D0 01 01 4F C2 A0 B0"),
-                    ataLine("D1 01 01 4F C2 A0 B0"), ataLine("D8 01 01 4F C2 A0 B0", false)});
+                   {"PhysicalDrive0 0x4d02c 556 556: 0=28 2=02 9=02 12=02 20=2c 37=a0ec 44=cf",
+                    "PhysicalDrive0 0x4d02c 556 556: 0=28 2=02 9=02 12=02 20=2c 32=d001014fc2a0b0 44=cf",
+                    "PhysicalDrive0 0x4d02c 556 556: 0=28 2=02 9=02 12=02 20=2c 32=d101014fc2a0b0 44=cf",
+                    "PhysicalDrive0 0x4d02c 44 44: 0=28 12=02 20=2c 32=d801014fc2a0b0"});
     AtaPath slave(drive("ataPassThrough smartIoctl", R"("smartEnabled": false, "target": 176)"), 1, 0xB0);
     slave.engine.FlagAtaPassThroughSmart = 0;
     expectCommands(slave, kOpenDrive,
-                   {receiveLine("00 01 01 00 00 B0 EC"), receiveLine("D0 01 01 4F C2 B0 B0"),
-                    receiveLine("D1 01 01 4F C2 B0 B0"), sendLine("D8 01 01 4F C2 B0 B0")});
+                   {"PhysicalDrive0 0x7c088 528 33: 1=02 5=0101 9=b0ec",
+                    "PhysicalDrive0 0x7c088 528 33: 1=02 4=d001014fc2b0b0",
+                    "PhysicalDrive0 0x7c088 528 33: 1=02 4=d101014fc2b0b0",
+                    "PhysicalDrive0 0x7c084 16 32: 4=d801014fc2b0b0"});
     AtaPath miniport(drive("scsiDisk", kDisabled), CMD_TYPE_SCSI_MINIPORT);
+    const std::string head = "Scsi2: 0x4d008 557 60: 0=1c 4=534353494449534b02 16=";
     expectCommands(miniport, kOpenPort,
-                   {scsiDiskLine("01", "00 00", "00 00 00 00 00 00 EC"),
-                    scsiDiskLine("02", "00 02", "D0 01 01 4F C2 00 B0"),
-                    scsiDiskLine("03", "00 02", "D1 01 01 4F C2 00 B0"),
-                    scsiDiskLine("04", "00 02", "D8 01 01 4F C2 00 B0")});
+                   {head + "01051b 24=1102 38=ec 40=03",
+                    head + "02051b 24=1102 29=02 32=d001014fc2 38=b0 40=03",
+                    head + "03051b 24=1102 29=02 32=d101014fc2 38=b0 40=03",
+                    head + "04051b 24=1102 29=02 32=d801014fc2 38=b0 40=03"});
 }
 
 TEST(DiskAtaPathsTest, ThePhysicalDriveFallsBackOnTheSmartCodes) {
@@ -58,8 +39,8 @@ TEST(DiskAtaPathsTest, ThePhysicalDriveFallsBackOnTheSmartCodes) {
         EXPECT_TRUE(path.ask(operation));
         EXPECT_EQ(path.traces.at(0), path.traces.at(1) + L" (ATA_PASS_THROUGH)");
         ASSERT_EQ(4U, path.record().size());
-        EXPECT_THAT(path.record()[1], testing::StartsWith("deviceControl " + kDrive + " 0x4d02c "));
-        EXPECT_THAT(path.record()[3], testing::StartsWith("deviceControl " + kDrive + " 0x7c08"));
+        EXPECT_THAT(path.record()[1], testing::StartsWith("PhysicalDrive0 0x4d02c "));
+        EXPECT_THAT(path.record()[3], testing::StartsWith("PhysicalDrive0 0x7c08"));
     }
     path.machine->requests().plan({"openDevice", 0, platform::kAccessDenied, 0});
     EXPECT_FALSE(path.ask(identify));
@@ -116,21 +97,18 @@ TEST(DiskAtaPathsTest, OneCommandOfAnySize) {
     EXPECT_THAT(path.record(), IsEmpty());
     path.engine.FlagAtaPassThroughSmart = 0; // is no matter of this one
     EXPECT_TRUE(send(0xEC, 512));
-    EXPECT_EQ(ataLine("D0 07 00 00 00 A0 EC"), path.record().back());
+    EXPECT_EQ("PhysicalDrive0 0x4d02c 556 556: 0=28 2=02 9=02 12=02 20=2c 32=d007 37=a0ec 44=cf",
+              path.record().back());
     path.engine.FlagAtaPassThrough = 0;
     EXPECT_FALSE(send(0xEC, 513));
     EXPECT_TRUE(send(0xEC, 512));
-    EXPECT_THAT(path.record(), ElementsAre(kOpenDrive, controlLine(kDrive, "0x4d028", 524, 524,
-                                                                   "D0 07 00 00 00 A0 EC 00 00 02 00 00")));
+    EXPECT_THAT(path.record(), ElementsAre(kOpenDrive, "PhysicalDrive0 0x4d028 524 524: 0=d007 5=a0ec 9=02"));
     EXPECT_EQ(1, data[511]);
     EXPECT_EQ(0, data[512]);
 }
 
-std::string siliconImageLine(const std::string& device) {
-    return controlLine(device, "0x4d008", 564, 564,
-                       "1C 00 00 00 43 4D 44 5F 49 44 45 20 05 00 00 00 08 20 04 00 FF FF FF FF 18 02 00 00 "
-                       "01 00 01 00");
-}
+const std::string kSiliconImage =
+    " 0x4d008 564 564: 0=1c 4=434d445f4944452005 16=082004 20=ffffffff1802 28=01 30=01";
 
 TEST(DiskAtaPathsTest, SiliconImageByItsPortOrItsName) {
     const auto ask = [](AtaPath& path, std::int32_t type) {
@@ -139,7 +117,7 @@ TEST(DiskAtaPathsTest, SiliconImageByItsPortOrItsName) {
     };
     AtaPath port(drive("siliconImage"));
     EXPECT_TRUE(ask(port, 3112));
-    EXPECT_THAT(port.record(), ElementsAre(kOpenPort, siliconImageLine(kPort)));
+    EXPECT_THAT(port.record(), ElementsAre(kOpenPort, "Scsi2:" + kSiliconImage));
     EXPECT_THAT(port.blockOf(identify), Each(1));
 
     AtaPath named(R"({"scsiAddress": {"port": 9, "device": "\\Device\\Scsi\\SI31121", "path": 1},
@@ -149,7 +127,7 @@ TEST(DiskAtaPathsTest, SiliconImageByItsPortOrItsName) {
     EXPECT_THAT(named.record(),
                 ElementsAre(kOpenPort, R"(defineDosDevice tempBusSil3112 \Device\Scsi\SI31121)",
                             R"(openDevice \\.\tempBusSil3112 attributes 0x0)",
-                            siliconImageLine(R"(\\.\tempBusSil3112)")));
+                            "tempBusSil3112" + kSiliconImage));
     EXPECT_FALSE(ask(named, 3132));
     named.machine->requests().plan({"defineDosDevice", 0, platform::kAccessDenied, 0});
     EXPECT_FALSE(ask(named, 3112));
@@ -167,7 +145,7 @@ TEST(DiskAtaPathsTest, SiliconImageSmartComesFromThePrediction) {
     AtaPath path(drive("predictFailure", services));
     path.asi.PnpDeviceId = L"IDE\\D";
     EXPECT_TRUE(path.engine.GetSmartAttributeSi(0, path.asi));
-    EXPECT_THAT(path.record(), ElementsAre(kOpenDrive, controlLine(kDrive, "0x2d1100", 516, 0, "")));
+    EXPECT_THAT(path.record(), ElementsAre(kOpenDrive, "PhysicalDrive0 0x2d1100 516 0:"));
     EXPECT_THAT(path.blockOf(readData), Each(2));
     AtaPath fallen(
         drive("predictFailure", services + R"(, "answers": [{"path": "predictFailure", "bytes": 515}])"));

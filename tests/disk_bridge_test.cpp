@@ -5,21 +5,13 @@ namespace {
 
 using testing::ElementsAre;
 
-/// The whole request that carries a command block.
-std::string passThrough(const std::string& cdb, bool data = true) {
-    return controlLine(
-        R"(\\.\PhysicalDrive0)", "0x4d004", data ? 592 : 80, 44,
-        fmt::format("2C 00 00 00 00 00 {:02X} 18 01 00 00 00 00 {} 00 00 02 00 00 00 50 00 00 00 "
-                    "30 00 00 00 {}",
-                    (cdb.size() + 1) / 3, data ? "02" : "00", cdb));
-}
-
 /// A described drive knows its bridge's blocks and answers no others, so they need not stand here again.
 TEST(DiskBridgeTest, EachSendsItsOwnCommandBlocks) {
-    const std::array<std::string, 4> sat = {passThrough("A1 08 0E 00 01 00 00 00 A0 EC 00 00"),
-                                            passThrough("A1 08 0E D0 01 01 4F C2 A0 B0 00 00"),
-                                            passThrough("A1 08 0E D1 01 01 4F C2 A0 B0 00 00"),
-                                            passThrough("A1 06 0E D8 00 01 4F C2 A0 B0 00 00", false)};
+    const std::array<std::string, 4> sat = {
+        "PhysicalDrive0 0x4d004 592 44: 0=2c 6=0c1801 13=02 16=02 20=50 24=30 28=a1080e 32=01 36=a0ec",
+        "PhysicalDrive0 0x4d004 592 44: 0=2c 6=0c1801 13=02 16=02 20=50 24=30 28=a1080ed001014fc2a0b0",
+        "PhysicalDrive0 0x4d004 592 44: 0=2c 6=0c1801 13=02 16=02 20=50 24=30 28=a1080ed101014fc2a0b0",
+        "PhysicalDrive0 0x4d004 80 44: 0=2c 6=0c1801 16=02 20=50 24=30 28=a1060ed8 33=014fc2a0b0"};
     const char* const bridges[] = {"sat",      "sunplus", "ioData",  "logitec",
                                    "prolific", "jmicron", "cypress", "asm1352r"};
     for (std::uint32_t type = CMD_TYPE_SAT; const char* bridge : bridges) {

@@ -1,6 +1,7 @@
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/NvmePaths.h"
 #include "support/DescribedDrives.h"
+#include "support/RequestText.h"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -15,35 +16,9 @@ using ::testing::Each;
 using ::testing::ElementsAreArray;
 using ::testing::HasSubstr;
 
-/// Bytes written as "B5 FE".
-std::string bytes(const std::string& hex) {
-    std::string text;
-    for (std::size_t i = 0; i + 1 < hex.size(); i += 3)
-        text += static_cast<char>(std::stoul(hex.substr(i, 2), nullptr, 16));
-    return text;
-}
-
-/// A block by its length and the runs of its bytes that are not 0, "44: 0=2c 6=1018".
-std::string sparse(std::string_view block) {
-    std::string text = fmt::format("{}:", block.size());
-    for (std::size_t i = 0; i < block.size(); ++i) {
-        if (block[i] == 0) continue;
-        if (i == 0 || block[i - 1] == 0) text += fmt::format(" {}=", i);
-        text += fmt::format("{:02x}", static_cast<std::uint8_t>(block[i]));
-    }
-    return text;
-}
-
-/// The record of requests, a control code as "DEVICE CODE OUT IN: the bytes that are not 0".
+/// The record of requests as one text, which is begun anew.
 std::string recordOf(platform::Machine& machine) {
-    std::string text;
-    for (std::string line : machine.requests().record()) {
-        if (const auto at = line.find(" in"); at != std::string::npos && line.starts_with("deviceControl")) {
-            line = line.substr(18, at - 18) + " " + sparse(bytes(line.substr(std::min(at + 4, line.size()))));
-            line.erase(line.find("out "), 4);
-        }
-        text += line + "\n";
-    }
+    const auto text = fmt::format("{}\n", fmt::join(requestsOf(machine), "\n"));
     machine.requests().clearRecord();
     return text;
 }

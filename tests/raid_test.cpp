@@ -16,8 +16,6 @@ using ::testing::IsEmpty;
 using Lines = std::vector<std::string>;
 using Labels = std::vector<std::wstring>;
 
-const std::string kPort = R"(\\.\Scsi2:)";
-
 /// The entry of a drive of port 2 on one path.
 std::string member(const std::string& path, int target, const std::string& more = {}) {
     const AtaBlock identify = smartIdentify({}, "ACME Disk", "F1", "S" + std::to_string(target));
@@ -69,54 +67,11 @@ struct RaidMachine {
     std::optional<CAtaSmart> engine;
 };
 
-std::string littleEndian(std::uint32_t value) {
-    std::string hex;
-    for (int shift = 0; shift < 32; shift += 8)
-        hex += fmt::format("{:02x} ", value >> shift & 0xFF);
-    return hex;
-}
-
-/// The record's line of a miniport request; `hex` stands behind the head.
-std::string request(std::string_view signature, std::uint32_t timeOut, std::uint32_t code,
-                    std::uint32_t length, std::size_t bytes, const std::string& hex = {}) {
-    std::string block = littleEndian(28);
-    for (std::size_t i = 0; i < 8; ++i)
-        block += fmt::format("{:02x} ", i < signature.size() ? signature[i] : 0);
-    block += littleEndian(timeOut) + littleEndian(code) + littleEndian(0) + littleEndian(length);
-    return controlLine(kPort, "0x4d008", bytes, bytes, block + hex);
-}
-std::string csmi(std::string_view signature, std::uint32_t code, std::size_t bytes,
-                 const std::string& hex = {}) {
-    return request(signature, 60, code, static_cast<std::uint32_t>(bytes - 28), bytes, hex);
-}
-/// A command to the drive on the phy of a number; `command` has FIS bytes 2 to 6.
-std::string csmiCommand(int phy, const std::string& command, const std::string& count,
-                        std::size_t bytes = 512) {
-    const std::string id = fmt::format("{:02x} ", phy);
-    return csmi("CSMISAS", 25, 168 + bytes,
-                id + id + "00 00 00 00 " + id + "00 00 00 00 00 00 00 00 00 27 80 " + command +
-                    " a0 00 00 00 00 " + count + " 00 00 00 00 00 00 00 " + littleEndian(0x11) +
-                    littleEndian(static_cast<std::uint32_t>(bytes)));
-}
-std::string megaRaid(std::uint32_t data, std::size_t bytes, const std::string& frame) {
-    return request("LSILOGIC", 0, 0, data + 188, bytes, frame);
-}
-std::string listQuestion(std::uint32_t bytes) {
-    return megaRaid(bytes, std::max<std::size_t>(4284, 188 + bytes),
-                    "05 00 00 00 00 00 00 00 " + littleEndian(0) + littleEndian(0) + littleEndian(0) +
-                        littleEndian(bytes) + littleEndian(0x02010000));
-}
-std::string megaCommand(int device, const std::string& cdb, std::uint32_t bytes = 512) {
-    return megaRaid(bytes, 4284,
-                    fmt::format("04 00 ff 00 {:02x} 00 0c 00 ", device) + littleEndian(0) + littleEndian(0) +
-                        littleEndian(16) + littleEndian(bytes) + littleEndian(0) + littleEndian(0) + cdb);
-}
-
 /// Each of the requests with the opening of the port in front of it.
-Lines opened(std::initializer_list<std::string> requests) {
+Lines opened(const std::string& head, std::initializer_list<std::string> requests) {
     Lines lines;
-    for (const std::string& line : requests)
-        lines.insert(lines.end(), {kOpenPort, line});
+    for (const std::string& tail : requests)
+        lines.insert(lines.end(), {kOpenPort, head + tail});
     return lines;
 }
 Lines joined(Lines first, const Lines& second) {
@@ -130,27 +85,30 @@ std::string csmiPort(const std::string& keys, const std::string& name = "iaStor"
            "}}]";
 }
 
-const std::string kSmartReads = "b0 d0 00 4f c2";
-
 TEST(RaidDrives, CsmiRequestsByteForByte) {
     RaidMachine raid(
         member(R"("csmi")", 1),
         csmiPort(R"("sets": [{"drives": [{"model": "M", "target": 1}, {"model": "", "target": 7}]}])"));
     raid.engine->AddDiskCsmi(2);
-    const Lines scan = {kOpenPort, csmi("CSMIALL", 1, 202), csmi("CSMIARY", 10, 128),
-                        csmi("CSMIARY", 11, 472), csmi("CSMISAS", 20, 2080)};
-    const auto& record = raid.machine->requests().record();
+    const Lines scan = {kOpenPort, "Scsi2: 0x4d008 202 202: 0=1c 4=43534d49414c4c 12=3c 16=01 24=ae",
+                        "Scsi2: 0x4d008 128 128: 0=1c 4=43534d49415259 12=3c 16=0a 24=64",
+                        "Scsi2: 0x4d008 472 472: 0=1c 4=43534d49415259 12=3c 16=0b 24=bc01",
+                        "Scsi2: 0x4d008 2080 2080: 0=1c 4=43534d49534153 12=3c 16=14 24=0408"};
+    const Lines record = requestsOf(*raid.machine);
     ASSERT_LT(scan.size(), record.size());
     EXPECT_EQ(scan, Lines(record.begin(), record.begin() + 5));
-    const Lines drive = opened({csmiCommand(1, "ec 00 00 00 00", "00"), csmiCommand(1, kSmartReads, "00"),
-                                csmiCommand(1, kSmartReads, "00"), csmiCommand(1, "b0 d1 00 4f c2", "00")});
+    const std::string read = " 49=4fc2a0 64=11 69=02";
+    const Lines drive =
+        opened("Scsi2: 0x4d008 680 680: 0=1c 4=43534d49534153 12=3c 16=19 24=8c02 28=0101 34=01 44=2780",
+               {"ec 51=a0 64=11 69=02", "b0d0" + read, "b0d0" + read, "b0d1" + read});
     EXPECT_EQ(drive, Lines(record.end() - 8, record.end()));
     EXPECT_EQ(5 + 8 + 2 * 3, static_cast<int>(record.size())); // between them the member on either NVMe path
     EXPECT_THAT(raid.records(), ElementsAre("S1 cs 2 -1 smart"));
     EXPECT_EQ(1, raid.engine->vars[0].sasPhyEntity[28]);
-    raid.machine->requests().clearRecord();
     EXPECT_TRUE(raid.engine->ControlSmartStatusCsmi(2, raid.engine->vars[0].sasPhyEntity, 0xD8));
-    EXPECT_EQ(opened({csmiCommand(1, "b0 d8 00 4f c2", "00", 0)}), record);
+    EXPECT_EQ("Scsi2: 0x4d008 168 168: 0=1c 4=43534d49534153 12=3c 16=19 24=8c 28=0101 34=01 44=2780b0d8 "
+              "49=4fc2a0 64=11",
+              requestsOf(*raid.machine).back());
 }
 
 TEST(RaidDrives, CsmiAnswersThatFailOrLie) {
@@ -252,10 +210,6 @@ TEST(RaidDrives, ADriveOnCsmiAndAsAPhysicalDrive) {
     EXPECT_TRUE(drive.engine->vars[0].IsSmartCorrect && drive.engine->vars[0].IsThresholdCorrect);
 }
 
-const std::string kMegaIdentify = "a1 08 0e 00 01 00 00 00 00 ec 00 00";
-const std::string kMegaData = "a1 08 0e d0 01 00 4f c2 00 b0 00 00";
-const std::string kMegaThresholds = "a1 08 0e d1 01 00 4f c2 00 b0 00 00";
-
 TEST(RaidDrives, MegaRaidRequestsAndAnswersThatLie) {
     const auto section = [](const std::string& keys) {
         return R"(, "raidPorts": [{"port": 2, "megaRaid": {)" + keys + "}}]";
@@ -266,15 +220,16 @@ TEST(RaidDrives, MegaRaidRequestsAndAnswersThatLie) {
     {
         RaidMachine raid(member(R"("megaRaid")", 9), section(R"("enclosures": [3])"));
         EXPECT_TRUE(raid.engine->AddDiskMegaRaid(2));
-        EXPECT_EQ(joined({kOpenPort, listQuestion(1024)},
-                         opened({megaCommand(9, kMegaIdentify), megaCommand(9, kMegaData),
-                                 megaCommand(9, kMegaData), megaCommand(9, kMegaThresholds)})),
-                  raid.machine->requests().record());
+        const std::string head = "Scsi2: 0x4d008 4284 4284: 0=1c 4=4c53494c4f474943 24=bc", list = " 54=0102";
+        const std::string command = "02 28=04 30=ff 32=09 34=0c 44=10 49=02 60=a1080e",
+                          smart = " 66=4fc2 69=b0";
+        EXPECT_EQ(opened(head, {"04 28=05 49=04" + list, command + " 64=01 69=ec", command + "d001" + smart,
+                                command + "d001" + smart, command + "d101" + smart}),
+                  requestsOf(*raid.machine));
         EXPECT_THAT(raid.records(), ElementsAre("S9 mr 2 9 smart"));
-        raid.machine->requests().clearRecord();
         EXPECT_TRUE(raid.engine->ControlSmartStatusMegaRaid(2, 9, 0xD8));
-        EXPECT_EQ(opened({megaCommand(9, "a1 08 0e d8 00 01 4f c2 00 b0 00 00", 0)}),
-                  raid.machine->requests().record());
+        EXPECT_EQ(head + " 28=04 30=ff 32=09 34=0c 44=10 60=a1080ed8 65=014fc2 69=b0",
+                  requestsOf(*raid.machine).back());
         EXPECT_FALSE(raid.engine->SendPassThroughMegaRaid(2, 9, {}, {}));
     }
     const struct {
@@ -301,13 +256,14 @@ TEST(RaidDrives, MegaRaidRequestsAndAnswersThatLie) {
         RaidMachine raid(members(R"("megaRaid")", 2), section(row.keys));
         EXPECT_EQ(row.listed, raid.engine->AddDiskMegaRaid(2));
         EXPECT_EQ(row.records, raid.engine->vars.size());
-        const auto& record = raid.machine->requests().record();
+        const Lines record = requestsOf(*raid.machine);
         EXPECT_EQ(row.questions,
                   static_cast<std::size_t>(std::ranges::count_if(record, [](const std::string& line) {
-                      return line.find("00 00 01 02") != line.npos; // the code of the list
+                      return line.ends_with(" 54=0102"); // the code of the list
                   })));
         if (row.questions == 2) {
-            EXPECT_EQ(listQuestion(6000), record[2]);
+            EXPECT_EQ("Scsi2: 0x4d008 6188 6188: 0=1c 4=4c53494c4f474943 24=2c18 28=05 48=7017 54=0102",
+                      record[2]);
         }
     }
 }
