@@ -1,5 +1,5 @@
-#include "platform/text.h"
 #include "support/DriveControls.h"
+#include "support/ManagementRows.h"
 
 #include <gmock/gmock.h>
 
@@ -100,41 +100,11 @@ TEST(MachineDrivesTest, TextsAreWrittenIntoTheIdentifyBlock) {
 }
 
 TEST(MachineDrivesTest, NamesOpenDrivesAndPorts) {
-    const auto machine = machineOf(
-        drive("ataPassThrough") +
-        R"(, {"scsiAddress": {"port": 5, "device": "\\Device\\Scsi\\SI31121"}, "paths": ["siliconImage"], "model": "M"})");
+    const auto machine = machineOf(drive("ataPassThrough"));
     DeviceFiles& files = machine->deviceFiles();
     EXPECT_TRUE(files.open(LR"(\\.\SCSI2:)").ok());
-    EXPECT_EQ(kFileNotFound, files.open(LR"(\\.\Scsi5:)").error) << "the port has another name";
-    EXPECT_EQ(kFileNotFound, files.open(LR"(\\.\tempBusSil3112)").error);
-    EXPECT_EQ(kSuccess, files.defineDosDevice(L"tempBusSil3112", LR"(\Device\Scsi\SI31121)"));
-    EXPECT_EQ(kSuccess, send(*machine, siliconImage(0, LR"(\\.\tempBusSil3112)")).error);
     for (const wchar_t* path : {LR"(\\.\PhysicalDrive1)", LR"(\\.\PhysicalDrive)", LR"(\\.\PhysicalDrive0x)"})
         EXPECT_EQ(kFileNotFound, files.open(path).error);
-}
-
-/// The rows of a query, each as its columns' texts and numbers; bytes tell their number.
-std::vector<std::string> rowsOf(Machine& machine, std::wstring_view space, std::wstring_view wql,
-                                std::initializer_list<const wchar_t*> columns) {
-    const auto locator = machine.managementData().createLocator();
-    if (!locator.ok()) return {"no service"};
-    const auto services = locator.value->connectServer(space);
-    if (!services.ok()) return {"no namespace"};
-    const auto answer = services.value->execQuery(wql);
-    if (!answer.ok()) return {"no class"};
-    std::vector<std::string> rows;
-    while (const auto row = answer.value->next()) {
-        std::string text;
-        for (const wchar_t* column : columns) {
-            const ManagementValue value = row->get(column).value;
-            std::string shown(value.text.begin(), value.text.end());
-            if (value.type == ManagementType::i4) shown = std::to_string(value.number);
-            if (!value.bytes.empty()) shown = fmt::format("{} bytes", value.bytes.size());
-            text += (text.empty() || shown.empty() ? "" : " ") + shown;
-        }
-        rows.push_back(text);
-    }
-    return rows;
 }
 
 TEST(MachineDrivesTest, RowsAreMadeOfDrivesAndControllers) {
@@ -150,32 +120,29 @@ TEST(MachineDrivesTest, RowsAreMadeOfDrivesAndControllers) {
          "managementRow": {"Model": "O", "PNPDeviceID": null, "FirmwareRevision": 7}})",
                                    R"(, "controllers": [{"id": "I", "name": "AHCI", "kind": "ide"},
         {"id": "U", "name": "XHCI", "kind": "usb"}, {"id": "S", "name": "UAS", "kind": "scsi"}])");
-    const struct {
-        std::wstring query;
-        std::vector<std::string> rows;
-    } cases[] = {
+    const std::pair<std::wstring, const char*> cases[] = {
         {L"SELECT * FROM Win32_DiskDrive",
-         {R"(\\.\PHYSICALDRIVE0 M 8225280 F1 IDE Fixed hard disk media SCSI\DISK&VEN_&PROD_M\5&00000002&0&010300 2 1 3)",
-          R"(\\.\PHYSICALDRIVE1 u USB Device USB External hard disk media USBSTOR\DISK&VEN_&PROD_U&REV_\S9&0)",
-          R"(\\.\PHYSICALDRIVE12 A SCSI Disk Device SCSI Removable Media SCSI\A)",
-          R"(\\.\PHYSICALDRIVE5 O 7 SCSI Fixed hard disk media)"}},
+         R"(\\.\PHYSICALDRIVE0|M|8225280|F1|IDE|Fixed hard disk media|SCSI\DISK&VEN_&PROD_M\5&00000002&0&010300|2|1|3
+\\.\PHYSICALDRIVE1|u USB Device|||USB|External hard disk media|USBSTOR\DISK&VEN_&PROD_U&REV_\S9&0|||
+\\.\PHYSICALDRIVE12|A SCSI Disk Device|||SCSI|Removable Media|SCSI\A|||
+\\.\PHYSICALDRIVE5|O||7|SCSI|Fixed hard disk media||||
+)"},
         {LR"(ASSOCIATORS OF {Win32_SCSIController.DeviceID="S"} WHERE AssocClass = Win32_SCSIControllerDevice)",
-         {R"(SCSI\A A SCSI Disk Device)", R"(SCSI\DISK&VEN_&PROD_N\5&FFFFFFFF&0&000005 O)"}},
+         "SCSI\\A|A SCSI Disk Device\nSCSI\\DISK&VEN_&PROD_N\\5&FFFFFFFF&0&000005|O\n"},
         {LR"(ASSOCIATORS OF {Win32_USBController.DeviceID="U"} WHERE AssocClass = Win32_USBControllerDevice)",
-         {R"(USB\VID_152D&PID_0578\S9 USB Mass Storage Device)",
-          R"(USBSTOR\DISK&VEN_&PROD_U&REV_\S9&0 u USB Device)"}},
+         "USB\\VID_152D&PID_0578\\S9|USB Mass Storage Device\nUSBSTOR\\DISK&VEN_&PROD_U&REV_\\S9&0|u USB "
+         "Device\n"},
         {LR"(ASSOCIATORS OF {Win32_PnPEntity.DeviceID="SCSI\\A"} WHERE AssocClass = Win32_SCSIControllerDevice)",
-         {"S UAS"}},
+         "S|UAS\n"},
     };
-    for (const auto& test : cases) {
-        const bool drives = test.query.ends_with(L"Win32_DiskDrive");
-        const auto rows =
-            drives ? rowsOf(*machine, L"root\\cimv2", test.query,
-                            {L"DeviceID", L"Model", L"Size", L"FirmwareRevision", L"InterfaceType",
-                             L"MediaType", L"PNPDeviceID", L"SCSIPort", L"SCSIBus", L"SCSITargetId"})
-                   : rowsOf(*machine, L"root\\cimv2", test.query, {L"DeviceID", L"Name"});
-        EXPECT_EQ(test.rows, rows) << wideToUtf8(test.query);
-    }
+    const std::vector<const wchar_t*> named = {L"DeviceID", L"Name"},
+                                      ofDrives = {L"DeviceID",         L"Model",         L"Size",
+                                                  L"FirmwareRevision", L"InterfaceType", L"MediaType",
+                                                  L"PNPDeviceID",      L"SCSIPort",      L"SCSIBus",
+                                                  L"SCSITargetId"};
+    for (const auto& [query, rows] : cases)
+        EXPECT_EQ(rows,
+                  test::rowsOf(machine->managementData(), query, query == cases[0].first ? ofDrives : named));
 }
 
 TEST(MachineDrivesTest, VolumesTellTheirDisks) {

@@ -9,12 +9,14 @@
 #include "platform/linux/ScsiGeneric.h"
 #include "platform/records/NvmeRecords.h"
 #include "platform/text.h"
+#include "support/DriveBlocks.h"
+#include "support/ManagementRows.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <cstring>
 #include <fcntl.h>
-#include <sstream>
 
 namespace orv::test {
 namespace {
@@ -118,16 +120,8 @@ class DriveTree : public Tree {
         link("sys/class/nvme/" + name, root() + "/" + path);
     }
     static std::string identify() {
-        std::string block(512, '\0');
-        const auto words = [&](std::size_t word, std::string text, std::size_t bytes) {
-            text.resize(bytes, ' ');
-            for (std::size_t at = 0; at < bytes; ++at)
-                block[2 * word + (at ^ 1)] = text[at];
-        };
-        words(10, "        Z1D5ABCD", 20);
-        words(23, "CC49", 8);
-        words(27, "ST1000DM003-1CH162", 40);
-        return block;
+        const AtaBlock block = identifyOf({}, "ST1000DM003-1CH162", "CC49", "        Z1D5ABCD");
+        return {block.begin(), block.end()};
     }
 };
 
@@ -189,41 +183,36 @@ TEST(LinuxDrives, StandInOrderAndKeepTheirNumbers) {
 }
 
 TEST(LinuxDrives, DescriptorAndAddressOfEachKind) {
-    const struct {
-        std::uint32_t number;
-        std::uint32_t bus;
-        const char* texts; // vendor, product, revision, serial
-        std::vector<int> address;
-    } drives[] = {
-        {0, 11, "-|ST1000DM003-1CH162|CC49|Z1D5ABCD", {0, 0, 0, 0}},
-        {1, 7, "JMicron|Generic|2.5+|12/34", {6, 0, 0, 1}},
-        {2, 7, "ASMT|2115|2.5+|-", {7, 0, 2, 0}},
-        {3, 10, "HGST|HUS726T4TALA6L4|2.5+|VDHR1234", {8, 0, 11, 0}},
-        {4, 3, "-|QEMU HARDDISK|2.5+|-", {9, 0, 1, 0}},
-        {5, 17, "NVMe|Samsung SSD 970 EVO 1TB|2B2QEXE7|S4EVNF0M", {128, 0, 0, 1}},
-        {6, 17, "NVMe|MZ  PATH|2B2QEXE7|S4EVNF0M", {137, 0, 0, 0}}, // the first live path
-        {7, 1, "-|-|-|-", {}},
-        {8, 12, "-|-|-|-", {}},
+    // Bus, vendor, product, revision, serial number; port, path, target, unit.
+    const char* const drives[] = {
+        "11 -|ST1000DM003-1CH162|CC49|Z1D5ABCD 0.0.0.0",
+        "7 JMicron|Generic|2.5+|12/34 6.0.0.1",
+        "7 ASMT|2115|2.5+|- 7.0.2.0",
+        "10 HGST|HUS726T4TALA6L4|2.5+|VDHR1234 8.0.11.0",
+        "3 -|QEMU HARDDISK|2.5+|- 9.0.1.0",
+        "17 NVMe|Samsung SSD 970 EVO 1TB|2B2QEXE7|S4EVNF0M 128.0.0.1",
+        "17 NVMe|MZ  PATH|2B2QEXE7|S4EVNF0M 137.0.0.0", // the first live path
+        "1 -|-|-|- none",
+        "12 -|-|-|- none",
     };
     const DriveTree tree;
     LinuxPlatform system(tree.root());
     const Bytes query(12, 0);
-    for (const auto& expected : drives) {
-        SCOPED_TRACE(expected.number);
-        const auto answer = ask(system, drive(expected.number), IOCTL_STORAGE_QUERY_PROPERTY, query);
+    for (std::uint32_t number = 0; number < std::size(drives); ++number) {
+        const auto answer = ask(system, drive(number), IOCTL_STORAGE_QUERY_PROPERTY, query);
         ASSERT_EQ(kSuccess, answer.error);
         const auto head = answer.as<STORAGE_DEVICE_DESCRIPTOR>();
-        EXPECT_EQ(expected.bus, head.BusType);
         EXPECT_EQ(answer.bytes.size(), head.Size);
-        EXPECT_EQ(expected.texts, textAt(answer, head.VendorIdOffset) + "|" +
-                                      textAt(answer, head.ProductIdOffset) + "|" +
-                                      textAt(answer, head.ProductRevisionOffset) + "|" +
-                                      textAt(answer, head.SerialNumberOffset));
-        const auto place = ask(system, drive(expected.number), IOCTL_SCSI_GET_ADDRESS, {}, 8);
-        EXPECT_EQ(expected.address.empty() ? kInvalidFunction : kSuccess, place.error);
-        if (expected.address.empty()) continue;
-        const auto at = place.as<SCSI_ADDRESS>();
-        EXPECT_THAT((std::vector<int>{at.PortNumber, at.PathId, at.TargetId, at.Lun}), expected.address);
+        const auto place = ask(system, drive(number), IOCTL_SCSI_GET_ADDRESS, {}, 8);
+        const auto at = place.error == kSuccess ? place.as<SCSI_ADDRESS>() : SCSI_ADDRESS{};
+        EXPECT_EQ(
+            drives[number],
+            fmt::format("{} {}|{}|{}|{} {}", head.BusType, textAt(answer, head.VendorIdOffset),
+                        textAt(answer, head.ProductIdOffset), textAt(answer, head.ProductRevisionOffset),
+                        textAt(answer, head.SerialNumberOffset),
+                        place.error == kInvalidFunction
+                            ? "none"
+                            : fmt::format("{}.{}.{}.{}", at.PortNumber, at.PathId, at.TargetId, at.Lun)));
     }
     EXPECT_EQ(kInsufficientBuffer, ask(system, drive(0), IOCTL_STORAGE_QUERY_PROPERTY, query, 7).error);
     // A host's number that is an NVMe controller's port has no address.
@@ -326,26 +315,6 @@ TEST(LinuxDrives, ANodeHasToBeTheDeviceThatTheKernelTells) {
     EXPECT_EQ(87U, readAt(10000, 0).error); // no block size
 }
 
-/// The rows of a query, a line each: the named columns with '|' between them.
-std::string rowsOf(LinuxPlatform& system, const std::wstring& wql,
-                   const std::vector<const wchar_t*>& columns) {
-    const auto locator = system.managementData().createLocator();
-    const auto services = locator.value->connectServer(LR"(\\.\root\cimv2)");
-    const auto rows = services.value->execQuery(wql);
-    if (!rows.ok()) return "failed";
-    std::ostringstream text;
-    while (const auto row = rows.value->next()) {
-        for (const wchar_t* column : columns) {
-            const auto value = row->get(column).value;
-            text << (column == columns.front() ? "" : "|");
-            if (value.type == ManagementType::i4) text << value.number;
-            if (value.type == ManagementType::bstr) text << wideToUtf8(value.text);
-        }
-        text << "\n";
-    }
-    return text.str();
-}
-
 constexpr char kNvmeId[] = R"(PCI\VEN_8086&DEV_A808&SUBSYS_11001AF4&REV_02\3&00000001&0&00)";
 
 TEST(LinuxDrives, ManagementDataTellsOfDrivesAndControllers) {
@@ -362,7 +331,7 @@ TEST(LinuxDrives, ManagementDataTellsOfDrivesAndControllers) {
 \\.\PHYSICALDRIVE7||SCSI|Fixed hard disk media|1019934720||||SCSI\DISK&VEN_&PROD_\5&FFFFFFFF&0&000007
 \\.\PHYSICALDRIVE8||SCSI|Fixed hard disk media|1019934720||||SCSI\DISK&VEN_&PROD_\5&FFFFFFFF&0&000008
 )",
-        rowsOf(system, L"SELECT * FROM Win32_DiskDrive",
+        rowsOf(system.managementData(), L"SELECT * FROM Win32_DiskDrive",
                {L"DeviceID", L"Model", L"InterfaceType", L"MediaType", L"Size", L"SCSIPort", L"SCSITargetId",
                 L"SCSIBus", L"PNPDeviceID"}));
 
@@ -382,12 +351,12 @@ TEST(LinuxDrives, ManagementDataTellsOfDrivesAndControllers) {
         {L"SELECT * FROM Win32_Fan", "failed"},
     };
     for (const auto& [wql, expected] : queries)
-        EXPECT_EQ(expected, rowsOf(system, wql, id)) << wideToUtf8(wql);
+        EXPECT_EQ(expected, rowsOf(system.managementData(), wql, id)) << wideToUtf8(wql);
 
     tree.file("usr/share/misc/pci.ids", "8086  Intel Corporation\n\ta36d  Cannon Lake PCH USB 3.1\n");
     EXPECT_EQ("PCI\\VEN_8086&DEV_A36D&SUBSYS_11001AF4&REV_02\\3&00000000&0&A0|"
               "Intel Corporation Cannon Lake PCH USB 3.1\n",
-              rowsOf(system, L"select Name, DeviceID from Win32_USBController", named));
+              rowsOf(system.managementData(), L"select Name, DeviceID from Win32_USBController", named));
 }
 
 TEST(LinuxDrives, TheLinkOfAnNvmeController) {

@@ -100,18 +100,6 @@ inline Control smart(std::uint8_t command, std::uint8_t feature) {
     return {kDrive, SMART_RCV_DRIVE_DATA, bytesOf(in, 33), 528, 16};
 }
 
-inline SRB_IO_CONTROL miniport(std::string_view signature, std::uint32_t code, std::uint32_t length) {
-    SRB_IO_CONTROL head{sizeof head, {}, 2, code, 0, length};
-    std::memcpy(head.Signature, signature.data(), sizeof head.Signature);
-    return head;
-}
-
-inline Control siliconImage(std::uint8_t bus, const wchar_t* device = kPort) {
-    Bytes in = bytesOf(miniport("CMD_IDE ", 0x42008, 536), 564);
-    in[28] = std::byte{bus};
-    return {device, IOCTL_SCSI_MINIPORT, in, 564, 52};
-}
-
 inline Control scsi(std::string_view cdb, std::uint32_t bytes, std::uint8_t dataIn = 1,
                     std::string_view data = "") {
     SCSI_PASS_THROUGH head{};
