@@ -23,25 +23,16 @@ std::string reason(Call call) {
     return "nothing thrown";
 }
 
-// Bytes 20 to 23.
-TEST(SpdDDR4, HighestLatencyOfEachRange) {
-    const std::pair<Bytes, std::uint32_t> cases[] = {
-        {{0x80, 0x00, 0x00, 0x00}, 14},
-        {{0xFF, 0xFF, 0x04, 0x00}, 25},
-        {{0x01, 0x00, 0x00, 0x80}, 23},
-        {{0x00, 0x00, 0x00, 0xBF}, 52},
-    };
-    for (const auto& [bytes, latency] : cases)
+// Bytes 20 to 23, and 24 to 28.
+TEST(SpdDecoders, HighestLatencyOfEachRange) {
+    const std::pair<Bytes, std::uint32_t> ddr4[] = {{{0x80, 0x00, 0x00, 0x00}, 14},
+                                                    {{0xFF, 0xFF, 0x04, 0x00}, 25},
+                                                    {{0x01, 0x00, 0x00, 0x80}, 23},
+                                                    {{0x00, 0x00, 0x00, 0xBF}, 52}};
+    for (const auto& [bytes, latency] : ddr4)
         EXPECT_EQ(latency, parseLargeCLDDR4(spdOf(512, {{20, bytes}}))) << latency;
-}
-
-TEST(SpdDDR5, HighestLatencyOfEachByte) {
-    const std::pair<Bytes, std::uint32_t> cases[] = {
-        {{0xFF, 0x01, 0, 0, 0}, 36},
-        {{0, 0, 0, 0, 0x80}, 98},
-    };
-    for (const auto& [bytes, latency] : cases)
-        EXPECT_EQ(latency, parseLargeCLDDR5(spdOf(1024, {{24, bytes}}))) << latency;
+    EXPECT_EQ(36u, parseLargeCLDDR5(spdOf(1024, {{24, {0xFF, 0x01, 0, 0, 0}}})));
+    EXPECT_EQ(98u, parseLargeCLDDR5(spdOf(1024, {{24, {0, 0, 0, 0, 0x80}}})));
 }
 
 // Times are in units of 125 ps with a correction of -128 to 127 ps.
