@@ -94,17 +94,14 @@ TEST(Regedit, OneKeyAtATime) {
     const std::string tooLong(512, 'x');
     TestMachine machine(machineWith("", R"({"key": "2", "description": "Card"}, {"key": ")" + tooLong +
                                             R"(", "description": "x"})"));
-    CapturedLog log{&regeditLogger};
     regedit key;
     std::vector<std::wstring> names{L"before"};
-    std::vector<std::byte> data;
+    std::vector<std::byte> data(99);
     EXPECT_FALSE(key.enumKey(names));
     ASSERT_TRUE(key.open(kCards, 0x20019));
     EXPECT_FALSE(key.enumKey(names)) << "a name that does not fit";
-    EXPECT_THAT(log.lines().back(), HasSubstr("error RegEnumKeyEx failed: error code: 234"));
     EXPECT_THAT(names, ElementsAre(L"before", L"2")) << "the names before it stay";
     ASSERT_TRUE(key.open(std::wstring(kCards) + L"2\\", 0x20019));
-    data.resize(99);
     ASSERT_TRUE(key.queryValue(L"Description", data, nullptr));
     EXPECT_EQ(10u, data.size());
     EXPECT_FALSE(key.open(L"SOFTWARE\\None\\", 0x20019));
