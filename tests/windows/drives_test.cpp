@@ -1,5 +1,5 @@
 // What the Windows side adds to a drive's requests: how devices are opened and read, the codes of their
-// refusals, management data with a limit and byte arrays.
+// refusals, byte arrays of the management data.
 
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/DebugPrint.h"
@@ -186,27 +186,6 @@ class WindowsDriveRows : public WindowsDrives {
     ErrorCode started_ = kSuccess;
     std::unique_ptr<ManagementLocator> locator_;
 };
-
-TEST_F(WindowsDriveRows, DisksComeAsTextWithinTheLimit) {
-    EXPECT_EQ(kManagementNamespace,
-              locator().connectServer(L"\\\\.\\root\\no such space", kConnectWaitsAtMost).error);
-    EXPECT_TRUE(locator().connectServer(L"\\\\.\\root\\WMI", kConnectWaitsAtMost).ok());
-    const auto services = locator().connectServer(L"\\\\.\\root\\cimv2", kConnectWaitsAtMost);
-    ASSERT_TRUE(services.ok()) << services.error;
-    ASSERT_EQ(kSuccess, services.value->setProxyBlanket());
-    const auto answer = services.value->execQuery(L"SELECT * FROM Win32_DiskDrive");
-    ASSERT_TRUE(answer.ok()) << answer.error;
-    while (const auto row = answer.value->next(10'000)) {
-        const auto id = row->get(L"DeviceID");
-        ASSERT_TRUE(id.ok()) << id.error;
-        EXPECT_NE(std::wstring::npos, id.value.text.find(L"PHYSICALDRIVE"));
-        const auto size = row->get(L"Size");
-        ASSERT_TRUE(size.ok()) << size.error;
-        EXPECT_TRUE(size.value.type == ManagementType::bstr || !size.value.present());
-        EXPECT_EQ(kManagementNotFound, row->get(L"NoSuchColumn").error);
-    }
-    EXPECT_EQ(nullptr, answer.value->next(0));
-}
 
 TEST_F(WindowsDriveRows, AByteArrayComesWhole) {
     // The account of everyone has the same binary form on every system.
