@@ -125,28 +125,22 @@ TEST(AddDisk, OneBlockForBothIsRightForOneMaker) {
 }
 
 TEST(AddDisk, WhichDrivesAreRead) {
-    struct Row {
-        IdentifyWords words;
-        BOOL advanced;
-        std::uint32_t type;
-        bool added, read;
-    };
     const IdentifyWords none = {{80, 0x00FE}, {60, 0}, {61, 0x0100}};
     const IdentifyWords old = {{80, 0x00FE}, {60, 3}, {61, 0x0110}};
-    const Row rows[] = {
+    // Words, whether all are looked for, the path; whether the drive is added, and read.
+    const std::tuple<IdentifyWords, BOOL, std::uint32_t, bool, bool> rows[] = {
         {kSmartWords, 0, CMD_TYPE_PHYSICAL_DRIVE, true, true},
         {none, 1, CMD_TYPE_PHYSICAL_DRIVE, true, true},
         {old, 0, CMD_TYPE_PHYSICAL_DRIVE, true, true},
         {none, 0, CMD_TYPE_NVME_SAMSUNG, true, false}, // the path is looked at where SMART is
         {kSmartWords, 0, CMD_TYPE_NVME_SAMSUNG, false, false},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(&row - rows);
+    for (const auto& [words, advanced, type, added, read] : rows) {
         DriveOnMachine drive(ataDrive(R"("ataPassThrough")"));
-        drive.engine->AdvancedDiskSearch = row.advanced;
-        EXPECT_EQ(row.added, add(drive, row.type, identifyOf(row.words)));
-        EXPECT_EQ(row.added ? 1u : 0u, drive.engine->vars.size());
-        EXPECT_EQ(row.read, !drive.trace.empty());
+        drive.engine->AdvancedDiskSearch = advanced;
+        EXPECT_EQ(added, add(drive, type, identifyOf(words))) << type;
+        EXPECT_EQ(added ? 1u : 0u, drive.engine->vars.size());
+        EXPECT_EQ(read, !drive.trace.empty()) << type;
     }
 }
 

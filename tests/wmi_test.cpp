@@ -64,18 +64,6 @@ TEST_F(Wmi, AHostWithItsOwnComSettingsGetsASession) {
     EXPECT_THAT(machine->requests().record(), testing::Not(testing::Contains("uninitializeCom")));
 }
 
-TEST_F(Wmi, ColumnsOfAnyTypeOrNone) {
-    wmi session;
-    ASSERT_TRUE(session.query(kQuery));
-    const auto numbers = session.get(L"N");
-    EXPECT_EQ(ManagementType::i4, numbers[0].type);
-    EXPECT_EQ(-5, numbers[0].number);
-    EXPECT_EQ(ManagementType::empty, numbers[1].type);
-    EXPECT_EQ(11, static_cast<int>(session.get(L"B")[0].type));
-    ASSERT_TRUE(session.query(kQuery));
-    EXPECT_EQ(4u, session.get(L"A").size()) << "a second query adds its rows";
-}
-
 TEST_F(Wmi, QueriesThatGiveNothing) {
     wmi empty;
     EXPECT_TRUE(empty.query(L"SELECT * FROM Empty"));

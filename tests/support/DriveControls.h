@@ -7,7 +7,6 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
 #include <cstring>
 
 namespace orv::platform::drives {
@@ -98,30 +97,6 @@ inline Control smart(std::uint8_t command, std::uint8_t feature) {
     in.cBufferSize = 512;
     in.irDriveRegs = registers(command, feature, 0xA0);
     return {kDrive, SMART_RCV_DRIVE_DATA, bytesOf(in, 33), 528, 16};
-}
-
-inline Control scsi(std::string_view cdb, std::uint32_t bytes, std::uint8_t dataIn = 1,
-                    std::string_view data = "") {
-    SCSI_PASS_THROUGH head{};
-    head.Length = sizeof head;
-    head.CdbLength = static_cast<std::uint8_t>((cdb.size() + 1) / 3);
-    head.SenseInfoLength = 24;
-    head.DataIn = dataIn;
-    head.DataTransferLength = bytes;
-    head.TimeOutValue = 2;
-    head.DataBufferOffset = 80;
-    head.SenseInfoOffset = 48;
-    const auto hex = [](std::string_view text, std::size_t i) {
-        std::uint8_t value = 0;
-        std::from_chars(&text[3 * i], &text[3 * i] + 2, value, 16);
-        return value;
-    };
-    for (std::size_t i = 0; i < head.CdbLength; ++i)
-        head.Cdb[i] = hex(cdb, i);
-    Bytes in = bytesOf(head, 80 + bytes);
-    for (std::size_t i = 0; i < (data.size() + 1) / 3; ++i)
-        in[80 + i] = std::byte{hex(data, i)};
-    return {kDrive, IOCTL_SCSI_PASS_THROUGH, in, 80 + bytes, 80};
 }
 
 struct Sent {
