@@ -66,9 +66,6 @@ TEST(DriveSearch, WhatARowDecides) {
     const std::tuple<const char*, std::string, std::string, bool, std::uint32_t, std::wstring> cases[] = {
         {"an internal disk without a medium's text", disk(1), R"("Model": "ACME Disk ATA Device")", true,
          CMD_TYPE_PHYSICAL_DRIVE, L"Serial ATA"},
-        {"an internal disk that says it is removable", disk(1),
-         R"("Model": "ACME Disk", "MediaType": "Removable Media")", true, CMD_TYPE_PHYSICAL_DRIVE,
-         L"Serial ATA"},
         {"a USB disk", disk(1, "ACME Disk", "sat"),
          R"("Model": "ACME Disk USB Device", "MediaType": "External hard disk media")" + usb, true,
          CMD_TYPE_SAT, L"USB (Serial ATA)"},
@@ -183,8 +180,6 @@ TEST(DriveSearch, AUsbDiskTakesItsIdsFromItsParent) {
     it.search();
     ASSERT_EQ(3u, it.engine->usbDevices.size());
     EXPECT_EQ(0u, it.engine->usbDevices[0].VendorId);
-    EXPECT_THAT(it.trace, Contains(L"VID=152Dh, PID=A583h"));
-    EXPECT_THAT(it.trace, Not(Contains(L"usbVendorId=1111, usbProductId=2222")));
     ASSERT_EQ(1u, it.engine->vars.size());
     const AtaSmartInfo& asi = it.engine->vars[0];
     EXPECT_EQ(CMD_TYPE_JMICRON, asi.CommandType) << "asked first for that vendor";
@@ -217,7 +212,6 @@ TEST(DriveSearch, WithoutManagementDataTheNumbersAreWalked) {
         {R"(, "services": {"Winmgmt": {"state": 1}})", "", L"NG:WMI Init 3"},
         {"", "createLocator", L"NG:WMI Init 1"},
         {"", "connectServer", L"NG:WMI Init 2"},
-        {"", "setProxyBlanket", L"NG:WMI Init - 80004005"},
         {"", "execQuery", L"OK:WMI Init"},
     };
     for (const auto& [section, request, text] : steps) {

@@ -155,8 +155,6 @@ TEST(LogWriting, FormatsAreThoseOfFmt) {
     EXPECT_EQ("count: -2147483648", written());
     log::info(logger, L"caf\u00E9: {}", 3);
     EXPECT_EQ("caf\xC3\xA9: 3", written());
-    log::info(logger, L"{{{}", 5);
-    EXPECT_EQ("{5", written());
     log::info(logger, L"{:>4}|{}", 5, L"a long text of more than sixteen letters, caf\u00E9");
     EXPECT_EQ("   5|a long text of more than sixteen letters, caf\xC3\xA9", written());
 }
@@ -168,10 +166,6 @@ TEST(LogRing, KeepsTheLatest64LinesOfEveryLogger) {
     ASSERT_EQ(64u, ring.lines().size());
     EXPECT_THAT(ring.lines().front(), ::testing::HasSubstr("message 2"));
     EXPECT_THAT(ring.lines().back(), ::testing::HasSubstr("message 65"));
-
-    log::RingSink none(0);
-    none.log({"x", spdlog::level::trace, "message"});
-    EXPECT_TRUE(none.lines().empty());
 
     auto& shared = dynamic_cast<log::RingSink&>(*log::sharedSinks().back());
     log::entry(memoryLogger, L"orv::memory::getMemoryStatus");

@@ -16,7 +16,7 @@ TEST(MachineDrivesTest, SleepCostsTheSpinUpOrTheTimeOut) {
         const ErrorCode error = request();
         return std::pair(error, (machine->machineClock().now() - before) / kSecond);
     };
-    const auto identify = [&] { return send(*machine, ata(0xEC, 0)).error; };
+    const auto identify = [&] { return send(*machine, ataIdentify()).error; };
     EXPECT_THAT(waited(identify), testing::Pair(kTimedOut, 2));
     EXPECT_THAT(waited(identify), testing::Pair(kTimedOut, 2));
     EXPECT_THAT(waited(identify), testing::Pair(kSuccess, 1));
@@ -31,47 +31,8 @@ TEST(MachineDrivesTest, SleepCostsTheSpinUpOrTheTimeOut) {
     EXPECT_THAT(waited(identify), testing::Pair(kSuccess, 0));
 
     machine = machineOf(drive("smartIoctl", asleep));
-    EXPECT_THAT(waited([&] { return send(*machine, smart(0xEC, 0)).error; }), testing::Pair(kSuccess, 5))
+    EXPECT_THAT(waited([&] { return send(*machine, smartIdentify()).error; }), testing::Pair(kSuccess, 5))
         << "a block without a time-out waits";
-}
-
-TEST(MachineDrivesTest, AnswersReplaceTheRightOnes) {
-    const auto machine = machineOf(drive("smartIoctl ataPassThrough", R"("answers": [
-        {"path": "smartIoctl", "operation": "identify", "nth": 1, "bytes": 512},
-        {"path": "smartIoctl", "operation": "identify", "nth": 2, "data": "09"},
-        {"path": "smartIoctl", "operation": "smart", "error": 31},
-        {"path": "ataPassThrough", "operation": "identify", "hang": true},
-        {"path": "ataPassThrough", "operation": "smart", "nth": 2, "vanish": true}])"));
-    const auto told = [&](const Control& control) { return outcome(send(*machine, control), control); };
-    EXPECT_EQ("512 bytes of 1", told(smart(0xEC, 0)));
-    EXPECT_EQ("528 bytes of 9", told(smart(0xEC, 0)));
-    EXPECT_EQ("528 bytes of 1", told(smart(0xEC, 0)));
-    EXPECT_EQ("error 31", told(smart(0xB0, 0xD0)));
-    EXPECT_EQ("error 121", told(ata(0xEC, 0)));
-
-    const auto file = machine->deviceFiles().open(kDrive);
-    EXPECT_EQ(kSuccess, send(*file.value, ata(0xB0, 0xD0)).error);
-    EXPECT_EQ(kNoSuchDevice, send(*file.value, ata(0xB0, 0xD0)).error);
-    EXPECT_EQ(kFileNotFound, machine->deviceFiles().open(kDrive).error);
-}
-
-TEST(MachineDrivesTest, ChangesComeWithTheClock) {
-    const auto machine = machineOf(
-        drive("ataPassThrough", R"("performance": {"bytesRead": 1000, "bytesReadPerSecond": 10}, "changes": [
-        {"atSeconds": 10, "smart": ")" +
-                                    block(7) + R"("}, {"atSeconds": 20, "present": false},
-        {"atSeconds": 30, "openError": 5}])"));
-    const auto smartByte = [&] { return outcome(send(*machine, ata(0xB0, 0xD0)), ata(0xB0, 0xD0)); };
-    EXPECT_EQ("556 bytes of 2", smartByte());
-    machine->clock().sleepNs(10 * kSecond);
-    EXPECT_EQ("556 bytes of 7", smartByte());
-    const Sent counts = send(*machine, {kDrive, IOCTL_DISK_PERFORMANCE, {}, 88, 0});
-    EXPECT_EQ(1100, counts.as<DISK_PERFORMANCE>().BytesRead);
-    machine->clock().sleepNs(10 * kSecond);
-    EXPECT_EQ("error 2", smartByte());
-    EXPECT_TRUE(machine->deviceFiles().open(kPort).ok()) << "the port stays";
-    machine->clock().sleepNs(10 * kSecond);
-    EXPECT_EQ("error 5", smartByte());
 }
 
 std::string textAt(const Sent& sent, std::size_t at) {
@@ -84,7 +45,7 @@ std::string textAt(const Sent& sent, std::size_t at) {
 TEST(MachineDrivesTest, TextsAreWrittenIntoTheIdentifyBlock) {
     const auto machine = machineOf(
         R"({"number": 0, "paths": ["ataPassThrough", "sat"], "model": "AB C", "serialNumber": "S\u00e91"})");
-    const Sent identify = send(*machine, ata(0xEC, 0));
+    const Sent identify = send(*machine, ataIdentify());
     EXPECT_EQ('B', identify.at(44 + 54));
     unsigned sum = 0;
     for (std::size_t i = 0; i < 512; ++i)
@@ -92,7 +53,7 @@ TEST(MachineDrivesTest, TextsAreWrittenIntoTheIdentifyBlock) {
     EXPECT_EQ(0U, sum % 256);
 
     const STORAGE_PROPERTY_QUERY ask{};
-    const Sent answer = send(*machine, {kDrive, IOCTL_STORAGE_QUERY_PROPERTY, bytesOf(ask, 12), 4096, 0});
+    const Sent answer = send(*machine, {kDrive, IOCTL_STORAGE_QUERY_PROPERTY, bytesOf(ask, 12), 4096});
     const auto descriptor = answer.as<STORAGE_DEVICE_DESCRIPTOR>();
     EXPECT_EQ(answer.bytes, descriptor.Size);
     EXPECT_EQ("AB C", textAt(answer, descriptor.ProductIdOffset));
@@ -149,7 +110,7 @@ TEST(MachineDrivesTest, VolumesTellTheirDisks) {
     const auto machine = machineOf("", R"(, "volumes": [{"letter": "C", "extents": [
         {"disk": 3, "start": 4096, "length": 8192}, {"disk": 300, "length": 0}]}, {"letter": "X", "type": 5}])");
     const auto extents = [&](const wchar_t* path, std::size_t room) {
-        return send(*machine, {path, IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS, {}, room, 0});
+        return send(*machine, {path, IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS, {}, room});
     };
     const Sent whole = extents(LR"(\\.\C:)", sizeof(VOLUME_DISK_EXTENTS));
     EXPECT_EQ(8U + 2 * 24, whole.bytes);

@@ -52,8 +52,6 @@ TEST(Smbios, MemoryDeviceColumns) {
              d.extendedConfiguredSpeed = 0x80000000 | 66000;
          },
          R"("Acme" "AM4-16G-3200" "001AFF0B" "137438953472" 70000 66000 64 1200 26 8)"},
-        {"kibibytes", [](MemoryDevice& d) { d.size = 0x8000 | 512; },
-         R"("Acme" "AM4-16G-3200" "001AFF0B" "524288" 3200 2933 64 1200 26 8)"},
         {"nothing known but that there is one",
          [](MemoryDevice& d) {
              d.size = d.totalWidth = 0xFFFF;

@@ -42,7 +42,6 @@ TEST(SpdDDR4, TimingRoundsUp) {
         {"the upper half of byte 27 belongs to tRC: 48 ns",
          {{18, {0x08}}, {20, {0x01}}, {25, {0x08, 0x10, 0x21, 0x80}}},
          L"07-01-02-48"},
-        {"three digits", {{18, {0x01}}, {20, {0x01}}, {25, {0x64, 0x00, 0x00, 0x00}}}, L"07-100-00-00"},
         {"no clock", {{20, {0x01}}, {25, {0x6E, 0x6E, 0x01, 0x00}}}, L"00-00-00-00"},
         {"a correction takes the whole clock", {{18, {1}}, {20, {1}}, {125, {0x83}}}, L"00-00-00-00"},
     };

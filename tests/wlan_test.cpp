@@ -74,11 +74,6 @@ TEST(ConnectionSpeed, RecordsOfAdaptersWithoutADescriptionOrARowStayAtZero) {
     }
 }
 
-TEST(ConnectionSpeed, NoAdapterIsNull) {
-    TestMachine machine(R"({"name": "bare"})");
-    EXPECT_STREQ("null", getNetCurrentSpeed());
-}
-
 TEST(ConnectionSpeed, AFailedFirstReadIsTriedAgainAndALaterOneKeepsTheSamples) {
     TestMachine machine = TestMachine::sample("intel-desktop");
     machine->requests().plan({"interfaceRows", 1, 122, 0});

@@ -57,46 +57,31 @@ Bytes bytesOf(const T& record, std::size_t size = sizeof(T)) {
     return bytes;
 }
 
-/// A control code and where its answer has the data.
+/// A control code and the room for its answer.
 struct Control {
     const wchar_t* device;
     std::uint32_t code;
     Bytes in;
     std::size_t out;
-    std::size_t dataAt;
 };
 constexpr const wchar_t* kDrive = LR"(\\.\PhysicalDrive0)";
-constexpr const wchar_t* kPort = LR"(\\.\Scsi2:)";
 
-inline IDEREGS registers(std::uint8_t command, std::uint8_t feature, std::uint8_t target) {
-    const bool smart = command == 0xB0;
-    return {feature,
-            1,
-            1,
-            static_cast<std::uint8_t>(smart ? 0x4F : 0),
-            static_cast<std::uint8_t>(smart ? 0xC2 : 0),
-            target,
-            command,
-            0};
-}
-
-inline Control ata(std::uint8_t command, std::uint8_t feature, std::uint8_t target = 0xA0,
-                   std::uint32_t bytes = 512) {
+inline Control ataIdentify() {
     ATA_PASS_THROUGH_EX head{};
     head.Length = sizeof head;
-    head.AtaFlags = bytes != 0 ? ATA_FLAGS_DATA_IN : 0;
-    head.DataTransferLength = bytes;
+    head.AtaFlags = ATA_FLAGS_DATA_IN;
+    head.DataTransferLength = 512;
     head.TimeOutValue = 2;
     head.DataBufferOffset = 44;
-    head.CurrentTaskFile = registers(command, feature, target);
-    return {kDrive, IOCTL_ATA_PASS_THROUGH, bytesOf(head, 44 + bytes), 44 + bytes, 44};
+    head.CurrentTaskFile = {0, 1, 1, 0, 0, 0xA0, 0xEC, 0};
+    return {kDrive, IOCTL_ATA_PASS_THROUGH, bytesOf(head, 44 + 512), 44 + 512};
 }
 
-inline Control smart(std::uint8_t command, std::uint8_t feature) {
+inline Control smartIdentify() {
     SENDCMDINPARAMS in{};
     in.cBufferSize = 512;
-    in.irDriveRegs = registers(command, feature, 0xA0);
-    return {kDrive, SMART_RCV_DRIVE_DATA, bytesOf(in, 33), 528, 16};
+    in.irDriveRegs = {0, 1, 1, 0, 0, 0xA0, 0xEC, 0};
+    return {kDrive, SMART_RCV_DRIVE_DATA, bytesOf(in, 33), 528};
 }
 
 struct Sent {
@@ -112,23 +97,12 @@ struct Sent {
     }
 };
 
-inline Sent send(DeviceFile& file, const Control& control) {
-    Bytes out(control.out);
-    const auto answer = file.control(control.code, control.in, out);
-    return {answer.error, answer.value, std::move(out)};
-}
-
 inline Sent send(Machine& machine, const Control& control) {
     const auto file = machine.deviceFiles().open(control.device);
     if (!file.ok()) return {file.error, 0, {}};
-    return send(*file.value, control);
-}
-
-/// What tells one answer from another: the error, or the data's first byte.
-inline std::string outcome(const Sent& sent, const Control& control) {
-    if (sent.error != kSuccess) return fmt::format("error {}", sent.error);
-    if (control.dataAt >= sent.out.size()) return fmt::format("{} bytes", sent.bytes);
-    return fmt::format("{} bytes of {}", sent.bytes, sent.at(control.dataAt));
+    Bytes out(control.out);
+    const auto answer = file.value->control(control.code, control.in, out);
+    return {answer.error, answer.value, std::move(out)};
 }
 
 } // namespace orv::platform::drives
