@@ -241,6 +241,15 @@ TEST(ProbeDrive, WhatADeadDriveIsAskedAndInWhichOrder) {
     }
 }
 
+TEST(ProbeDrive, APathThatIsOffIsNotAsked) {
+    for (const std::uint32_t vendor : {0x152D, 0x0BDA, 0xFFFF}) {
+        DriveOnMachine drive(kDeadDrive);
+        drive.machine->requests().keepRecord(true);
+        EXPECT_FALSE(drive.engine->GetDiskInfo(usb(vendor, 0, 1)));
+        EXPECT_EQ("read ", bridgeCommands(drive)) << vendor;
+    }
+}
+
 TEST(ProbeDrive, AnNvmeDriveThatAnswersNowhereIsTriedAsAUsbDisk) {
     DriveOnMachine drive(ataDrive(R"("sat")", kMaster, kAtPort));
     drive.engine->FlagUsbSat = 1;

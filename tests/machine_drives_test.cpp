@@ -60,14 +60,6 @@ TEST(MachineDrivesTest, TextsAreWrittenIntoTheIdentifyBlock) {
     EXPECT_EQ(kBusTypeUsb, descriptor.BusType) << "behind a bridge";
 }
 
-TEST(MachineDrivesTest, NamesOpenDrivesAndPorts) {
-    const auto machine = machineOf(drive("ataPassThrough"));
-    DeviceFiles& files = machine->deviceFiles();
-    EXPECT_TRUE(files.open(LR"(\\.\SCSI2:)").ok());
-    for (const wchar_t* path : {LR"(\\.\PhysicalDrive1)", LR"(\\.\PhysicalDrive)", LR"(\\.\PhysicalDrive0x)"})
-        EXPECT_EQ(kFileNotFound, files.open(path).error);
-}
-
 TEST(MachineDrivesTest, RowsAreMadeOfDrivesAndControllers) {
     const auto machine = machineOf(R"(
         {"number": 0, "scsiAddress": {"port": 2, "path": 1, "target": 3}, "paths": ["ataPassThrough"], "model": "M",
