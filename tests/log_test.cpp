@@ -9,7 +9,6 @@
 #include <fstream>
 #include <limits>
 #include <regex>
-#include <sstream>
 
 namespace orv::test {
 namespace {

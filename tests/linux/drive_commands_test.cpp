@@ -7,8 +7,6 @@
 
 #include <gmock/gmock.h>
 
-#include <cstring>
-
 namespace orv::test {
 namespace {
 
