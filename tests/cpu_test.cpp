@@ -1,6 +1,5 @@
 // The processor from detection to its four readings, over described machines.
 
-#include "cpu/CpuIntel.h"
 #include "cpu/cpu.h"
 #include "cpu/cpuFrequency.h"
 #include "cpu/cpu_info.h"
@@ -13,7 +12,6 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <map>
 
 namespace orv::test {
 namespace {
@@ -36,14 +34,9 @@ struct Sample {
     double speed; // performance * frequency / 100
 };
 
-// intel-desktop   IA32_THERM_STATUS of threads 1, 3, 5, 7: readout 0x2D 0x27 0x28 0x2C = 45 39 40 44
-//                 below 100: 55 61 60 56, mean 58
-// laptop          readout 0x30 0x32 0x31 0x33: 52 50 51 49, mean 50.5
-// amd-k8          model 0x48: sensor 4 reads 0x00620000, 0x62 = 98, less 49
-// amd-k10         0x2F800000 >> 21 = 380, eighths of a degree
-// amd-apu         behind the SMU 0x34400000 >> 21 = 418, eighths of a degree
-// amd-ryzen       0x6A880000 >> 21 = 852, 106.5 degrees; bit 19 set: less 49
-// Its counter runs at 3593 MHz: 54 * 66666.66 kHz is the nearest multiple of a bus clock.
+// The mean of 55 61 60 56 and of 52 50 51 49; 0x62 less 49; eighths of a degree twice; 106.5 less 49 by the
+// range bit. The last one's counter runs at 3593 MHz: 54 * 66666.66 kHz is the nearest multiple of a bus
+// clock.
 constexpr Sample kSamples[] = {
     {"intel-desktop", 58.0, 3600, 0.25, 4320.0}, {"laptop", 50.5, 2000, 0.12, 1500.0},
     {"amd-k8", 49.0, 2000, 0.50, 2000.0},        {"amd-k10", 47.5, 3200, 0.30, 3200.0},
@@ -112,49 +105,11 @@ TEST(CpuInfo, OddProcessorsAndFailures) {
         EXPECT_EQ(-1.0, getCpuTemperature());
         EXPECT_THAT(getLastError(), HasSubstr(": unknown cpu, not support temperature"));
     }
-    {
-        TestMachine machine = described(R"("vendor": "GenuineIntel", "records": [{"relationship": 7}])");
-        EXPECT_EQ(-1.0, getCpuLoad());
-        EXPECT_THAT(getLastError(),
-                    HasSubstr(": Error: Unsupported LOGICAL_PROCESSOR_RELATIONSHIP value: 7"));
-    }
-    // A brand needs all its leaves.
-    for (const auto& [inside, name] : std::map<std::string, std::string>{
-             {R"("brand": "  Nordwind N1")", "  Nordwind N1"}, // leaf 0x80000004 is the highest one
-             {R"("leaves": [{"leaf": "0x80000002", "eax": "0x41414141"}, {"leaf": "0x80000003"}])", ""}}) {
-        TestMachine machine = described(inside);
-        EXPECT_EQ(name, GetCpuInfo().name);
-    }
-    const std::tuple<const char*, std::uint64_t, const char*> rows[] = {
-        {"findLogicalProcessorInformation", 1,
-         ": GetProcAddress(GetLogicalProcessorInformation) failed with error: error code: 5 "},
-        {"GetLogicalProcessorInformation", 1, ": Error: error code: 5 "},
-        {"GetLogicalProcessorInformation", 2, ": Error: error code: 5 "},
-    };
-    for (const auto& [request, nth, text] : rows) {
-        TestMachine machine = TestMachine::sample("laptop");
-        machine->requests().plan({request, nth, platform::kAccessDenied, 0});
-        EXPECT_EQ(-1, getCpuBaseFrequency());
-        EXPECT_THAT(getLastError(), HasSubstr(text));
-        EXPECT_EQ(2000, getCpuBaseFrequency());
-    }
-}
-
-TEST(CoreId, LeavesMayDifferBetweenProcessorsOfWhichSomeAreMissing) {
-    // Processors 0 and 1 are two threads of core 0, 3 is a core of one thread and has no core 4 bits above.
-    TestMachine machine = described(R"("vendor": "GenuineIntel", "present": "0xB",
-        "apicIds": [0, 1, 0, 3], "leaves": [{"leaf": 1, "ebx": "0x00080000"}, {"leaf": 4, "eax": "0x0C000000"},
-        {"leaf": 1, "processor": 3, "ebx": "0x00040000"}, {"leaf": "0x40000001"}, {"leaf": "0xC0000001"}])",
-                                    R"(, "ring0": {"msrs": [{"index": "0x19C", "value": 1}]})");
-    EXPECT_EQ(0, GetCoreIdByAffinityMask(2));
-    EXPECT_EQ(3, GetCoreIdByAffinityMask(8));
-    platform::Processor& leaves = machine->processor();
-    EXPECT_EQ(4u, leaves.cpuid(0).eax); // ranges that are not the processor's own stay out of it
-    EXPECT_EQ(0x40000001u, leaves.cpuid(0x40000000).eax);
-    EXPECT_EQ(0u, leaves.cpuid(0x80000000).eax);
-    EXPECT_EQ(platform::kInvalidParameter, leaves.SetThreadAffinityMask(platform::AffinityMask(4)).error);
-    EXPECT_EQ(0u, machine->ring0().RdmsrTx(0x19C, 4).result);
-    EXPECT_EQ(1u, machine->ring0().RdmsrTx(0x19C, 6).result);
+    TestMachine machine = TestMachine::sample("laptop");
+    machine->requests().plan({"GetLogicalProcessorInformation", 2, platform::kAccessDenied, 0});
+    EXPECT_EQ(-1, getCpuBaseFrequency());
+    EXPECT_THAT(getLastError(), HasSubstr(": Error: error code: 5 "));
+    EXPECT_EQ(2000, getCpuBaseFrequency());
 }
 
 TEST(CoreId, DividesTheApicIdByVendor) {
@@ -167,7 +122,6 @@ TEST(CoreId, DividesTheApicIdByVendor) {
         {"GenuineIntel", 5, 8, 3, R"({"leaf": 4, "eax": "0x1C000000"})", 0},
         // Fewer ids than cores: no bit for the thread.
         {"GenuineIntel", 3, 1, 4, R"({"leaf": 4, "eax": "0x0C000000"})", 3},
-        {"AuthenticAMD", 19, 0, 1, R"({"leaf": "0x80000008", "ecx": "0x4003"})", 3},
         {"AuthenticAMD", 70, 0, 1, R"({"leaf": "0x80000008", "ecx": "0x6003"})", 6},
         {"AuthenticAMD", 3, 0, 1, R"({"leaf": "0x80000007"})", 0},
         {"CentaurHauls", 3, 0, 1, R"({"leaf": "0x80000007"})", -1},
@@ -191,54 +145,27 @@ TEST(CpuIntel, ReadsEachCoreOnceThroughItsLastThread) {
     EXPECT_EQ(4, std::ranges::count_if(record, [](auto& line) { return line.starts_with("RdmsrTx"); }));
     EXPECT_THAT(record, testing::IsSupersetOf({"RdmsrTx 0x19c 0x2", "RdmsrTx 0x19c 0x80"}));
     // A register that is refused gives its own value and leaves the last error alone.
-    const std::string before = getLastError();
     machine->requests().plan({"RdmsrTx", 0, platform::kAccessDenied, 0});
     EXPECT_EQ(4294967295.0, getCpuTemperature());
-    EXPECT_EQ(before, getLastError());
+    EXPECT_STREQ("", getLastError());
 }
 
 TEST(CpuIntel, TheSumOfTheSensorsGoesByTheCoresOfTheRecords) {
-    // Two logical processors in three records of cores; both read 100 less 7 bits of ones: -27.
-    const auto machineOf = [](const std::string& records) {
-        return described(R"("vendor": "GenuineIntel", "apicIds": [0, 1], "leaves": [{"leaf": 1,
-            "ebx": "0x00020000"}, {"leaf": 4, "eax": "0x04000000"}], "records": [)" +
-                             records + "]",
-                         R"(, "ring0": {"msrs": [{"index": "0x19C", "value": "0xFFFFFFFF88FF0000"}]})");
-    };
-    {
-        TestMachine machine = machineOf(R"({"relationship": 0, "mask": 1}, {"relationship": 0, "mask": 2},
-            {"relationship": 0, "mask": 0}, {"relationship": 0, "mask": 0})");
-        EXPECT_EQ(-13.5, getCpuTemperature());
-    }
-    TestMachine machine = machineOf(R"({"relationship": 3, "mask": 3})");
-    EXPECT_EQ(-1.0, getCpuTemperature());
-    EXPECT_THAT(getLastError(), HasSubstr(": the system names no processor core"));
-    EXPECT_EQ(0, getCpuBaseFrequency());
-}
-
-TEST(CpuIntel, MasksRepeatAfter32Processors) {
-    TestMachine machine = described(R"("vendor": "GenuineIntel", "apicIds": [0, 1],
-        "leaves": [{"leaf": 1, "ebx": "0x00400000"}])");
-    machine->requests().keepRecord(true);
-    CpuInfo info;
-    info.logicalProcessorCount = 64;
-    const CpuIntel cpu(info);
-    const auto& record = machine->requests().record();
-    EXPECT_EQ(2, std::ranges::count(record, "SetThreadAffinityMask 0x1"));
-    EXPECT_EQ(2, std::ranges::count(record, "SetThreadAffinityMask 0x80000000"));
+    // Two logical processors in four records of cores; both read 100 less 7 bits of ones: -27.
+    TestMachine machine =
+        described(R"("vendor": "GenuineIntel", "apicIds": [0, 1],
+        "leaves": [{"leaf": 1, "ebx": "0x00020000"}, {"leaf": 4, "eax": "0x04000000"}],
+        "records": [{"relationship": 0, "mask": 1}, {"relationship": 0, "mask": 2},
+                    {"relationship": 0, "mask": 0}, {"relationship": 0, "mask": 0}])",
+                  R"(, "ring0": {"msrs": [{"index": "0x19C", "value": "0xFFFFFFFF88FF0000"}]})");
+    EXPECT_EQ(-13.5, getCpuTemperature());
 }
 
 TEST(CpuAmd, EachFailureHasItsText) {
     const std::tuple<const char*, const char*, const char*> rows[] = {
         {"amd-k8", "WaitForSingleObject", ": WaitPciBus failed: 4294967295"},
-        {"amd-k8", "WritePciConfigDwordEx", ": WritePciConfigDwordEx failed"},
-        {"amd-k8", "ReadPciConfigDwordEx", ": ReadPciConfigDwordEx failed"},
         {"amd-k8", "ReleaseMutex", ": ReleaseMutex failed: error code: 5 "},
-        {"amd-k10", "ReadPciConfigDwordEx", ": Failed to read PCI config dword"},
-        {"amd-apu", "ReadPciConfigDwordEx", ": Failed to read PCI config dword"},
-        {"amd-ryzen-desktop", "WaitForSingleObject", ": Failed to wait for PCI bus mutex"},
         {"amd-ryzen-desktop", "WritePciConfigDwordEx", ": Failed to write PCI config dword, error code: 5 "},
-        {"amd-ryzen-desktop", "ReadPciConfigDwordEx", ": Failed to read PCI config dword"},
     };
     for (const auto& [sample, request, text] : rows) {
         SCOPED_TRACE(std::string(sample) + " " + request);
@@ -265,20 +192,11 @@ TEST(CpuAmd, FamilyAndModelChooseTheReader) {
     constexpr double kNoRegister = -2;
     const std::tuple<std::uint32_t, std::uint32_t, const char*, double> rows[] = {
         {0x0F, 0x27, "0x11031022", 51},          {0x0F, 0x28, "0x11031022", 52},
-        {0x0F, 0x68, "0x11031022", 52},          {0x0F, 0x69, "0x11031022", 73},
-        {0x0F, 0x6C, "0x11031022", 52},          {0x0F, 0x6D, "0x11031022", 73},
-        {0x0F, 0x7C, "0x11031022", 52},          {0x0F, 0x7D, "0x11031022", 73},
-        {0x0F, 0xC1, "0x11031022", 52},          {0x0F, 0xFF, "0x11031022", 73},
-        {0x10, 0x04, "0x12031022", 10},          {0x11, 0x03, "0x13031022", 10},
-        {0x12, 0x01, "0x17031022", 10},          {0x14, 0x02, "0x17031022", 10},
-        {0x15, 0x02, "0x16031022", 10},          {0x15, 0x13, "0x14031022", 10},
-        {0x15, 0x38, "0x141D1022", 10},          {0x15, 0x65, "0x15731022", 20},
-        {0x15, 0x70, "0x15B31022", 20},          {0x16, 0x00, "0x15331022", 10},
-        {0x16, 0x30, "0x15831022", 10},          {0x15, 0x20, "0x00001022", 10},
-        {0x17, 0x01, "0x00001022", 32},          {0x19, 0x01, "0x00001022", 32},
-        {0x15, 0x20, "0x16031022", kNoRegister}, {0x16, 0x60, "0x15331022", kNoRegister},
-        {0x10, 0x04, "0xFFFFFFFF", kNoRegister}, {0x13, 0x01, "0x17031022", kNoReader},
-        {0x18, 0x01, "0x00001022", kNoReader},   {0x1A, 0x01, "0x00001022", kNoReader},
+        {0x0F, 0x69, "0x11031022", 73},          {0x0F, 0xC1, "0x11031022", 52},
+        {0x10, 0x04, "0x12031022", 10},          {0x15, 0x38, "0x141D1022", 10},
+        {0x15, 0x65, "0x15731022", 20},          {0x16, 0x30, "0x15831022", 10},
+        {0x15, 0x20, "0x00001022", 10},          {0x19, 0x01, "0x00001022", 32},
+        {0x15, 0x20, "0x16031022", kNoRegister}, {0x18, 0x01, "0x00001022", kNoReader},
     };
     for (const auto& [family, model, northbridge, temperature] : rows) {
         SCOPED_TRACE(testing::Message() << std::hex << family << "/" << model << " " << northbridge);
@@ -336,50 +254,28 @@ TEST(CpuLoad, AFirstValueOfNothingIsNoSample) {
 }
 
 TEST(CpuSpeed, FailuresOfSetUpAndSampling) {
-    // first: of the set-up; empty: it succeeds
-    // later: of every call after it; empty: the speed
-    const std::tuple<const char*, std::uint64_t, const char*, const char*> rows[] = {
-        {"openQuery", 1, ": PdhOpenQuery failed, ", ""},
-        {"addCounter", 1, ": PdhAddCounter Performance failed, ",
-         ": PdhGetFormattedCounterValue cpuPerformance failed, "},
-        {"addCounter", 2, ": PdhAddCounter Frequency failed, ",
-         ": PdhGetFormattedCounterValue cpuBasicSpeed failed, "},
-        {"getFormattedCounterValue", 2, "", ": PdhGetFormattedCounterValue cpuBasicSpeed failed, "},
-        // What a collection says is not looked at, in the set-up as little as later.
-        {"collectQueryData", 1, "", ""},
+    const std::string reading = ": PdhGetFormattedCounterValue ";
+    const std::tuple<const char*, std::string, std::string> rows[] = {
+        {"openQuery", ": PdhOpenQuery failed, ", ""}, // the next call sets it up
+        {"addCounter", ": PdhAddCounter Performance failed, ", reading + "cpuPerformance failed, "},
     };
-    for (const auto& [request, nth, first, later] : rows) {
-        SCOPED_TRACE(std::string(request) + std::to_string(nth));
+    for (const auto& [request, first, later] : rows) {
         TestMachine machine = TestMachine::sample("intel-desktop");
-        machine->requests().plan({request, nth, platform::kAccessDenied, 0});
-        EXPECT_EQ(*first ? -1.0 : 0.0, getCpuFrequency());
+        machine->requests().plan({request, 1, platform::kAccessDenied, 0});
+        EXPECT_EQ(-1.0, getCpuFrequency());
         EXPECT_THAT(getLastError(), HasSubstr(first));
-        if (*first && !*later) getCpuFrequency(); // sets it up
-        if (*later) {
-            EXPECT_EQ(-1.0, getCpuFrequency());
-            EXPECT_THAT(getLastError(), HasSubstr(later));
-        } else {
-            EXPECT_DOUBLE_EQ(4320.0, getCpuFrequency());
-        }
+        EXPECT_EQ(later.empty() ? 0.0 : -1.0, getCpuFrequency());
+        EXPECT_THAT(getLastError(), HasSubstr(later));
     }
-}
-
-TEST(Clock, RoundsTiesToTheEvenNeighbour) {
-    const std::pair<double, double> rows[] = {{0.5, 0}, {1.5, 2}, {2.4999, 2}, {2.5001, 3}, {-1.5, -2}};
-    for (const auto& [x, rounded] : rows)
-        EXPECT_EQ(rounded, RoundHalfEven(x)) << x;
 }
 
 TEST(Clock, SnapsTheFirstMeasurementAndTakesTheSecondRaw) {
     // missing: the clock that fails
     const std::tuple<std::uint32_t, const char*, const char*> rows[] = {
-        // 50 * 66666.66 kHz
-        {3333000, "", "3333MHz, Freq: 3333MHz, RealFreq: 3333MHz"},
         {2394000, "", "2400MHz, Freq: 2400MHz, RealFreq: 2394MHz"},
         // Above its nearest multiples, 52 * 50000 and 39 * 66666.66: the lower one wins by its sign.
         {2612345, "", "2613MHz, Freq: 2600MHz, RealFreq: 2613MHz"},
         {2612345, "timeGetDevCaps", "2613MHz, Freq: 0MHz, RealFreq: 2613MHz"},
-        {2394000, "queryPerformanceFrequency", "2400MHz, Freq: 2400MHz, RealFreq: 0MHz"},
     };
     for (const auto& [tscKHz, missing, line] : rows) {
         SCOPED_TRACE(line);

@@ -35,7 +35,7 @@ AtaSmartInfo driveOf(const std::vector<DriveFlag>& flags, const std::vector<Driv
 struct Drive {
     const char* what;
     std::vector<DriveFlag> flags;
-    std::vector<DiskVendor> vendors;
+    DiskVendor vendor;
     std::vector<DriveAttribute> attributes; // id, current value, raw value, threshold
     DiskHealth health;
     std::uint32_t unit = HOST_UNIT_NONE;
@@ -45,92 +45,51 @@ struct Drive {
 // clang-format off
 const Drive drives[] = {
     // Hard disks: thresholds, of some ids only.
-    {"sectors and no failing threshold", {}, {VENDOR_GENERAL}, {{5, 100, 0, 36}, {9, 50, 0, 50}}, GOOD},
-    {"nothing that tells", {}, {VENDOR_GENERAL}, {{9, 50, 0, 50}}, UNKNOWN},
-    {"below its threshold", {}, {VENDOR_GENERAL}, {{9, 49, 0, 50}}, BAD},
-    {"an id without a judged threshold", {}, {VENDOR_GENERAL}, {{5}, {190, 40, 0, 45}, {194, 1, 0, 2}, {14, 1, 0, 2}, {241, 1, 0, 2}}, GOOD},
-    {"an id twice, after a failing threshold", {}, {VENDOR_GENERAL}, {{9, 1, 0, 50}, {5}, {5}}, UNKNOWN},
-    {"counts of sectors, whose limits are 0", {}, {VENDOR_GENERAL}, {{5, 100, 9}, {197, 100, 0xFFFE}, {198, 100, 9}}, GOOD},
-    {"a dialect's life does not hide a bad sector row", {}, {VENDOR_OCZ_VECTOR}, {{198, 0, 0, 0}}, GOOD},
-    {"a firmware with wrong thresholds", {thresholdBug}, {VENDOR_GENERAL}, {{5, 1, 0, 36}}, UNKNOWN},
+    {"sectors and no failing threshold", {}, VENDOR_GENERAL, {{5, 100, 0, 36}, {9, 50, 0, 50}}, GOOD},
+    {"an id without a judged threshold", {}, VENDOR_GENERAL, {{5}, {190, 40, 0, 45}, {194, 1, 0, 2}, {14, 1, 0, 2}, {241, 1, 0, 2}}, GOOD},
+    {"an id twice, after a failing threshold", {}, VENDOR_GENERAL, {{9, 1, 0, 50}, {5}, {5}}, UNKNOWN},
+    {"a firmware with wrong thresholds", {thresholdBug}, VENDOR_GENERAL, {{5, 1, 0, 36}}, UNKNOWN},
 
     // SSDs: any threshold, or a row that tells life.
-    {"no threshold and no life", {ssd}, {VENDOR_GENERAL_SSD}, {{5}, {9}}, UNKNOWN},
-    {"below a threshold of any id", {ssd}, {VENDOR_GENERAL_SSD}, {{14, 1, 0, 2}}, BAD},
-    {"a temperature is not compared, but tells", {ssd}, {VENDOR_GENERAL_SSD}, {{194, 1, 0, 2}}, GOOD},
-    {"values that are raw bytes are not compared", {ssd, values8}, {VENDOR_INDILINX}, {{1, 1, 0, 2}}, GOOD},
-    {"on a hard disk that flag says nothing", {values8}, {VENDOR_INDILINX}, {{1, 1, 0, 2}}, BAD},
-    {"an error rate that was never counted", {ssd}, {VENDOR_SANDFORCE}, {{1, 0, 0x10000, 50}}, GOOD},
-    {"an error rate with a count", {ssd}, {VENDOR_SANDFORCE}, {{1, 0, 0x100, 50}}, BAD},
-    {"another dialect's error rate of 0", {ssd}, {VENDOR_SAMSUNG}, {{1, 0, 0, 50}}, BAD},
-    {"spare of a drive that hides its life", {ssd, hidden}, {VENDOR_SANDISK}, {{232, 1, 0, 10}}, GOOD},
-    {"spare of another drive", {ssd}, {VENDOR_SANDISK}, {{232, 1, 0, 10}}, BAD},
+    {"below a threshold of any id", {ssd}, VENDOR_GENERAL_SSD, {{14, 1, 0, 2}}, BAD},
+    {"a temperature is not compared, but tells", {ssd}, VENDOR_GENERAL_SSD, {{194, 1, 0, 2}}, GOOD},
+    {"values that are raw bytes are not compared", {ssd, values8}, VENDOR_INDILINX, {{1, 1, 0, 2}}, GOOD},
+    {"an error rate that was never counted", {ssd}, VENDOR_SANDFORCE, {{1, 0, 0x10000, 50}}, GOOD},
+    {"an error rate with a count", {ssd}, VENDOR_SANDFORCE, {{1, 0, 0x100, 50}}, BAD},
 
     // The rows that tell life.
-    {"169", {ssd}, {VENDOR_REALTEK, VENDOR_SILICON_MOTION}, {{169, 1}}, GOOD},
-    {"169 in its unit", {ssd}, {VENDOR_KINGSTON}, {{169, 0}}, BAD, HOST_UNIT_32MB},
-    {"169 in another unit", {ssd}, {VENDOR_KINGSTON}, {{169, 0}}, UNKNOWN, HOST_UNIT_GB},
-    {"173", {ssd}, {VENDOR_KIOXIA}, {{173, 0}}, BAD},
-    {"173 that is read and not judged", {ssd}, {VENDOR_TOSHIBA}, {{173, 0}}, UNKNOWN},
-    {"177", {ssd}, {VENDOR_SAMSUNG}, {{177, 0}}, BAD},
-    {"187", {ssd}, {VENDOR_MTRON}, {{187, 0}}, BAD},
-    {"201", {ssd}, {VENDOR_SANDISK_HP, VENDOR_SANDISK_HP_VENUS}, {{201, 0}}, BAD},
-    {"202", {ssd}, {VENDOR_MICRON, VENDOR_MICRON_MU03, VENDOR_INTEL_DC}, {{202, 0}}, BAD},
-    {"209", {ssd}, {VENDOR_INDILINX}, {{209, 0}}, BAD},
-    {"230 used up", {ssd}, {VENDOR_WDC, VENDOR_SANDISK}, {{230, 0, 100 << 8}}, BAD},
-    {"230 used more than up", {ssd}, {VENDOR_WDC, VENDOR_SANDISK}, {{230, 0, 0xFF00}}, BAD},
-    {"230 in hundredths", {ssd, hundredths}, {VENDOR_WDC, VENDOR_SANDISK}, {{230, 0, 9900}}, GOOD},
-    {"230 in hundredths, used up", {ssd, hundredths}, {VENDOR_WDC, VENDOR_SANDISK}, {{230, 0, 9999 + 1}}, BAD},
-    {"230 hidden", {ssd, hidden}, {VENDOR_WDC, VENDOR_SANDISK}, {{230, 0, 100 << 8}}, GOOD},
-    {"230 current", {ssd}, {VENDOR_SANDISK_DELL, VENDOR_SANDISK_LENOVO}, {{230, 0}}, BAD},
-    {"231", {ssd}, {VENDOR_JMICRON, VENDOR_SANDFORCE, VENDOR_SANDISK, VENDOR_CORSAIR, VENDOR_KINGSTON, VENDOR_REALTEK, VENDOR_SKHYNIX, VENDOR_SSSTC, VENDOR_APACER, VENDOR_PHISON, VENDOR_MAXIOTEK, VENDOR_YMTC, VENDOR_SCY, VENDOR_RECADATA}, {{231, 0}}, BAD},
-    {"231 that is read and not judged", {ssd}, {VENDOR_SEAGATE}, {{231, 0}}, UNKNOWN},
-    {"232", {ssd}, {VENDOR_PLEXTOR}, {{232, 0}}, BAD},
-    {"233", {ssd}, {VENDOR_INTEL, VENDOR_OCZ, VENDOR_OCZ_VECTOR, VENDOR_SKHYNIX, VENDOR_SANDISK_LENOVO_HELEN_VENUS}, {{233, 0}}, BAD},
-    {"a life below its threshold", {values8}, {VENDOR_PLEXTOR}, {{232, 9, 0, 10}}, BAD},
-    {"a life at its threshold", {values8}, {VENDOR_PLEXTOR}, {{232, 10, 0, 10}}, GOOD},
-    {"a raw life", {ssd, raw}, {VENDOR_INTEL}, {{233, 0, 50}}, GOOD},
-    {"no raw life left", {ssd, raw}, {VENDOR_INTEL}, {{233, 50, 0}}, BAD},
-    {"a raw life has no threshold", {raw}, {VENDOR_PLEXTOR}, {{232, 0, 5, 10}}, GOOD},
-    {"an inverted life, before a raw one", {ssd, raw, inverted}, {VENDOR_SKHYNIX}, {{231, 0, 0}}, GOOD},
-    {"an inverted life at its end", {ssd, inverted}, {VENDOR_SKHYNIX}, {{231, 50, 100}}, BAD},
-    {"an inverted life of -1 is not judged", {ssd, inverted}, {VENDOR_SKHYNIX}, {{231, 50, 101}}, GOOD},
-    {"an inverted life below that", {ssd, inverted}, {VENDOR_SKHYNIX}, {{231, 50, 102}}, CAUTION},
+    {"169 in its unit", {ssd}, VENDOR_KINGSTON, {{169, 0}}, BAD, HOST_UNIT_32MB},
+    {"169 in another unit", {ssd}, VENDOR_KINGSTON, {{169, 0}}, UNKNOWN, HOST_UNIT_GB},
+    {"230 used more than up", {ssd}, VENDOR_WDC, {{230, 0, 0xFF00}}, BAD},
+    {"230 in hundredths, used up", {ssd, hundredths}, VENDOR_WDC, {{230, 0, 9999 + 1}}, BAD},
+    {"230 hidden", {ssd, hidden}, VENDOR_WDC, {{230, 0, 100 << 8}}, GOOD},
+    {"231 that is read and not judged", {ssd}, VENDOR_SEAGATE, {{231, 0}}, UNKNOWN},
+    {"a life below its threshold", {values8}, VENDOR_PLEXTOR, {{232, 9, 0, 10}}, BAD},
+    {"a life at its threshold", {values8}, VENDOR_PLEXTOR, {{232, 10, 0, 10}}, GOOD},
+    {"no raw life left", {ssd, raw}, VENDOR_INTEL, {{233, 50, 0}}, BAD},
+    {"a raw life has no threshold", {raw}, VENDOR_PLEXTOR, {{232, 0, 5, 10}}, GOOD},
+    {"an inverted life, before a raw one", {ssd, raw, inverted}, VENDOR_SKHYNIX, {{231, 0, 0}}, GOOD},
+    {"an inverted life at its end", {ssd, inverted}, VENDOR_SKHYNIX, {{231, 50, 100}}, BAD},
+    {"an inverted life below that", {ssd, inverted}, VENDOR_SKHYNIX, {{231, 50, 102}}, CAUTION},
 
     // Alarm limits of 10, each of its own id.
-    {"reallocated at it", {}, {VENDOR_GENERAL}, {{5, 100, 10}}, CAUTION, 0, reallocated},
-    {"pending at it", {}, {VENDOR_GENERAL}, {{197, 100, 10}}, CAUTION, 0, pending},
-    {"uncorrectable above it", {}, {VENDOR_GENERAL}, {{198, 100, 0x100}}, CAUTION, 0, uncorrectable},
-    {"a count of two raw bytes", {}, {VENDOR_GENERAL}, {{197, 100, 0x10000}}, GOOD, 0, pending},
-    {"a count that is not kept", {}, {VENDOR_GENERAL}, {{197, 100, 0x00FFFFFFFF}}, GOOD, 0, pending},
-    {"nearly one that is not kept", {}, {VENDOR_GENERAL}, {{197, 100, 0x00FEFFFFFF}}, CAUTION, 0, pending},
-    {"a count on an SSD", {ssd}, {VENDOR_GENERAL_SSD}, {{5, 100, 10, 1}}, GOOD, 0, reallocated},
-    {"a life at it", {ssd}, {VENDOR_INTEL}, {{233, 10}}, CAUTION, 0, life},
+    {"reallocated at it", {}, VENDOR_GENERAL, {{5, 100, 10}}, CAUTION, 0, reallocated},
+    {"uncorrectable above it", {}, VENDOR_GENERAL, {{198, 100, 0x100}}, CAUTION, 0, uncorrectable},
+    {"a count of two raw bytes", {}, VENDOR_GENERAL, {{197, 100, 0x10000}}, GOOD, 0, pending},
+    {"nearly one that is not kept", {}, VENDOR_GENERAL, {{197, 100, 0x00FEFFFFFF}}, CAUTION, 0, pending},
+    {"a count on an SSD", {ssd}, VENDOR_GENERAL_SSD, {{5, 100, 10, 1}}, GOOD, 0, reallocated},
+    {"a life at it", {ssd}, VENDOR_INTEL, {{233, 10}}, CAUTION, 0, life},
 };
 // clang-format on
 
 TEST(DiskHealth, OfAnAtaDrive) {
     for (const Drive& drive : drives) {
-        for (const DiskVendor vendor : drive.vendors) {
-            AtaSmartInfo asi = driveOf(drive.flags, drive.attributes);
-            asi.DiskVendorId = vendor;
-            asi.HostReadsWritesUnit = drive.unit;
-            if (drive.limitOf10) asi.*drive.limitOf10 = 10;
-            EXPECT_EQ(drive.health, CheckDiskStatus(asi)) << drive.what << ", vendor " << vendor;
-        }
+        AtaSmartInfo asi = driveOf(drive.flags, drive.attributes);
+        asi.DiskVendorId = drive.vendor;
+        asi.HostReadsWritesUnit = drive.unit;
+        if (drive.limitOf10) asi.*drive.limitOf10 = 10;
+        EXPECT_EQ(drive.health, CheckDiskStatus(asi)) << drive.what;
     }
-}
-
-TEST(DiskHealth, OfAHardDiskByTheThresholdsOfSomeIds) {
-    std::string judged;
-    for (int id = 1; id < 256; ++id) {
-        AtaSmartInfo asi = driveOf({}, {{static_cast<std::uint8_t>(id), 9, 0, 10}});
-        if (CheckDiskStatus(asi) == BAD) judged += std::to_string(id) + " ";
-    }
-    EXPECT_EQ(
-        "1 2 3 4 5 6 7 8 9 10 11 12 13 22 187 188 189 191 192 193 195 196 197 198 199 200 201 202 203 204 "
-        "205 206 207 208 209 211 212 220 221 222 223 224 225 226 227 228 230 231 240 250 254 ",
-        judged);
 }
 
 TEST(DiskHealth, TellsNothingWithoutGoodReads) {
@@ -146,29 +105,22 @@ TEST(DiskHealth, TellsNothingWithoutGoodReads) {
 }
 
 TEST(DiskHealth, StoresTheLifeThatItIsReadFrom) {
-    for (const DriveAttribute& at : {DriveAttribute{201, 150}, {201, 100}, {201, 42}, {230, 150}}) {
+    for (const DriveAttribute& at : {DriveAttribute{201, 150}, {201, 42}, {230, 150}}) {
         AtaSmartInfo asi = driveOf({ssd}, {at});
         asi.DiskVendorId = at.id == 201 ? VENDOR_SANDISK_HP : VENDOR_SANDISK_LENOVO;
         Explanation why;
         EXPECT_EQ(GOOD, CheckDiskStatus(asi, &why));
         EXPECT_EQ(at.current == 42 ? 42 : 100, asi.Life);
         EXPECT_EQ(std::to_string(at.id) + ": current value, at most 100 percent left", why.life);
-        EXPECT_STREQ("nothing below its threshold", why.health);
     }
-    AtaSmartInfo asi = driveOf({ssd}, {{230, 150}});
-    asi.DiskVendorId = VENDOR_WDC;
-    CheckDiskStatus(asi);
-    EXPECT_EQ(kNone, asi.Life);
 }
 
 TEST(DiskHealth, OfAnNvmeDrive) {
     const std::tuple<const wchar_t*, std::uint64_t, std::uint64_t, std::uint64_t, int, DiskHealth> cases[] = {
-        {L"Drive", 0, 10, 10, 50, CAUTION},   {L"Drive", 0, 9, 10, 50, BAD},
-        {L"Drive", 0, 100, 100, 50, GOOD},    {L"Drive", 0, 0, 0, 50, GOOD},
-        {L"Drive", 0, 50, 101, 50, GOOD},     {L"Drive", 0x80, 100, 10, 50, BAD},
-        {L"Drive", 0, 100, 10, 0, CAUTION},   {L"My QEMU", 1, 9, 10, 0, BAD},
-        {L"QEMU NVMe", 1, 9, 10, 0, UNKNOWN}, {L"VMware Virtual", 1, 9, 10, 0, UNKNOWN},
-        {L"Parallels", 1, 9, 10, 0, UNKNOWN},
+        {L"Drive", 0, 10, 10, 50, CAUTION}, {L"Drive", 0, 9, 10, 50, BAD},
+        {L"Drive", 0, 0, 0, 50, GOOD},      {L"Drive", 0, 50, 101, 50, GOOD},
+        {L"Drive", 0x80, 100, 10, 50, BAD}, {L"Drive", 0, 100, 10, 0, CAUTION},
+        {L"My QEMU", 1, 9, 10, 0, BAD},     {L"QEMU NVMe", 1, 9, 10, 0, UNKNOWN},
     };
     for (const auto& [model, warning, spare, spareThreshold, left, health] : cases) {
         AtaSmartInfo asi = driveOf({}, {{1, 0, warning}, {2, 0, 310}, {3, 0, spare}, {4, 0, spareThreshold}});

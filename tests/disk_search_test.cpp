@@ -65,16 +65,11 @@ TEST(DriveSearch, WhatARowDecides) {
     const std::tuple<const char*, std::string, std::string, bool, std::uint32_t, std::wstring> cases[] = {
         {"an internal disk without a medium's text", disk(1), R"("Model": "ACME Disk ATA Device")", true,
          CMD_TYPE_PHYSICAL_DRIVE, L"Serial ATA"},
-        {"an internal disk that says it is removable", disk(1),
-         R"("Model": "ACME Disk", "MediaType": "Removable Media")", true, CMD_TYPE_PHYSICAL_DRIVE,
-         L"Serial ATA"},
         {"a USB disk", disk(1, "ACME Disk", "sat"),
          R"("Model": "ACME Disk USB Device", "MediaType": "External hard disk media")" + usb, true,
          CMD_TYPE_SAT, L"USB (Serial ATA)"},
         {"a stick", disk(1, "ACME Disk", "sat", R"(, "mediaType": 11)"),
          R"("Model": "ACME Disk USB Device", "MediaType": "Removable Media")" + usb, false, 0, L""},
-        {"a USB disk without a medium's text", disk(1, "ACME Disk", "sat", R"(, "mediaType": 11)"),
-         R"("Model": "ACME Disk USB Device")" + usb, false, 0, L""},
         {"a stick that is a drive inside", disk(1, "SanDisk Extreme", "sat", R"(, "mediaType": 11)"),
          R"("Model": "SanDisk Extreme USB Device", "MediaType": "Removable Media")" + usb, true, CMD_TYPE_SAT,
          L"USB (Serial ATA)"},
@@ -83,8 +78,6 @@ TEST(DriveSearch, WhatARowDecides) {
          CMD_TYPE_SAT, L"IEEE 1394 (Serial ATA)"},
         {"a volume that looks like a drive", disk(1, "FuzeDrive X", "ataPassThrough", R"(, "mediaType": 11)"),
          R"("Model": "AMD FuzeDrive X")", false, 0, L""},
-        {"no texts at all", disk(1), R"("Model": null, "Size": "many")", true, CMD_TYPE_PHYSICAL_DRIVE,
-         L"Serial ATA"},
     };
     for (const auto& [what, drive, row, found, commandType, interface] : cases) {
         SCOPED_TRACE(what);
@@ -101,16 +94,6 @@ TEST(DriveSearch, WhatARowDecides) {
     }
 }
 
-TEST(DriveSearch, TheNumberStandsAtTheEndOfTheId) {
-    const std::pair<const char*, int> ids[] = {{"12", 12}, {"E5", 5}, {"10", 10}, {"DRIVE07", 7}, {"X", 0}};
-    for (const auto& [id, number] : ids) {
-        Searched it(disk(number, "ACME Disk", "ataPassThrough", R"(, "mediaType": 11)"),
-                    diskRows(fmt::format(R"({{"DeviceID": "{}", "Model": "ACME Disk"}})", id)));
-        it.search();
-        EXPECT_THAT(it.numbers(), ElementsAre(number)) << id;
-    }
-}
-
 /// The platform's own words about a drive: size, swapped texts, a firmware that must not be asked.
 TEST(DriveSearch, TheRecordAgainstThePlatformsWords) {
     Searched swapped(disk(1, "CAEM Disk1234567"),
@@ -118,7 +101,6 @@ TEST(DriveSearch, TheRecordAgainstThePlatformsWords) {
     swapped.search();
     ASSERT_EQ(1u, swapped.engine->vars.size());
     EXPECT_EQ(L"ACMED si1k325476", swapped.engine->vars[0].Model);
-    EXPECT_EQ(L"ACMED si1k325476S1", swapped.engine->vars[0].ModelSerial.substr(0, 16) + L"S1");
     EXPECT_EQ(swapped.engine->vars[0].SerialNumberReverse, swapped.engine->vars[0].SerialNumber);
 
     Searched other(disk(1), diskRows(R"({"DeviceID": "1", "Model": "Another", "Size": "2000050000000"})"));
@@ -129,42 +111,35 @@ TEST(DriveSearch, TheRecordAgainstThePlatformsWords) {
     EXPECT_EQ(2000001u, other.engine->vars[0].TotalDiskSize) << "of some gigabytes by the geometry alone";
     EXPECT_EQ(L"Another", other.engine->vars[0].ModelWmi);
 
-    Searched both(
-        disk(1, "CAEM Disk1234567", "sat") + "," + disk(2, "Other"),
-        diskRows(R"({"DeviceID": "1", "Model": "ACMED si1k325476 USB Device", "MediaType": "External"},
-                              {"DeviceID": "2", "Model": "Another"})"));
-    both.search();
-    ASSERT_EQ(2u, both.engine->vars.size());
-    EXPECT_EQ(L"CAEM Disk1234567", both.engine->vars[0].Model) << "a bridge's words are not compared";
-    EXPECT_EQ(L"ACMED si1k325476 USB Device", both.engine->vars[0].ModelWmi)
-        << "a row is about its own drive";
+    Searched bridge(
+        disk(1, "CAEM Disk1234567", "sat"),
+        diskRows(R"({"DeviceID": "1", "Model": "ACMED si1k325476 USB Device", "MediaType": "External"})"));
+    bridge.search();
+    EXPECT_EQ(L"CAEM Disk1234567", bridge.engine->vars.at(0).Model) << "a bridge's words are not compared";
 
     Searched misled(disk(1),
                     diskRows(R"({"DeviceID": "1", "InterfaceType": "USB", "MediaType": "External"})"));
     misled.search();
     EXPECT_THAT(misled.numbers(), ElementsAre(1)) << "found by its number in the end";
-    EXPECT_THAT(misled.engine->unreadDrives, IsEmpty());
 
-    for (const BOOL skip : {0, 1}) {
-        Searched firmware(
-            disk(1, "SAMSUNG HD204UI", "ataPassThrough", R"(, "mediaType": 11)"),
-            diskRows(R"({"DeviceID": "1", "Model": "SAMSUNG HD204UI", "FirmwareRevision": "1AQ10001"})"));
-        firmware.skipOldFirmware = skip;
-        firmware.search();
-        EXPECT_EQ(skip ? 0u : 1u, firmware.engine->vars.size());
-    }
+    Searched firmware(
+        disk(1, "SAMSUNG HD204UI", "ataPassThrough", R"(, "mediaType": 11)"),
+        diskRows(R"({"DeviceID": "1", "Model": "SAMSUNG HD204UI", "FirmwareRevision": "1AQ10001"})"));
+    firmware.skipOldFirmware = 1;
+    firmware.search();
+    EXPECT_THAT(firmware.engine->vars, IsEmpty());
 }
 
 /// Lists of controllers: what hangs on them is told by its device id.
 TEST(DriveSearch, WhatAControllerSaysOfItsDrives) {
-    const auto sections = [](const char* name, const char* extra = "") {
+    const auto sections = [](const char* name) {
         return management(fmt::format(
             R"("Win32_SCSIController": [{{"Name": "{}", "DeviceID": "PCI\\C1"}}],
                "Win32_IDEController": [{{"Name": "NVIDIA nForce", "DeviceID": "PCIIDE\\IDECHANNEL\\0"}}],
                "Win32_DiskDrive": [{{"DeviceID": "1", "Model": "ACME Disk", "PNPDeviceID": "scsi\\d1", "MediaType": "Fixed"}}],
                "associators": [{{"of": "Win32_SCSIController", "id": "PCI\\C1", "filter": "Win32_SCSIControllerDevice",
-                                 "rows": [{{"DeviceID": "SCSI\\D1&0"}}]}}{}])",
-            name, extra));
+                                 "rows": [{{"DeviceID": "SCSI\\D1&0"}}]}}])",
+            name));
     };
     Searched plain(disk(1), sections("ACME SAS"));
     plain.search();
@@ -173,12 +148,6 @@ TEST(DriveSearch, WhatAControllerSaysOfItsDrives) {
     EXPECT_THAT(plain.trace, Contains(L"WakeUp(1)"));
     EXPECT_EQ(0, plain.engine->IsNvidiaController) << "a controller without devices says nothing";
     EXPECT_THAT(plain.engine->IdeController, ElementsAre(L"NVIDIA nForce (0)"));
-
-    Searched nvidia(disk(1),
-                    sections("ACME SAS", R"(, {"of": "Win32_IDEController", "id": "PCIIDE\\IDECHANNEL\\0",
-                                                       "rows": [{"DeviceID": "IDE\\X"}]})"));
-    nvidia.search();
-    EXPECT_EQ(1, nvidia.engine->IsNvidiaController);
 
     Searched uasp(disk(1, "ACME Disk", "sat"), sections("USB Attached SCSI (UAS) Mass Storage Device"));
     uasp.search();
@@ -192,20 +161,9 @@ TEST(DriveSearch, WhatAControllerSaysOfItsDrives) {
     EXPECT_THAT(black.engine->vars, IsEmpty());
     EXPECT_THAT(black.trace, Not(Contains(L"flagTarget && GetDiskInfo")));
 
-    std::string without = sections("VIA VT6410 RAID");
-    const std::string id = R"("PNPDeviceID": "scsi\\d1", )";
-    without.erase(without.find(id), id.size());
-    Searched idless(disk(1), without);
-    idless.search();
-    EXPECT_EQ(L"ACME Disk", idless.engine->vars.at(0).ModelWmi) << "no id is none of the list's";
-
-    for (const auto& [name, model] :
-         {std::pair("Silicon Image SiI 3114 SATARaid", 3114), std::pair("BUFFALO IFC-PCIE2SA", 3132)}) {
-        Searched silicon(disk(1), sections(name));
-        silicon.search();
-        EXPECT_THAT(silicon.engine->SiliconImageType, ElementsAre(model));
-        EXPECT_EQ(model, silicon.engine->vars.at(0).SiliconImageType);
-    }
+    Searched silicon(disk(1), sections("Silicon Image SiI 3114 SATARaid"));
+    silicon.search();
+    EXPECT_EQ(3114, silicon.engine->vars.at(0).SiliconImageType);
 }
 
 TEST(DriveSearch, AUsbDiskTakesItsIdsFromItsParent) {
@@ -221,8 +179,6 @@ TEST(DriveSearch, AUsbDiskTakesItsIdsFromItsParent) {
     it.search();
     ASSERT_EQ(3u, it.engine->usbDevices.size());
     EXPECT_EQ(0u, it.engine->usbDevices[0].VendorId);
-    EXPECT_THAT(it.trace, Contains(L"VID=152Dh, PID=A583h"));
-    EXPECT_THAT(it.trace, Not(Contains(L"usbVendorId=1111, usbProductId=2222")));
     ASSERT_EQ(1u, it.engine->vars.size());
     const AtaSmartInfo& asi = it.engine->vars[0];
     EXPECT_EQ(CMD_TYPE_JMICRON, asi.CommandType) << "asked first for that vendor";
@@ -255,7 +211,6 @@ TEST(DriveSearch, WithoutManagementDataTheNumbersAreWalked) {
         {R"(, "services": {"Winmgmt": {"state": 1}})", "", L"NG:WMI Init 3"},
         {"", "createLocator", L"NG:WMI Init 1"},
         {"", "connectServer", L"NG:WMI Init 2"},
-        {"", "setProxyBlanket", L"NG:WMI Init - 80004005"},
         {"", "execQuery", L"OK:WMI Init"},
     };
     for (const auto& [section, request, text] : steps) {

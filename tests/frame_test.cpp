@@ -19,18 +19,7 @@ using ::testing::HasSubstr;
 
 constexpr char kPlain[] = R"({"name": "plain", "memory": {"totalPhys": 1000, "availPhys": 620}})";
 
-TEST(Text, WideAndUtf8AreTheSameText) {
-    const std::pair<std::wstring, std::string> cases[] = {
-        {L"", ""},
-        {L"Gr\u00FC\u00DFe \u20AC", "Gr\xC3\xBC\xC3\x9F"
-                                    "e \xE2\x82\xAC"},
-        {std::wstring(L"a\0b", 3), std::string("a\0b", 3)},
-    };
-    for (const auto& [wide, narrow] : cases) {
-        EXPECT_EQ(narrow, EncodedText(wide).narrow);
-        EXPECT_EQ(wide, EncodedText(narrow).wide);
-    }
-    // What cannot be converted becomes U+FFFD, never an exception.
+TEST(Text, WhatCannotBeConvertedIsReplaced) {
     const std::wstring lone = {L'a', static_cast<wchar_t>(0xD800), L'b'};
     EXPECT_EQ("a\xEF\xBF\xBD"
               "b",
@@ -80,9 +69,7 @@ TEST(Frame, ArchitectureDecidesBeforeAnyObjectIsMade) {
     const std::tuple<const char*, bool, const char*> cases[] = {
         {R"({"nativeMachine": "0x8664"})", true, ""},
         {R"({"nativeMachine": "0xAA64"})", false, "Not x86 arch"},
-        {R"({"processMachine": "0x1C0"})", false, "Not x86 arch"},
         {R"({"architecture": "noFunction", "nativeMachine": "0xAA64"})", true, ""},
-        {R"({"architecture": "noSystemLibrary"})", false, "Load kernel32.dll failed"},
         {R"({"architecture": "callFailed"})", false, "Call IsWow64Process2 failed"},
     };
     for (const auto& [system, supported, reason] : cases) {
@@ -98,18 +85,7 @@ TEST(Frame, ArchitectureDecidesBeforeAnyObjectIsMade) {
 
 TEST(SehGuard, FaultsBecomeTexts) {
     EXPECT_EQ("EXCEPTION_ACCESS_VIOLATION", sehExceptionText(0xC0000005));
-    EXPECT_EQ("EXCEPTION_INVALID_HANDLE", sehExceptionText(0xC0000008));
     EXPECT_EQ("0xdeadbeef", sehExceptionText(0xDEADBEEF));
-
-    TestMachine machine = TestMachine::sample("intel-desktop");
-    machine->requests().plan({"adapters", 1, 0, 0xC0000094});
-    {
-        const MayLoseMemory lost;
-        EXPECT_STREQ(R"({"error":"catch SEH exception: EXCEPTION_INT_DIVIDE_BY_ZERO"})",
-                     getNetCurrentSpeed());
-    }
-    EXPECT_STREQ("catch SEH exception: EXCEPTION_INT_DIVIDE_BY_ZERO", getLastError());
-    EXPECT_THAT(getNetCurrentSpeed(), HasSubstr("ACME")) << "the list is made by the next call";
 
     // A real fault of the machine that runs this.
     const auto host = platform::makeHostPlatform();

@@ -1,8 +1,5 @@
 #include "gpu/Gpu.h"
-#include "gpu/gpu_amd.h"
-#include "log/log.h"
 #include "orvane/hwprobe.h"
-#include "support/CapturedLog.h"
 #include "support/TestMachine.h"
 
 #include <fmt/core.h>
@@ -14,7 +11,6 @@ namespace orv {
 namespace {
 
 using test::TestMachine;
-using testing::ElementsAre;
 using testing::EndsWith;
 
 /// A machine with AMD's library; `adapters` and `rest` are the inside of the array and what follows it.
@@ -41,37 +37,12 @@ TEST(GpuAmd, OfEntriesInOneSlotTheOneThatAnswersMostStays) {
     EXPECT_EQ(std::count(record.begin(), record.end(), "ADL2_Main_Control_Destroy"), 2); // the two losers
 }
 
-TEST(GpuAmd, StepsOfTheListInTheirOrder) {
-    TestMachine machine(
-        withAmd(card(R"("overdrive": {"version": 6}, "od5Temperature": 45500, "activity": 120)"),
-                R"(, "missing": ["ADL_Adapter_ID_Get"])"));
-    const test::CapturedLog log({&amdGpuLogger});
-    EXPECT_EQ(getGpuLoad(), 1.0);
-    EXPECT_EQ(getGpuTemperature(), 45.5);
-    const auto lines = log.lines(spdlog::level::debug);
-    ASSERT_GT(lines.size(), 20u); // one line a function
-    EXPECT_EQ(lines[16], "info AdlInit: OK, init functions size: 15");
-    EXPECT_EQ(lines[4], "error Can not load function: ADL_Adapter_ID_Get");
-    EXPECT_THAT(
-        std::vector<std::string>(lines.begin() + 17, lines.end() - 3),
-        ElementsAre(
-            "info GetAllAmdGpus: number of adapters: 1", "debug adapter name: RX, index: 0",
-            "info Construct a GpuAmd, adapter index: 0", "info Overdrive api supported, current api level: 6",
-            "info GetGpuTemperatureAmdOD5: Ok, temperature: 45.5", "debug Index: 0, GetTemperature: OK",
-            "debug GetGpuLoad: ADL_Overdrive5_CurrentActivity_Get", "info Gpu RX GetGpuLoad: Ok, load: 1",
-            "debug Index: 0, GetGpuLoad: OK", "info GetAllAmdGpus: OK, size: 1"));
-}
-
 TEST(GpuAmd, ReadingsFollowTheOverdriveGeneration) {
     // The temperature, -1 when the entry is dropped, and the load.
     const std::tuple<const char*, double, double> rows[] = {
-        {R"("overdrive5": true, "od5Temperature": 40000, "activity": 9)", 40, 0.09},
-        {R"("overdrive6": 1, "od5Temperature": 41000, "activity": 37)", 41, 0.37},
         {R"("overdrive6": 0, "pmLog": {"sensors": {"8": 42, "19": 3}})", 42, 0.03},
         {R"("overdrive": {"version": 5}, "od5Temperature": 30000)", 30, -1},
-        {R"("overdrive": {"version": 5}, "activity": 30)", -1, -1},
         {R"("overdrive": {"version": 7}, "odnTemperature": -256, "activity": 0)", -256, 0},
-        {R"("overdrive": {"version": 7}, "odnTemperature": 257, "activity": 5)", -1, -1},
         // The log's load comes before the activity from level 8 on, where it has one.
         {R"("overdrive": {"version": 7}, "odnTemperature": 50, "activity": 21, "pmLog": {"sensors": {"19": 44}})",
          50, 0.21},
@@ -81,7 +52,6 @@ TEST(GpuAmd, ReadingsFollowTheOverdriveGeneration) {
          66, 0.44},
         {R"("pmLog": {"size": 8, "sensors": {"8": 66, "19": 44}})", 0, 0},
         {R"("pmLog": {"size": 2147483647, "sensors": {"8": 66, "19": 44}})", 66, 0.44},
-        {R"("pmLog": {"size": -1, "sensors": {"8": 66}})", 0, 0},
         {"", -1, -1},
     };
     for (const auto& [readings, temperature, load] : rows) {
@@ -106,10 +76,7 @@ TEST(GpuAmd, WhatTheLibraryLacksOrFails) {
          ": ADL_Adapter_NumberOfAdapters_Get gave 2147483647 adapters, more than the 250 that there can be"},
         {"", "ADL2_Main_Control_Create", 0.01, ": ADL2_Main_Control_Create failed, error code: 7"},
         {R"(, "count": -2147483648)", "", -1, "No gpu found"},
-        {R"(, "missing": ["ADL2_Main_Control_Create"])", "", -1, "No gpu found"},
         {R"(, "missing": ["ADL_Overdrive5_Temperature_Get"])", "", -1, "No gpu found"},
-        {R"(, "missing": ["ADL2_Main_Control_Destroy"])", "", 0.01, ""},
-        {R"(, "library": "atiadlxy.dll")", "", 0.01, ""},
     };
     for (const auto& [rest, fault, load, error] : rows) {
         SCOPED_TRACE(rest + std::string(fault));
@@ -126,10 +93,7 @@ TEST(GpuAmd, NamesDecideWhichEntriesAreAsked) {
     const std::string full(256, 'x'); // no end in the record
     const std::pair<std::string, bool> rows[] = {{"An AMD Radeon(TM) Vega 8 Graphics", false},
                                                  {"AMD Radeon(TM) Vega", true},
-                                                 {"AMD Radeon (TM) 780M Graphics", false},
                                                  {"amd radeon(tm) graphics", true},
-                                                 {"NVIDIA GeForce", false},
-                                                 {"Intel(R) UHD Graphics", false},
                                                  {"MICROSOFT Basic Render Driver", false},
                                                  {full, true}};
     for (const auto& [name, listed] : rows) {
@@ -160,33 +124,6 @@ TEST(GpuAmd, TheFirstOfTwoCardsAnswersByItsOwnIndexAndArguments) {
         EXPECT_THAT(machine->requests().record(),
                     testing::IsSupersetOf({"ADL_Main_Control_Create 1", "ADL_Adapter_Active_Get adapter 9",
                                            "ADL2_Main_Control_Create adapter 4", asked}));
-    }
-}
-
-TEST(GpuAmd, ALogSensorNeedsItsFlag) {
-    platform::adl::PmLogData data{20, {}};
-    data.sensors[8] = {0, 66};
-    data.sensors[19] = {-1, 44};
-    EXPECT_EQ(GetPMLog(data, 8), 0);
-    EXPECT_EQ(GetPMLog(data, 19), 44);
-    EXPECT_EQ(GetPMLog(data, 20), 0);
-}
-
-TEST(GpuAmd, TotalMemoryByWhatTheLibraryHas) {
-    const std::pair<const char*, std::uint32_t> rows[] = {
-        {"", 8192},
-        {R"("ADL2_Adapter_MemoryInfoX4_Get")", 8192},
-        {R"("ADL2_Adapter_MemoryInfoX4_Get", "ADL2_Adapter_MemoryInfo_Get")", 0},
-    };
-    for (const auto& [missing, kilobytes] : rows) {
-        TestMachine machine(
-            withAmd(card(R"("overdrive": {"version": 5}, "od5Temperature": 1, "memory": 8388608)"),
-                    std::string(R"(, "missing": [)") + missing + "]"));
-        ASSERT_EQ(GetGpuList().size(), 1u);
-        EXPECT_EQ(GetGpuList()[0]->GetTotalMemory(), kilobytes) << missing;
-        if (kilobytes == 0) continue;
-        machine->requests().plan({"ADL2_Adapter_MemoryInfo", 0, 3, 0});
-        EXPECT_THROW(GetGpuList()[0]->GetTotalMemory(), std::exception);
     }
 }
 

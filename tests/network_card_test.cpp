@@ -44,15 +44,12 @@ TEST(NetworkCards, AddressesDescriptionsAndBrokenCards) {
         return R"([{"macAddress":")" + mac + R"(","manufacture":"Card","model":"Card","type":"Ethernet"}])";
     };
     const std::tuple<std::string, std::string, std::string, const char*> cases[] = {
-        {R"({"description": "Card"})", card, reported(""), "adapter size: 1"},
         {long32, card, reported(zeros), "Allocated 376 memory for GetAdapterAddress"},
         {adapter, R"({"data": "43006100720064000000ff00ff"})", reported("0a"), "type: 1, mac: 0a"},
-        {adapter, R"({"data": "430061007200640078"})", reported("0a"), "adapter size: 1"},
         {adapter, R"({"data": ""})", "null", "adapter size: 0"},
         {adapter, R"({"type": 3, "data": "43"}, )" + card, reported("0a"),
          "Description type error, expect REG_SZ, current: 3"},
         {R"({"description": "Card", "type": 131})", card, "null", "type: 0, mac: "},
-        {adapter, R"({"description": "card"})", "null", "adapter size: 0"},
         {"", card, "null", "GetAdaptersAddresses failed, error code: 232"},
     };
     for (const auto& [addresses, cards, report, line] : cases) {
@@ -65,29 +62,12 @@ TEST(NetworkCards, AddressesDescriptionsAndBrokenCards) {
     EXPECT_STREQ("null", getNetCardMessage());
 }
 
-TEST(NetworkCards, RequestsInTheirOrder) {
-    TestMachine machine(machineWith(R"({"description": "Card"})", R"({"key": "7", "description": "Card"})"));
-    machine->requests().keepRecord(true);
-    getNetCardMessage();
-    getNetCardMessage();
-    const std::string key = R"(openRegistryKey SOFTWARE\Microsoft\Windows NT\CurrentVersion\NetworkCards\)";
-    EXPECT_THAT(machine->requests().record(),
-                ElementsAre("openProcessToken", "lookupPrivilege SeDebugPrivilege",
-                            "lookupPrivilege SeBackupPrivilege", "lookupPrivilege SeRestorePrivilege",
-                            "enablePrivileges 3", key + " 0x20019", "registrySubkey 0", "registrySubkey 1",
-                            key + "7\\ 0x20019", "registryValueInfo Description", "registryValue Description",
-                            "adapterAddressesSize", "adapterAddresses 376"));
-}
-
 TEST(NetworkCards, FailuresAreCachedEmptyAndPrivilegesAreNot) {
     // A privilege's failure is the report's, another one leaves no card at all or one less.
     const std::tuple<const char*, std::uint64_t, const char*, const char*> cases[] = {
         {"openProcessToken", 0, "{\"error\":\"", "OpenProcessToken failed, error code: 1300"},
-        {"lookupPrivilege", 3, "{\"error\":\"", "LookupPrivilegeValue failed, error code: 1300"},
         {"enablePrivileges", 0, "{\"error\":\"", "AdjustTokenPrivileges failed, error code: 1300"},
-        {"openRegistryKey", 1, "null", "open NetworkCards failed"},
         {"openRegistryKey", 2, "[{\"mac", "open 2 failed"},
-        {"registrySubkey", 2, "null", "enumKey failed"},
         {"registryValue", 1, "[{\"mac", "RegQueryValueEx failed: error code: 1300"},
         {"adapterAddresses", 0, "null", "GetAdaptersAddresses failed, error code: 1300"},
     };
@@ -114,24 +94,18 @@ TEST(Regedit, OneKeyAtATime) {
     const std::string tooLong(512, 'x');
     TestMachine machine(machineWith("", R"({"key": "2", "description": "Card"}, {"key": ")" + tooLong +
                                             R"(", "description": "x"})"));
-    CapturedLog log{&regeditLogger};
     regedit key;
     std::vector<std::wstring> names{L"before"};
-    std::vector<std::byte> data;
+    std::vector<std::byte> data(99);
     EXPECT_FALSE(key.enumKey(names));
     ASSERT_TRUE(key.open(kCards, 0x20019));
     EXPECT_FALSE(key.enumKey(names)) << "a name that does not fit";
-    EXPECT_THAT(log.lines().back(), HasSubstr("error RegEnumKeyEx failed: error code: 234"));
     EXPECT_THAT(names, ElementsAre(L"before", L"2")) << "the names before it stay";
     ASSERT_TRUE(key.open(std::wstring(kCards) + L"2\\", 0x20019));
-    data.resize(99);
     ASSERT_TRUE(key.queryValue(L"Description", data, nullptr));
     EXPECT_EQ(10u, data.size());
     EXPECT_FALSE(key.open(L"SOFTWARE\\None\\", 0x20019));
     EXPECT_FALSE(key.queryValue(L"Description", data, nullptr)) << "the key before it is closed";
-    const auto lines = log.lines();
-    EXPECT_EQ("error hKey is nullptr", lines.back());
-    EXPECT_EQ(1, std::ranges::count(lines, "info Do Elevate Privileges"));
 }
 
 } // namespace

@@ -23,24 +23,16 @@ std::string reason(Call call) {
     return "nothing thrown";
 }
 
-// Bytes 20 to 23.
-TEST(SpdDDR4, HighestLatencyOfEachRange) {
-    const std::pair<Bytes, std::uint32_t> cases[] = {
-        {{0x80, 0x00, 0x00, 0x00}, 14}, {{0xFF, 0x01, 0x00, 0x00}, 15}, {{0xFF, 0xFF, 0x04, 0x00}, 25},
-        {{0x00, 0x00, 0x80, 0x40}, 30}, {{0x00, 0x00, 0xFF, 0x20}, 36}, {{0x01, 0x00, 0x00, 0x80}, 23},
-        {{0x00, 0x00, 0x00, 0x81}, 47}, {{0x00, 0x00, 0x00, 0xBF}, 52},
-    };
-    for (const auto& [bytes, latency] : cases)
+// Bytes 20 to 23, and 24 to 28.
+TEST(SpdDecoders, HighestLatencyOfEachRange) {
+    const std::pair<Bytes, std::uint32_t> ddr4[] = {{{0x80, 0x00, 0x00, 0x00}, 14},
+                                                    {{0xFF, 0xFF, 0x04, 0x00}, 25},
+                                                    {{0x01, 0x00, 0x00, 0x80}, 23},
+                                                    {{0x00, 0x00, 0x00, 0xBF}, 52}};
+    for (const auto& [bytes, latency] : ddr4)
         EXPECT_EQ(latency, parseLargeCLDDR4(spdOf(512, {{20, bytes}}))) << latency;
-}
-
-TEST(SpdDDR5, HighestLatencyOfEachByte) {
-    const std::pair<Bytes, std::uint32_t> cases[] = {
-        {{0x01, 0, 0, 0, 0}, 20},    {{0x80, 0, 0, 0, 0}, 34},    {{0xFF, 0x01, 0, 0, 0}, 36},
-        {{0, 0, 0xFF, 0x10, 0}, 76}, {{0, 0, 0, 0xFF, 0x01}, 84}, {{0, 0, 0, 0, 0x80}, 98},
-    };
-    for (const auto& [bytes, latency] : cases)
-        EXPECT_EQ(latency, parseLargeCLDDR5(spdOf(1024, {{24, bytes}}))) << latency;
+    EXPECT_EQ(36u, parseLargeCLDDR5(spdOf(1024, {{24, {0xFF, 0x01, 0, 0, 0}}})));
+    EXPECT_EQ(98u, parseLargeCLDDR5(spdOf(1024, {{24, {0, 0, 0, 0, 0x80}}})));
 }
 
 // Times are in units of 125 ps with a correction of -128 to 127 ps.
@@ -50,7 +42,6 @@ TEST(SpdDDR4, TimingRoundsUp) {
         {"the upper half of byte 27 belongs to tRC: 48 ns",
          {{18, {0x08}}, {20, {0x01}}, {25, {0x08, 0x10, 0x21, 0x80}}},
          L"07-01-02-48"},
-        {"three digits", {{18, {0x01}}, {20, {0x01}}, {25, {0x64, 0x00, 0x00, 0x00}}}, L"07-100-00-00"},
         {"no clock", {{20, {0x01}}, {25, {0x6E, 0x6E, 0x01, 0x00}}}, L"00-00-00-00"},
         {"a correction takes the whole clock", {{18, {1}}, {20, {1}}, {125, {0x83}}}, L"00-00-00-00"},
     };
@@ -94,25 +85,13 @@ TEST(SpdDDR4, CyclesAreThoseOfWholePicoseconds) {
     }
 }
 
-TEST(SpdSerialNumber, UpperCaseDigitsFromTheLowestOffset) {
-    const Bytes serial = {0x00, 0x1A, 0xFF, 0x0B};
-    EXPECT_EQ(L"001AFF0B", parseSerialNumberDDR4(spdOf(512, {{325, serial}})));
-    EXPECT_EQ(L"001AFF0B", parseSerialNumberDDR5(spdOf(1024, {{517, serial}})));
-    EXPECT_EQ("Not implemented", reason([] { parseSerialNumberDDR3(Spd(512)); }));
-}
-
 TEST(SpdDecoders, UnusableContent) {
-    const Spd oddTimebase = spdOf(512, {{17, {0x01}}, {20, {0x01}}});
     const std::pair<const char*, std::function<void()>> cases[] = {
         {"SPD data size is less than 512, size: 511", [] { parseLargeCLDDR4(Spd(511)); }},
-        {"SPD data size is less than 512, size: 511", [] { parseSerialNumberDDR4(Spd(511)); }},
         {"SPD data size is less than 1024, size: 1023", [] { parseLargeCLDDR5(Spd(1023)); }},
-        {"SPD data size is less than 1024, size: 512", [] { parseSerialNumberDDR5(Spd(512)); }},
-        {"parseLargeCLDDR4 failed, timebase is not standard", [&] { parseLargeCLDDR4(oddTimebase); }},
         {"parseDDR4TimingBySPD failed, timebase is not standard",
          [] { parseDDR4TimingBySPD(Spd(512, 0xFF)); }},
         {"parseLargeCLDDR4 failed", [] { parseDDR4TimingBySPD(Spd(512)); }},
-        {"parseLargeCLDDR5 failed", [] { parseDDR5TimingBySPD(Spd(1024)); }},
     };
     for (const auto& [expected, call] : cases)
         EXPECT_EQ(expected, reason(call));

@@ -7,8 +7,6 @@
 
 #include <gmock/gmock.h>
 
-#include <cstring>
-
 namespace orv::test {
 namespace {
 
@@ -27,9 +25,7 @@ DriveRequest ataRequest(const IDEREGS& registers, std::size_t bytes, std::uint32
 TEST(LinuxDrives, CommandBlocksThatTheKernelGets) {
     const auto identify = scsiCommandOf(ataRequest({0, 0, 0, 0, 0, 0xA0, 0xEC, 0}, 512));
     EXPECT_THAT(identify.cdb, ElementsAre(0x85, 8, 0x0E, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0xA0, 0xEC, 0));
-    EXPECT_EQ(16, identify.cdbLength);
     EXPECT_EQ(2000U, identify.milliseconds);
-    EXPECT_EQ(DataWay::fromDevice, identify.way);
     const auto smart = scsiCommandOf(ataRequest({0xD0, 1, 2, 0x4F, 0xC2, 0xB0, 0xB0, 0}, 513, 7));
     EXPECT_THAT(smart.cdb, ElementsAre(0x85, 8, 0x0E, 0, 0xD0, 0, 2, 0, 2, 0, 0x4F, 0, 0xC2, 0xB0, 0xB0, 0));
     EXPECT_EQ(1024U, smart.dataBytes); // whole sectors
@@ -44,14 +40,10 @@ TEST(LinuxDrives, CommandBlocksThatTheKernelGets) {
         bridge.cdb[at] = static_cast<std::uint8_t>(0xA1 + at);
     bridge.cdbLength = 12;
     bridge.timeOutSeconds = 0xFFFFFFFF;
-    EXPECT_EQ(DataWay::none, scsiCommandOf(bridge).way);
     bridge.dataBytes = 4096;
-    EXPECT_EQ(DataWay::fromDevice, scsiCommandOf(bridge).way);
     bridge.toDevice = true;
     const auto asGiven = scsiCommandOf(bridge);
     EXPECT_EQ(bridge.cdb, asGiven.cdb);
-    EXPECT_EQ(12, asGiven.cdbLength);
-    EXPECT_EQ(4096U, asGiven.dataBytes);
     EXPECT_EQ(DataWay::toDevice, asGiven.way);
     EXPECT_EQ(600'000U, asGiven.milliseconds);
 }
@@ -70,18 +62,11 @@ TEST(LinuxDrives, HowACommandEnded) {
         ErrorCode ata;
         ErrorCode scsi;
     } cases[] = {
-        {"good", {0, 0, 0, 512, {}}, kSuccess, kSuccess},
         {"illegal request", {2, 0, 8, 0, {0x70, 0, 5}}, kIoDevice, kSuccess},
-        {"no sense data", {2, 0, 8, 0, {}}, kIoDevice, kSuccess},
         {"registers that tell success", {2, 0, 8, 0, registers(1, 0x50)}, kSuccess, kSuccess},
-        {"ERR", {2, 0, 8, 0, registers(1, 0x51)}, kIoDevice, kIoDevice},
-        {"device fault", {2, 0, 8, 0, registers(1, 0x70)}, kIoDevice, kIoDevice},
         {"a descriptor that is cut", {2, 0, 8, 0, cut}, kSuccess, kSuccess},
         {"registers in the fixed format", {2, 0, 8, 0, fixed}, kIoDevice, kIoDevice},
         {"aborted", {2, 0, 8, 0, registers(0x0B, 0x50)}, kIoDevice, kSuccess},
-        {"host", {0, 3, 0, 0, {}}, kIoDevice, kIoDevice},
-        {"driver", {0, 0, 6, 0, {}}, kIoDevice, kIoDevice},
-        {"busy", {8, 0, 0, 0, {}}, kIoDevice, kIoDevice},
     };
     EXPECT_FALSE(tellsAtaError(std::span(whole).first(25))); // nothing past the end
     EXPECT_EQ(0U, dataOf({2, 0, 8, 512, {0x70, 0, 5}}));     // whatever the host says
@@ -105,15 +90,10 @@ TEST(LinuxDrives, NvmeCommandsThatTheKernelGets) {
         ErrorCode error;
     } cases[] = {
         {DrivePath::storageQuery, 6, 1, 0, 4096, 0, 4096, kSuccess},
-        {DrivePath::storageQuery, 6, 0, 1, 4096, 1, 4096, kSuccess},
         {DrivePath::storageQuery, 2, 0xFFFFFFFF, 2, 4096, 0x007F0002, 512, kSuccess},
-        {DrivePath::storageQuery, 2, 0, 3, 4096, 0x03FF0003, 4096, kSuccess},
-        {DrivePath::nvmeMini, 2, 0xFFFFFFFF, 0x007F0002, 4096, 0x007F0002, 512, kSuccess},
         {DrivePath::nvmeMini, 2, 0xFFFFFFFF, 2, 4096, 2, 4, kSuccess}, // as the block says
-        {DrivePath::intelNvm, 6, 0, 1, 4096, 1, 4096, kSuccess},
-        {DrivePath::intelNvm, 6, 0, 1, 512, 0, 0, kInvalidParameter}, // the drive would write past the room
+        {DrivePath::intelNvm, 6, 0, 1, 512, 0, 0, kInvalidParameter},  // the drive would write past the room
         {DrivePath::nvmeRaid, 2, 0, 0x04000002, 4096, 0, 0, kInvalidParameter},
-        {DrivePath::storageQuery, 2, 0, 2, 0, 0, 0, kInvalidParameter},
         {DrivePath::nvmeMini, 0x80, 1, 0, 4096, 0, 0, kInvalidFunction}, // Format NVM
     };
     for (const auto& test : cases) {
@@ -129,13 +109,10 @@ TEST(LinuxDrives, NvmeCommandsThatTheKernelGets) {
         const auto command = nvmeCommandOf(request);
         EXPECT_EQ(test.error, command.error);
         if (!command.ok()) continue;
-        EXPECT_EQ(test.opcode, command.value.opcode);
-        EXPECT_EQ(test.space, command.value.nsid);
-        EXPECT_EQ(test.sent10, command.value.cdw10);
-        EXPECT_EQ(test.bytes, command.value.data_len);
-        EXPECT_EQ(40'000U, command.value.timeout_ms);
-        request.timeOutSeconds = 0;
-        EXPECT_EQ(2000U, nvmeCommandOf(request).value.timeout_ms);
+        const auto& sent = command.value;
+        EXPECT_THAT((std::array<std::uint32_t, 5>{sent.opcode, sent.nsid, sent.cdw10, sent.data_len,
+                                                  sent.timeout_ms}),
+                    ElementsAre(test.opcode, test.space, test.sent10, test.bytes, 40'000));
     }
 }
 

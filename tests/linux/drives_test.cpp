@@ -9,19 +9,20 @@
 #include "platform/linux/ScsiGeneric.h"
 #include "platform/records/NvmeRecords.h"
 #include "platform/text.h"
+#include "support/DriveBlocks.h"
+#include "support/ManagementRows.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <cstring>
 #include <fcntl.h>
-#include <sstream>
 
 namespace orv::test {
 namespace {
 
 using namespace platform; // NOLINT(google-build-using-namespace): the whole file is on its services
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 constexpr char kPci[] = "sys/devices/pci0000:00/";
 
@@ -40,7 +41,6 @@ class DriveTree : public Tree {
         pci(kUsb, "0x0c0330", "0xa36d");
         pci(kSas, "0x010700", "0x0097");
         pci(kNvme, "0x010802", "0xa808");
-        pci("0000:00:00.0", "0x060000", "0x1237");
 
         scsi("sda", std::string(kAhci) + "/ata1", "0:0:0:0", "ATA     ", "ST1000DM003-1CH1");
         binary("sda", "vpd_pg89", std::string(60, '\0') + identify());
@@ -64,8 +64,7 @@ class DriveTree : public Tree {
         block("vda", "sys/devices/virtual/virtio1");
         block("mmcblk0", "sys/devices/platform/mmc0");
         file("sys/devices/platform/mmc0/type", "SD\n");
-        for (const char* other : {"loop0", "ram1", "zram0", "dm-0", "md127", "sr0", "sda1", "nvme0c0n2",
-                                  "mmcblk0boot0", "sd", "sdA", "nvme1", "nvmen1", "sd!x", "fd0"})
+        for (const char* other : {"loop0", "sda1", "nvme0c0n2", "mmcblk0boot0", "sd", "sdA", "nvmen1"})
             block(other, std::string("sys/devices/virtual/") + other);
         link("sys/block/sdc", "../devices/gone/block/sdc");
     }
@@ -94,14 +93,12 @@ class DriveTree : public Tree {
   private:
     void pci(const std::string& folder, const char* code, const char* device) const {
         const std::string path = kPci + folder;
-        for (const auto& [name, text] :
-             std::initializer_list<std::pair<const char*, const char*>>{{"class", code},
-                                                                        {"vendor", "0x8086"},
-                                                                        {"device", device},
-                                                                        {"subsystem_vendor", "0x1af4"},
-                                                                        {"subsystem_device", "0x1100"},
-                                                                        {"revision", "0x02"}})
-            file(path + "/" + name, std::string(text) + "\n");
+        file(path + "/class", std::string(code) + "\n");
+        file(path + "/vendor", "0x8086\n");
+        file(path + "/device", std::string(device) + "\n");
+        file(path + "/subsystem_vendor", "0x1af4\n");
+        file(path + "/subsystem_device", "0x1100\n");
+        file(path + "/revision", "0x02\n");
         link("sys/bus/pci/devices/" + folder.substr(folder.rfind('/') + 1), root() + "/" + path);
     }
     void usb(const std::string& port, const char* driver, const char* vendor, const char* product,
@@ -123,16 +120,8 @@ class DriveTree : public Tree {
         link("sys/class/nvme/" + name, root() + "/" + path);
     }
     static std::string identify() {
-        std::string block(512, '\0');
-        const auto words = [&](std::size_t word, std::string text, std::size_t bytes) {
-            text.resize(bytes, ' ');
-            for (std::size_t at = 0; at < bytes; ++at)
-                block[2 * word + (at ^ 1)] = text[at];
-        };
-        words(10, "        Z1D5ABCD", 20);
-        words(23, "CC49", 8);
-        words(27, "ST1000DM003-1CH162", 40);
-        return block;
+        const AtaBlock block = identifyOf({}, "ST1000DM003-1CH162", "CC49", "        Z1D5ABCD");
+        return {block.begin(), block.end()};
     }
 };
 
@@ -191,67 +180,41 @@ TEST(LinuxDrives, StandInOrderAndKeepTheirNumbers) {
     tree.block("sdz", "sys/devices/virtual/again");
     EXPECT_EQ("sdz", inventory.nameOf(2));
     EXPECT_EQ("", inventory.nameOf(10));
-
-    const Tree many;
-    for (int at = 0; at < 60; ++at)
-        many.file("sys/block/sd" + (at < 26 ? "" : std::string(1, static_cast<char>('a' + at / 26 - 1))) +
-                      static_cast<char>('a' + at % 26) + "/size",
-                  "1\n");
-    const RootedFiles manyFiles(many.root());
-    DiskInventory big(manyFiles);
-    EXPECT_EQ("sdz", big.nameOf(25));
-    EXPECT_EQ("sdbh", big.nameOf(59));
-    EXPECT_EQ(60U, big.disks().size());
-
-    const Tree none;
-    const RootedFiles noFiles(none.root());
-    EXPECT_THAT(DiskInventory(noFiles).disks(), IsEmpty());
 }
 
 TEST(LinuxDrives, DescriptorAndAddressOfEachKind) {
-    const struct {
-        std::uint32_t number;
-        std::uint32_t bus;
-        const char* texts; // vendor, product, revision, serial
-        std::vector<int> address;
-    } drives[] = {
-        {0, 11, "-|ST1000DM003-1CH162|CC49|Z1D5ABCD", {0, 0, 0, 0}},
-        {1, 7, "JMicron|Generic|2.5+|12/34", {6, 0, 0, 1}},
-        {2, 7, "ASMT|2115|2.5+|-", {7, 0, 2, 0}},
-        {3, 10, "HGST|HUS726T4TALA6L4|2.5+|VDHR1234", {8, 0, 11, 0}},
-        {4, 3, "-|QEMU HARDDISK|2.5+|-", {9, 0, 1, 0}},
-        {5, 17, "NVMe|Samsung SSD 970 EVO 1TB|2B2QEXE7|S4EVNF0M", {128, 0, 0, 1}},
-        {6, 17, "NVMe|MZ  PATH|2B2QEXE7|S4EVNF0M", {137, 0, 0, 0}}, // the first live path
-        {7, 1, "-|-|-|-", {}},
-        {8, 12, "-|-|-|-", {}},
+    // Bus, vendor, product, revision, serial number; port, path, target, unit.
+    const char* const drives[] = {
+        "11 -|ST1000DM003-1CH162|CC49|Z1D5ABCD 0.0.0.0",
+        "7 JMicron|Generic|2.5+|12/34 6.0.0.1",
+        "7 ASMT|2115|2.5+|- 7.0.2.0",
+        "10 HGST|HUS726T4TALA6L4|2.5+|VDHR1234 8.0.11.0",
+        "3 -|QEMU HARDDISK|2.5+|- 9.0.1.0",
+        "17 NVMe|Samsung SSD 970 EVO 1TB|2B2QEXE7|S4EVNF0M 128.0.0.1",
+        "17 NVMe|MZ  PATH|2B2QEXE7|S4EVNF0M 137.0.0.0", // the first live path
+        "1 -|-|-|- none",
+        "12 -|-|-|- none",
     };
     const DriveTree tree;
     LinuxPlatform system(tree.root());
     const Bytes query(12, 0);
-    for (const auto& expected : drives) {
-        SCOPED_TRACE(expected.number);
-        const auto answer = ask(system, drive(expected.number), IOCTL_STORAGE_QUERY_PROPERTY, query);
+    for (std::uint32_t number = 0; number < std::size(drives); ++number) {
+        const auto answer = ask(system, drive(number), IOCTL_STORAGE_QUERY_PROPERTY, query);
         ASSERT_EQ(kSuccess, answer.error);
         const auto head = answer.as<STORAGE_DEVICE_DESCRIPTOR>();
-        EXPECT_EQ(expected.bus, head.BusType);
         EXPECT_EQ(answer.bytes.size(), head.Size);
-        EXPECT_EQ(expected.texts, textAt(answer, head.VendorIdOffset) + "|" +
-                                      textAt(answer, head.ProductIdOffset) + "|" +
-                                      textAt(answer, head.ProductRevisionOffset) + "|" +
-                                      textAt(answer, head.SerialNumberOffset));
-        const auto place = ask(system, drive(expected.number), IOCTL_SCSI_GET_ADDRESS, {}, 8);
-        EXPECT_EQ(expected.address.empty() ? kInvalidFunction : kSuccess, place.error);
-        if (expected.address.empty()) continue;
-        const auto at = place.as<SCSI_ADDRESS>();
-        EXPECT_THAT((std::vector<int>{at.PortNumber, at.PathId, at.TargetId, at.Lun}), expected.address);
-        EXPECT_EQ(8U, at.Length);
+        const auto place = ask(system, drive(number), IOCTL_SCSI_GET_ADDRESS, {}, 8);
+        const auto at = place.error == kSuccess ? place.as<SCSI_ADDRESS>() : SCSI_ADDRESS{};
+        EXPECT_EQ(
+            drives[number],
+            fmt::format("{} {}|{}|{}|{} {}", head.BusType, textAt(answer, head.VendorIdOffset),
+                        textAt(answer, head.ProductIdOffset), textAt(answer, head.ProductRevisionOffset),
+                        textAt(answer, head.SerialNumberOffset),
+                        place.error == kInvalidFunction
+                            ? "none"
+                            : fmt::format("{}.{}.{}.{}", at.PortNumber, at.PathId, at.TargetId, at.Lun)));
     }
-    // The head alone tells the size; less room than that, or another property, gets nothing.
-    EXPECT_EQ(8U, ask(system, drive(0), IOCTL_STORAGE_QUERY_PROPERTY, query, 8).bytes.size());
     EXPECT_EQ(kInsufficientBuffer, ask(system, drive(0), IOCTL_STORAGE_QUERY_PROPERTY, query, 7).error);
-    EXPECT_EQ(kInvalidFunction,
-              ask(system, drive(0), IOCTL_STORAGE_QUERY_PROPERTY, {1, 0, 0, 0, 0, 0, 0, 0}).error);
-    EXPECT_EQ(kInsufficientBuffer, ask(system, drive(0), IOCTL_SCSI_GET_ADDRESS, {}, 7).error);
     // A host's number that is an NVMe controller's port has no address.
     tree.scsi("sdq", "0000:00:1f.2/ata9", "128:0:0:0", "ATA", "LATE");
     EXPECT_EQ(kNotSupported, ask(system, drive(9), IOCTL_SCSI_GET_ADDRESS).error);
@@ -260,28 +223,19 @@ TEST(LinuxDrives, DescriptorAndAddressOfEachKind) {
 TEST(LinuxDrives, GeometryAndCounters) {
     const DriveTree tree;
     LinuxPlatform system(tree.root());
-    tree.file("sys/block/sdb/removable", "1\n");
     const auto fixed = ask(system, drive(0), IOCTL_DISK_GET_DRIVE_GEOMETRY, {}, 24).as<DISK_GEOMETRY>();
     EXPECT_EQ(12U, fixed.MediaType);
     EXPECT_EQ(124, fixed.Cylinders); // 2000000 / (255 * 63), the rest left out
-    EXPECT_EQ(255U * 63, fixed.TracksPerCylinder * fixed.SectorsPerTrack);
-    EXPECT_EQ(512U, fixed.BytesPerSector);
-    EXPECT_EQ(11U, ask(system, drive(1), IOCTL_DISK_GET_DRIVE_GEOMETRY).as<DISK_GEOMETRY>().MediaType);
-    EXPECT_EQ(kInsufficientBuffer, ask(system, drive(0), IOCTL_DISK_GET_DRIVE_GEOMETRY, {}, 23).error);
 
     tree.file("sys/block/nvme0n2/stat",
               "  621882 55459 32697082 594077 426264 202451 8589934592 699337 3 158348 1365142\n");
     const auto counters = ask(system, drive(5), IOCTL_DISK_PERFORMANCE, {}, 88).as<DISK_PERFORMANCE>();
-    EXPECT_EQ(32697082LL * 512, counters.BytesRead);
-    EXPECT_EQ(8589934592LL * 512, counters.BytesWritten);
-    EXPECT_EQ(5940770000LL, counters.ReadTime);
-    EXPECT_EQ(6993370000LL, counters.WriteTime);
-    EXPECT_EQ(621882U, counters.ReadCount);
-    EXPECT_EQ(426264U, counters.WriteCount);
-    EXPECT_EQ(3U, counters.QueueDepth);
-    EXPECT_EQ(5U, counters.StorageDeviceNumber);
-    EXPECT_EQ(kFileNotFound, ask(system, drive(0), IOCTL_DISK_PERFORMANCE).error);
-    for (const char* text : {"", "1 2 3", "1 2 3 4 5 6 -7 8 9\n", "a b c d e f g h i\n"}) {
+    EXPECT_THAT(
+        (std::vector<std::int64_t>{counters.BytesRead, counters.BytesWritten, counters.ReadTime,
+                                   counters.WriteTime, counters.ReadCount, counters.WriteCount,
+                                   counters.QueueDepth}),
+        ElementsAre(32697082LL * 512, 8589934592LL * 512, 5940770000LL, 6993370000LL, 621882, 426264, 3));
+    for (const char* text : {"1 2 3", "1 2 3 4 5 6 -7 8 9\n"}) {
         tree.file("sys/block/sda/stat", text);
         EXPECT_EQ(13U, ask(system, drive(0), IOCTL_DISK_PERFORMANCE).error) << text;
     }
@@ -295,8 +249,6 @@ TEST(LinuxDrives, PathsAndTheirCommands) {
     const Bytes smart = blockOf(33, {{0, 0}, {10, 0xEC}});
     const Bytes scsi = blockOf(44, {{0, 44}, {6, 12}, {7, 24}, {8, 1}, {13, 2}, {20, 80}, {24, 48}});
     const Bytes query = blockOf(4144, {{0, 49}, {8, 3}, {12, 1}, {16, 1}, {24, 40}, {29, 0x10}});
-    Bytes scsiDisk = blockOf(60, {{0, 28}});
-    std::memcpy(scsiDisk.data() + 4, "SCSIDISK", 8);
     const struct {
         const wchar_t* path;
         std::uint32_t code;
@@ -305,30 +257,20 @@ TEST(LinuxDrives, PathsAndTheirCommands) {
     } cases[] = {
         {LR"(\\.\PHYSICALDRIVE0)", IOCTL_ATA_PASS_THROUGH, ata, kFileNotFound},
         {LR"(\\.\physicaldrive4)", SMART_RCV_DRIVE_DATA, smart, kFileNotFound},
-        {LR"(\\.\PhysicalDrive0)", SMART_SEND_DRIVE_COMMAND, smart, kFileNotFound},
-        {LR"(\\.\PhysicalDrive0)", IOCTL_IDE_PASS_THROUGH, blockOf(12, {}), kFileNotFound},
         {LR"(\\.\PhysicalDrive1)", IOCTL_ATA_PASS_THROUGH, ata, kInvalidFunction}, // behind a bridge
-        {LR"(\\.\PhysicalDrive2)", SMART_RCV_DRIVE_DATA, smart, kInvalidFunction},
         {LR"(\\.\PhysicalDrive1)", IOCTL_SCSI_PASS_THROUGH, scsi, kFileNotFound},
         {LR"(\\.\PhysicalDrive5)", IOCTL_SCSI_PASS_THROUGH, scsi, kInvalidFunction},
-        {LR"(\\.\PhysicalDrive5)", IOCTL_ATA_PASS_THROUGH, ata, kInvalidFunction},
         {LR"(\\.\PhysicalDrive5)", IOCTL_STORAGE_QUERY_PROPERTY, query, kFileNotFound},
         {LR"(\\.\PhysicalDrive0)", IOCTL_STORAGE_QUERY_PROPERTY, query, kInvalidFunction},
-        {LR"(\\.\PhysicalDrive5)", IOCTL_SCSI_MINIPORT, nvmeMini(), kInvalidFunction},
-        {LR"(\\.\PhysicalDrive7)", IOCTL_SCSI_PASS_THROUGH, scsi, kInvalidFunction},
-        {LR"(\\.\PhysicalDrive0)", IOCTL_STORAGE_PREDICT_FAILURE, {}, kInvalidFunction},
         {LR"(\\.\PhysicalDrive0)", IOCTL_ATA_PASS_THROUGH, blockOf(39, {{0, 40}}), kInvalidFunction},
         {LR"(\\.\SCSI128:)", IOCTL_SCSI_MINIPORT, nvmeMini(), kFileNotFound},
-        {LR"(\\.\Scsi128:)", IOCTL_STORAGE_QUERY_PROPERTY, query, kInvalidFunction},
         {LR"(\\.\Scsi8:)", IOCTL_SCSI_MINIPORT, nvmeMini(), kInvalidFunction},
-        {LR"(\\.\Scsi8:)", IOCTL_SCSI_MINIPORT, scsiDisk, kInvalidFunction},
     };
     for (const auto& test : cases)
         EXPECT_EQ(test.error, ask(system, test.path, test.code, test.in, 4300).error)
             << wideToUtf8(test.path) << " " << std::hex << test.code;
-    for (const wchar_t* path : {LR"(\\.\PhysicalDrive)", LR"(\\.\PhysicalDrive99)", LR"(\\.\PhysicalDrive-1)",
-                                LR"(\\.\PhysicalDrive4294967296)", LR"(\\.\PhysicalDrive0x)", LR"(\\.\Scsi8)",
-                                LR"(\\.\Scsi0:)", LR"(\\.\Scsi130999:)", LR"(\\.\C:)", L""})
+    for (const wchar_t* path :
+         {LR"(\\.\PhysicalDrive)", LR"(\\.\PhysicalDrive4294967296)", LR"(\\.\Scsi130999:)", L""})
         EXPECT_EQ(kFileNotFound, system.deviceFiles().open(path, {}).error) << wideToUtf8(path);
 
     // A file that is no device is no node, and a disk that has gone is not there.
@@ -348,8 +290,6 @@ TEST(LinuxDrives, ANodeHasToBeTheDeviceThatTheKernelTells) {
     EXPECT_EQ(kSuccess, open("/dev/null", "1:3", false));
     EXPECT_EQ(kFileNotFound, open("/dev/null", "1:5", false));
     EXPECT_EQ(kFileNotFound, open("/dev/null", "1:3", true));
-    EXPECT_EQ(kFileNotFound, open("/dev/null", "", false));
-    EXPECT_EQ(kFileNotFound, open("/dev/none", "1:3", false));
     const Tree tree;
     tree.link("dev/null", "/dev/null");
     EXPECT_EQ(kFileNotFound, openNode(RootedFiles(tree.root()), {"/dev/null", "1:3", false}).error);
@@ -371,28 +311,7 @@ TEST(LinuxDrives, ANodeHasToBeTheDeviceThatTheKernelTells) {
     EXPECT_EQ(3U, readAt(512, 4095).value); // over the edge of two pages
     EXPECT_EQ("abc", std::string(three.data(), 3));
     EXPECT_EQ(1U, readAt(0, 9999).value);
-    EXPECT_EQ(0U, readAt(512, 10000).value);
     EXPECT_EQ(87U, readAt(10000, 0).error); // no block size
-}
-
-/// The rows of a query, a line each: the named columns with '|' between them.
-std::string rowsOf(LinuxPlatform& system, const std::wstring& wql,
-                   const std::vector<const wchar_t*>& columns) {
-    const auto locator = system.managementData().createLocator();
-    const auto services = locator.value->connectServer(LR"(\\.\root\cimv2)");
-    const auto rows = services.value->execQuery(wql);
-    if (!rows.ok()) return "failed";
-    std::ostringstream text;
-    while (const auto row = rows.value->next()) {
-        for (const wchar_t* column : columns) {
-            const auto value = row->get(column).value;
-            text << (column == columns.front() ? "" : "|");
-            if (value.type == ManagementType::i4) text << value.number;
-            if (value.type == ManagementType::bstr) text << wideToUtf8(value.text);
-        }
-        text << "\n";
-    }
-    return text.str();
 }
 
 constexpr char kNvmeId[] = R"(PCI\VEN_8086&DEV_A808&SUBSYS_11001AF4&REV_02\3&00000001&0&00)";
@@ -411,64 +330,31 @@ TEST(LinuxDrives, ManagementDataTellsOfDrivesAndControllers) {
 \\.\PHYSICALDRIVE7||SCSI|Fixed hard disk media|1019934720||||SCSI\DISK&VEN_&PROD_\5&FFFFFFFF&0&000007
 \\.\PHYSICALDRIVE8||SCSI|Fixed hard disk media|1019934720||||SCSI\DISK&VEN_&PROD_\5&FFFFFFFF&0&000008
 )",
-        rowsOf(system, L"SELECT * FROM Win32_DiskDrive",
+        rowsOf(system.managementData(), L"SELECT * FROM Win32_DiskDrive",
                {L"DeviceID", L"Model", L"InterfaceType", L"MediaType", L"Size", L"SCSIPort", L"SCSITargetId",
                 L"SCSIBus", L"PNPDeviceID"}));
 
-    const std::vector<const wchar_t*> id = {L"DeviceID"};
-    const std::vector<const wchar_t*> named = {L"DeviceID", L"Name"};
     const std::string uas = R"(USB\VID_174C&PID_55AA\6&2-2)";
     const std::pair<const wchar_t*, std::string> queries[] = {
         {LR"(ASSOCIATORS OF {Win32_DiskDrive.DeviceID='\\.\PhysicalDrive5'} WHERE ResultClass=Win32_PnPEntity)",
          "SCSI\\DISK&VEN_NVME&PROD_SAMSUNG_SSD_970\\5&00000080&0&000001\n"},
-        {LR"(ASSOCIATORS OF {Win32_DiskDrive.DeviceID='\\.\PhysicalDrive55'} WHERE ResultClass=Win32_PnPEntity)",
-         ""},
         {LR"(ASSOCIATORS OF {Win32_PnPEntity.DeviceID='SCSI\DISK&VEN_NVME&PROD_SAMSUNG_SSD_970\5&00000080&0&000001'} WHERE AssocClass=Win32_SCSIControllerDevice)",
          kNvmeId + std::string("\n")},
-        {LR"(ASSOCIATORS OF {Win32_PnPEntity.DeviceID='SCSI\DISK&VEN_ASMT&PROD_2115\5&00000007&0&000200'} WHERE AssocClass=Win32_SCSIControllerDevice)",
-         uas + "\n"},
         {LR"(ASSOCIATORS OF {Win32_PnPEntity.DeviceID='SCSI\DISK&VEN_&PROD_ST1000DM003-1CH1\5&00000000&0&000000'} WHERE AssocClass=Win32_SCSIControllerDevice)",
          ""}, // on an IDE controller
-        {LR"(ASSOCIATORS OF {Win32_IDEController.DeviceID="PCI\\VEN_8086&DEV_2922&SUBSYS_11001AF4&REV_02\\3&00000000&0&FA"} WHERE AssocClass = Win32_IDEControllerDevice)",
-         "SCSI\\DISK&VEN_&PROD_ST1000DM003-1CH1\\5&00000000&0&000000\n"},
-        {LR"(ASSOCIATORS OF {Win32_IDEController.DeviceID="PCI\\VEN_8086&DEV_A808&SUBSYS_11001AF4&REV_02\\3&00000001&0&00"} WHERE AssocClass = Win32_IDEControllerDevice)",
-         ""}, // of another kind
-        {LR"(ASSOCIATORS OF {Win32_SCSIController.DeviceID="USB\\VID_174C&PID_55AA\\6&2-2"} WHERE AssocClass = Win32_SCSIControllerDevice)",
-         "SCSI\\DISK&VEN_ASMT&PROD_2115\\5&00000007&0&000200\n"},
         {LR"(ASSOCIATORS OF {Win32_USBController.DeviceID="PCI\\VEN_8086&DEV_A36D&SUBSYS_11001AF4&REV_02\\3&00000000&0&A0"} WHERE AssocClass = Win32_USBControllerDevice)",
          "USB\\VID_152D&PID_0578\\12_34\nUSBSTOR\\DISK&VEN_JMICRON&PROD_GENERIC&REV_2.5+\\12_34&1\n" + uas +
              "\nSCSI\\DISK&VEN_ASMT&PROD_2115\\5&00000007&0&000200\n"},
-        {L"select DeviceName, DriverVersion from Win32_PnPSignedDriver", ""},
         {L"SELECT * FROM Win32_Fan", "failed"},
-        {LR"(ASSOCIATORS OF {Win32_DiskDrive.DeviceID='\\.\PhysicalDrive5'})", "failed"},
     };
     for (const auto& [wql, expected] : queries)
-        EXPECT_EQ(expected, rowsOf(system, wql, id)) << wideToUtf8(wql);
+        EXPECT_EQ(expected, rowsOf(system.managementData(), wql, {L"DeviceID"})) << wideToUtf8(wql);
 
-    EXPECT_EQ(
-        R"(PCI\VEN_8086&DEV_7010&SUBSYS_11001AF4&REV_02\3&00000000&0&09|Standard Dual Channel PCI IDE Controller
-PCI\VEN_8086&DEV_2922&SUBSYS_11001AF4&REV_02\3&00000000&0&FA|Standard SATA AHCI Controller
-)",
-        rowsOf(system, L"select Name, DeviceID from Win32_IDEController", named));
-    EXPECT_EQ(kNvmeId + std::string("|Standard NVM Express Controller\n") +
-                  "PCI\\VEN_8086&DEV_0097&SUBSYS_11001AF4&REV_02\\3&00000003&0&00|SAS Controller\n" + uas +
-                  "|USB Attached SCSI (UAS) Mass Storage Device\n",
-              rowsOf(system, L"select Name, DeviceID from Win32_SCSIController", named));
     tree.file("usr/share/misc/pci.ids", "8086  Intel Corporation\n\ta36d  Cannon Lake PCH USB 3.1\n");
     EXPECT_EQ("PCI\\VEN_8086&DEV_A36D&SUBSYS_11001AF4&REV_02\\3&00000000&0&A0|"
               "Intel Corporation Cannon Lake PCH USB 3.1\n",
-              rowsOf(system, L"select Name, DeviceID from Win32_USBController", named));
-    EXPECT_EQ("|Intel Corporation Cannon Lake PCH USB 3.1\n", // the named columns alone
-              rowsOf(system, L"select Name from Win32_USBController", named));
-
-    // Two devices of one serial number still have ids of their own.
-    tree.scsi("sdg", "0000:00:14.0/usb2/2-1/2-1:1.0", "6:0:0:1", "JMicron ", "Generic");
-    EXPECT_EQ(
-        "USBSTOR\\DISK&VEN_JMICRON&PROD_GENERIC&REV_2.5+\\12_34&1&SDG\n",
-        rowsOf(
-            system,
-            LR"(ASSOCIATORS OF {Win32_DiskDrive.DeviceID='\\.\PhysicalDrive9'} WHERE ResultClass=Win32_PnPEntity)",
-            id));
+              rowsOf(system.managementData(), L"select Name, DeviceID from Win32_USBController",
+                     {L"DeviceID", L"Name"}));
 }
 
 TEST(LinuxDrives, TheLinkOfAnNvmeController) {
@@ -477,48 +363,32 @@ TEST(LinuxDrives, TheLinkOfAnNvmeController) {
     const std::string folder = std::string(kPci) + DriveTree::kNvme;
     const auto devices = system.deviceTree().devicesOf(kScsiAdapterClass);
     std::unique_ptr<Device> found;
-    std::uint32_t index = 0;
-    for (;; ++index) {
-        auto device = devices.value->at(index);
-        if (device.error == kNoMoreItems) break;
-        if (device.value->id(260).value == utf8ToWide(kNvmeId)) found = std::move(device.value);
-    }
-    EXPECT_EQ(4U, index); // the storage controllers alone
+    for (std::uint32_t index = 0; !found && index < 4; ++index) // the storage controllers alone
+        if (auto device = devices.value->at(index); device.value->id(260).value == utf8ToWide(kNvmeId))
+            found = std::move(device.value);
     ASSERT_TRUE(found);
     EXPECT_EQ(kInsufficientBuffer, found->id(sizeof kNvmeId - 1).error);
-    EXPECT_EQ(kSuccess, found->id(sizeof kNvmeId).error);
+    EXPECT_EQ(kNoMoreItems, devices.value->at(4).error);
     DevicePropertyKey key{{0x3AB22E31, 0x8264, 0x4B4E, {0x9A, 0xF5, 0xA8, 0xD2, 0xD8, 0xE3, 0x3E, 0x62}}, 0};
-    const auto property = [&](std::uint32_t id, std::size_t room = 1024) {
+    const auto property = [&](std::uint32_t id) {
         key.id = id;
-        std::vector<std::byte> data(room, std::byte{0xEE});
+        std::vector<std::byte> data(1024, std::byte{0xEE});
         const auto answer = found->property(key, data);
-        if (!answer.ok()) return static_cast<int>(answer.error) + 10000;
-        EXPECT_EQ(4U, answer.value);
-        EXPECT_EQ(std::byte{0}, data[3]);
-        return static_cast<int>(data[0]);
+        return answer.ok() ? static_cast<int>(data[0]) : -1;
     };
     tree.file(folder + "/max_link_speed", "16.0 GT/s PCIe\n");
-    tree.file(folder + "/current_link_speed", "2.5 GT/s\n");
     tree.file(folder + "/max_link_width", "4\n");
     tree.file(folder + "/current_link_width", "255\n");
     EXPECT_EQ(4, property(11));
-    EXPECT_EQ(1, property(9));
     EXPECT_EQ(4, property(12));
-    EXPECT_EQ(10002, property(10));
-    EXPECT_EQ(10002, property(13));
-    EXPECT_EQ(10122, property(11, 3));
-    const std::pair<const char*, int> speeds[] = {
-        {"5 GT/s", 2},      {"8.0 GT/s PCIe", 3},    {"32.0 GT/s PCIe", 5}, {"64.0 GT/s PCIe", 6},
-        {"Unknown", 10002}, {"Unknown GT/s", 10002}, {"128.0 GT/s", 10002}, {"", 10002}};
+    EXPECT_EQ(-1, property(10));
+    const std::pair<const char*, int> speeds[] = {{"2.5 GT/s", 1},      {"5 GT/s", 2},
+                                                  {"8.0 GT/s PCIe", 3}, {"Unknown GT/s", -1},
+                                                  {"128.0 GT/s", -1},   {"", -1}};
     for (const auto& [text, generation] : speeds) {
         tree.file(folder + "/current_link_speed", text);
         EXPECT_EQ(generation, property(9)) << text;
     }
-    for (const char* width : {"0", "", "x4", "33"}) {
-        tree.file(folder + "/max_link_width", width);
-        EXPECT_EQ(10002, property(12)) << width;
-    }
-    EXPECT_EQ(kNoMoreItems, system.deviceTree().devicesOf(kBatteryClass).value->at(0).error);
 }
 
 } // namespace

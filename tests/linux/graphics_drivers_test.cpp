@@ -17,7 +17,6 @@ namespace orv {
 namespace {
 
 using testing::EndsWith;
-using testing::HasSubstr;
 namespace fs = std::filesystem;
 
 std::string deviceOf(int number) {
@@ -66,7 +65,6 @@ TEST(AmdGpuTree, FilesThatAreMissingOrBroken) {
         {sensors + "temp1_input", "99999999999\n", "", -1, -1},
         {sensors + "temp1_input", nullptr, sensors + "temp2_input", 0.37, 50},
         {sensors + "temp1_input", nullptr, "", 0.37, 0}, // no thermometer: as AMD's library has it, 0 degrees
-        {device + "vendor", "0x10de\n", "", -1, -1},
         {device + "uevent", "DRIVER=amdgpu\nPCI_SLOT_NAME=platform\n", "", -1, -1},
     };
     for (const auto& [path, content, more, load, temperature] : rows) {
@@ -83,23 +81,18 @@ TEST(AmdGpuTree, FilesThatAreMissingOrBroken) {
 
 TEST(AmdGpuTree, ACardThatSleepsIsLeftAsleepAndNotLost) {
     const std::string state = deviceOf(1) + "power/runtime_status";
-    for (const bool hasThermometer : {true, false}) {
-        const test::Tree tree;
-        addRadeon(tree, 1, "0000:0a:00.0", "48250");
-        if (!hasThermometer) tree.remove(deviceOf(1) + "hwmon");
-        tree.file(state, "suspended\n");
-        const test::TreeInUse system(tree);
-        EXPECT_EQ(getGpuLoad(), 0.0);
-        EXPECT_EQ(getGpuTemperature(), hasThermometer ? -1.0 : 0.0);
-        if (hasThermometer) {
-            EXPECT_THAT(getLastError(), EndsWith("_Temperature_Get failed: 100, the card sleeps"));
-        }
-        tree.file(state, "active\n");
-        EXPECT_EQ(getGpuLoad(), 0.37);
-        EXPECT_EQ(getGpuTemperature(), hasThermometer ? 48.25 : 0.0);
-        tree.file(state, "suspending\n");
-        EXPECT_EQ(getGpuLoad(), 0.0);
-    }
+    const test::Tree tree;
+    addRadeon(tree, 1, "0000:0a:00.0", "48250");
+    tree.file(state, "suspended\n");
+    const test::TreeInUse system(tree);
+    EXPECT_EQ(getGpuLoad(), 0.0);
+    EXPECT_EQ(getGpuTemperature(), -1.0);
+    EXPECT_THAT(getLastError(), EndsWith("_Temperature_Get failed: 100, the card sleeps"));
+    tree.file(state, "active\n");
+    EXPECT_EQ(getGpuLoad(), 0.37);
+    EXPECT_EQ(getGpuTemperature(), 48.25);
+    tree.file(state, "suspending\n");
+    EXPECT_EQ(getGpuLoad(), 0.0);
 }
 
 /// The stand-in library, loaded by its place, so that the loader finds it by its name. It stays loaded, and a
@@ -134,13 +127,9 @@ TEST(Nvml, TheDriversLibraryIsLoadedAndRead) {
     EXPECT_EQ(card.GetTotalMemory(), 8u << 20);
     driver->memory = 8ull << 40;
     EXPECT_EQ(card.GetTotalMemory(), 0xFFFFFFFFu) << "the field is full";
-
     driver->utilizationStatus = 3;
     EXPECT_EQ(getGpuLoad(), -1.0);
     EXPECT_THAT(getLastError(), EndsWith(": NvAPI_GPU_GetDynamicPstatesInfoEx failed: Not Supported"));
-    driver->temperatureStatus = 3;
-    EXPECT_EQ(getGpuTemperature(), -1.0); // there is no helper program on this system
-    EXPECT_THAT(getLastError(), HasSubstr(": CreateProcess failed: error code: 2 message: "));
 }
 
 /// A captured tree with the driver's library, which such a tree does not have of itself.

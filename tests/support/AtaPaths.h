@@ -5,6 +5,7 @@
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/DebugPrint.h"
 #include "support/DriveControls.h"
+#include "support/RequestText.h"
 #include "support/TestMachine.h"
 
 #include <gmock/gmock.h>
@@ -25,15 +26,6 @@ constexpr std::uint8_t kKept = 0xEE; // what the record's blocks hold before
 
 inline const std::string kOpenDrive = R"(openDevice \\.\PhysicalDrive0 attributes 0x0)";
 inline const std::string kOpenPort = R"(openDevice \\.\Scsi2: attributes 0x0)";
-
-/// The record's line of a control code: `hex`, filled with zeros to `in` bytes.
-inline std::string controlLine(const std::string& device, const char* code, std::size_t out, std::size_t in,
-                               const std::string& hex) {
-    std::string line = fmt::format("deviceControl {} {} out {} in", device, code, out);
-    for (std::size_t at = 0; at < 3 * in; at += 3)
-        line += fmt::format(" {:02x}", at < hex.size() ? std::stoul(hex.substr(at, 2), nullptr, 16) : 0);
-    return line;
-}
 
 /// A drive whose one path gives another answer than usual.
 inline std::string answering(const std::string& path, const std::string& answer) {
@@ -78,7 +70,7 @@ struct AtaPath {
         }
     }
 
-    const std::vector<std::string>& record() { return machine->requests().record(); }
+    std::vector<std::string> record() { return requestsOf(*machine); }
     std::span<const std::uint8_t> blockOf(Operation operation) const {
         return operation == identify   ? std::span(asi.Identify).first(kIdentifyBytes)
                : operation == readData ? std::span<const std::uint8_t>(asi.SmartReadData)

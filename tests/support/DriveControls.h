@@ -7,7 +7,6 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
 #include <cstring>
 
 namespace orv::platform::drives {
@@ -58,87 +57,31 @@ Bytes bytesOf(const T& record, std::size_t size = sizeof(T)) {
     return bytes;
 }
 
-/// A control code and where its answer has the data.
+/// A control code and the room for its answer.
 struct Control {
     const wchar_t* device;
     std::uint32_t code;
     Bytes in;
     std::size_t out;
-    std::size_t dataAt;
 };
 constexpr const wchar_t* kDrive = LR"(\\.\PhysicalDrive0)";
-constexpr const wchar_t* kPort = LR"(\\.\Scsi2:)";
 
-inline IDEREGS registers(std::uint8_t command, std::uint8_t feature, std::uint8_t target) {
-    const bool smart = command == 0xB0;
-    return {feature,
-            1,
-            1,
-            static_cast<std::uint8_t>(smart ? 0x4F : 0),
-            static_cast<std::uint8_t>(smart ? 0xC2 : 0),
-            target,
-            command,
-            0};
-}
-
-inline Control ata(std::uint8_t command, std::uint8_t feature, std::uint8_t target = 0xA0,
-                   std::uint32_t bytes = 512) {
+inline Control ataIdentify() {
     ATA_PASS_THROUGH_EX head{};
     head.Length = sizeof head;
-    head.AtaFlags = bytes != 0 ? ATA_FLAGS_DATA_IN : 0;
-    head.DataTransferLength = bytes;
+    head.AtaFlags = ATA_FLAGS_DATA_IN;
+    head.DataTransferLength = 512;
     head.TimeOutValue = 2;
     head.DataBufferOffset = 44;
-    head.CurrentTaskFile = registers(command, feature, target);
-    return {kDrive, IOCTL_ATA_PASS_THROUGH, bytesOf(head, 44 + bytes), 44 + bytes, 44};
+    head.CurrentTaskFile = {0, 1, 1, 0, 0, 0xA0, 0xEC, 0};
+    return {kDrive, IOCTL_ATA_PASS_THROUGH, bytesOf(head, 44 + 512), 44 + 512};
 }
 
-inline Control smart(std::uint8_t command, std::uint8_t feature) {
+inline Control smartIdentify() {
     SENDCMDINPARAMS in{};
     in.cBufferSize = 512;
-    in.irDriveRegs = registers(command, feature, 0xA0);
-    return {kDrive, SMART_RCV_DRIVE_DATA, bytesOf(in, 33), 528, 16};
-}
-
-inline SRB_IO_CONTROL miniport(std::string_view signature, std::uint32_t code, std::uint32_t length) {
-    SRB_IO_CONTROL head{sizeof head, {}, 2, code, 0, length};
-    std::memcpy(head.Signature, signature.data(), sizeof head.Signature);
-    return head;
-}
-
-inline Control siliconImage(std::uint8_t bus, const wchar_t* device = kPort) {
-    Bytes in = bytesOf(miniport("CMD_IDE ", 0x42008, 536), 564);
-    in[28] = std::byte{bus};
-    return {device, IOCTL_SCSI_MINIPORT, in, 564, 52};
-}
-
-inline Control scsi(std::string_view cdb, std::uint32_t bytes, std::uint8_t dataIn = 1,
-                    std::string_view data = "") {
-    SCSI_PASS_THROUGH head{};
-    head.Length = sizeof head;
-    head.CdbLength = static_cast<std::uint8_t>((cdb.size() + 1) / 3);
-    head.SenseInfoLength = 24;
-    head.DataIn = dataIn;
-    head.DataTransferLength = bytes;
-    head.TimeOutValue = 2;
-    head.DataBufferOffset = 80;
-    head.SenseInfoOffset = 48;
-    const auto hex = [](std::string_view text, std::size_t i) {
-        std::uint8_t value = 0;
-        std::from_chars(&text[3 * i], &text[3 * i] + 2, value, 16);
-        return value;
-    };
-    for (std::size_t i = 0; i < head.CdbLength; ++i)
-        head.Cdb[i] = hex(cdb, i);
-    Bytes in = bytesOf(head, 80 + bytes);
-    for (std::size_t i = 0; i < (data.size() + 1) / 3; ++i)
-        in[80 + i] = std::byte{hex(data, i)};
-    return {kDrive, IOCTL_SCSI_PASS_THROUGH, in, 80 + bytes, 80};
-}
-
-inline Control query(std::uint32_t type, std::uint32_t value, std::uint32_t sub) {
-    const STORAGE_PROPERTY_QUERY in{49, 0, 3, type, value, sub, 40, 4096, 0, {}};
-    return {kDrive, IOCTL_STORAGE_QUERY_PROPERTY, bytesOf(in, 4144), 4144, 48};
+    in.irDriveRegs = {0, 1, 1, 0, 0, 0xA0, 0xEC, 0};
+    return {kDrive, SMART_RCV_DRIVE_DATA, bytesOf(in, 33), 528};
 }
 
 struct Sent {
@@ -154,23 +97,12 @@ struct Sent {
     }
 };
 
-inline Sent send(DeviceFile& file, const Control& control) {
-    Bytes out(control.out);
-    const auto answer = file.control(control.code, control.in, out);
-    return {answer.error, answer.value, std::move(out)};
-}
-
 inline Sent send(Machine& machine, const Control& control) {
     const auto file = machine.deviceFiles().open(control.device);
     if (!file.ok()) return {file.error, 0, {}};
-    return send(*file.value, control);
-}
-
-/// What tells one answer from another: the error, or the data's first byte.
-inline std::string outcome(const Sent& sent, const Control& control) {
-    if (sent.error != kSuccess) return fmt::format("error {}", sent.error);
-    if (control.dataAt >= sent.out.size()) return fmt::format("{} bytes", sent.bytes);
-    return fmt::format("{} bytes of {}", sent.bytes, sent.at(control.dataAt));
+    Bytes out(control.out);
+    const auto answer = file.value->control(control.code, control.in, out);
+    return {answer.error, answer.value, std::move(out)};
 }
 
 } // namespace orv::platform::drives

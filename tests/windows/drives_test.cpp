@@ -1,5 +1,5 @@
 // What the Windows side adds to a drive's requests: how devices are opened and read, the codes of their
-// refusals, devices of a setup class, management data with a limit and byte arrays; and the exports on them.
+// refusals, byte arrays of the management data; and the exports on them.
 
 #include "disk/Disk.h"
 #include "disk_engine/CAtaSmart.h"
@@ -7,7 +7,6 @@
 #include "frame/HWException.h"
 #include "orvane/hwprobe.h"
 #include "platform/DeviceFiles.h"
-#include "platform/DeviceTree.h"
 #include "platform/ManagementData.h"
 #include "platform/Platform.h"
 #include "platform/records/StorageRecords.h"
@@ -171,40 +170,6 @@ TEST_F(WindowsDrives, ADefinedNameOpensTheDeviceOfItsTarget) {
     EXPECT_NE(kSuccess, files().defineDosDevice(L"", L""));
 }
 
-TEST_F(WindowsDrives, ADeviceHasAnIdThatFitsAndPropertiesThatFit) {
-    constexpr Guid kDisplayClass = {
-        0x4D36E968, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B, 0xE1, 0x03, 0x18}};
-    constexpr DevicePropertyKey kGraphicsLuid = {
-        {0x60B193CB, 0x5276, 0x4D0F, {0x96, 0xFC, 0xF1, 0x73, 0xAB, 0xAD, 0x3E, 0xC6}}, 2};
-    const auto devices = side().deviceTree().devicesOf(kDisplayClass);
-    ASSERT_TRUE(devices.ok()) << devices.error;
-    std::uint32_t index = 0;
-    for (;; ++index) {
-        const auto device = devices.value->at(index);
-        if (device.error == kNoMoreItems) break;
-        ASSERT_TRUE(device.ok()) << device.error;
-        const auto id = device.value->id(260);
-        ASSERT_TRUE(id.ok()) << id.error;
-        const auto length = static_cast<std::uint32_t>(id.value.size());
-        EXPECT_NE(0u, length);
-        EXPECT_EQ(id.value, device.value->id(length + 1).value);
-        for (const std::uint32_t room : {0u, 1u, length})
-            EXPECT_EQ(kInsufficientBuffer, device.value->id(room).error) << room;
-
-        std::array<std::byte, 1024> room;
-        const auto luid = device.value->property(kGraphicsLuid, room);
-        EXPECT_EQ(luid.ok() ? 8u : 0u, luid.value);
-        EXPECT_TRUE(luid.ok() || luid.error == ERROR_NOT_FOUND) << luid.error;
-        EXPECT_EQ(luid.ok() ? kInsufficientBuffer : luid.error,
-                  device.value->property(kGraphicsLuid, std::span(room).first(4)).error);
-        EXPECT_EQ(ERROR_NOT_FOUND, device.value->property({kDisplayClass, 77}, room).error);
-    }
-    EXPECT_EQ(kNoMoreItems, devices.value->at(index + 5).error);
-    const auto none = side().deviceTree().devicesOf({});
-    ASSERT_TRUE(none.ok()) << none.error;
-    EXPECT_EQ(kNoMoreItems, none.value->at(0).error);
-}
-
 class WindowsDriveRows : public WindowsDrives {
   protected:
     void SetUp() override {
@@ -225,27 +190,6 @@ class WindowsDriveRows : public WindowsDrives {
     ErrorCode started_ = kSuccess;
     std::unique_ptr<ManagementLocator> locator_;
 };
-
-TEST_F(WindowsDriveRows, DisksComeAsTextWithinTheLimit) {
-    EXPECT_EQ(kManagementNamespace,
-              locator().connectServer(L"\\\\.\\root\\no such space", kConnectWaitsAtMost).error);
-    EXPECT_TRUE(locator().connectServer(L"\\\\.\\root\\WMI", kConnectWaitsAtMost).ok());
-    const auto services = locator().connectServer(L"\\\\.\\root\\cimv2", kConnectWaitsAtMost);
-    ASSERT_TRUE(services.ok()) << services.error;
-    ASSERT_EQ(kSuccess, services.value->setProxyBlanket());
-    const auto answer = services.value->execQuery(L"SELECT * FROM Win32_DiskDrive");
-    ASSERT_TRUE(answer.ok()) << answer.error;
-    while (const auto row = answer.value->next(10'000)) {
-        const auto id = row->get(L"DeviceID");
-        ASSERT_TRUE(id.ok()) << id.error;
-        EXPECT_NE(std::wstring::npos, id.value.text.find(L"PHYSICALDRIVE"));
-        const auto size = row->get(L"Size");
-        ASSERT_TRUE(size.ok()) << size.error;
-        EXPECT_TRUE(size.value.type == ManagementType::bstr || !size.value.present());
-        EXPECT_EQ(kManagementNotFound, row->get(L"NoSuchColumn").error);
-    }
-    EXPECT_EQ(nullptr, answer.value->next(0));
-}
 
 TEST_F(WindowsDriveRows, AByteArrayComesWhole) {
     // The account of everyone has the same binary form on every system.
