@@ -63,6 +63,20 @@ TEST(DiskExports, TwoDrivesOverTime) {
         << "the sample that failed is none";
 }
 
+TEST(DiskExports, TenMinutesOfPollsAskADriveOnceInFiveSeconds) {
+    TestMachine machine(machineWith(hardDisk()));
+    ASSERT_EQ(1, initDisk());
+    machine->requests().keepRecord(true);
+    for (int poll = 0; poll < 1200; ++poll) {
+        wait(machine, 500 * kMillisecond);
+        getDiskTemperature(0);
+    }
+    const auto asked =
+        std::ranges::count(machine->requests().record(), "openDevice \\\\.\\PhysicalDrive1 attributes 0x0");
+    EXPECT_LE(asked, 120);
+    EXPECT_GE(asked, 108) << "and hardly less often";
+}
+
 TEST(DiskExports, ADriveThatIsPulledOutKeepsItsLastValues) {
     TestMachine machine(machineWith(hardDisk(changedAt("1", R"("present": false)"))));
     ASSERT_EQ(1, initDisk());

@@ -205,6 +205,25 @@ call initDisk sleep:6000 getDiskReadWriteSpeed:0 getDiskReadWriteSpeed:1 getDisk
 }
 kill %1 %2
 
+# times COUNT TEXT: the text so many times.
+times() { awk -v count="$1" -v text="$2" 'BEGIN { for (; count > 0; --count) print text }'; }
+# held_by PROCESS: its descriptors and its memory in kB.
+held_by() {
+  echo "$(find "/proc/$1/fd" -mindepth 1 | wc -l) $(awk '/^VmRSS/ { print $2 }' "/proc/$1/status")"
+}
+# shellcheck disable=SC2046 # lists of words
+hwprobe call initDisk $(times 200 'getDiskTemperature:0 getDiskReadWriteSpeed:0') sleep:4000 \
+  $(times 5000 'getDiskTemperature:0 getDiskReadWriteSpeed:0') sleep:6000 >/tmp/answers 2>/dev/null &
+polling=$!
+until [ "$(wc -l </tmp/answers)" -ge 401 ]; do sleep 0.2; done
+sleep 1
+before=$(held_by $polling)
+until [ "$(wc -l </tmp/answers)" -ge 10401 ]; do sleep 0.5; done
+after=$(held_by $polling)
+is "10,000 polls: descriptors" "${after% *}" "${before% *}"
+within "10,000 polls: memory" "${after#* }" 1 $((${before#* } + 64))
+wait $polling
+
 as_user hwprobe call initDisk getAllDiskType getDiskReadWriteSpeed:0 >/tmp/answers 2>/tmp/stderr
 is "exports: an ordinary user has no drives" "$(tr '\n' ' ' </tmp/answers)" '0 null {"error": "invalid vector subscript"} '
 has "exports: the log tells the user the right" "$(cat /tmp/user/resources/log/cpp/*.log)" "error code: 5 "
