@@ -205,15 +205,15 @@ call initDisk sleep:6000 getDiskReadWriteSpeed:0 getDiskReadWriteSpeed:1 getDisk
 }
 kill %1 %2
 
-# times COUNT TEXT: the text so many times.
-times() { awk -v count="$1" -v text="$2" 'BEGIN { for (; count > 0; --count) print text }'; }
+# repeated COUNT TEXT: the text so many times.
+repeated() { awk -v count="$1" -v text="$2" 'BEGIN { for (; count > 0; --count) print text }'; }
 # held_by PROCESS: its descriptors and its memory in kB.
 held_by() {
   echo "$(find "/proc/$1/fd" -mindepth 1 | wc -l) $(awk '/^VmRSS/ { print $2 }' "/proc/$1/status")"
 }
 # shellcheck disable=SC2046 # lists of words
-hwprobe call initDisk $(times 200 'getDiskTemperature:0 getDiskReadWriteSpeed:0') sleep:4000 \
-  $(times 5000 'getDiskTemperature:0 getDiskReadWriteSpeed:0') sleep:6000 >/tmp/answers 2>/dev/null &
+hwprobe call initDisk $(repeated 200 'getDiskTemperature:0 getDiskReadWriteSpeed:0') sleep:4000 \
+  $(repeated 5000 'getDiskTemperature:0 getDiskReadWriteSpeed:0') sleep:6000 >/tmp/answers 2>/dev/null &
 polling=$!
 until [ "$(wc -l </tmp/answers)" -ge 401 ]; do sleep 0.2; done
 sleep 1
