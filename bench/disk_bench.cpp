@@ -81,7 +81,8 @@ void readDrive(benchmark::State& state) {
 /// Those beyond the numbers that are searched have rows in the management data.
 class DriveMachine {
   public:
-    explicit DriveMachine(std::int64_t drives) : machine_(platform::Machine::fromText(text(drives))) {
+    explicit DriveMachine(std::int64_t drives) : DriveMachine(text(drives)) {}
+    explicit DriveMachine(const std::string& text) : machine_(platform::Machine::fromText(text)) {
         setConsole(Console::off); // its cost is the terminal's
         platform::use(*machine_);
         ProcessState::renew();
@@ -107,6 +108,29 @@ class DriveMachine {
     platform::Platform& former_ = platform::current();
     std::unique_ptr<platform::Machine> machine_;
 };
+
+/// The drives behind a MegaRAID controller, by their firmware's list: each identified, its SMART data read
+/// twice.
+void megaRaid(benchmark::State& state) {
+    const std::string blocks = std::string(HWPROBE_SOURCE_DIR) + "/machines/drives/hard-disk.";
+    std::string list;
+    for (std::int64_t i = 0; i < state.range(0); ++i)
+        list += fmt::format(
+            R"({}{{"scsiAddress": {{"port": 0, "target": {}}}, "serialNumber": "S{}", "paths": ["megaRaid"],)"
+            R"("identify": {{"file": "{}identify"}}, "smart": {{"file": "{}smart"}},)"
+            R"("thresholds": {{"file": "{}thresholds"}}}})",
+            i ? "," : "", i, i, blocks, blocks, blocks);
+    const DriveMachine machine(R"({"name": "raid", "raidPorts": [{"port": 0, "megaRaid": {}}], "drives": [)" +
+                               list + "]}");
+    CAtaSmart engine;
+    engine.UseStandardPaths();
+    for (auto _ : state) {
+        engine.vars.clear();
+        engine.AddDiskMegaRaid(0);
+        if (static_cast<std::int64_t>(engine.vars.size()) != state.range(0))
+            return state.SkipWithError("not every drive was found");
+    }
+}
 
 void initDisk(benchmark::State& state) {
     const DriveMachine machine(state.range(0));
@@ -144,6 +168,7 @@ void readWriteSpeed(benchmark::State& state) {
 
 BENCHMARK(readDrive);
 BENCHMARK(initDisk)->Arg(1)->Arg(10)->Arg(static_cast<std::int64_t>(kMaxDrives));
+BENCHMARK(megaRaid)->Arg(1)->Arg(64);
 BENCHMARK(diskTemperature);
 BENCHMARK(readWriteSpeed)->UseManualTime()->Iterations(2000);
 BENCHMARK_CAPTURE(oneDrive, hardDisk, "hard-disk");
