@@ -28,8 +28,10 @@ std::string trimmed(std::string text) {
 std::string processor() {
     const orv::CpuInfo info = orv::GetCpuInfo();
     const std::string name = trimmed(info.name);
-    return fmt::format("{}, {}, {}", name.empty() ? kUnknown : name, counted(info.processorCoreCount, "core"),
-                       counted(info.logicalProcessorCount, "thread"));
+    std::string text = name.empty() ? kUnknown : name;
+    if (info.processorCoreCount != 0) text += ", " + counted(info.processorCoreCount, "core");
+    if (info.logicalProcessorCount != 0) text += ", " + counted(info.logicalProcessorCount, "thread");
+    return text;
 }
 
 std::string memorySize() {
