@@ -2,6 +2,7 @@
 
 #include "disk_engine/DiskTypes.h"
 #include "disk_engine/SmartRecords.h"
+#include "platform/Result.h"
 
 #include <cstdint>
 #include <string>
@@ -9,6 +10,15 @@
 namespace orv {
 
 using BOOL = std::int32_t; ///< 0 or 1
+
+/// Whether the drive gave its SMART data or health page when it was last asked. No export tells it; whoever
+/// shows a record's temperature, health or life looks here first.
+struct DriveAnswering {
+    bool answers = false;           ///< the latest reading gave data
+    std::int64_t lastAnswerNs = -1; ///< monotonic clock at the latest data; -1: there were none
+    platform::ErrorCode failure =
+        platform::kSuccess; ///< why the latest reading gave none; kSuccess: nobody tells
+};
 
 /// The record of one drive (its variable is `asi`; the list is `vars`). It is copied and moved as a whole.
 /// The starting values are those of a record that nothing was read into.
@@ -132,6 +142,8 @@ struct AtaSmartInfo {
     std::wstring DeviceNominalFormFactor;
     std::wstring PnpDeviceId;  ///< upper case
     std::wstring SmartKeyName; ///< names the dialect, as DiskVendorId does not tell all of them apart
+
+    DriveAnswering answering;
 };
 
 } // namespace orv

@@ -36,14 +36,20 @@ struct UsbDeviceEntry {
 /// A drive that is there and has no record.
 struct UnreadDrive {
     enum class Reason {
-        noAnswer,     ///< no path gave identify data that can be used; `error` tells why, if it is known
-        noAttributes, ///< it was read but has no SMART data
-        raidVolume,   ///< its model says that it is one
+        noAnswer,      ///< no path gave identify data that can be used; `error` tells why, if it is known
+        noAttributes,  ///< it was read but has no SMART data; `error` tells why, if they could not be read
+        raidVolume,    ///< its model says that it is one
+        twin,          ///< another record has its model and serial number: `twinOf`
+        listFull,      ///< `vars` takes no more
+        removable,     ///< left out on purpose: its medium can be taken out
+        tieredStorage, ///< left out on purpose: a volume of a storage tier, which bears no drive commands
+        noAtaCommands, ///< a SCSI disk, which has no ATA commands
     };
     std::int32_t physicalDriveId = -1;
     std::wstring model; ///< as the platform or the record names it; may be empty
     Reason reason = Reason::noAnswer;
     platform::ErrorCode error = platform::kSuccess; ///< of probeFailure
+    std::int32_t twinOf = -1; ///< physical drive number of the record that has the drive
 };
 
 /// What the search knows of a drive before it has answered anything. -1 is unknown.
