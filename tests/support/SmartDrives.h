@@ -21,10 +21,11 @@ struct DriveAttribute {
     std::uint8_t threshold = 0;
     std::uint8_t worst = 100;
     std::uint8_t reserved = 0;
+    std::uint16_t flags = 0;
 };
 
 inline SMART_ATTRIBUTE entryOf(const DriveAttribute& attribute) {
-    SMART_ATTRIBUTE entry{attribute.id, 0, attribute.current, attribute.worst, {}, attribute.reserved};
+    SMART_ATTRIBUTE entry{attribute.id, attribute.flags, attribute.current, attribute.worst, {}, attribute.reserved};
     for (int i = 0; i < 6; ++i)
         entry.RawValue[i] = static_cast<std::uint8_t>(attribute.raw >> 8 * i);
     return entry;
