@@ -2,7 +2,7 @@
 
 #include "disk_engine/KnownValues.h"
 #include "drive_reading/DeviceStatistics.h"
-#include "drive_reading/DriveFacts.h"
+#include "drive_reading/FactTable.h"
 #include "drive_reading/HealthVerdict.h"
 
 #include <fmt/format.h>

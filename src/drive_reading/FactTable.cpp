@@ -1,4 +1,4 @@
-#include "drive_reading/DriveFacts.h"
+#include "drive_reading/FactTable.h"
 
 #include <algorithm>
 
