@@ -3,12 +3,13 @@
 #include "Output.h"
 #include "Readings.h"
 #include "orvane/hwprobe.h"
+#include "platform/CalendarTime.h"
 
 #include <fmt/chrono.h>
 #include <nlohmann/json.hpp>
 
+#include <chrono>
 #include <cstdio>
-#include <ctime>
 
 namespace tool {
 
@@ -32,7 +33,9 @@ Json valueOf(const Outcome& outcome) {
 constexpr int kFormatVersion = 1; // of the object: raised when a key goes or changes its meaning
 
 std::string now() {
-    return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(std::time(nullptr)));
+    using namespace std::chrono;
+    const auto seconds = floor<std::chrono::seconds>(orv::platform::wallClock().time_since_epoch()).count();
+    return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", orv::platform::universalTime(seconds));
 }
 
 /// Export name to value; an indexed export has an array of its entries, or the reason why there is no list.

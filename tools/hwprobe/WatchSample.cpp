@@ -4,6 +4,7 @@
 #include "battery/BatteryReport.h"
 #include "cpu/cpu_info.h"
 #include "disk_engine/CAtaSmart.h"
+#include "platform/CalendarTime.h"
 #include "platform/Clock.h"
 #include "platform/FaultTrap.h"
 #include "platform/Platform.h"
@@ -102,11 +103,13 @@ BatterySample sampleOf(const battery::BatteryInfo& battery) {
 
 void setTime(Sample& sample, bool described) {
     const std::int64_t ns = watchClockNs(described);
-    const auto seconds = static_cast<std::time_t>(ns / 1'000'000'000);
+    const std::int64_t seconds = ns / 1'000'000'000;
     const std::int64_t milliseconds = ns / 1'000'000 % 1000;
     sample.time = described ? fmt::format("{}.{:03}", seconds, milliseconds)
-                            : fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z", fmt::gmtime(seconds), milliseconds);
-    sample.shownTime = described ? sample.time + " s" : fmt::format("{:%H:%M:%S}", fmt::localtime(seconds));
+                            : fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z", platform::universalTime(seconds),
+                                          milliseconds);
+    sample.shownTime =
+        described ? sample.time + " s" : fmt::format("{:%H:%M:%S}", platform::localTime(seconds));
 }
 
 } // namespace
@@ -114,7 +117,7 @@ void setTime(Sample& sample, bool described) {
 std::int64_t watchClockNs(bool described) {
     using namespace std::chrono;
     if (described) return platform::current().clock().monotonicNs();
-    return duration_cast<nanoseconds>(system_clock::now().time_since_epoch()).count();
+    return duration_cast<nanoseconds>(platform::wallClock().time_since_epoch()).count();
 }
 
 Value Sampler::number(std::string_view name, double scale, std::uint32_t index) {
