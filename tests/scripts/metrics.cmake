@@ -5,4 +5,9 @@ if(HAS_METRICS)
     COMMAND "${Python3_EXECUTABLE}" "${CMAKE_CURRENT_SOURCE_DIR}/tool/metrics_test.py"
       $<TARGET_FILE:hwprobe> "${PROJECT_SOURCE_DIR}"
     WORKING_DIRECTORY "${TEST_WORK_DIR}")
+  # The most memory in mebibytes: what the sanitizers keep is far more than the server's own.
+  add_test(NAME metrics_server
+    COMMAND "${Python3_EXECUTABLE}" "${CMAKE_CURRENT_SOURCE_DIR}/tool/server_test.py"
+      $<TARGET_FILE:hwprobe> "${PROJECT_SOURCE_DIR}" $<IF:$<BOOL:${HWPROBE_SANITIZE}>,512,64>
+    WORKING_DIRECTORY "${TEST_WORK_DIR}")
 endif()

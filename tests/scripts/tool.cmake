@@ -9,9 +9,11 @@ add_test(NAME explain
   WORKING_DIRECTORY "${TEST_WORK_DIR}")
 get_target_property(watch_screen hwprobe HAS_WATCH_SCREEN)
 if(watch_screen)
-  add_test(NAME watch
-    COMMAND "${Python3_EXECUTABLE}" "${CMAKE_CURRENT_SOURCE_DIR}/tool/watch_test.py" $<TARGET_FILE:hwprobe>
-      "${PROJECT_SOURCE_DIR}"
-    WORKING_DIRECTORY "${TEST_WORK_DIR}")
-  set_tests_properties(watch PROPERTIES SKIP_RETURN_CODE 77)
+  foreach(name watch terminal)
+    add_test(NAME ${name}
+      COMMAND "${Python3_EXECUTABLE}" "${CMAKE_CURRENT_SOURCE_DIR}/tool/${name}_test.py" $<TARGET_FILE:hwprobe>
+        "${PROJECT_SOURCE_DIR}"
+      WORKING_DIRECTORY "${TEST_WORK_DIR}")
+    set_tests_properties(${name} PROPERTIES SKIP_RETURN_CODE 77)
+  endforeach()
 endif()
