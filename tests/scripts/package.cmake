@@ -12,6 +12,9 @@ add_test(NAME example_host_c
   COMMAND "${Python3_EXECUTABLE}" "${PACKAGE_TESTS}/host_test.py" $<TARGET_FILE:Orvane_HwProbe>
     ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:example_host>
   WORKING_DIRECTORY "${TEST_WORK_DIR}")
+if(NOT CMAKE_CROSSCOMPILING)
+  add_test(NAME scripts COMMAND "${Python3_EXECUTABLE}" "${PACKAGE_TESTS}/scripts_test.py" "${PROJECT_SOURCE_DIR}")
+endif()
 # A sanitized library needs its run-time first in the process, so it is no library for a plain Python or C host.
 if(NOT CMAKE_CROSSCOMPILING AND NOT HWPROBE_SANITIZE)
   add_test(NAME example_host_python

@@ -35,8 +35,8 @@ class MetricsServer : public httplib::Server {
     using Clock = std::chrono::steady_clock;
 
     struct Connection {
-        /// In the order in which they give way to a new connection.
-        enum class State { asking, leaving, answering, waiting };
+        /// In the order in which they give way to a new connection, the oldest of each first.
+        enum class State { leaving, asking, answering, waiting };
         int socket;
         Clock::time_point deadline;
         State state = State::asking;
