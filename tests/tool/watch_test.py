@@ -23,6 +23,7 @@ class Terminal:
         settings = [f"{name}={value}" for name, value in {"LC_ALL": "C.UTF-8", **environment}.items()]
         script = 'trap : INT; echo $$ >pid; "$@"; echo "status $?"; exec sleep 60'
         command = ["sh", "-c", script, "sh", "env", *settings, TOOL, "watch", "--interval", "100", *arguments]
+        self.started = time.monotonic()
         self.run("new-session", "-d", "-x", columns, "-y", rows, "-c", self.folder.name, *command)
 
     def run(self, *arguments):
@@ -46,6 +47,13 @@ class Terminal:
 
 
 class Screen(unittest.TestCase):
+    def test_a_picture_stands_before_the_clock_is_measured(self):
+        terminal = Terminal(self, [])  # this machine: its clock takes half a second
+        first = terminal.wait(lambda shown: "Processor" in shown)
+        self.assertRegex(first, r"Clock +measuring")
+        self.assertLess(time.monotonic() - terminal.started, 2)
+        self.assertRegex(terminal.wait(lambda shown: "measuring" not in shown), r"Clock +(\d+ MHz|unknown)")
+
     def test_values_stand_in_frames_of_any_width(self):
         for columns in 40, 80, 200:
             terminal = Terminal(self, LAPTOP, columns=columns)
