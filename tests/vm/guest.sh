@@ -30,7 +30,7 @@ has() {
   esac
 }
 
-calc() { awk "BEGIN { printf \"%.17g\", $1 }"; }
+calc() { awk "BEGIN { printf \"%.17g\", ($1) }"; }
 
 # The registers, reached without any of our code.
 

@@ -49,19 +49,11 @@ need_kernel() {
   vmlinuz=$kernel/boot/vmlinuz-$kernel_version
 }
 
-# copy_program ROOT PROGRAM: the program into /bin and the libraries that it loads into /lib.
+# copy_program ROOT PROGRAM: the program into /bin, and the libraries that it loads to where they are here.
 copy_program() {
-  local root=$1 library
-  cp -L "$2" "$root/bin/"
-  # The loader stands in the program with its full path; the others are found through /lib.
-  for library in $(ldd "$2" 2>/dev/null | grep -o '/[^ ]*'); do
-    if [[ $library == /lib64/* ]]; then
-      mkdir -p "$root/lib64"
-      cp -L "$library" "$root/lib64/"
-    else
-      cp -L "$library" "$root/lib/"
-    fi
-  done
+  local library
+  cp -L "$2" "$1/bin/"
+  for library in $(ldd "$2" 2>/dev/null | grep -o '/[^ ]*'); do cp -L --parents "$library" "$1"; done
 }
 
 # copy_modules ROOT MODULE...: the modules with all that they depend on, and an index of just these.
