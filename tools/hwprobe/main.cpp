@@ -6,6 +6,7 @@
 #include "Metrics.h"
 #include "Output.h"
 #include "Suggestion.h"
+#include "Terminal.h"
 #include "disk_engine/CAtaSmart.h"
 #include "frame/border/TextResults.h"
 #include "frame/border/globals.h"
@@ -201,6 +202,7 @@ int run(int argc, char** argv) {
 } // namespace
 
 int main(int argc, char** argv) {
+    tool::makeLimitAnError();
     try {
         const int status = run(argc, argv);
         tool::put(""); // help and version are written elsewhere
