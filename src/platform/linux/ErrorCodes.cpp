@@ -17,8 +17,8 @@ constexpr Row kRows[] = {
     {ENOENT, 2},         // ERROR_FILE_NOT_FOUND
     {ENOENT, 3},         // ERROR_PATH_NOT_FOUND
     {ENOTDIR, 3},        // ERROR_PATH_NOT_FOUND
-    {EMFILE, 4},         // ERROR_TOO_MANY_OPEN_FILES
-    {ENFILE, 4},         // ERROR_TOO_MANY_OPEN_FILES
+    {EMFILE, kTooManyOpenFiles},
+    {ENFILE, kTooManyOpenFiles},
     {EACCES, 5},         // ERROR_ACCESS_DENIED
     {EPERM, 5},          // ERROR_ACCESS_DENIED
     {EROFS, 19},         // ERROR_WRITE_PROTECT
