@@ -1,6 +1,7 @@
 #include "WatchPicture.h"
 
 #include "Readings.h"
+#include "SystemCounters.h"
 #include "WatchCanvas.h"
 
 #include <fmt/format.h>
@@ -129,6 +130,10 @@ Picture processorFrame(Painter paint, int plotRows, int width) {
         clock.highest = std::max(clock.highest, past * 1.2);
     if (processor.baseClock.known()) clock.highest = std::max(clock.highest, processor.baseClock.number);
     paint.row(lines, "Clock", processor.clock, 0, "MHz", "cpu_clock_MHz", clock);
+    if (processor.bySystem)
+        for (const std::string& part :
+             wrapped(fmt::format("load and clock by {}", kBySystem), paint.width - 2, paint.look))
+            lines.push_back(paint.line().put(4, part, paint.width - 2, Style::faint).take());
     return framed("Processor", processor.name, std::move(lines), width, paint.look);
 }
 

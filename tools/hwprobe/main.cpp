@@ -104,7 +104,7 @@ int execute(const CLI::App& app, const Options& options) {
         title = machine->name() + " (" + options.machine + ")";
     }
     if (options.trace) tool::traceToStandardError();
-    if (app.got_subcommand("show")) return tool::show(title, options.json);
+    if (app.got_subcommand("show")) return tool::show(title, options.json, machine != nullptr);
     if (app.got_subcommand("call")) return tool::call(options.calls);
     if (app.got_subcommand("explain") && options.drive < 0 &&
         (options.blocks.identify.empty() || options.blocks.smart.empty()))
