@@ -1,5 +1,6 @@
 #include "disk_engine/AttributeRules.h"
 #include "disk_engine/Interpretation.h"
+#include "disk_engine/KnownValues.h"
 #include "support/SmartDrives.h"
 
 #include <gtest/gtest.h>
@@ -178,6 +179,7 @@ TEST(DiskAttributes, TemperatureInTheFormOfTheDrive) {
         Explanation why;
         FillSmartData(asi, &why);
         EXPECT_EQ(after, asi.Temperature) << attributes[0].raw;
+        EXPECT_EQ(after, temperatureOf(asi).value_or(kNoTemperature)) << "no second multiplication";
         EXPECT_STREQ(text, why.temperature) << attributes[0].raw;
     }
 }
@@ -198,11 +200,33 @@ TEST(DiskAttributes, EntriesAreKeptInOrderWithoutGaps) {
     EXPECT_TRUE(FillSmartData(asi));
     EXPECT_EQ(1u, asi.AttributeCount);
     EXPECT_EQ(0, asi.Attribute[1].Id);
-    EXPECT_EQ(28u, asi.PowerOnCount);
+    EXPECT_EQ(28u, powerCyclesOf(asi));
 
     putBlocks(asi, std::vector<DriveAttribute>(kSmartEntries, {12, 100, 9}));
     EXPECT_TRUE(FillSmartData(asi));
     EXPECT_EQ(kSmartEntries, asi.AttributeCount);
+}
+
+TEST(DiskAttributes, WhatNothingTellsIsUnknown) {
+    using Cycles = std::optional<std::uint32_t>;
+    for (const auto& [isNvme, isCorrect, id, cycles] : {std::tuple{0, 1, 12, Cycles(0)},
+                                                        {0, 1, 9, {}},
+                                                        {0, 0, 12, {}},
+                                                        {0, 1, 0, {}},
+                                                        {1, 1, 9, Cycles(0)},
+                                                        {1, 1, 0, {}}}) {
+        AtaSmartInfo asi;
+        asi.IsNVMe = isNvme;
+        asi.IsSmartCorrect = isCorrect;
+        putBlocks(asi, {{static_cast<std::uint8_t>(id)}});
+        FillSmartData(asi);
+        EXPECT_EQ(cycles, powerCyclesOf(asi)) << isNvme << isCorrect << id;
+    }
+    constexpr std::int32_t limit = std::numeric_limits<std::int32_t>::max();
+    for (const std::int32_t value : {0, 1, limit - 1})
+        EXPECT_EQ(value, trafficOf(value));
+    for (const std::int32_t value : {limit, kNone, -1828})
+        EXPECT_EQ(std::nullopt, trafficOf(value));
 }
 
 TEST(DiskAttributes, ThresholdsStandBesideTheirAttributes) {
