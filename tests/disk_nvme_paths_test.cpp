@@ -245,7 +245,7 @@ TEST(NvmePathsTest, TheSizeOfANamespace) {
         putLittleEndian(block, 0, sectors);
         block[130] = exponent;
         std::uint32_t diskSize = kUnset;
-        readNamespaceSize(block, diskSize);
+        readNamespaceSize(block, diskSize, true);
         EXPECT_EQ(megabytes, diskSize) << sectors << " << " << int{exponent};
     }
 }

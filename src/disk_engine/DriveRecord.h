@@ -37,8 +37,10 @@ std::wstring modelSerialOf(std::wstring_view model, std::wstring_view serialNumb
 
 /// Check sum and the three texts, as they stand and with their bytes swapped in pairs, which is their proper
 /// reading; the swap and the blanks for control characters stay in `identify`. False for a block whose texts
-/// are none, or that has no model or firmware.
+/// are none, or that has no model or firmware, which is traced.
 bool readIdentifyTexts(AtaSmartInfo& asi, IdentifyBlock identify);
+/// The same, without the model's and firmware's test; false for texts that are none.
+bool takeIdentifyTexts(AtaSmartInfo& asi, IdentifyBlock identify);
 
 /// What the words say: versions, transfer mode, features, geometry, sizes. Counts beyond what a cylinder,
 /// head and sector address can hold are cut, in `identify` too. At the end the record keeps the block.

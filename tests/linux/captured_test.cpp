@@ -2,6 +2,7 @@
 
 #include "battery/BatteryReport.h"
 #include "linux/CapturedTree.h"
+#include "memory/MemInfo.h"
 #include "orvane/hwprobe.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "platform/linux/PolledFolder.h"
@@ -182,6 +183,8 @@ TEST(LinuxLists, OnesThatCannotBeReadFailWithTheReasonAndAreTriedAgain) {
     ::setrlimit(RLIMIT_NOFILE, &none); // no descriptor can be opened
     EXPECT_EQ(-1, initBattery());
     expectReason("SetupDiGetClassDevs failed: error code: 4");
+    EXPECT_THAT(getMemoryManufacturerAndModel(), HasSubstr(R"({"code":0,)"));
+    expectReason("query Win32_PhysicalMemory failed: error code: 2147942404");
     EXPECT_EQ(-1, getGpuTemperature());
     expectReason("ADL2_Main_Control_Create failed, error code: 4");
     getNetCardMessage();
@@ -191,7 +194,10 @@ TEST(LinuxLists, OnesThatCannotBeReadFailWithTheReasonAndAreTriedAgain) {
     ::setrlimit(RLIMIT_NOFILE, &before);
     EXPECT_EQ(1, initBattery());
     EXPECT_EQ(48.25, getGpuTemperature());
-    // A device that cannot be looked at: a link that leads to itself.
+    // What cannot be looked at: a link that leads to itself.
+    tree.link("sys/firmware/dmi/tables/DMI", "DMI");
+    EXPECT_STREQ(R"({"code":1,"data":null})", getMemoryManufacturerAndModel());
+    EXPECT_EQ("Too many levels of symbolic links", memory::whyNoModules());
     tree.remove(radio);
     tree.link(radio, "device");
     EXPECT_THAT(getNetCurrentSpeed(), HasSubstr(R"("model":"wlp0")"));

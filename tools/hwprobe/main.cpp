@@ -6,6 +6,7 @@
 #include "Metrics.h"
 #include "Output.h"
 #include "Suggestion.h"
+#include "Terminal.h"
 #include "disk_engine/CAtaSmart.h"
 #include "frame/border/TextResults.h"
 #include "frame/border/globals.h"
@@ -103,7 +104,7 @@ int execute(const CLI::App& app, const Options& options) {
         title = machine->name() + " (" + options.machine + ")";
     }
     if (options.trace) tool::traceToStandardError();
-    if (app.got_subcommand("show")) return tool::show(title, options.json);
+    if (app.got_subcommand("show")) return tool::show(title, options.json, machine != nullptr);
     if (app.got_subcommand("call")) return tool::call(options.calls);
     if (app.got_subcommand("explain") && options.drive < 0 &&
         (options.blocks.identify.empty() || options.blocks.smart.empty()))
@@ -201,6 +202,7 @@ int run(int argc, char** argv) {
 } // namespace
 
 int main(int argc, char** argv) {
+    tool::makeLimitAnError();
     try {
         const int status = run(argc, argv);
         tool::put(""); // help and version are written elsewhere
