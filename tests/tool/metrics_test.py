@@ -155,7 +155,8 @@ class Text(unittest.TestCase):
 
     def test_drives_without_a_record_are_told_each(self):
         machine = odd_drives()
-        machine["drives"] += [machine["drives"][0] | {"number": number, "openError": 5} for number in (2, 3)]
+        machine["drives"] += [machine["drives"][0] | {"number": number, "scsiAddress": {"port": number}, "openError": 5}
+                              for number in (2, 3)]
         unread = {labels for name, labels in written(machine) if name == "hwprobe_disk_unread_info"}
         self.assertEqual({2, 3}, {int(re.match(r'number="(\d)",model="\S.*",reason="noAnswer"$', each)[1]) for each in unread})
 
