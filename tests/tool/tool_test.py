@@ -294,6 +294,11 @@ class Watch(unittest.TestCase):
         self.assertEqual([False, "it is gone", "unknown", None, None], [after[key] for key in keys])
         self.assertEqual(before["lastAnswer"], after["lastAnswer"])
         self.assertEqual(f"has not answered since {after['lastAnswer']} s: it is gone", after["drive0_temp_C"])
+        unlisted = silent(present=False)  # for want of counters; the clock goes on by the samples alone
+        del unlisted["drives"][0]["performance"]
+        unlisted["drives"][0]["changes"][0]["atSeconds"] = 1
+        self.assertEqual([True, True, False], [sample["drives"][0]["answering"] for sample in
+                                               self.samples(unlisted, "--interval", "2000")])
 
     def test_piped_it_prints_a_line_a_sample_below_the_names(self):
         lines = self.lines("--interval", "20", "--machine", DESKTOP)
