@@ -1,10 +1,9 @@
-"""Machine files for tests of the tool: samples with what a test changes. No compiled copies of modules are left."""
+"""Machine files for tests of the tool: samples with what a test changes. Importers set dont_write_bytecode before."""
 import json
 import sys
 from pathlib import Path
 
 MACHINES = Path(__file__).resolve().parents[2] / "machines"
-sys.dont_write_bytecode = True
 sys.path.append(str(MACHINES / "drives"))
 import make_drives
 
@@ -29,7 +28,7 @@ def odd_drives():
             "smart": make_drives.smart((9, 100, 100, 77), (194, 64, 64, 64)).hex()}
     full = {"number": 1, "scsiAddress": {"port": 1}, "paths": ["storageQuery"], "performance": {},
             "identify": make_drives.nvme_identify("ACME NVMe", "1", "N").hex(),
-            "health": make_drives.nvme_health(40, 100, 10, 3, 1 << 62, 1 << 62, 12, 99).hex()}
+            "health": make_drives.nvme_health(40, 100, 10, 3, 1 << 58, 1 << 58, 12, 99).hex()}
     return {"name": "odd drives", "memory": {"totalPhys": 8, "availPhys": 4}, "drives": [half, full]}
 
 

@@ -52,7 +52,7 @@ static_assert(kMaxDrives == 80);
 
 struct ReasonForm {
     Reason reason;
-    const char* word; // in JSON and metrics
+    const char* word;  // in JSON and metrics
     const char* ofOne; // null: more is said than by the reason alone
     const char* ofMany;
 };
@@ -127,7 +127,8 @@ std::string whyUnread(const UnreadDrive& drive, bool one) {
     if (drive.reason == Reason::twin)
         return drive.twinOf < 0
                    ? fmt::format("{} listed already by model and serial number", one ? "is" : "are")
-                   : fmt::format("{} drive {} by model and serial number", one ? "is" : "are", drive.twinOf);
+                   : fmt::format("{} the same as drive {} by model and serial number", one ? "is" : "are",
+                                 drive.twinOf);
     if (drive.reason == Reason::noAttributes && drive.error != platform::kSuccess)
         return "gave no SMART data: " + deviceErrorText(drive.error);
     const ReasonForm& form = formOf(drive.reason);

@@ -20,7 +20,7 @@ struct DriveFacts {
     std::optional<double> temperature; // degrees Celsius
     std::optional<std::int32_t> powerOnHours;
     std::optional<std::uint32_t> powerCycles;
-    std::optional<std::int32_t> life;                                 // per cent left
+    std::optional<std::int32_t> life;                                      // per cent left
     std::optional<std::int32_t> hostReads, hostWrites, nandWrites, erased; // GiB
     std::optional<std::int32_t> wearLevelings;
     std::uint32_t health = orv::DISK_STATUS_UNKNOWN;

@@ -140,8 +140,8 @@ Lines silentDriveLines(const std::vector<AtaSmartInfo>& vars, bool described) {
     Lines lines;
     for (const AtaSmartInfo& asi : vars)
         if (const DriveAnswer answer = answerOf(asi, described); !answer.answers)
-            lines.push_back(fmt::format("{} {} {}", placeOf(asi), printable(asi.Model),
-                                        silenceText(answer, described)));
+            lines.push_back(
+                fmt::format("{} {} {}", placeOf(asi), printable(asi.Model), silenceText(answer, described)));
     return lines;
 }
 

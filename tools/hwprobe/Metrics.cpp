@@ -18,6 +18,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <mutex>
 #include <optional>
 #include <string_view>
@@ -146,7 +147,12 @@ class Reader {
             if (ending_) break;
             asked_ = false;
             lock.unlock();
-            auto latest = sampler.latest();
+            std::shared_ptr<const Exposition> latest;
+            try {
+                latest = sampler.latest();
+            } catch (const std::exception& failure) { // of memory, for one
+                std::fprintf(stderr, "no reading: %s\n", failure.what());
+            }
             lock.lock();
             latest_ = std::move(latest);
             ::eventfd_write(news_.get(), 1);

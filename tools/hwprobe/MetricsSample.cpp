@@ -138,9 +138,8 @@ double unlessZero(std::uint32_t value, double scale) {
 }
 
 constexpr std::array kDriveMetrics = {
-    DriveMetric{
-        {"hwprobe_disk_temperature_celsius", "celsius", gauge, "Temperature of a drive."},
-        [](const DriveFacts& facts) { return scaled<&DriveFacts::temperature>(facts, 1.0); }},
+    DriveMetric{{"hwprobe_disk_temperature_celsius", "celsius", gauge, "Temperature of a drive."},
+                [](const DriveFacts& facts) { return scaled<&DriveFacts::temperature>(facts, 1.0); }},
     DriveMetric{{"hwprobe_disk_life_ratio", "ratio", gauge, "What is left of a drive's life."},
                 [](const DriveFacts& facts) { return scaled<&DriveFacts::life>(facts, 0.01); }},
     DriveMetric{

@@ -31,8 +31,8 @@ class MetricsSampler {
   private:
     using Clock = std::chrono::steady_clock;
 
-    /// Null after a failure, which is counted; a new reason goes to standard error. A processor's load and clock
-    /// may be those of the system's counters then.
+    /// Null after a failure, which is counted; a new reason goes to standard error. A processor's load and
+    /// clock may be those of the system's counters then.
     std::optional<Outcome> ask(std::string_view name, std::uint32_t index = 0);
     bool renewDrive(std::uint32_t index, bool listed);
     void readNumbers(Exposition& to);

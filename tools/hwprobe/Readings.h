@@ -38,9 +38,9 @@ const Presentation* presentationOf(std::string_view name);
 /// A rate in bytes per millisecond with the unit that keeps it short.
 std::string rateText(double bytesPerMillisecond);
 
-/// A line or more a reading below the heading of its group; a failed one with its reason, or the name of the one
-/// above that failed for the same. Also what no export gives. `described`: times are those of the machine's
-/// clock.
+/// A line or more a reading below the heading of its group; a failed one with its reason, or the name of the
+/// one above that failed for the same. Also what no export gives. `described`: times are those of the
+/// machine's clock.
 std::string asTable(const std::vector<Reading>& readings, bool described);
 
 } // namespace tool

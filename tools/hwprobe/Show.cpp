@@ -80,7 +80,7 @@ int show(const std::string& title, bool json, bool described) {
     std::fprintf(stderr, "Reading twice, %.0f s apart ...\n", kGapMilliseconds / 1000.0);
     const auto readings = readAll(kGapMilliseconds);
     if (!json) {
-        put(printable(title) + "\n" + asTable(readings, described));
+        put(title + "\n" + asTable(readings, described));
         return kExitOk;
     }
     printJson(readings, described);

@@ -5,6 +5,7 @@
 #include "Exports.h"
 #include "Metrics.h"
 #include "Output.h"
+#include "Printable.h"
 #include "Suggestion.h"
 #include "Terminal.h"
 #include "disk_engine/CAtaSmart.h"
@@ -101,7 +102,7 @@ int execute(const CLI::App& app, const Options& options) {
         orv::ProcessState::renew(); // what loading made was this machine's
         orv::platform::use(*machine);
         orv::frame::makeRoomForFailures();
-        title = machine->name() + " (" + options.machine + ")";
+        title = tool::printable(machine->name() + " (" + options.machine + ")");
     }
     if (options.trace) tool::traceToStandardError();
     if (app.got_subcommand("show")) return tool::show(title, options.json, machine != nullptr);
@@ -194,7 +195,7 @@ int run(int argc, char** argv) {
     } catch (const CLI::ParseError& problem) {
         return refuse(app, problem);
     } catch (const orv::platform::MachineFileError& problem) {
-        std::fprintf(stderr, "%s\n", tool::onOneLine(problem.what()).c_str());
+        std::fprintf(stderr, "%s\n", tool::printable(tool::onOneLine(problem.what())).c_str());
         return tool::kExitUsage;
     }
 }
