@@ -63,7 +63,8 @@ CAtaSmart::TaskAnswer CAtaSmart::sendAtaTask(const AtaSmartInfo& asi, const AtaT
     const platform::ErrorCode before = std::exchange(probeFailure_, platform::kSuccess);
     TaskAnswer answer = (this->*path->send)(asi, task, data);
     const platform::ErrorCode failure = std::exchange(probeFailure_, before);
-    if (answer.ok() && answer.value && tellsError(*answer.value)) return TaskAnswer::failed(platform::kIoDevice);
+    if (answer.ok() && answer.value && tellsError(*answer.value))
+        return TaskAnswer::failed(platform::kIoDevice);
     if (!answer.ok() && failure != platform::kSuccess) answer.error = failure;
     return answer;
 }

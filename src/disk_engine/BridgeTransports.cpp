@@ -126,7 +126,11 @@ CAtaSmart::TaskAnswer CAtaSmart::sendTaskSat(const AtaSmartInfo& asi, const AtaT
     BridgeAnswer answer{};
     const auto told = exchange(*drive, platform::IOCTL_SCSI_PASS_THROUGH, sent(question),
                                room(answer, dataAt + data.size()), dataAt, data);
-    if (!told.value) return TaskAnswer::failed(platform::kIoDevice);
+    if (!told.value) {
+        // A refusal moves no data; it is more than a wrong length.
+        if (told.ok() && answer.head.ScsiStatus != 0) noteFailure(platform::kIoDevice);
+        return TaskAnswer::failed(platform::kIoDevice);
+    }
     const std::size_t senseBytes = std::min<std::size_t>(answer.head.SenseInfoLength, kSenseBytes);
     const auto registers = platform::ataRegistersOf(std::span(answer.sense).first(senseBytes));
     // A status that is not good is a refusal, unless it is how the registers come.

@@ -26,8 +26,8 @@ struct StatisticKey {
     std::size_t page, at, bytes;
 };
 constexpr StatisticKey kStatistics[] = {
-    {"powerOnResets", 1, 8, 4},         {"powerOnHours", 1, 16, 4}, {"logicalSectorsWritten", 1, 24, 6},
-    {"logicalSectorsRead", 1, 40, 6},   {"temperature", 5, 8, 1},   {"percentageUsed", 7, 8, 1},
+    {"powerOnResets", 1, 8, 4},       {"powerOnHours", 1, 16, 4}, {"logicalSectorsWritten", 1, 24, 6},
+    {"logicalSectorsRead", 1, 40, 6}, {"temperature", 5, 8, 1},   {"percentageUsed", 7, 8, 1},
 };
 
 /// Eight pages, of which those are listed that have a value.
@@ -41,8 +41,9 @@ DriveBlock statisticsOf(const Node& values) {
     for (const StatisticKey& row : kStatistics) {
         if (!values.has(row.key)) continue;
         const std::uint64_t value =
-            row.key == "temperature" ? static_cast<std::uint64_t>(values.signedNumber(row.key, coldest, hottest))
-                                     : values.number(row.key, (std::uint64_t{1} << 8 * row.bytes) - 1);
+            row.key == "temperature"
+                ? static_cast<std::uint64_t>(values.signedNumber(row.key, coldest, hottest))
+                : values.number(row.key, (std::uint64_t{1} << 8 * row.bytes) - 1);
         const std::size_t page = row.page * kAtaBlockBytes;
         if (log[page] == 0) {
             log[countAt + 1 + log[countAt]] = static_cast<std::uint8_t>(row.page);

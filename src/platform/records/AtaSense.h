@@ -18,12 +18,13 @@ inline bool isSenseFormat(std::span<const std::uint8_t> sense, std::uint8_t form
     return !sense.empty() && (sense[0] & 0x7E) == format;
 }
 
-/// Empty when the sense data carry no registers, or are cut before their end. The error stands in bFeaturesReg
-/// and the status in bCommandReg; of the 48-bit registers there is the low byte.
+/// Empty when the sense data carry no registers, or are cut before their end. The error stands in
+/// bFeaturesReg and the status in bCommandReg; of the 48-bit registers there is the low byte.
 inline std::optional<IDEREGS> ataRegistersOf(std::span<const std::uint8_t> sense) {
     constexpr std::uint8_t statusReturn = 9; // the kind of descriptor
     constexpr std::size_t head = 8, descriptorBytes = 14;
-    constexpr std::size_t codeAt = 12; // 00/1D: the fixed format has the registers in the places of its own fields
+    constexpr std::size_t codeAt =
+        12; // 00/1D: the fixed format has the registers in the places of its own fields
     if (isSenseFormat(sense, kDescriptorSense)) {
         for (std::size_t at = head; at + 2 <= sense.size(); at += std::size_t{2} + sense[at + 1]) {
             if (sense[at] != statusReturn) continue;
