@@ -1,4 +1,5 @@
-// The standard logs of ATA drives: what is sent on each path, when nothing is, and what becomes of bad answers.
+// The standard logs of ATA drives: what is sent on each path, when nothing is, and what becomes of bad
+// answers.
 
 #include "drive_logs/AtaLogs.h"
 #include "drive_reading/DeviceStatistics.h"
@@ -16,12 +17,12 @@ using Lines = std::vector<std::string>;
 
 constexpr std::int64_t kSecond = 1'000'000'000;
 constexpr const char* kStatistics = R"("deviceStatistics": {"powerOnHours": 300, "percentageUsed": 4})";
-constexpr const char* kRaidPorts =
-    R"(, "raidPorts": [{"port": 2, "csmi": {}, "megaRaid": {}}])";
+constexpr const char* kRaidPorts = R"(, "raidPorts": [{"port": 2, "csmi": {}, "megaRaid": {}}])";
 
 /// A described drive with one path, its record, and a reader of its logs.
 struct LogDrive {
-    explicit LogDrive(const std::string& path, std::uint32_t commandType, const std::string& keys = kStatistics)
+    explicit LogDrive(const std::string& path, std::uint32_t commandType,
+                      const std::string& keys = kStatistics)
         : machine(fmt::format(
               R"({{"name": "m", "drives": [{{"number": 0, "scsiAddress": {{"port": 2, "target": 3}}, "paths": ["{}"], )"
               R"("identify": "{}", {}}}]{}}})",
@@ -58,7 +59,8 @@ struct LogDrive {
 };
 
 /// Each of the tails behind the head.
-Lines sending(const std::string& head, std::initializer_list<const char*> tails, const std::string& status = {}) {
+Lines sending(const std::string& head, std::initializer_list<const char*> tails,
+              const std::string& status = {}) {
     Lines lines;
     for (const char* tail : tails)
         lines.push_back(head + tail);
@@ -84,11 +86,12 @@ TEST(DriveLogs, CommandsOfEachPathByteForByte) {
                  "PhysicalDrive0 0x4d004 80 44: 0=2c 6=0c1801 16=0a 20=50 24=30 28=a10620da 33=014fc2a0b0")},
         {"csmi", CMD_TYPE_CSMI,
          sending("Scsi2: 0x4d008 680 680: " + csmi + "8c02 28=0303 44=27802f",
-                 {" 51=a0 56=01 64=11 69=02", " 48=04 51=a0 56=01 64=11 69=02", " 48=0401 51=a0 56=01 64=11 69=02",
-                  " 48=0407 51=a0 56=01 64=11 69=02"},
+                 {" 51=a0 56=01 64=11 69=02", " 48=04 51=a0 56=01 64=11 69=02",
+                  " 48=0401 51=a0 56=01 64=11 69=02", " 48=0407 51=a0 56=01 64=11 69=02"},
                  "Scsi2: 0x4d008 168 168: " + csmi + "8c 28=0303 44=2780b0da014fc2a0 64=04")},
         {"megaRaid", CMD_TYPE_MEGARAID,
-         sending("Scsi2: 0x4d008 4284 4284: 0=1c 4=4c53494c4f474943 24=bc02 28=04 30=ff 32=03 34=10 44=10 49=02 60=85090e 66=01",
+         sending("Scsi2: 0x4d008 4284 4284: 0=1c 4=4c53494c4f474943 24=bc02 28=04 30=ff 32=03 34=10 44=10 "
+                 "49=02 60=85090e 66=01",
                  {" 74=2f", " 68=04 74=2f", " 68=04 70=01 74=2f", " 68=04 70=07 74=2f"}),
          false},
     };
@@ -105,7 +108,9 @@ TEST(DriveLogs, CommandsOfEachPathByteForByte) {
             EXPECT_EQ(4U, statistics.percentageUsed);
             return logs.saysItFails;
         };
-        const auto unless = [&](bool fails) { return path.tellsStatus ? std::optional(fails) : std::nullopt; };
+        const auto unless = [&](bool fails) {
+            return path.tellsStatus ? std::optional(fails) : std::nullopt;
+        };
         EXPECT_EQ(unless(false), told(""));
         EXPECT_EQ(unless(true), told(R"(, "returnStatus": "exceeded")"));
     }
@@ -134,7 +139,8 @@ TEST(DriveLogs, NothingIsSentThatTheDriveDoesNotSayItHas) {
         {"the second word alone", CMD_TYPE_PHYSICAL_DRIVE, 0, 0x4020, 0, 0, 4},
         {"no logs", CMD_TYPE_PHYSICAL_DRIVE, 0x4000, 0x4000, 1, 0, 1},
         {"words that do not count", CMD_TYPE_PHYSICAL_DRIVE, 0x0020, 0xFFFF, 1, 0, 1},
-        {"no statistics", CMD_TYPE_PHYSICAL_DRIVE, 0x4020, 0, 1, 0, 2, kStatistics + answer("log", directoryOf("00"), 1)},
+        {"no statistics", CMD_TYPE_PHYSICAL_DRIVE, 0x4020, 0, 1, 0, 2,
+         kStatistics + answer("log", directoryOf("00"), 1)},
         {"an older way that has no high bytes", CMD_TYPE_SCSI_MINIPORT, 0x4020, 0x4020, 1, 0, 0},
         {"a bridge of its own kind", CMD_TYPE_JMICRON, 0x4020, 0x4020, 1, 0, 0},
         {"the management data", CMD_TYPE_WMI, 0x4020, 0x4020, 1, 0, 0},
@@ -156,8 +162,8 @@ TEST(DriveLogs, BadAnswersAreToldAndWhatIsRefusedIsNotAskedAgain) {
     const struct {
         std::string answer;
         const char* note;
-        std::size_t pages;    // that are left of the statistics
-        std::size_t sent;     // requests of the first read
+        std::size_t pages;     // that are left of the statistics
+        std::size_t sent;      // requests of the first read
         std::size_t sentLater; // and of the second, with the list kept: pages 1 and 7, and the status
     } cases[] = {
         {"", "", 3, 5, 3},
@@ -188,8 +194,8 @@ TEST(DriveLogs, BadAnswersAreToldAndWhatIsRefusedIsNotAskedAgain) {
         EXPECT_EQ(test.sentLater, drive.sent().size());
         EXPECT_EQ(platform::kSuccess, drive.engine.probeFailure()) << "which is of probes alone";
     }
-    // A drive that has no logs although its words say so, and one that is behind a bridge that tells a refusal by
-    // sense data.
+    // A drive that has no logs although its words say so, and one that is behind a bridge that tells a
+    // refusal by sense data.
     LogDrive none("ataPassThrough", CMD_TYPE_PHYSICAL_DRIVE, R"("model": "M")");
     EXPECT_EQ("log directory: refused with error 1117", none.read().note);
     LogDrive bridge("sat", CMD_TYPE_SAT, R"("rejection": "checkCondition")");
@@ -213,8 +219,7 @@ TEST(DriveLogs, ADriveIsAskedAtMostSoOften) {
 }
 
 TEST(DriveLogs, CountsThatStepBackMakeTheLogDoubtfulForThatTime) {
-    LogDrive drive("ataPassThrough", CMD_TYPE_PHYSICAL_DRIVE,
-                   kStatistics + std::string(R"(, "changes": [
+    LogDrive drive("ataPassThrough", CMD_TYPE_PHYSICAL_DRIVE, kStatistics + std::string(R"(, "changes": [
         {"atSeconds": 10, "deviceStatistics": {"powerOnHours": 299, "percentageUsed": 4}},
         {"atSeconds": 20, "returnStatus": "exceeded"}])"));
     EXPECT_EQ("", drive.read().note);
