@@ -6,6 +6,7 @@
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/DriveRecord.h"
 #include "disk_engine/Interpretation.h"
+#include "drive_reading/DriveReading.h"
 #include "frame/border/globals.h"
 #include "orvane/hwprobe.h"
 #include "platform/machine/Machine.h"
@@ -16,6 +17,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <stdexcept>
 #include <string>
@@ -61,6 +63,37 @@ void drives(benchmark::State& state) {
         for (AtaSmartInfo& asi : vars)
             fillAndClassify(asi);
     state.SetComplexityN(state.range(0));
+}
+
+/// What so many drives say beside their dialects' rules, each with its log of device statistics.
+void readings(benchmark::State& state) {
+    AtaSmartInfo asi = sample("samsung-860-evo");
+    Explanation why;
+    ClassifyDrive(asi, &why);
+    FillSmartData(asi, &why);
+    CheckDiskStatus(asi, &why);
+    const std::vector<AtaSmartInfo> vars(static_cast<std::size_t>(state.range(0)), asi);
+    constexpr std::size_t page = 512;
+    std::vector<std::uint8_t> log(4 * page);
+    const auto put = [&](std::size_t at, std::uint64_t value) {
+        std::memcpy(log.data() + at, &value, sizeof value);
+    };
+    // The revision and the number of each page, then the statistics with their heads: supported and valid.
+    constexpr std::uint64_t valid = std::uint64_t{0xC0} << 56;
+    for (const auto& [index, number] : {std::pair<std::size_t, std::uint64_t>{0, 0}, {1, 1}, {2, 5}, {3, 7}})
+        put(index * page, 1 | number << 16);
+    put(8, 0x07'05'01'00'04); // the list
+    for (const auto& [at, value] : {std::pair<std::size_t, std::uint64_t>{page + 8, 622},
+                                    {page + 16, 11873},
+                                    {page + 24, 59301846221},
+                                    {page + 40, 35586159844},
+                                    {2 * page + 8, 32},
+                                    {3 * page + 8, 6}})
+        put(at, value | valid);
+    constexpr std::int64_t unixNow = 1'764'000'000;
+    for (auto _ : state)
+        for (const AtaSmartInfo& each : vars)
+            benchmark::DoNotOptimize(readingOf(each, why, {log, false}, unixNow));
 }
 
 /// A drive of this machine, HWPROBE_BENCH_DRIVE, read by every command that a record takes, and interpreted.
@@ -174,6 +207,7 @@ BENCHMARK(readWriteSpeed)->UseManualTime()->Iterations(2000);
 BENCHMARK_CAPTURE(oneDrive, hardDisk, "hard-disk");
 BENCHMARK_CAPTURE(oneDrive, mx500, "crucial-mx500");
 BENCHMARK_CAPTURE(oneDrive, siliconMotion, "silicon-motion");
+BENCHMARK(readings)->Arg(static_cast<std::int64_t>(kMaxDrives));
 BENCHMARK(drives)->Arg(10)->Arg(20)->Arg(40)->Arg(static_cast<std::int64_t>(kMaxDrives))->Complexity();
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "disk_engine/AtaCommands.h"
+#include "disk_engine/AtaTask.h"
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/DebugPrint.h"
 #include "disk_engine/Interpretation.h"
@@ -62,6 +63,17 @@ AtaPassThroughBlock ataPassThrough(const IDEREGS& registers, std::size_t dataByt
     return block;
 }
 
+AtaPassThroughBlock ataPassThrough(const AtaTask& task, std::uint8_t target, std::size_t dataBytes) {
+    AtaPassThroughBlock block = ataPassThrough(task.registers, dataBytes);
+    block.head.TimeOutValue = kTaskSeconds;
+    block.head.CurrentTaskFile.bDriveHeadReg = target;
+    if (task.is48Bit) {
+        block.head.AtaFlags |= platform::ATA_FLAGS_48BIT_COMMAND;
+        block.head.PreviousTaskFile = task.high;
+    }
+    return block;
+}
+
 IdePassThroughBlock idePassThrough(const IDEREGS& registers, std::size_t dataBytes) {
     return {registers, static_cast<std::uint32_t>(dataBytes), {}};
 }
@@ -109,6 +121,24 @@ bool CAtaSmart::SendAtaCommandPd(std::int32_t physicalDriveId, std::uint8_t targ
                                      offsetof(AtaPassThroughBlock, data))
                               : send(platform::IOCTL_IDE_PASS_THROUGH, idePassThrough(registers, data.size()),
                                      offsetof(IdePassThroughBlock, data));
+}
+
+CAtaSmart::TaskAnswer CAtaSmart::sendTaskPd(const AtaSmartInfo& asi, const AtaTask& task,
+                                            std::span<std::uint8_t> data) {
+    constexpr std::size_t dataAt = offsetof(AtaPassThroughBlock, data);
+    if (!FlagAtaPassThrough) return TaskAnswer::failed(platform::kNotSupported);
+    const auto drive = OpenPhysicalDrive(asi.PhysicalDriveId);
+    if (!drive) return TaskAnswer::failed(platform::kIoDevice);
+    const AtaPassThroughBlock block = ataPassThrough(task, asi.Target, data.size());
+    AtaPassThroughBlock answer = block;
+    const std::size_t bytes = dataAt + data.size();
+    const auto told = exchange(*drive, platform::IOCTL_ATA_PASS_THROUGH, sent(block, bytes),
+                               room(answer, bytes), dataAt, data);
+    if (!told.value) return TaskAnswer::failed(platform::kIoDevice);
+    // A driver that leaves the registers of the question there tells none.
+    const auto& left = answer.head.CurrentTaskFile;
+    if (std::memcmp(&left, &block.head.CurrentTaskFile, sizeof left) == 0) return {};
+    return {left};
 }
 
 bool CAtaSmart::receiveSmart(std::int32_t physicalDriveId, const IDEREGS& registers, const wchar_t* operation,

@@ -1,5 +1,6 @@
 #include "disk_engine/BridgeCommands.h"
 
+#include "disk_engine/AtaTask.h"
 #include "disk_engine/DiskTypes.h"
 
 #include <algorithm>
@@ -65,6 +66,27 @@ constexpr BridgeCommand kBridgeCommands[] = {
 constexpr std::uint32_t kBlockBytes = 512; // what every reading command gives
 
 } // namespace
+
+BridgeCdb passThroughCdb(const AtaTask& task, std::uint8_t target) {
+    constexpr std::uint8_t nonData = 3 << 1, dataIn = 4 << 1,
+                           extended = 1; // protocol, and that there are high bytes
+    constexpr std::uint8_t blocksInByCount = 0x0E, registersBack = 0x20;
+    const auto& low = task.registers;
+    const auto& high = task.high;
+    const std::uint8_t protocol = task.isAnswerInRegisters ? nonData : dataIn;
+    const std::uint8_t flags = task.isAnswerInRegisters ? registersBack : blocksInByCount;
+    const std::uint32_t dataBytes = task.isAnswerInRegisters ? 0 : kBlockBytes;
+    if (!task.is48Bit)
+        return {12,
+                {0xA1, protocol, flags, low.bFeaturesReg, low.bSectorCountReg, low.bSectorNumberReg,
+                 low.bCylLowReg, low.bCylHighReg, target, low.bCommandReg},
+                dataBytes};
+    return {16,
+            {0x85, static_cast<std::uint8_t>(protocol | extended), flags, high.bFeaturesReg, low.bFeaturesReg,
+             high.bSectorCountReg, low.bSectorCountReg, high.bSectorNumberReg, low.bSectorNumberReg,
+             high.bCylLowReg, low.bCylLowReg, high.bCylHighReg, low.bCylHighReg, target, low.bCommandReg},
+            dataBytes};
+}
 
 std::optional<BridgeCdb> bridgeCommand(std::uint32_t commandType, BridgeOperation operation,
                                        std::uint8_t target, std::uint8_t feature) {

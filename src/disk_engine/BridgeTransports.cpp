@@ -1,7 +1,9 @@
 #include "disk_engine/AtaCommands.h"
+#include "disk_engine/AtaTask.h"
 #include "disk_engine/BridgeCommands.h"
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/DebugPrint.h"
+#include "platform/records/AtaSense.h"
 
 #include <fmt/xchar.h>
 
@@ -112,6 +114,29 @@ bool CAtaSmart::ControlSmartStatusSat(std::int32_t physicalDriveId, std::uint8_t
     if (!cdb) return false;
     const auto drive = OpenPhysicalDrive(physicalDriveId);
     return drive && sendBridge(*drive, *cdb, {}).value;
+}
+
+CAtaSmart::TaskAnswer CAtaSmart::sendTaskSat(const AtaSmartInfo& asi, const AtaTask& task,
+                                             std::span<std::uint8_t> data) {
+    constexpr std::size_t dataAt = offsetof(BridgeAnswer, data);
+    const auto drive = OpenPhysicalDrive(asi.PhysicalDriveId);
+    if (!drive) return TaskAnswer::failed(platform::kIoDevice);
+    auto question = passThrough(passThroughCdb(task, asi.Target));
+    question.TimeOutValue = kTaskSeconds;
+    BridgeAnswer answer{};
+    const auto told = exchange(*drive, platform::IOCTL_SCSI_PASS_THROUGH, sent(question),
+                               room(answer, dataAt + data.size()), dataAt, data);
+    if (!told.value) {
+        // A refusal moves no data; it is more than a wrong length.
+        if (told.ok() && answer.head.ScsiStatus != 0) noteFailure(platform::kIoDevice);
+        return TaskAnswer::failed(platform::kIoDevice);
+    }
+    const std::size_t senseBytes = std::min<std::size_t>(answer.head.SenseInfoLength, kSenseBytes);
+    const auto registers = platform::ataRegistersOf(std::span(answer.sense).first(senseBytes));
+    // A status that is not good is a refusal, unless it is how the registers come.
+    if (answer.head.ScsiStatus != 0 && !(registers && task.isAnswerInRegisters))
+        return TaskAnswer::failed(platform::kIoDevice);
+    return {registers};
 }
 
 } // namespace orv

@@ -21,6 +21,7 @@ namespace orv {
 inline constexpr std::int32_t MAX_SEARCH_PHYSICAL_DRIVE = 56; ///< physical drive numbers 0 to 55 are searched
 inline constexpr std::size_t kMaxDrives = 80;                 ///< records that `vars` takes
 
+struct AtaTask;   ///< AtaTask.h
 struct BridgeCdb; ///< BridgeCommands.h
 struct CsmiCall;
 struct NvmeBridgeRead;
@@ -183,6 +184,16 @@ class CAtaSmart {
     bool GetSmartAttributeAmdRc2(std::int32_t index, AtaSmartInfo& asi);
     bool GetSmartThresholdAmdRc2(std::int32_t index, AtaSmartInfo& asi);
 
+    // ---- Any command, by the path of a record
+
+    /// The registers that a command left, where the path tells them: the error in bFeaturesReg, the status in
+    /// bCommandReg.
+    using TaskAnswer = platform::Result<std::optional<platform::IDEREGS>>;
+    /// One command; `data` takes its 512 bytes, and is empty for one whose answer is in the registers. Fails
+    /// with kNotSupported, and sends nothing, where the path has no way for it; with kIoDevice where the
+    /// drive or who speaks for it refused. What `data` holds after a failure is nothing.
+    TaskAnswer sendAtaTask(const AtaSmartInfo& asi, const AtaTask& task, std::span<std::uint8_t> data);
+
     // ---- The platform's failure-prediction data, found by the record's PnpDeviceId
 
     bool GetSmartAttributeWmi(AtaSmartInfo& asi);
@@ -330,6 +341,17 @@ class CAtaSmart {
     bool readSmartSat(std::int32_t physicalDriveId, std::uint8_t target, std::uint8_t feature,
                       AtaSmartInfo& asi);
 
+    struct TaskPath;
+    friend bool carriesAtaTask(std::uint32_t commandType, const AtaTask& task);
+    static const TaskPath* taskPath(std::uint32_t commandType, const AtaTask& task); ///< null: no way
+    TaskAnswer sendTaskPd(const AtaSmartInfo& asi, const AtaTask& task, std::span<std::uint8_t> data);
+    TaskAnswer sendTaskSat(const AtaSmartInfo& asi, const AtaTask& task, std::span<std::uint8_t> data);
+    TaskAnswer sendTaskCsmi(const AtaSmartInfo& asi, const AtaTask& task, std::span<std::uint8_t> data);
+    TaskAnswer sendTaskMegaRaid(const AtaSmartInfo& asi, const AtaTask& task, std::span<std::uint8_t> data);
+
+    /// The bytes that a CSMI request gave; its answer is written over it.
+    platform::Result<std::uint32_t> exchangeCsmi(platform::DeviceFile& port, const CsmiCall& call,
+                                                 std::span<std::byte> block);
     /// A CSMI request; its answer is written over it. False, and traced, only when the driver has no such
     /// request.
     bool askCsmi(platform::DeviceFile& port, const CsmiCall& call, std::span<std::byte> block);
@@ -344,6 +366,10 @@ class CAtaSmart {
     std::optional<std::vector<std::byte>> askMegaRaid(platform::DeviceFile& port,
                                                       const platform::MegaRaidHead& request);
     std::optional<std::vector<std::byte>> readMegaRaidList(platform::DeviceFile& port);
+    /// The data that one SCSI command gave, which are `dataBytes` at most.
+    std::optional<std::vector<std::byte>> passThroughMegaRaid(std::int32_t scsiPort, std::int32_t deviceId,
+                                                              std::size_t dataBytes,
+                                                              std::span<const std::uint8_t> cdb);
     bool readSmartMegaRaid(std::int32_t scsiPort, std::int32_t deviceId, std::uint8_t feature,
                            AtaSmartInfo& asi);
 

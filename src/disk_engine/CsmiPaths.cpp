@@ -1,4 +1,5 @@
 #include "disk_engine/AtaCommands.h"
+#include "disk_engine/AtaTask.h"
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/DebugFormat.h"
 #include "platform/records/CsmiRecords.h"
@@ -115,9 +116,32 @@ CSMI_SAS_STP_PASSTHRU passThroughOf(const CSMI_SAS_PHY_ENTITY& phy, std::uint8_t
     return request;
 }
 
+CSMI_SAS_STP_PASSTHRU passThroughOf(const CSMI_SAS_PHY_ENTITY& phy, const AtaTask& task,
+                                    std::size_t dataBytes) {
+    const IDEREGS& low = task.registers;
+    const IDEREGS& high = task.high;
+    auto request = passThroughOf(phy, low.bCommandReg, low.bFeaturesReg, low.bSectorCountReg, dataBytes);
+    const std::uint8_t registers[] = {
+        low.bSectorNumberReg,  low.bCylLowReg,      low.bCylHighReg,  kMaster,
+        high.bSectorNumberReg, high.bCylLowReg,     high.bCylHighReg, high.bFeaturesReg,
+        low.bSectorCountReg,   high.bSectorCountReg};
+    std::ranges::copy(registers, request.bCommandFIS + 4);
+    if (task.isAnswerInRegisters) request.uFlags = CSMI_SAS_STP_UNSPECIFIED;
+    return request;
+}
+
+/// The registers of the FIS from the device to the host; another FIS has none.
+std::optional<IDEREGS> registersOf(const CSMI_SAS_STP_PASSTHRU_STATUS& status) {
+    constexpr std::uint8_t deviceToHost = 0x34;
+    const std::uint8_t* fis = status.bStatusFIS;
+    if (fis[0] != deviceToHost) return std::nullopt;
+    return IDEREGS{fis[3], fis[12], fis[4], fis[5], fis[6], fis[7], fis[2], 0};
+}
+
 } // namespace
 
-bool CAtaSmart::askCsmi(DeviceFile& port, const CsmiCall& call, std::span<std::byte> block) {
+platform::Result<std::uint32_t> CAtaSmart::exchangeCsmi(DeviceFile& port, const CsmiCall& call,
+                                                        std::span<std::byte> block) {
     IOCTL_HEADER head{};
     head.HeaderLength = sizeof head;
     std::memcpy(head.Signature, call.signature, sizeof head.Signature);
@@ -126,7 +150,11 @@ bool CAtaSmart::askCsmi(DeviceFile& port, const CsmiCall& call, std::span<std::b
     head.Length = static_cast<std::uint32_t>(block.size() - sizeof head);
     std::memcpy(block.data(), &head, sizeof head);
     const std::vector<std::byte> question(block.begin(), block.end());
-    const auto answer = control(port, IOCTL_SCSI_MINIPORT, question, block);
+    return control(port, IOCTL_SCSI_MINIPORT, question, block);
+}
+
+bool CAtaSmart::askCsmi(DeviceFile& port, const CsmiCall& call, std::span<std::byte> block) {
+    const auto answer = exchangeCsmi(port, call, block);
     const bool tooLong = answer.ok() && answer.value > block.size();
     if (tooLong) noteFailure(kInvalidData);
     if (!tooLong && !isRefusal(answer.error)) return true;
@@ -229,6 +257,29 @@ bool CAtaSmart::SendAtaCommandCsmi(std::int32_t scsiPort, const std::uint8_t* ph
         std::memcpy(data.data(), block.data() + offsetof(CSMI_SAS_STP_PASSTHRU_BUFFER, bDataBuffer),
                     data.size());
     return true;
+}
+
+CAtaSmart::TaskAnswer CAtaSmart::sendTaskCsmi(const AtaSmartInfo& asi, const AtaTask& task,
+                                              std::span<std::uint8_t> data) {
+    constexpr std::size_t dataAt = offsetof(CSMI_SAS_STP_PASSTHRU_BUFFER, bDataBuffer);
+    const auto port = open(scsiPath(asi.ScsiPort), kCommandOpening);
+    if (!port) return TaskAnswer::failed(kIoDevice);
+    const auto parameters = passThroughOf(recordOf<CSMI_SAS_PHY_ENTITY>(asi.sasPhyEntity), task, data.size());
+    std::vector<std::byte> block(sizeof(CSMI_SAS_STP_PASSTHRU_BUFFER) + data.size());
+    std::memcpy(block.data() + offsetof(CSMI_SAS_STP_PASSTHRU_BUFFER, Parameters), &parameters,
+                sizeof parameters);
+    const auto told = exchangeCsmi(*port, kPassThrough, block);
+    CSMI_SAS_STP_PASSTHRU_BUFFER head;
+    std::memcpy(&head, block.data(), sizeof head);
+    // The driver's own word, and whether the drive was reached.
+    const bool good = told.ok() && told.value >= dataAt + data.size() && told.value <= block.size() &&
+                      head.IoctlHeader.ReturnCode == 0 && head.Status.bConnectionStatus == 0;
+    if (!good) {
+        if (told.ok()) noteFailure(head.IoctlHeader.ReturnCode != 0 ? kIoDevice : kInvalidData);
+        return TaskAnswer::failed(kIoDevice);
+    }
+    if (!data.empty()) std::memcpy(data.data(), block.data() + dataAt, data.size());
+    return {registersOf(head.Status)};
 }
 
 bool CAtaSmart::DoIdentifyDeviceCsmi(std::int32_t scsiPort, const std::uint8_t* phyEntity,

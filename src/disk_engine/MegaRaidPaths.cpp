@@ -1,4 +1,6 @@
 #include "disk_engine/AtaCommands.h"
+#include "disk_engine/AtaTask.h"
+#include "disk_engine/BridgeCommands.h"
 #include "disk_engine/CAtaSmart.h"
 #include "platform/records/MegaRaidRecords.h"
 
@@ -112,21 +114,39 @@ bool CAtaSmart::AddDiskMegaRaid(std::int32_t scsiPort) {
     return true;
 }
 
-bool CAtaSmart::SendPassThroughMegaRaid(std::int32_t scsiPort, std::int32_t deviceId,
-                                        std::span<std::uint8_t> data, std::span<const std::uint8_t> cdb) {
-    if (cdb.empty() || cdb.size() > kMegaRaidCdbBytes) return false;
+std::optional<std::vector<std::byte>> CAtaSmart::passThroughMegaRaid(std::int32_t scsiPort,
+                                                                     std::int32_t deviceId,
+                                                                     std::size_t dataBytes,
+                                                                     std::span<const std::uint8_t> cdb) {
+    if (cdb.empty() || cdb.size() > kMegaRaidCdbBytes) return std::nullopt;
     const auto port = open(scsiPath(scsiPort), kCommandOpening);
-    if (!port) return false;
-    MegaRaidHead head = startHead(kMegaRaidPassThrough, data.size());
+    if (!port) return std::nullopt;
+    MegaRaidHead head = startHead(kMegaRaidPassThrough, dataBytes);
     head.frame.status = kUnanswered;
     head.frame.deviceId = static_cast<std::uint8_t>(deviceId);
     head.frame.cdbLength = static_cast<std::uint8_t>(cdb.size());
     head.frame.flags = kMegaRaidRead;
     std::ranges::copy(cdb, head.frame.cdb);
-    const auto answer = askMegaRaid(*port, head);
+    return askMegaRaid(*port, head);
+}
+
+bool CAtaSmart::SendPassThroughMegaRaid(std::int32_t scsiPort, std::int32_t deviceId,
+                                        std::span<std::uint8_t> data, std::span<const std::uint8_t> cdb) {
+    const auto answer = passThroughMegaRaid(scsiPort, deviceId, data.size(), cdb);
     if (!answer) return false;
     if (!answer->empty()) std::memcpy(data.data(), answer->data(), answer->size());
     return true;
+}
+
+CAtaSmart::TaskAnswer CAtaSmart::sendTaskMegaRaid(const AtaSmartInfo& asi, const AtaTask& task,
+                                                  std::span<std::uint8_t> data) {
+    constexpr std::uint8_t noTarget = 0; // the device id names the drive
+    const BridgeCdb cdb = passThroughCdb(task, noTarget);
+    const auto answer = passThroughMegaRaid(asi.ScsiPort, asi.ScsiTargetId, data.size(),
+                                            std::span(cdb.bytes).first(cdb.length));
+    if (!answer || answer->size() != data.size()) return TaskAnswer::failed(kIoDevice);
+    std::memcpy(data.data(), answer->data(), data.size());
+    return {};
 }
 
 bool CAtaSmart::DoIdentifyDeviceMegaRaid(std::int32_t scsiPort, std::int32_t deviceId,

@@ -11,6 +11,7 @@ namespace {
 constexpr std::size_t kPageBytes = 512;
 constexpr std::uint16_t kRevision = 1;
 constexpr std::size_t kListCountAt = 8; // of page 0; the page numbers follow
+constexpr std::uint8_t kGeneral = 1, kTemperature = 5, kSolidState = 7;
 
 // The head of a statistic is its highest byte.
 constexpr std::uint8_t kSupported = 0x80;
@@ -48,12 +49,14 @@ class Log {
 
     /// Empty when the list does not name the page, or the log has it not.
     Page page(std::uint8_t number) {
-        if (std::ranges::find(listed_, number) == listed_.end()) return {};
+        if (!lists(number)) return {};
         for (std::size_t at = kPageBytes; at + kPageBytes <= log_.size(); at += kPageBytes)
             if (isPage(log_.subspan(at, kPageBytes), number)) return log_.subspan(at, kPageBytes);
         tell(fmt::format("page {} is listed and not there", number));
         return {};
     }
+
+    bool lists(std::uint8_t number) const { return std::ranges::find(listed_, number) != listed_.end(); }
 
     const std::string& fault() const { return fault_; }
 
@@ -89,19 +92,26 @@ void take(std::optional<T>& to, std::optional<std::uint64_t> value) {
 
 } // namespace
 
+std::vector<std::uint8_t> listedPages(std::span<const std::uint8_t> list) {
+    const Log pages(list);
+    std::vector<std::uint8_t> listed;
+    for (const std::uint8_t number : {kGeneral, kTemperature, kSolidState})
+        if (pages.lists(number)) listed.push_back(number);
+    return listed;
+}
+
 DeviceStatistics readDeviceStatistics(std::span<const std::uint8_t> log) {
-    constexpr std::uint8_t general = 1, temperature = 5, solidState = 7;
     DeviceStatistics statistics;
     Log pages(log);
-    const Page counts = pages.page(general);
+    const Page counts = pages.page(kGeneral);
     take(statistics.powerOnResets, statistic(counts, 8, 4));
     take(statistics.powerOnHours, statistic(counts, 16, 4));
     take(statistics.logicalSectorsWritten, statistic(counts, 24, 6));
     take(statistics.logicalSectorsRead, statistic(counts, 40, 6));
     // One byte with a sign.
-    if (const auto degrees = statistic(pages.page(temperature), 8, 1, true))
+    if (const auto degrees = statistic(pages.page(kTemperature), 8, 1, true))
         statistics.temperature = static_cast<std::int8_t>(*degrees);
-    take(statistics.percentageUsed, statistic(pages.page(solidState), 8, 1, true));
+    take(statistics.percentageUsed, statistic(pages.page(kSolidState), 8, 1, true));
     statistics.fault = pages.fault();
     return statistics;
 }

@@ -4,6 +4,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace orv {
 
@@ -22,5 +23,8 @@ struct DeviceStatistics {
 /// Reads the pages that the list in page 0 names. A page that is missing or is another one counts as not
 /// there, and `fault` says so.
 DeviceStatistics readDeviceStatistics(std::span<const std::uint8_t> log);
+
+/// Which pages the list in page 0 names of those that are read; none for a page that is no such list.
+std::vector<std::uint8_t> listedPages(std::span<const std::uint8_t> list);
 
 } // namespace orv

@@ -141,18 +141,19 @@ const SMART_ATTRIBUTE* attributeOf(const AtaSmartInfo& asi, std::uint8_t id) {
 } // namespace
 
 bool FactSubject::holds(const AtaSmartInfo& asi) const {
-    return (models.empty() || containsOne(asi.Model, models)) &&
+    return (dialects & vendorBit(asi.DiskVendorId)) != 0 &&
+           (models.empty() || containsOne(asi.Model, models)) &&
            (alsoInModel.empty() || containsOne(asi.Model, alsoInModel)) &&
            (notInModel.empty() || !containsOne(asi.Model, notInModel)) &&
-           (firmware.empty() || containsOne(asi.FirmwareRev, firmware)) &&
-           (dialects & vendorBit(asi.DiskVendorId)) != 0;
+           (firmware.empty() || containsOne(asi.FirmwareRev, firmware));
 }
 
 std::optional<FactValue> valueByFact(const AtaSmartInfo& asi, Meaning meaning) {
     for (const AttributeFact& fact : kFacts) {
-        if (fact.meaning != meaning || !fact.subject.holds(asi)) continue;
+        if (fact.meaning != meaning) continue;
+        // Most facts are of attributes that the drive has not, which is quicker to see than its model.
         const SMART_ATTRIBUTE* attribute = attributeOf(asi, fact.id);
-        if (!attribute) continue;
+        if (!attribute || !fact.subject.holds(asi)) continue;
         if (const auto value = fact.read(*attribute)) return FactValue{*value, fact.basis};
     }
     return std::nullopt;

@@ -3,6 +3,7 @@
 #include "linux/RequestBlocks.h"
 #include "platform/linux/NvmeAdmin.h"
 #include "platform/linux/ScsiGeneric.h"
+#include "platform/records/AtaSense.h"
 #include "platform/records/NvmeRecords.h"
 
 #include <gmock/gmock.h>
@@ -33,6 +34,25 @@ TEST(LinuxDrives, CommandBlocksThatTheKernelGets) {
     const auto enable = scsiCommandOf(ataRequest({0xD8, 1, 1, 0x4F, 0xC2, 0xA0, 0xB0, 0}, 0));
     EXPECT_THAT(enable.cdb, ElementsAre(0x85, 6, 0, 0, 0xD8, 0, 1, 0, 1, 0, 0x4F, 0, 0xC2, 0xA0, 0xB0, 0));
     EXPECT_EQ(DataWay::none, enable.way);
+    const auto status = scsiCommandOf(ataRequest({0xDA, 1, 1, 0x4F, 0xC2, 0xA0, 0xB0, 0}, 0));
+    EXPECT_EQ(0x20, status.cdb[2]) << "the registers shall come back";
+
+    ATA_PASS_THROUGH_EX head{sizeof head,
+                             ATA_FLAGS_DATA_IN | ATA_FLAGS_48BIT_COMMAND,
+                             0,
+                             0,
+                             0,
+                             0,
+                             512,
+                             10,
+                             0,
+                             40,
+                             {1, 2, 3, 4, 5, 0, 0, 0},
+                             {6, 1, 8, 9, 10, 0xA0, 0x2F, 0}};
+    const auto log = readDriveRequest(IOCTL_ATA_PASS_THROUGH, std::as_bytes(std::span(&head, 1)), 552);
+    ASSERT_TRUE(log);
+    EXPECT_THAT(scsiCommandOf(*log).cdb,
+                ElementsAre(0x85, 9, 0x0E, 1, 6, 2, 1, 3, 8, 4, 9, 5, 10, 0xA0, 0x2F, 0));
 
     DriveRequest bridge;
     bridge.path = DrivePath::scsiPassThrough;
@@ -69,7 +89,23 @@ TEST(LinuxDrives, HowACommandEnded) {
         {"aborted", {2, 0, 8, 0, registers(0x0B, 0x50)}, kIoDevice, kSuccess},
     };
     EXPECT_FALSE(tellsAtaError(std::span(whole).first(25))); // nothing past the end
-    EXPECT_EQ(0U, dataOf({2, 0, 8, 512, {0x70, 0, 5}}));     // whatever the host says
+    // The registers of SMART RETURN STATUS, in either format; they stand in the answer in place of the
+    // question's.
+    const Bytes described = {0x72, 1, 0, 0x1D, 0, 0, 0,    14, 9,    12,   0,
+                             0,    0, 1, 0,    2, 0, 0xF4, 0,  0x2C, 0xA0, 0x50};
+    const Bytes inPlace = blockOf(
+        18, {{0, 0x70}, {2, 1}, {4, 0x50}, {5, 0xA0}, {6, 1}, {9, 2}, {10, 0xF4}, {11, 0x2C}, {13, 0x1D}});
+    for (const Bytes& sense : {described, inPlace}) {
+        std::array<std::byte, 40> answer{};
+        writeAtaRegisters(ataRequest({}, 0), ataRegistersOf(sense).value(), answer);
+        EXPECT_THAT(std::span(answer).subspan(32),
+                    ElementsAre(std::byte{0}, std::byte{1}, std::byte{2}, std::byte{0xF4}, std::byte{0x2C},
+                                std::byte{0xA0}, std::byte{0x50}, std::byte{0}));
+    }
+    for (const Bytes& none : {Bytes{}, Bytes{0x70, 0, 5}, Bytes(described.begin(), described.end() - 1),
+                              blockOf(18, {{0, 0x70}})})
+        EXPECT_FALSE(ataRegistersOf(none));
+    EXPECT_EQ(0U, dataOf({2, 0, 8, 512, {0x70, 0, 5}})); // whatever the host says
     EXPECT_EQ(512U, dataOf({2, 0, 8, 512, registers(1, 0x50)}));
     EXPECT_EQ(300U, dataOf({0, 0, 0, 300, {}}));
     DriveRequest bridge;

@@ -6,6 +6,7 @@
 #include "platform/linux/MegaRaid.h"
 #include "platform/linux/NvmeAdmin.h"
 #include "platform/linux/ScsiGeneric.h"
+#include "platform/records/AtaSense.h"
 #include "platform/servers/ManagementRows.h"
 #include "platform/servers/MegaRaidRequests.h"
 #include "platform/text.h"
@@ -48,6 +49,8 @@ Answer runScsi(int file, const DriveRequest& request, std::span<const std::byte>
     const std::size_t came = std::min(dataOf(outcome.value), request.dataBytes);
     const auto answer = writeDriveAnswer(request, in, std::span(data).first(came), out);
     if (answer.ok() && request.path == DrivePath::scsiPassThrough) writeScsiEnd(request, outcome.value, out);
+    if (answer.ok())
+        writeAtaRegisters(request, ataRegistersOf(outcome.value.sense).value_or(kEndedWell), out);
     return answer;
 }
 

@@ -1,6 +1,7 @@
 #include "platform/linux/ScsiGeneric.h"
 
 #include "platform/linux/ErrorCodes.h"
+#include "platform/records/AtaSense.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -17,27 +18,22 @@ constexpr std::size_t kSenseRoom = 252;
 
 // ATA PASS-THROUGH (16)
 constexpr std::uint8_t kAtaPassThrough16 = 0x85;
+constexpr std::uint8_t kExtended = 1; // beside the protocol: the high bytes count
 constexpr std::uint8_t kNonData = 3 << 1;
 constexpr std::uint8_t kPioIn = 4 << 1;
 constexpr std::uint8_t kSectorsInByCount =
     0x0E; // from the device, in blocks, as many as the count register says
+constexpr std::uint8_t kRegistersBack = 0x20; // in sense data, also of a command that ended well
 
 // Sense data (SPC-4, 4.5)
 constexpr std::uint8_t kNoSense = 0;
 constexpr std::uint8_t kRecovered = 1;
-constexpr std::uint8_t kFixedFormat = 0x70;
-constexpr std::uint8_t kDescriptorFormat = 0x72;
-constexpr std::uint8_t kAtaStatusReturn = 9;
 constexpr std::uint8_t kAtaErrorBits = 0x21; // ERR and DF of the status register
-
-bool isDescriptorFormat(std::span<const std::uint8_t> sense) {
-    return !sense.empty() && (sense[0] & 0x7E) == kDescriptorFormat;
-}
 
 /// The key that says what kind of an end it was; an error where the data are too short to tell.
 std::uint8_t senseKey(std::span<const std::uint8_t> sense) {
     constexpr std::uint8_t aborted = 0x0B;
-    const std::size_t at = isDescriptorFormat(sense) ? 1 : 2;
+    const std::size_t at = isSenseFormat(sense, kDescriptorSense) ? 1 : 2;
     return sense.size() > at ? sense[at] & 0x0F : aborted;
 }
 
@@ -63,6 +59,14 @@ ScsiCommand passThrough16(const DriveRequest& request) {
     command.cdb[12] = ata.bCylHighReg;
     command.cdb[13] = ata.bDriveHeadReg;
     command.cdb[14] = ata.bCommandReg;
+    if (asksForStatus(ata)) command.cdb[2] |= kRegistersBack;
+    if (!request.is48Bit) return command;
+    command.cdb[1] |= kExtended;
+    command.cdb[3] = request.ataHigh.bFeaturesReg;
+    command.cdb[5] = request.ataHigh.bSectorCountReg;
+    command.cdb[7] = request.ataHigh.bSectorNumberReg;
+    command.cdb[9] = request.ataHigh.bCylLowReg;
+    command.cdb[11] = request.ataHigh.bCylHighReg;
     return command;
 }
 
@@ -90,19 +94,8 @@ ScsiCommand scsiCommandOf(const DriveRequest& request) {
 }
 
 bool tellsAtaError(std::span<const std::uint8_t> sense) {
-    constexpr std::size_t head = 8;
-    constexpr std::size_t statusAt = 13;
-    if (isDescriptorFormat(sense)) {
-        for (std::size_t at = head; at + 2 <= sense.size(); at += std::size_t{2} + sense[at + 1])
-            if (sense[at] == kAtaStatusReturn && at + statusAt < sense.size())
-                return (sense[at + statusAt] & kAtaErrorBits) != 0;
-        return false;
-    }
-    // The fixed format has room for the registers only under this additional code.
-    constexpr std::size_t fixedStatusAt = 4;
-    constexpr std::size_t codeAt = 12;
-    return sense.size() > codeAt + 1 && (sense[0] & 0x7E) == kFixedFormat && sense[codeAt] == 0 &&
-           sense[codeAt + 1] == 0x1D && (sense[fixedStatusAt] & kAtaErrorBits) != 0;
+    const auto registers = ataRegistersOf(sense);
+    return registers && (registers->bCommandReg & kAtaErrorBits) != 0;
 }
 
 ErrorCode errorOf(const DriveRequest& request, const ScsiOutcome& outcome) {

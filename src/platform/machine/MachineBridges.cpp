@@ -14,7 +14,8 @@ constexpr std::uint8_t kReadData = 0xD0;
 constexpr std::uint8_t kReadThresholds = 0xD1;
 constexpr std::size_t kNvmeBlockBytes = 4096;
 
-/// A command block of a bridge: bytes in hexadecimal, "tt" the device byte, "ff" the feature of a control.
+/// A command block of a bridge: bytes in hexadecimal, "tt" the device byte, "ff" the feature of a control,
+/// "ll" the address of a log, "pp" the low byte of its page and "PP" the high one.
 struct CommandBlock {
     Way way;
     DriveOperation operation;
@@ -26,6 +27,8 @@ constexpr CommandBlock kCommandBlocks[] = {
     {Way::sat, smart, "A1 08 0E D0 01 01 4F C2 tt B0 00 00"},
     {Way::sat, thresholds, "A1 08 0E D1 01 01 4F C2 tt B0 00 00"},
     {Way::sat, control, "A1 06 0E ff 00 01 4F C2 tt B0 00 00"},
+    {Way::sat, status, "A1 06 20 DA 00 01 4F C2 tt B0 00 00"},
+    {Way::sat, log, "85 09 0E 00 00 00 01 00 ll PP pp 00 00 tt 2F 00"},
     {Way::asm1352r, identify, "A1 1C 0E 00 01 00 00 00 tt EC 00 00"},
     {Way::asm1352r, smart, "A1 1C 0E D0 01 01 4F C2 tt B0 00 00"},
     {Way::asm1352r, thresholds, "A1 1C 0E D1 01 01 4F C2 tt B0 00 00"},
@@ -112,6 +115,10 @@ bool matches(std::string_view described, const DriveRequest& request, DriveComma
         } else if (byte == "ff") {
             command.feature = sent;
             if (sent == kReadData || sent == kReadThresholds) return false;
+        } else if (byte == "ll") {
+            command.log = sent;
+        } else if (byte == "pp" || byte == "PP") {
+            command.page = static_cast<std::uint16_t>(command.page | sent << (byte == "PP" ? 8 : 0));
         } else {
             unsigned wanted = 0;
             std::from_chars(byte.data(), byte.data() + byte.size(), wanted, 16);
@@ -123,7 +130,7 @@ bool matches(std::string_view described, const DriveRequest& request, DriveComma
 
 /// The data that a command moves, which a bridge insists on.
 std::size_t dataBytes(Way way, DriveOperation operation) {
-    if (operation == control) return 0;
+    if (operation == control || operation == status) return 0;
     return isNvmeWay(way) && operation == identify && way != Way::jmicronNvmeUsb2 ? kNvmeBlockBytes
                                                                                   : kAtaBlockBytes;
 }

@@ -13,6 +13,8 @@ struct DriveCommand {
     std::uint8_t feature = 0;           ///< of a control command
     /// What the outgoing half of a pair asks for.
     std::optional<DriveOperation> asked;
+    std::uint8_t log = 0; ///< address of a log, with the page of it
+    std::uint16_t page = 0;
 };
 
 /// Reads a command block as a bridge of the drive does; empty when none of them knows it.

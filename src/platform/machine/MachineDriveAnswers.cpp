@@ -1,6 +1,7 @@
 #include "platform/machine/MachineDriveAnswers.h"
 
 #include "platform/machine/MachineBridges.h"
+#include "platform/machine/MachineDriveLogs.h"
 #include "platform/records/NvmeRecords.h"
 #include "platform/records/StorageRecords.h"
 
@@ -27,12 +28,13 @@ constexpr std::uint8_t kDisable = 0xD9;
 struct Reply {
     DriveBlock data;
     std::optional<std::uint32_t> bytes;
-    bool refused = false; ///< the drive or its bridge said no
+    bool refused = false;                          ///< the drive or its bridge said no
+    std::optional<IDEREGS> registers = kEndedWell; ///< none: who carries the command keeps them to itself
 };
 using Performed = Result<Reply>;
 
 Performed refusal() {
-    return {Reply{{}, {}, true}, kIoDevice};
+    return {Reply{{}, {}, true, {}}, kIoDevice};
 }
 
 /// What an entry of "answers" does to a request before any data.
@@ -68,7 +70,21 @@ const DriveBlock& blockOf(const DriveFacts& facts, DriveOperation operation) {
 }
 
 bool hasData(DriveOperation operation) {
-    return operation != DriveOperation::control && operation != DriveOperation::request;
+    return operation != DriveOperation::control && operation != DriveOperation::request &&
+           operation != DriveOperation::status;
+}
+
+Performed statusAnswer(const MachineDrive& drive) {
+    if (!drive.smartEnabled) return refusal();
+    Reply reply;
+    reply.registers = registersOf(drive.facts().status);
+    return {reply};
+}
+
+/// A page of a log that the drive has.
+Performed logAnswer(const DriveFacts& facts, const DriveCommand& command) {
+    const DriveBlock page = logPage(facts.deviceStatistics, command.log, command.page);
+    return page.empty() ? refusal() : Performed{Reply{page, {}}};
 }
 
 /// The drive's own answer to a command that reached it.
@@ -79,6 +95,8 @@ Performed ownAnswer(MachineDrive& drive, const DriveCommand& command) {
         if (command.feature == kDisable) drive.smartEnabled = false;
         return {};
     }
+    if (command.operation == DriveOperation::status) return statusAnswer(drive);
+    if (command.operation == DriveOperation::log) return logAnswer(drive.facts(), command);
     drive.pending.reset();
     if (command.asked) drive.pending = {command.way, *command.asked};
     if (!hasData(command.operation)) return {};
@@ -86,7 +104,7 @@ Performed ownAnswer(MachineDrive& drive, const DriveCommand& command) {
         command.operation == DriveOperation::smart || command.operation == DriveOperation::thresholds;
     const DriveBlock& block = blockOf(drive.facts(), command.operation);
     if (block.empty() || (smart && !drive.smartEnabled)) return refusal();
-    return {Reply{block, {}, false}};
+    return {Reply{block, {}}};
 }
 
 /// Carries a command out; its data are `dataBytes` long.
@@ -96,7 +114,7 @@ Performed perform(MachineDrive& drive, const DriveCommand& command, std::uint32_
     if (const ErrorCode error = planned(drive, answer, timeOutSeconds)) return Performed::failed(error);
     if (const ErrorCode error = drive.awaken(timeOutSeconds)) return Performed::failed(error);
     Performed performed = ownAnswer(drive, command);
-    if (answer && answer->data) performed = {Reply{*answer->data, {}, false}};
+    if (answer && answer->data) performed = {Reply{*answer->data, {}}};
     if (!performed.ok()) return performed;
     if (answer) performed.value.bytes = answer->bytes;
     if (hasData(command.operation)) performed.value.data.resize(dataBytes);
@@ -110,14 +128,23 @@ Answer told(Answer answer, const Reply& reply) {
 
 /// Reads the registers of an ATA command. A form that names the drive otherwise has no device byte.
 std::optional<DriveCommand> readAtaCommand(DriveWay way, const DriveRequest& request) {
+    constexpr std::uint8_t readLogExt = 0x2F;
     DriveCommand command{way, DriveOperation::control, {}, request.ata.bFeaturesReg, {}};
     if (way != DriveWay::scsiDisk && way != DriveWay::siliconImage && way != DriveWay::megaRaid)
         command.target = request.ata.bDriveHeadReg;
     if (request.ata.bCommandReg == kIdentifyDevice)
         command.operation = DriveOperation::identify;
-    else if (request.ata.bCommandReg != kSmart || request.ata.bCylLowReg != 0x4F ||
-             request.ata.bCylHighReg != 0xC2)
+    else if (request.ata.bCommandReg == readLogExt && request.is48Bit &&
+             request.dataBytes == kAtaBlockBytes && request.ata.bSectorCountReg == 1 &&
+             request.ataHigh.bSectorCountReg == 0) {
+        command.operation = DriveOperation::log;
+        command.log = request.ata.bSectorNumberReg;
+        command.page = static_cast<std::uint16_t>(request.ata.bCylLowReg | request.ataHigh.bCylLowReg << 8);
+    } else if (request.ata.bCommandReg != kSmart || request.ata.bCylLowReg != 0x4F ||
+               request.ata.bCylHighReg != 0xC2)
         return std::nullopt;
+    else if (asksForStatus(request.ata))
+        command.operation = DriveOperation::status;
     else if (command.feature == kReadData)
         command.operation = DriveOperation::smart;
     else if (command.feature == kReadThresholds)
@@ -174,21 +201,53 @@ Answer carryOut(MachineDrive& drive, const DriveRequest& request, std::span<cons
     if (!command) return Answer::failed(kIoDevice);
     const Performed performed = perform(drive, *command, request.timeOutSeconds, request.dataBytes);
     if (!performed.ok()) return Answer::failed(performed.error);
-    return told(writeDriveAnswer(request, in, performed.value.data, out), performed.value);
+    const Answer answer = told(writeDriveAnswer(request, in, performed.value.data, out), performed.value);
+    if (answer.ok() && performed.value.registers) writeAtaRegisters(request, *performed.value.registers, out);
+    return answer;
 }
 
-/// The call works, and its block tells that the command did not: illegal request, invalid operation code.
-Answer checkCondition(const DriveRequest& request, std::span<const std::byte> in, std::span<std::byte> out) {
+/// Illegal request, invalid operation code.
+constexpr std::uint8_t kRefusedSense[] = {0x70, 0, 5, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0x20, 0, 0, 0, 0, 0};
+
+/// The registers of a command that ended well, as a bridge hands them on.
+std::array<std::uint8_t, 22> senseOf(const IDEREGS& r) {
+    return {0x72,
+            1,
+            0,
+            0x1D,
+            0,
+            0,
+            0,
+            14,
+            9,
+            12,
+            0,
+            r.bFeaturesReg,
+            0,
+            r.bSectorCountReg,
+            0,
+            r.bSectorNumberReg,
+            0,
+            r.bCylLowReg,
+            0,
+            r.bCylHighReg,
+            r.bDriveHeadReg,
+            r.bCommandReg};
+}
+
+/// The call works, and its block has a status and sense data in place of data.
+Answer checkCondition(const DriveRequest& request, std::span<const std::byte> in, std::span<std::byte> out,
+                      std::span<const std::uint8_t> sense) {
     constexpr std::uint8_t checkConditionStatus = 2;
-    constexpr std::uint8_t sense[] = {0x70, 0, 5, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0x20, 0, 0, 0, 0, 0};
     SCSI_PASS_THROUGH head;
     if (out.size() < sizeof head) return Answer::failed(kInsufficientBuffer);
     std::memcpy(&head, in.data(), sizeof head);
     head.ScsiStatus = checkConditionStatus;
     head.DataTransferLength = 0;
+    const std::size_t senseBytes = std::min(sense.size(), request.senseBytes);
+    head.SenseInfoLength = static_cast<std::uint8_t>(senseBytes);
     std::memcpy(out.data(), &head, sizeof head);
-    if (request.senseAt != 0)
-        std::memcpy(out.data() + request.senseAt, sense, std::min(sizeof sense, request.senseBytes));
+    if (request.senseAt != 0) std::memcpy(out.data() + request.senseAt, sense.data(), senseBytes);
     return {static_cast<std::uint32_t>(std::min(request.dataAt, out.size()))};
 }
 
@@ -197,8 +256,11 @@ Answer carryOutScsi(MachineDrive& drive, const DriveRequest& request, std::span<
     const auto command = readBridgeCommand(drive, request, in);
     const Performed performed =
         command ? perform(drive, *command, request.timeOutSeconds, request.dataBytes) : refusal();
-    if (performed.value.refused && drive.checksCondition) return checkCondition(request, in, out);
+    if (performed.value.refused && drive.checksCondition)
+        return checkCondition(request, in, out, kRefusedSense);
     if (!performed.ok()) return Answer::failed(performed.error);
+    if (command->operation == DriveOperation::status && performed.value.registers)
+        return checkCondition(request, in, out, senseOf(*performed.value.registers));
     return told(writeDriveAnswer(request, in, performed.value.data, out), performed.value);
 }
 
@@ -394,17 +456,13 @@ Answer answerPort(const std::vector<MachineDrive*>& drives, std::uint32_t code, 
     return Answer::failed(known ? kIoDevice : kInvalidFunction);
 }
 
-Result<DriveData> performAta(MachineDrive& drive, DriveWay way, const IDEREGS& registers,
-                             std::size_t dataBytes, std::uint32_t timeOutSeconds) {
+Result<DriveData> performAta(MachineDrive& drive, DriveWay way, const DriveRequest& request) {
     if (!drive.present()) return Result<DriveData>::failed(kNoSuchDevice);
-    DriveRequest request;
-    request.ata = registers;
-    request.dataBytes = dataBytes;
     const auto command = readAtaCommand(way, request);
     if (!command) return Result<DriveData>::failed(kIoDevice);
-    Performed performed = perform(drive, *command, timeOutSeconds, dataBytes);
+    Performed performed = perform(drive, *command, request.timeOutSeconds, request.dataBytes);
     if (!performed.ok()) return Result<DriveData>::failed(performed.error);
-    return {DriveData{std::move(performed.value.data), performed.value.bytes}};
+    return {DriveData{std::move(performed.value.data), performed.value.bytes, performed.value.registers}};
 }
 
 Answer readDrive(MachineDrive& drive, std::span<std::byte> into) {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/machine/MachineDrives.h"
-#include "platform/records/StorageRecords.h"
+#include "platform/servers/DriveRequests.h"
 
 #include <optional>
 #include <span>
@@ -22,9 +22,10 @@ DriveDescriptor toldDescriptor(const MachineDrive& drive);
 struct DriveData {
     DriveBlock data;
     std::optional<std::uint32_t> bytes; ///< the length to tell in place of the right one
+    std::optional<IDEREGS> registers;   ///< that the command left, where the drive's path tells them
 };
-Result<DriveData> performAta(MachineDrive& drive, DriveWay way, const IDEREGS& registers,
-                             std::size_t dataBytes, std::uint32_t timeOutSeconds);
+/// Of the request only the registers, the data's length and the time-out count.
+Result<DriveData> performAta(MachineDrive& drive, DriveWay way, const DriveRequest& request);
 
 /// Reads the medium, which is empty.
 Result<std::uint32_t> readDrive(MachineDrive& drive, std::span<std::byte> into);

@@ -1,6 +1,7 @@
 #include "platform/machine/MachineDriveFile.h"
 
 #include "platform/machine/MachineColumns.h"
+#include "platform/machine/MachineDriveLogs.h"
 #include "platform/text.h"
 
 #include <algorithm>
@@ -24,9 +25,9 @@ constexpr std::string_view kWayNames[] = {
 static_assert(std::size(kWayNames) == static_cast<std::size_t>(DriveWay::performance) + 1);
 
 /// In the order of DriveOperation.
-constexpr std::string_view kOperationNames[] = {"identify",  "smart",  "thresholds", "control",
-                                                "namespace", "health", "request"};
-static_assert(std::size(kOperationNames) == static_cast<std::size_t>(DriveOperation::request) + 1);
+constexpr std::string_view kOperationNames[] = {"identify", "smart",   "thresholds", "control", "namespace",
+                                                "health",   "request", "log",        "status"};
+static_assert(std::size(kOperationNames) == static_cast<std::size_t>(DriveOperation::status) + 1);
 
 /// In the order of ControllerKind.
 constexpr std::string_view kKindNames[] = {"ide", "scsi", "usb"};
@@ -97,10 +98,12 @@ bool sumsToZero(const DriveBlock& block) {
     return std::accumulate(block.begin(), block.end(), 0U) % 256 == 0;
 }
 
-/// Writes the texts over the block. ATA has the two bytes of a word swapped, and a check sum at the end.
+/// Writes the texts over the block, and that there are logs. ATA has the two bytes of a word swapped, and a
+/// check sum at the end.
 void finishIdentify(DriveFacts& facts, bool nvme) {
     facts.identify = facts.identifyAsGiven;
-    if (!facts.model && !facts.serialNumber && !facts.firmware) return;
+    const bool hasLogs = !facts.deviceStatistics.empty();
+    if (!facts.model && !facts.serialNumber && !facts.firmware && !hasLogs) return;
     DriveBlock& block = facts.identify;
     if (block.empty()) block.resize(nvme ? kNvmeBlockBytes : kAtaBlockBytes);
     const bool checked = !nvme && sumsToZero(block);
@@ -111,6 +114,7 @@ void finishIdentify(DriveFacts& facts, bool nvme) {
         for (std::size_t i = 0; i < text.size(); ++i)
             block[nvme ? place.nvmeAt + i : place.ataAt + (i ^ 1)] = static_cast<std::uint8_t>(text[i]);
     }
+    if (hasLogs) tellOfLogs(block);
     if (!checked) return;
     block.back() = 0;
     block.back() = static_cast<std::uint8_t>(-std::accumulate(block.begin(), block.end(), 0U));
@@ -201,6 +205,7 @@ void readBlocks(const Node& node, bool nvme, DriveFacts& facts) {
     readBlock(node, "thresholds", kAtaBlockBytes, facts.thresholds);
     readBlock(node, "health", kHealthBytes, facts.health);
     readNamespace(node, facts.namespaceData);
+    readDriveLogs(node, nvme, facts);
     for (const TextPlace& place : kTexts)
         readText(node, place.key, place.bytes, facts.*place.text);
     finishIdentify(facts, nvme);

@@ -68,12 +68,21 @@ enum class DriveOperation : std::uint8_t {
     namespaceData,
     health,
     request, ///< the outgoing half of a pair
+    log,     ///< a page of a general purpose log
+    status,  ///< whether a threshold was exceeded, in the registers
 };
 
 using DriveBlock = std::vector<std::uint8_t>;
 
 inline constexpr std::size_t kAtaBlockBytes = 512;
 inline constexpr std::size_t kHealthBytes = 512;
+
+/// What SMART RETURN STATUS tells.
+enum class DriveStatus : std::uint8_t {
+    good,
+    exceeded,
+    none, ///< who carries the command does not give its registers
+};
 
 /// An entry of "answers": what a request gets instead of the right answer.
 struct DriveAnswer {
@@ -129,6 +138,8 @@ struct DriveFacts {
     DriveBlock thresholds;
     DriveBlock namespaceData;
     DriveBlock health;
+    DriveBlock deviceStatistics; ///< log 04h, its page n 512 * n bytes in; empty: no logs at all
+    DriveStatus status = DriveStatus::good;
     std::uint32_t sleep = 0; ///< number of the latest "asleep", 0 for none
     std::int64_t spinUpNs = 0;
     std::vector<DriveAnswer> answers;

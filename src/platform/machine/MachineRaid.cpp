@@ -269,10 +269,24 @@ ErrorCode MachineRaidPort::passThrough(Block& block, std::optional<std::uint32_t
     MachineDrive* drive = driveOf(DriveWay::csmi, request.bPhyIdentifier);
     if (!drive || request.bPortIdentifier != request.bPhyIdentifier) return kIoDevice;
     const std::uint8_t* fis = request.bCommandFIS;
-    const IDEREGS registers{fis[3], fis[12], fis[4], fis[5], fis[6], fis[7], fis[2], 0};
-    const auto given =
-        performAta(*drive, DriveWay::csmi, registers, request.uDataLength, head.IoctlHeader.Timeout);
+    constexpr std::uint8_t readLogExt = 0x2F, deviceToHost = 0x34;
+    DriveRequest asked;
+    asked.ata = {fis[3], fis[12], fis[4], fis[5], fis[6], fis[7], fis[2], 0};
+    asked.ataHigh = {fis[11], fis[13], fis[8], fis[9], fis[10], 0, 0, 0};
+    asked.is48Bit = fis[2] == readLogExt; // a FIS has room for the high bytes at every command
+    asked.dataBytes = request.uDataLength;
+    asked.timeOutSeconds = head.IoctlHeader.Timeout;
+    const auto given = performAta(*drive, DriveWay::csmi, asked);
     if (!given.ok()) return given.error;
+    if (given.value.registers) {
+        const IDEREGS& left = *given.value.registers;
+        const std::uint8_t answer[] = {deviceToHost,          0,
+                                       left.bCommandReg,      left.bFeaturesReg,
+                                       left.bSectorNumberReg, left.bCylLowReg,
+                                       left.bCylHighReg,      left.bDriveHeadReg};
+        std::ranges::copy(answer, head.Status.bStatusFIS);
+        put(block, head);
+    }
     if (!given.value.data.empty())
         std::memcpy(block.data() + dataAt, given.value.data.data(), given.value.data.size());
     told = given.value.bytes;
@@ -325,11 +339,19 @@ ErrorCode MachineRaidPort::passThrough(MegaRaidHead& head, DriveBlock& data,
     head.frame.status = kDoneWithError;
     const std::uint8_t* cdb = head.frame.cdb;
     constexpr std::uint8_t ataPassThrough12[] = {0xA1, 8, 0x0E};
-    if (head.frame.cdbLength != 12 ||
-        !std::equal(std::begin(ataPassThrough12), std::end(ataPassThrough12), cdb))
-        return kSuccess;
-    const IDEREGS registers{cdb[3], cdb[4], cdb[5], cdb[6], cdb[7], cdb[8], cdb[9], 0};
-    auto given = performAta(*drive, DriveWay::megaRaid, registers, head.frame.dataBytes, head.header.Timeout);
+    constexpr std::uint8_t ataPassThrough16[] = {0x85, 9, 0x0E}; // of a 48-bit command
+    const auto is = [&](std::uint8_t length, const auto& beginning) {
+        return head.frame.cdbLength == length && std::equal(std::begin(beginning), std::end(beginning), cdb);
+    };
+    DriveRequest asked;
+    asked.is48Bit = is(16, ataPassThrough16);
+    if (!asked.is48Bit && !is(12, ataPassThrough12)) return kSuccess;
+    asked.ata = asked.is48Bit ? IDEREGS{cdb[4], cdb[6], cdb[8], cdb[10], cdb[12], cdb[13], cdb[14], 0}
+                              : IDEREGS{cdb[3], cdb[4], cdb[5], cdb[6], cdb[7], cdb[8], cdb[9], 0};
+    if (asked.is48Bit) asked.ataHigh = {cdb[3], cdb[5], cdb[7], cdb[9], cdb[11], 0, 0, 0};
+    asked.dataBytes = head.frame.dataBytes;
+    asked.timeOutSeconds = head.header.Timeout;
+    auto given = performAta(*drive, DriveWay::megaRaid, asked);
     if (given.error == kIoDevice) return kSuccess;
     if (!given.ok()) return given.error;
     head.frame.status = 0;

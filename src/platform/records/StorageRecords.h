@@ -22,6 +22,7 @@ inline constexpr std::uint32_t IOCTL_DISK_PERFORMANCE = 0x70020;
 inline constexpr std::uint32_t IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS = 0x560000;
 
 inline constexpr std::uint16_t ATA_FLAGS_DATA_IN = 2;
+inline constexpr std::uint16_t ATA_FLAGS_48BIT_COMMAND = 8; ///< PreviousTaskFile has the high bytes
 inline constexpr std::uint8_t SCSI_IOCTL_DATA_OUT = 0;
 inline constexpr std::uint8_t SCSI_IOCTL_DATA_IN = 1;
 inline constexpr std::uint32_t kFixedMedia = 12; // MEDIA_TYPE FixedMedia

@@ -40,6 +40,8 @@ Request ataPassThrough(std::span<const std::byte> in) {
     DriveRequest request;
     request.path = DrivePath::ataPassThrough;
     request.ata = head->CurrentTaskFile;
+    request.is48Bit = (head->AtaFlags & ATA_FLAGS_48BIT_COMMAND) != 0;
+    if (request.is48Bit) request.ataHigh = head->PreviousTaskFile;
     request.timeOutSeconds = head->TimeOutValue;
     request.dataAt = head->DataBufferOffset;
     if (head->AtaFlags & ATA_FLAGS_DATA_IN) request.dataBytes = head->DataTransferLength;
@@ -220,6 +222,17 @@ std::optional<DriveRequest> readDriveRequest(std::uint32_t code, std::span<const
     if (!fits(request->dataAt, request->dataBytes, request->toDevice ? in.size() : out)) return std::nullopt;
     if (!fits(request->senseAt, request->senseBytes, out)) return std::nullopt;
     return request;
+}
+
+bool asksForStatus(const IDEREGS& registers) {
+    constexpr std::uint8_t smart = 0xB0, returnStatus = 0xDA;
+    return registers.bCommandReg == smart && registers.bFeaturesReg == returnStatus;
+}
+
+void writeAtaRegisters(const DriveRequest& request, const IDEREGS& registers, std::span<std::byte> out) {
+    constexpr std::size_t at = offsetof(ATA_PASS_THROUGH_EX, CurrentTaskFile);
+    if (request.path == DrivePath::ataPassThrough && fits(at, sizeof registers, out.size()))
+        std::memcpy(out.data() + at, &registers, sizeof registers);
 }
 
 Result<std::uint32_t> writeDriveAnswer(const DriveRequest& request, std::span<const std::byte> in,

@@ -29,7 +29,9 @@ enum class DrivePath {
 /// A command to a drive, read out of the block of a control code.
 struct DriveRequest {
     DrivePath path = DrivePath::ataPassThrough;
-    IDEREGS ata{};               ///< the ATA paths
+    IDEREGS ata{};     ///< the ATA paths
+    IDEREGS ataHigh{}; ///< of a 48-bit command: what stands above the low bytes
+    bool is48Bit = false;
     std::uint8_t target = 0;     ///< drive or target number that a miniport block names
     std::uint8_t pathId = 0;     ///< of "NvmeRAID" and "IntelNvm"
     std::uint8_t nvmeOpcode = 0; ///< the NVMe paths, with the three below
@@ -53,6 +55,15 @@ struct DriveRequest {
 /// none of those above, or its data do not fit into `out` bytes of output.
 std::optional<DriveRequest> readDriveRequest(std::uint32_t code, std::span<const std::byte> in,
                                              std::size_t out);
+
+/// SMART RETURN STATUS, which has its answer in the registers.
+bool asksForStatus(const IDEREGS& registers);
+
+/// Writes the registers that a command left into the answer of an ATA pass-through; does nothing to others.
+void writeAtaRegisters(const DriveRequest& request, const IDEREGS& registers, std::span<std::byte> out);
+
+/// The registers of a command of which nothing is known but that it ended well.
+inline constexpr IDEREGS kEndedWell = {0, 0, 0, 0, 0, 0, 0x50, 0};
 
 /// Writes the answer as the system's driver does: the head of the block, and `data` where the request wants
 /// them. Gives the bytes written; kInsufficientBuffer when they do not fit.

@@ -25,6 +25,7 @@ constexpr std::array kOurNumbers = {
     IOCTL_DISK_PERFORMANCE,
     IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS,
     std::uint32_t{ATA_FLAGS_DATA_IN},
+    std::uint32_t{ATA_FLAGS_48BIT_COMMAND},
     std::uint32_t{SCSI_IOCTL_DATA_OUT},
     std::uint32_t{SCSI_IOCTL_DATA_IN},
 };
@@ -56,6 +57,7 @@ constexpr std::array<std::uint32_t, kOurNumbers.size()> kSystemNumbers = {
     IOCTL_DISK_PERFORMANCE,
     IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS,
     ATA_FLAGS_DATA_IN,
+    ATA_FLAGS_48BIT_COMMAND,
     SCSI_IOCTL_DATA_OUT,
     SCSI_IOCTL_DATA_IN,
 };
