@@ -279,6 +279,7 @@ void CAtaSmart::Init(BOOL useWmi, BOOL advancedDiskSearch, BOOL* changed, BOOL s
     UASPController.clear();
     SiliconImageType.clear();
     unreadDrives.clear();
+    silentMegaRaidDisks.clear();
 
     bool removableTargetSeen = false;
     DebugPrint(useWmi ? L"CAtaSmart::Init WMI on - Start" : L"CAtaSmart::Init WMI off - Start");

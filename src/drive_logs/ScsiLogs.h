@@ -3,16 +3,16 @@
 #include "drive_reading/ScsiReading.h"
 
 #include <cstdint>
-#include <map>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace orv {
 
 class CAtaSmart;
 
-/// Reads the SCSI disks among the drives that have no record. One thread uses it, that which uses the engine;
-/// it lives as long as the process, so that what a disk refused is not asked again.
+/// Reads the SCSI disks among the drives that have no record. What a disk refuses is not asked again as long
+/// as the reader lives, so a program has one for its whole life. Not for several threads at once.
 class ScsiDiskReader {
   public:
     ScsiDiskReader();
@@ -21,14 +21,15 @@ class ScsiDiskReader {
     ScsiDiskReader& operator=(const ScsiDiskReader&) = delete;
 
     /// Every SCSI disk among the drives without a record (`unreadDrives` of the latest search, and the disks
-    /// behind MegaRAID controllers that gave no identify data), in the order of the search. Asks the disks
-    /// only when at least `atMostEveryNs` (nanoseconds; 0: always) have passed since the last time; otherwise
-    /// the list is that of the last time. A disk that stopped answering stays in it, with a fault.
+    /// behind MegaRAID controllers that gave no identify data), in the order of the search. Asks them unless
+    /// that was less than `atMostEveryNs` ago by the platform's clock (0: always); otherwise gives the list of
+    /// that time. A disk that stops answering stays, with a fault. Never throws for what a disk does. The list
+    /// stands until the next call.
     const std::vector<ScsiDisk>& read(CAtaSmart& engine, std::int64_t atMostEveryNs);
 
   private:
-    struct Asked; // a disk, and what it was asked for once and for all
-    std::map<std::pair<std::int32_t, std::int32_t>, std::unique_ptr<Asked>> asked_;
+    struct Disks;
+    std::unique_ptr<Disks> known_;
     std::vector<ScsiDisk> disks_;
     std::optional<std::int64_t> lastNs_;
 };

@@ -34,6 +34,7 @@ struct ScsiAnswers {
     ScsiBytes capacity;                        ///< READ CAPACITY (16), or (10), which has 8 bytes
     std::map<std::uint8_t, ScsiBytes> logPages; ///< LOG SENSE, by the page that was asked for
     std::vector<ScsiBytes> sense; ///< of REQUEST SENSE, and sense data that came with other commands
+    std::vector<std::string> refusals; ///< what the disk was asked and did not give, in words
 };
 
 enum UncorrectedErrors : std::uint8_t { readErrors, writeErrors, verifyErrors };

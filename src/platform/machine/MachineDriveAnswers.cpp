@@ -177,27 +177,39 @@ Answer carryOut(MachineDrive& drive, const DriveRequest& request, std::span<cons
     return told(writeDriveAnswer(request, in, performed.value.data, out), performed.value);
 }
 
-/// The call works, and its block tells that the command did not: illegal request, invalid operation code.
-Answer checkCondition(const DriveRequest& request, std::span<const std::byte> in, std::span<std::byte> out) {
-    constexpr std::uint8_t checkConditionStatus = 2;
-    constexpr std::uint8_t sense[] = {0x70, 0, 5, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0x20, 0, 0, 0, 0, 0};
+/// The end of a command block that a call carried, whatever the end was.
+Answer endOfScsi(const DriveRequest& request, const ScsiReply& reply, std::span<const std::byte> in,
+                 std::span<std::byte> out) {
     SCSI_PASS_THROUGH head;
     if (out.size() < sizeof head) return Answer::failed(kInsufficientBuffer);
+    const auto data = std::span(reply.data).first(std::min(reply.data.size(), request.dataBytes));
+    const Answer answer = writeDriveAnswer(request, in, data, out);
     std::memcpy(&head, in.data(), sizeof head);
-    head.ScsiStatus = checkConditionStatus;
-    head.DataTransferLength = 0;
+    const std::size_t sense = std::min(reply.sense.size(), request.senseAt == 0 ? 0 : request.senseBytes);
+    head.ScsiStatus = reply.status;
+    head.DataTransferLength = static_cast<std::uint32_t>(data.size());
+    head.SenseInfoLength = static_cast<std::uint8_t>(sense);
     std::memcpy(out.data(), &head, sizeof head);
-    if (request.senseAt != 0)
-        std::memcpy(out.data() + request.senseAt, sense, std::min(sizeof sense, request.senseBytes));
-    return {static_cast<std::uint32_t>(std::min(request.dataAt, out.size()))};
+    if (sense != 0) std::memcpy(out.data() + request.senseAt, reply.sense.data(), sense);
+    return answer;
+}
+
+Answer carryOutByScsiDisk(MachineDrive& drive, const DriveRequest& request, std::span<const std::byte> in,
+                          std::span<std::byte> out) {
+    const auto performed = performScsi(
+        drive, DriveWay::scsi, std::span(request.cdb).first(request.cdbLength), request.timeOutSeconds);
+    if (!performed.ok()) return Answer::failed(performed.error);
+    return endOfScsi(request, performed.value, in, out);
 }
 
 Answer carryOutScsi(MachineDrive& drive, const DriveRequest& request, std::span<const std::byte> in,
                     std::span<std::byte> out) {
+    if (drive.ways.contains(DriveWay::scsi)) return carryOutByScsiDisk(drive, request, in, out);
     const auto command = readBridgeCommand(drive, request, in);
     const Performed performed =
         command ? perform(drive, *command, request.timeOutSeconds, request.dataBytes) : refusal();
-    if (performed.value.refused && drive.checksCondition) return checkCondition(request, in, out);
+    if (performed.value.refused && drive.checksCondition)
+        return endOfScsi(request, refusedByScsi(), in, out);
     if (!performed.ok()) return Answer::failed(performed.error);
     return told(writeDriveAnswer(request, in, performed.value.data, out), performed.value);
 }
@@ -234,9 +246,10 @@ std::string identifyText(const MachineDrive& drive, std::size_t ataAt, std::size
 }
 
 std::uint32_t busTypeOf(const MachineDrive& drive) {
-    constexpr std::uint32_t busTypeSata = 11;
+    constexpr std::uint32_t busTypeSas = 10, busTypeSata = 11;
     const auto isUsbBridge = [](DriveWay way) { return isBridge(way) && way != DriveWay::samsung; };
     if (drive.usb || std::ranges::any_of(drive.ways, isUsbBridge)) return kBusTypeUsb;
+    if (drive.facts().scsi) return busTypeSas;
     return drive.isNvme() ? kBusTypeNvme : busTypeSata;
 }
 
@@ -344,6 +357,12 @@ bool isMeant(const DriveAddress& place, const DriveRequest& request) {
 
 DriveDescriptor toldDescriptor(const MachineDrive& drive) {
     DriveDescriptor told = drive.facts().descriptor;
+    if (const auto& scsi = drive.facts().scsi) {
+        if (!told.vendor) told.vendor = scsi->vendor;
+        if (!told.product) told.product = scsi->product;
+        if (!told.revision) told.revision = scsi->revision;
+        if (!told.serial) told.serial = scsi->serial;
+    }
     if (!told.vendor) told.vendor.emplace();
     if (!told.product) told.product = identifyText(drive, 54, 24, 40);
     if (!told.revision) told.revision = identifyText(drive, 46, 64, 8);
@@ -405,6 +424,18 @@ Result<DriveData> performAta(MachineDrive& drive, DriveWay way, const IDEREGS& r
     Performed performed = perform(drive, *command, timeOutSeconds, dataBytes);
     if (!performed.ok()) return Result<DriveData>::failed(performed.error);
     return {DriveData{std::move(performed.value.data), performed.value.bytes}};
+}
+
+Result<ScsiReply> performScsi(MachineDrive& drive, DriveWay way, std::span<const std::uint8_t> cdb,
+                              std::uint32_t timeOutSeconds) {
+    using Ended = Result<ScsiReply>;
+    if (!drive.present()) return Ended::failed(kNoSuchDevice);
+    const DriveAnswer* answer = drive.answerFor(way, std::nullopt);
+    if (const ErrorCode error = planned(drive, answer, timeOutSeconds)) return Ended::failed(error);
+    if (const ErrorCode error = drive.awaken(timeOutSeconds)) return Ended::failed(error);
+    ScsiReply reply = answerScsi(*drive.facts().scsi, drive.attentionGiven, cdb);
+    if (answer && answer->data) reply = {0, *answer->data, {}};
+    return {std::move(reply)};
 }
 
 Answer readDrive(MachineDrive& drive, std::span<std::byte> into) {

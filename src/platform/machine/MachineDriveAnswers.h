@@ -26,6 +26,10 @@ struct DriveData {
 Result<DriveData> performAta(MachineDrive& drive, DriveWay way, const IDEREGS& registers,
                              std::size_t dataBytes, std::uint32_t timeOutSeconds);
 
+/// How a command block ended that came to a drive with the key "scsi".
+Result<ScsiReply> performScsi(MachineDrive& drive, DriveWay way, std::span<const std::uint8_t> cdb,
+                              std::uint32_t timeOutSeconds);
+
 /// Reads the medium, which is empty.
 Result<std::uint32_t> readDrive(MachineDrive& drive, std::span<std::byte> into);
 

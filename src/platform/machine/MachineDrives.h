@@ -2,6 +2,7 @@
 
 #include "platform/Result.h"
 #include "platform/machine/MachineClock.h"
+#include "platform/machine/MachineScsiDisk.h"
 #include "platform/servers/ManagementRows.h"
 
 #include <array>
@@ -27,6 +28,7 @@ enum class DriveWay : std::uint8_t {
     predictFailure,
     csmi, // behind a RAID driver
     megaRaid,
+    scsi, // a disk with the key "scsi"
     sat, // the ATA bridges
     asm1352r,
     sunplus,
@@ -137,6 +139,7 @@ struct DriveFacts {
     DriveDescriptor descriptor;
     std::optional<DrivePerformance> performance;
     std::optional<FailurePredict> failurePredict;
+    std::optional<ScsiDiskFacts> scsi;
     DriveRow managementRow;
 };
 
@@ -188,6 +191,7 @@ class MachineDrive {
     bool gone = false; ///< by an answer that makes it vanish
     /// What the request before asked for, of a pair that is not complete.
     std::optional<std::pair<DriveWay, DriveOperation>> pending;
+    bool attentionGiven = false; ///< its unit attention, of a SCSI disk
 
     bool isNvme() const;
     bool present() const { return !gone && facts().present; }

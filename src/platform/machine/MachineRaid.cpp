@@ -324,6 +324,17 @@ ErrorCode MachineRaidPort::passThrough(MegaRaidHead& head, DriveBlock& data,
     if (!drive) return kSuccess;
     head.frame.status = kDoneWithError;
     const std::uint8_t* cdb = head.frame.cdb;
+    if (drive->facts().scsi) {
+        const auto ended = performScsi(*drive, DriveWay::megaRaid, std::span(cdb, head.frame.cdbLength),
+                                       head.header.Timeout);
+        if (!ended.ok()) return ended.error == kIoDevice ? kSuccess : ended.error;
+        head.frame.scsiStatus = ended.value.status;
+        if (ended.value.status != 0) return kSuccess;
+        head.frame.status = 0;
+        data = ended.value.data;
+        data.resize(head.frame.dataBytes);
+        return kSuccess;
+    }
     constexpr std::uint8_t ataPassThrough12[] = {0xA1, 8, 0x0E};
     if (head.frame.cdbLength != 12 ||
         !std::equal(std::begin(ataPassThrough12), std::end(ataPassThrough12), cdb))
