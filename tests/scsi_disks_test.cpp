@@ -114,7 +114,9 @@ TEST(ScsiDisks, LogPagesAndSenseData) {
          {},
          "degrees 66 caution: its temperature, 66 \u00B0C, is above its reference of 60 \u00B0C, by log page "
          "0Dh, parameter 0001h"},
-        {{}, {senseOf(4, 0x44, 0)}, "caution: it tells of an error of its hardware (04/44/00, REQUEST SENSE)"},
+        {{},
+         {senseOf(4, 0x44, 0)},
+         "caution: it tells of an error of its hardware (04/44/00, REQUEST SENSE)"},
         {{{0x11, used(91)}},
          {},
          "life 9 ssd caution: 9 % of its life left, by log page 11h, parameter 0001h: 100 less the "
@@ -188,8 +190,8 @@ TEST(ScsiDisks, WhoIsOneAndHowLargeItIs) {
     const ScsiBytes acme = inquiryOf("ACME");
     EXPECT_TRUE(isScsiDisk(acme));
     for (const ScsiBytes& other :
-         {inquiryOf("ATA"), inquiryOf("NVMe"), inquiryOf("ACME", ""), with(acme, 0, 0x0D), with(acme, 0, 0x20),
-          with(acme, 1, 0x80), with(acme, 2, 0), ScsiBytes(35), ScsiBytes(96, 0xFF)})
+         {inquiryOf("ATA"), inquiryOf("NVMe"), inquiryOf("ACME", ""), with(acme, 0, 0x0D),
+          with(acme, 0, 0x20), with(acme, 1, 0x80), with(acme, 2, 0), ScsiBytes(35), ScsiBytes(96, 0xFF)})
         EXPECT_FALSE(isScsiDisk(other)) << hexOf(other);
     const struct {
         ScsiBytes capacity;
@@ -224,8 +226,8 @@ std::string scsiKeys(const std::string& more, const std::string& pages = "") {
 std::string scsiDrive(const std::string& keys, const std::string& more = "") {
     return R"({"number": 1, "paths": ["scsi"], )" + keys + more + "}";
 }
-const std::string kPages = fmt::format(R"("0d": "{}", "2f": "{}", "11": null, "31": null)", hexOf(kDegrees),
-                                       hexOf(kNothingWrong));
+const std::string kPages =
+    fmt::format(R"("0d": "{}", "2f": "{}", "11": null, "31": null)", hexOf(kDegrees), hexOf(kNothingWrong));
 
 /// A machine with a drive that has no record, and a reader.
 struct ReadDisks {
@@ -258,19 +260,18 @@ TEST(ScsiDisks, IsAskedByTheseBytesAndWhatItRefusesOnce) {
     const std::string line = "degrees 38 good: it tells of nothing wrong, by log page 2Fh, parameter 0000h ! "
                              "log page 11h is refused (05/24/00)";
     EXPECT_THAT(disks.read(), ElementsAre(line));
-    EXPECT_THAT(disks.commands(),
-                ElementsAre("28=12 32=fc", "28=1201 30=80 32=fc", "28=03 32=fc", "28=1201 30=b1 32=fc",
-                            "28=9e10 41=20", "28=4d 30=40 36=fc", "28=4d 30=4d 36=fc", "28=4d 30=51 36=fc",
-                            "28=4d 30=6f 36=fc"));
+    EXPECT_THAT(disks.commands(), ElementsAre("28=12 32=fc", "28=120180 32=fc", "28=03 32=fc",
+                                              "28=1201b1 32=fc", "28=9e10 41=20", "28=4d 30=40 36=fc",
+                                              "28=4d 30=4d 36=fc", "28=4d 30=51 36=fc", "28=4d 30=6f 36=fc"));
     EXPECT_THAT(requestsOf(*disks.on.machine)[2],
-                HasSubstr("PhysicalDrive1 0x4d004 332 44: 0=2c 6=0618 8=01 12=fc 16=0a 20=50 24=30 28=12"));
+                HasSubstr("PhysicalDrive1 0x4d004 332 44: 0=2c 6=061801 12=fc 16=0a 20=50 24=30 28=12"));
     const ScsiDisk& disk = disks.reader.read(*disks.on.engine, INT64_MAX)[0];
-    EXPECT_EQ("1 ACME|SAS DISK||S1 1024000", fmt::format("{} {}|{}|{}|{} {}", disk.physicalDriveId,
-                                                          disk.vendor, disk.product, disk.revision,
-                                                          disk.serialNumber, disk.sizeBytes));
+    EXPECT_EQ("1 ACME|SAS DISK||S1 1024000",
+              fmt::format("{} {}|{}|{}|{} {}", disk.physicalDriveId, disk.vendor, disk.product, disk.revision,
+                          disk.serialNumber, disk.sizeBytes));
 
     EXPECT_THAT(disks.read(), ElementsAre(line));
-    EXPECT_THAT(disks.commands(), ElementsAre("28=12 32=fc", "28=1201 30=80 32=fc", "28=03 32=fc",
+    EXPECT_THAT(disks.commands(), ElementsAre("28=12 32=fc", "28=120180 32=fc", "28=03 32=fc",
                                               "28=4d 30=4d 36=fc", "28=4d 30=6f 36=fc"));
 
     constexpr std::int64_t second = 1'000'000'000;
@@ -322,7 +323,8 @@ TEST(ScsiDisks, DisksThatRefuseOrFail) {
          {good},
          {nothing + " ! vital product data 80h fails with error 433"}},
         // Another disk in its place
-        {scsiDrive(keys, R"(, "changes": [{"atSeconds": 1, )" + scsiKeys(R"(, "revision": "2")", kPages) + "}]"),
+        {scsiDrive(keys,
+                   R"(, "changes": [{"atSeconds": 1, )" + scsiKeys(R"(, "revision": "2")", kPages) + "}]"),
          {good},
          {"degrees 38 good: it tells of nothing wrong, by log page 2Fh, parameter 0000h ! log page 11h is "
           "refused (05/24/00)"}},
@@ -352,10 +354,10 @@ TEST(ScsiDisks, DisksThatRefuseOrFail) {
 }
 
 TEST(ScsiDisks, BehindMegaRaidAndOfTheSample) {
-    const std::string drive = fmt::format(
-        R"({{"scsiAddress": {{"port": 2, "target": 9}}, "paths": ["megaRaid"], {}}}], )"
-        R"("raidPorts": [{{"port": 2, "megaRaid": {{}}}})",
-        scsiKeys("", kPages));
+    const std::string drive =
+        fmt::format(R"({{"scsiAddress": {{"port": 2, "target": 9}}, "paths": ["megaRaid"], {}}}], )"
+                    R"("raidPorts": [{{"port": 2, "megaRaid": {{}}}})",
+                    scsiKeys("", kPages));
     ReadDisks raid(drive);
     raid.on.engine->CsmiMode = 1;
     EXPECT_TRUE(raid.on.engine->AddDiskMegaRaid(2));

@@ -57,7 +57,10 @@ ScsiCommand productDataCommand(std::uint8_t page) {
 
 ScsiCommand readCapacity16Command() {
     constexpr std::uint8_t bytes = 32;
-    return {"READ CAPACITY (16)", {0x9E, 0x10, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, bytes, 0, 0}, bytes, Support::some};
+    return {"READ CAPACITY (16)",
+            {0x9E, 0x10, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, bytes, 0, 0},
+            bytes,
+            Support::some};
 }
 
 ScsiCommand readCapacity10Command() {
@@ -104,8 +107,8 @@ ScsiEnding ScsiDrivePath::send(const ScsiCommand& command) {
 
 bool ScsiDrivePath::hasOtherBus() {
     constexpr std::uint32_t ieee1394 = 4, sd = 12, mmc = 13, spaces = 16; // STORAGE_BUS_TYPE
-    constexpr std::uint32_t others[] = {ieee1394, platform::kBusTypeUsb, sd, mmc, spaces,
-                                        platform::kBusTypeNvme};
+    constexpr std::uint32_t others[] = {ieee1394, platform::kBusTypeUsb, sd, mmc,
+                                        spaces,   platform::kBusTypeNvme};
     constexpr std::size_t room = 4096;
     constexpr std::uint32_t query[] = {0, 0, 0}; // property 0, query type 0, padding
     std::vector<std::byte> block(room);

@@ -22,9 +22,9 @@ class ScsiDiskReader {
 
     /// Every SCSI disk among the drives without a record (`unreadDrives` of the latest search, and the disks
     /// behind MegaRAID controllers that gave no identify data), in the order of the search. Asks them unless
-    /// that was less than `atMostEveryNs` ago by the platform's clock (0: always); otherwise gives the list of
-    /// that time. A disk that stops answering stays, with a fault. Never throws for what a disk does. The list
-    /// stands until the next call.
+    /// that was less than `atMostEveryNs` ago by the platform's clock (0: always); otherwise gives the list
+    /// of that time. A disk that stops answering stays, with a fault. Never throws for what a disk does. The
+    /// list stands until the next call.
     const std::vector<ScsiDisk>& read(CAtaSmart& engine, std::int64_t atMostEveryNs);
 
   private:

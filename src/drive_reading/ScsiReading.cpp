@@ -159,8 +159,8 @@ bool judgeException(Finding& finding, const ScsiSense& sense, const char* source
     else if (sense.code == prediction && sense.qualifier == asTest)
         finding.take(Verdict::good, fmt::format("a prediction of its failure was made as a test ({})", code));
     else if (sense.code == prediction)
-        finding.take(Verdict::failing, fmt::format("it predicts its failure{}{} ({})",
-                                                   words.empty() ? "" : ": ", words, code));
+        finding.take(Verdict::failing,
+                     fmt::format("it predicts its failure{}{} ({})", words.empty() ? "" : ": ", words, code));
     else
         return false;
     return true;
@@ -174,9 +174,9 @@ void judgeSense(Finding& finding, Faults& faults, const ScsiAnswers& answers) {
             faults.emplace_back("REQUEST SENSE: the answer is no sense data");
         } else if (judgeException(finding, *sense, "REQUEST SENSE")) {
         } else if (sense->key == hardwareError || sense->key == mediumError) {
-            finding.take(Verdict::caution, fmt::format("it tells of an error of its {} ({}, REQUEST SENSE)",
-                                                       sense->key == mediumError ? "medium" : "hardware",
-                                                       senseText(*sense)));
+            finding.take(Verdict::caution,
+                         fmt::format("it tells of an error of its {} ({}, REQUEST SENSE)",
+                                     sense->key == mediumError ? "medium" : "hardware", senseText(*sense)));
         } else if (sense->key == notReady) {
             faults.push_back(fmt::format("it is not ready ({})", senseText(*sense)));
         }
@@ -194,7 +194,8 @@ void readIdentity(ScsiDisk& disk, const ScsiAnswers& answers, Faults& faults) {
     const auto productData = [&](const ScsiBytes& page, std::uint8_t number) -> Bytes {
         if (page.empty()) return {};
         if (page.size() >= head && page[1] == number)
-            return Bytes(page).subspan(head, std::min<std::size_t>(bigEndian(page, 2, 2), page.size() - head));
+            return Bytes(page).subspan(head,
+                                       std::min<std::size_t>(bigEndian(page, 2, 2), page.size() - head));
         faults.push_back(fmt::format("vital product data {:02X}h: the answer is another page", number));
         return {};
     };
@@ -250,9 +251,9 @@ void readTemperature(ScsiDisk& disk, Finding& finding, const ScsiAnswers& answer
     if (!told)
         told = {exception[2], exceptions.basis(0, ", latest temperature")};
     else if (std::abs(*told.value - exception[2]) > rounding)
-        disk.reading.disagreements.push_back(
-            fmt::format("temperature: {} \u00B0C by {}, {} \u00B0C by {}", *told.value, told.basis,
-                        exception[2], exceptions.basis(0)));
+        disk.reading.disagreements.push_back(fmt::format("temperature: {} \u00B0C by {}, {} \u00B0C by {}",
+                                                         *told.value, told.basis, exception[2],
+                                                         exceptions.basis(0)));
 }
 
 void readUse(ScsiDisk& disk, const ScsiAnswers& answers, Faults& faults) {
@@ -346,8 +347,7 @@ std::vector<std::uint8_t> listedLogPages(Bytes page, std::string& fault) {
         fault = "log page 00h: the answer is no list of pages";
         return listed;
     }
-    const Bytes names =
-        page.subspan(head, std::min<std::size_t>(bigEndian(page, 2, 2), page.size() - head));
+    const Bytes names = page.subspan(head, std::min<std::size_t>(bigEndian(page, 2, 2), page.size() - head));
     for (const std::uint8_t wanted : kReadLogPages)
         if (std::ranges::find(names, wanted) != names.end()) listed.push_back(wanted);
     if (isAll(names, 0) && !std::ranges::equal(names, Bytes(&kSupportedPages, 1)))

@@ -28,13 +28,13 @@ using ScsiBytes = std::vector<std::uint8_t>;
 
 /// The data that a disk gave. Empty: it was not asked, or refused.
 struct ScsiAnswers {
-    ScsiBytes inquiry;                         ///< standard INQUIRY data
-    ScsiBytes serialNumberPage;                ///< vital product data, page 80h
-    ScsiBytes characteristicsPage;             ///< vital product data, page B1h
-    ScsiBytes capacity;                        ///< READ CAPACITY (16), or (10), which has 8 bytes
-    std::map<std::uint8_t, ScsiBytes> logPages; ///< LOG SENSE, by the page that was asked for
-    std::vector<ScsiBytes> sense; ///< of REQUEST SENSE, and sense data that came with other commands
-    std::vector<std::string> refusals; ///< what the disk was asked and did not give, in words
+    ScsiBytes inquiry = {};                          ///< standard INQUIRY data
+    ScsiBytes serialNumberPage = {};                 ///< vital product data, page 80h
+    ScsiBytes characteristicsPage = {};              ///< vital product data, page B1h
+    ScsiBytes capacity = {};                         ///< READ CAPACITY (16), or (10), which has 8 bytes
+    std::map<std::uint8_t, ScsiBytes> logPages = {}; ///< LOG SENSE, by the page that was asked for
+    std::vector<ScsiBytes> sense = {}; ///< of REQUEST SENSE, and sense data that came with other commands
+    std::vector<std::string> refusals = {}; ///< what the disk was asked and did not give, in words
 };
 
 enum UncorrectedErrors : std::uint8_t { readErrors, writeErrors, verifyErrors };

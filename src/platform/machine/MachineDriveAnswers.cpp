@@ -196,8 +196,8 @@ Answer endOfScsi(const DriveRequest& request, const ScsiReply& reply, std::span<
 
 Answer carryOutByScsiDisk(MachineDrive& drive, const DriveRequest& request, std::span<const std::byte> in,
                           std::span<std::byte> out) {
-    const auto performed = performScsi(
-        drive, DriveWay::scsi, std::span(request.cdb).first(request.cdbLength), request.timeOutSeconds);
+    const auto performed = performScsi(drive, DriveWay::scsi, std::span(request.cdb).first(request.cdbLength),
+                                       request.timeOutSeconds);
     if (!performed.ok()) return Answer::failed(performed.error);
     return endOfScsi(request, performed.value, in, out);
 }
@@ -208,8 +208,7 @@ Answer carryOutScsi(MachineDrive& drive, const DriveRequest& request, std::span<
     const auto command = readBridgeCommand(drive, request, in);
     const Performed performed =
         command ? perform(drive, *command, request.timeOutSeconds, request.dataBytes) : refusal();
-    if (performed.value.refused && drive.checksCondition)
-        return endOfScsi(request, refusedByScsi(), in, out);
+    if (performed.value.refused && drive.checksCondition) return endOfScsi(request, refusedByScsi(), in, out);
     if (!performed.ok()) return Answer::failed(performed.error);
     return told(writeDriveAnswer(request, in, performed.value.data, out), performed.value);
 }

@@ -16,11 +16,11 @@ constexpr std::size_t kNvmeBlockBytes = 4096;
 
 /// In the order of DriveWay.
 constexpr std::string_view kWayNames[] = {
-    "ataPassThrough", "idePassThrough", "smartIoctl", "scsiDisk",    "siliconImage",    "predictFailure",
-    "csmi",           "megaRaid",  "scsi",     "sat",        "asm1352r",    "sunplus",         "ioData",
-    "logitec",        "prolific",       "jmicron",    "cypress",     "storageQuery",    "nvmeMini",
-    "intelNvm",       "nvmeRaid",       "samsung",    "jmicronNvme", "jmicronNvmeUsb2", "asmediaNvme",
-    "realtekNvme",    "address",        "geometry",   "descriptor",  "performance"};
+    "ataPassThrough", "idePassThrough", "smartIoctl", "scsiDisk", "siliconImage", "predictFailure",
+    "csmi",           "megaRaid",       "scsi",       "sat",      "asm1352r",     "sunplus",
+    "ioData",         "logitec",        "prolific",   "jmicron",  "cypress",      "storageQuery",
+    "nvmeMini",       "intelNvm",       "nvmeRaid",   "samsung",  "jmicronNvme",  "jmicronNvmeUsb2",
+    "asmediaNvme",    "realtekNvme",    "address",    "geometry", "descriptor",   "performance"};
 static_assert(std::size(kWayNames) == static_cast<std::size_t>(DriveWay::performance) + 1);
 
 /// In the order of DriveOperation.

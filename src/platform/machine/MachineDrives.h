@@ -29,7 +29,7 @@ enum class DriveWay : std::uint8_t {
     csmi, // behind a RAID driver
     megaRaid,
     scsi, // a disk with the key "scsi"
-    sat, // the ATA bridges
+    sat,  // the ATA bridges
     asm1352r,
     sunplus,
     ioData,
