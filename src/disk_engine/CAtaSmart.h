@@ -54,6 +54,12 @@ struct UnreadDrive {
     std::wstring serialNumber = {}; ///< of a drive that found the list full; tells those without a number apart
 };
 
+/// A disk that a MegaRAID controller lists and that gave no identify data.
+struct MegaRaidDisk {
+    std::int32_t scsiPort = -1;
+    std::int32_t deviceId = -1; ///< the firmware's number
+};
+
 /// What the search knows of a drive before it has answered anything. -1 is unknown.
 struct DriveSighting {
     std::int32_t physicalDriveId = -1;
@@ -256,6 +262,7 @@ class CAtaSmart {
     std::vector<std::wstring> UASPController;         ///< device ids below USB attached SCSI controllers
     std::vector<std::int32_t> SiliconImageType;       ///< model number, parallel to SiliconImageController
     std::vector<UnreadDrive> unreadDrives;            ///< of the latest Init
+    std::vector<MegaRaidDisk> silentMegaRaidDisks;    ///< of the latest Init
     BOOL AdvancedDiskSearch = 0;
     BOOL IsWmi = 0; ///< the management data answered in this Init
     BOOL SkipHd204uiOldFirmware = 0;

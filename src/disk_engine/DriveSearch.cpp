@@ -291,6 +291,7 @@ void CAtaSmart::Init(BOOL useWmi, BOOL advancedDiskSearch, BOOL* changed, BOOL s
     UASPController.clear();
     SiliconImageType.clear();
     unreadDrives.clear();
+    silentMegaRaidDisks.clear();
     const Searching searching(searching_);
 
     bool removableTargetSeen = false;

@@ -103,8 +103,11 @@ bool CAtaSmart::AddDiskMegaRaid(std::int32_t scsiPort) {
         if (at + sizeof(MegaRaidListEntry) > bytes) break;
         const auto entry = recordAt<MegaRaidListEntry>(*list, at);
         AtaBlock identify{};
-        if (entry.deviceType != kDisk || !DoIdentifyDeviceMegaRaid(scsiPort, entry.deviceId, identify))
+        if (entry.deviceType != kDisk) continue;
+        if (!DoIdentifyDeviceMegaRaid(scsiPort, entry.deviceId, identify)) {
+            silentMegaRaidDisks.push_back({scsiPort, entry.deviceId});
             continue;
+        }
         AddDisk({.scsiPort = scsiPort,
                  .scsiTargetId = entry.deviceId,
                  .commandType = CMD_TYPE_MEGARAID,

@@ -14,28 +14,6 @@ namespace {
 constexpr std::int32_t kLowLife = 10; // percent left
 constexpr std::uint16_t kPreFailure = 1;
 
-/// The worst finding so far; of two that are as bad, the first.
-struct Finding {
-    Verdict verdict = Verdict::unknown;
-    std::string reason;
-
-    void take(Verdict found, std::string why) {
-        if (found <= verdict) return;
-        verdict = found;
-        reason = std::move(why);
-    }
-};
-
-void judgeLife(Finding& finding, const Told<std::int32_t>& life) {
-    if (!life) return;
-    if (*life.value <= 0)
-        finding.take(Verdict::wornOut, "no life left, by " + life.basis);
-    else if (*life.value <= kLowLife)
-        finding.take(Verdict::caution, fmt::format("{} % of its life left, by {}", *life.value, life.basis));
-    else
-        finding.take(Verdict::good, "life left, and nothing at its threshold");
-}
-
 // ---- ATA
 
 bool isTemperature(std::uint8_t id) {
@@ -111,6 +89,22 @@ void judgeNvmePage(Finding& finding, const AtaSmartInfo& asi) {
 }
 
 } // namespace
+
+void Finding::take(Verdict found, std::string why) {
+    if (found <= verdict) return;
+    verdict = found;
+    reason = std::move(why);
+}
+
+void judgeLife(Finding& finding, const Told<std::int32_t>& life) {
+    if (!life) return;
+    if (*life.value <= 0)
+        finding.take(Verdict::wornOut, "no life left, by " + life.basis);
+    else if (*life.value <= kLowLife)
+        finding.take(Verdict::caution, fmt::format("{} % of its life left, by {}", *life.value, life.basis));
+    else
+        finding.take(Verdict::good, "life left, and nothing at its threshold");
+}
 
 void judgeHealth(DriveReading& reading, const AtaSmartInfo& asi, const Explanation& why,
                  std::optional<bool> saysItFails) {

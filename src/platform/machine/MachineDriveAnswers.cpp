@@ -206,11 +206,8 @@ Answer carryOut(MachineDrive& drive, const DriveRequest& request, std::span<cons
     return answer;
 }
 
-/// Illegal request, invalid operation code.
-constexpr std::uint8_t kRefusedSense[] = {0x70, 0, 5, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0x20, 0, 0, 0, 0, 0};
-
 /// The registers of a command that ended well, as a bridge hands them on.
-std::array<std::uint8_t, 22> senseOf(const IDEREGS& r) {
+std::vector<std::uint8_t> senseOf(const IDEREGS& r) {
     return {0x72,
             1,
             0,
@@ -235,32 +232,41 @@ std::array<std::uint8_t, 22> senseOf(const IDEREGS& r) {
             r.bCommandReg};
 }
 
-/// The call works, and its block has a status and sense data in place of data.
-Answer checkCondition(const DriveRequest& request, std::span<const std::byte> in, std::span<std::byte> out,
-                      std::span<const std::uint8_t> sense) {
-    constexpr std::uint8_t checkConditionStatus = 2;
+/// The end of a command block that a call carried, whatever the end was.
+Answer endOfScsi(const DriveRequest& request, const ScsiReply& reply, std::span<const std::byte> in,
+                 std::span<std::byte> out) {
     SCSI_PASS_THROUGH head;
     if (out.size() < sizeof head) return Answer::failed(kInsufficientBuffer);
+    const auto data = std::span(reply.data).first(std::min(reply.data.size(), request.dataBytes));
+    const Answer answer = writeDriveAnswer(request, in, data, out);
     std::memcpy(&head, in.data(), sizeof head);
-    head.ScsiStatus = checkConditionStatus;
-    head.DataTransferLength = 0;
-    const std::size_t senseBytes = std::min(sense.size(), request.senseBytes);
-    head.SenseInfoLength = static_cast<std::uint8_t>(senseBytes);
+    const std::size_t sense = std::min(reply.sense.size(), request.senseAt == 0 ? 0 : request.senseBytes);
+    head.ScsiStatus = reply.status;
+    head.DataTransferLength = static_cast<std::uint32_t>(data.size());
+    head.SenseInfoLength = static_cast<std::uint8_t>(sense);
     std::memcpy(out.data(), &head, sizeof head);
-    if (request.senseAt != 0) std::memcpy(out.data() + request.senseAt, sense.data(), senseBytes);
-    return {static_cast<std::uint32_t>(std::min(request.dataAt, out.size()))};
+    if (sense != 0) std::memcpy(out.data() + request.senseAt, reply.sense.data(), sense);
+    return answer;
+}
+
+Answer carryOutByScsiDisk(MachineDrive& drive, const DriveRequest& request, std::span<const std::byte> in,
+                          std::span<std::byte> out) {
+    const auto performed = performScsi(drive, DriveWay::scsi, std::span(request.cdb).first(request.cdbLength),
+                                       request.timeOutSeconds);
+    if (!performed.ok()) return Answer::failed(performed.error);
+    return endOfScsi(request, performed.value, in, out);
 }
 
 Answer carryOutScsi(MachineDrive& drive, const DriveRequest& request, std::span<const std::byte> in,
                     std::span<std::byte> out) {
+    if (drive.ways.contains(DriveWay::scsi)) return carryOutByScsiDisk(drive, request, in, out);
     const auto command = readBridgeCommand(drive, request, in);
     const Performed performed =
         command ? perform(drive, *command, request.timeOutSeconds, request.dataBytes) : refusal();
-    if (performed.value.refused && drive.checksCondition)
-        return checkCondition(request, in, out, kRefusedSense);
+    if (performed.value.refused && drive.checksCondition) return endOfScsi(request, refusedByScsi(), in, out);
     if (!performed.ok()) return Answer::failed(performed.error);
     if (command->operation == DriveOperation::status && performed.value.registers)
-        return checkCondition(request, in, out, senseOf(*performed.value.registers));
+        return endOfScsi(request, {kCheckCondition, {}, senseOf(*performed.value.registers)}, in, out);
     return told(writeDriveAnswer(request, in, performed.value.data, out), performed.value);
 }
 
@@ -296,9 +302,10 @@ std::string identifyText(const MachineDrive& drive, std::size_t ataAt, std::size
 }
 
 std::uint32_t busTypeOf(const MachineDrive& drive) {
-    constexpr std::uint32_t busTypeSata = 11;
+    constexpr std::uint32_t busTypeSas = 10, busTypeSata = 11;
     const auto isUsbBridge = [](DriveWay way) { return isBridge(way) && way != DriveWay::samsung; };
     if (drive.usb || std::ranges::any_of(drive.ways, isUsbBridge)) return kBusTypeUsb;
+    if (drive.facts().scsi) return busTypeSas;
     return drive.isNvme() ? kBusTypeNvme : busTypeSata;
 }
 
@@ -406,6 +413,12 @@ bool isMeant(const DriveAddress& place, const DriveRequest& request) {
 
 DriveDescriptor toldDescriptor(const MachineDrive& drive) {
     DriveDescriptor told = drive.facts().descriptor;
+    if (const auto& scsi = drive.facts().scsi) {
+        if (!told.vendor) told.vendor = scsi->vendor;
+        if (!told.product) told.product = scsi->product;
+        if (!told.revision) told.revision = scsi->revision;
+        if (!told.serial) told.serial = scsi->serial;
+    }
     if (!told.vendor) told.vendor.emplace();
     if (!told.product) told.product = identifyText(drive, 54, 24, 40);
     if (!told.revision) told.revision = identifyText(drive, 46, 64, 8);
@@ -463,6 +476,18 @@ Result<DriveData> performAta(MachineDrive& drive, DriveWay way, const DriveReque
     Performed performed = perform(drive, *command, request.timeOutSeconds, request.dataBytes);
     if (!performed.ok()) return Result<DriveData>::failed(performed.error);
     return {DriveData{std::move(performed.value.data), performed.value.bytes, performed.value.registers}};
+}
+
+Result<ScsiReply> performScsi(MachineDrive& drive, DriveWay way, std::span<const std::uint8_t> cdb,
+                              std::uint32_t timeOutSeconds) {
+    using Ended = Result<ScsiReply>;
+    if (!drive.present()) return Ended::failed(kNoSuchDevice);
+    const DriveAnswer* answer = drive.answerFor(way, std::nullopt);
+    if (const ErrorCode error = planned(drive, answer, timeOutSeconds)) return Ended::failed(error);
+    if (const ErrorCode error = drive.awaken(timeOutSeconds)) return Ended::failed(error);
+    ScsiReply reply = answerScsi(*drive.facts().scsi, drive.attentionGiven, cdb);
+    if (answer && answer->data) reply = {0, *answer->data, {}};
+    return {std::move(reply)};
 }
 
 Answer readDrive(MachineDrive& drive, std::span<std::byte> into) {

@@ -27,6 +27,10 @@ struct DriveData {
 /// Of the request only the registers, the data's length and the time-out count.
 Result<DriveData> performAta(MachineDrive& drive, DriveWay way, const DriveRequest& request);
 
+/// How a command block ended that came to a drive with the key "scsi".
+Result<ScsiReply> performScsi(MachineDrive& drive, DriveWay way, std::span<const std::uint8_t> cdb,
+                              std::uint32_t timeOutSeconds);
+
 /// Reads the medium, which is empty.
 Result<std::uint32_t> readDrive(MachineDrive& drive, std::span<std::byte> into);
 

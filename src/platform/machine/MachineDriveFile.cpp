@@ -17,11 +17,11 @@ constexpr std::size_t kNvmeBlockBytes = 4096;
 
 /// In the order of DriveWay.
 constexpr std::string_view kWayNames[] = {
-    "ataPassThrough", "idePassThrough", "smartIoctl", "scsiDisk",    "siliconImage",    "predictFailure",
-    "csmi",           "megaRaid",       "sat",        "asm1352r",    "sunplus",         "ioData",
-    "logitec",        "prolific",       "jmicron",    "cypress",     "storageQuery",    "nvmeMini",
-    "intelNvm",       "nvmeRaid",       "samsung",    "jmicronNvme", "jmicronNvmeUsb2", "asmediaNvme",
-    "realtekNvme",    "address",        "geometry",   "descriptor",  "performance"};
+    "ataPassThrough", "idePassThrough", "smartIoctl", "scsiDisk", "siliconImage", "predictFailure",
+    "csmi",           "megaRaid",       "scsi",       "sat",      "asm1352r",     "sunplus",
+    "ioData",         "logitec",        "prolific",   "jmicron",  "cypress",      "storageQuery",
+    "nvmeMini",       "intelNvm",       "nvmeRaid",   "samsung",  "jmicronNvme",  "jmicronNvmeUsb2",
+    "asmediaNvme",    "realtekNvme",    "address",    "geometry", "descriptor",   "performance"};
 static_assert(std::size(kWayNames) == static_cast<std::size_t>(DriveWay::performance) + 1);
 
 /// In the order of DriveOperation.
@@ -231,6 +231,8 @@ std::set<DriveWay> readWays(const Node& entry) {
             name.fail("a drive has either ATA or NVMe paths");
         ways.insert(*way);
     }
+    if (ways.contains(DriveWay::scsi) && ways.size() > 1)
+        entry.at("paths").fail("a SCSI disk has no other path than \"scsi\"");
     return ways;
 }
 
@@ -287,6 +289,12 @@ void readDriveFacts(const Node& node, const MachineDrive& drive, std::int64_t fr
     readDescriptor(node, facts.descriptor);
     readPerformance(node, fromNs, facts.performance);
     readFailurePredict(node, facts);
+    if (const auto scsi = node.find("scsi")) {
+        if (!drive.ways.contains(DriveWay::scsi) && !drive.ways.contains(DriveWay::megaRaid))
+            scsi->fail("needs the path \"scsi\" or \"megaRaid\"");
+        facts.scsi = readScsiDisk(*scsi);
+        if (facts.capacityBytes == 0) facts.capacityBytes = facts.scsi->blocks * facts.scsi->blockBytes;
+    }
     readManagementRow(node, facts.managementRow);
 }
 

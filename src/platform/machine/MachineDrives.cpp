@@ -54,6 +54,7 @@ MachineDrive::MachineDrive(const Node& entry, MachineClock& clock) : clock_(cloc
 
     DriveFacts facts;
     readDriveFacts(entry, *this, 0, facts);
+    if (ways.contains(DriveWay::scsi) && !facts.scsi) entry.fail("needs \"scsi\" for the path of that name");
     stages_.push_back({0, std::make_unique<DriveFacts>(facts)});
     for (const Node& change : entry.list("changes")) {
         const auto fromNs = static_cast<std::int64_t>(change.number("atSeconds", kAny32)) * kNsPerSecond;

@@ -2,6 +2,7 @@
 
 #include "platform/Result.h"
 #include "platform/machine/MachineClock.h"
+#include "platform/machine/MachineScsiDisk.h"
 #include "platform/servers/ManagementRows.h"
 
 #include <array>
@@ -27,7 +28,8 @@ enum class DriveWay : std::uint8_t {
     predictFailure,
     csmi, // behind a RAID driver
     megaRaid,
-    sat, // the ATA bridges
+    scsi, // a disk with the key "scsi"
+    sat,  // the ATA bridges
     asm1352r,
     sunplus,
     ioData,
@@ -148,6 +150,7 @@ struct DriveFacts {
     DriveDescriptor descriptor;
     std::optional<DrivePerformance> performance;
     std::optional<FailurePredict> failurePredict;
+    std::optional<ScsiDiskFacts> scsi;
     DriveRow managementRow;
 };
 
@@ -199,6 +202,7 @@ class MachineDrive {
     bool gone = false; ///< by an answer that makes it vanish
     /// What the request before asked for, of a pair that is not complete.
     std::optional<std::pair<DriveWay, DriveOperation>> pending;
+    bool attentionGiven = false; ///< its unit attention, of a SCSI disk
 
     bool isNvme() const;
     bool present() const { return !gone && facts().present; }

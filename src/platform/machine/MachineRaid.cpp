@@ -338,6 +338,17 @@ ErrorCode MachineRaidPort::passThrough(MegaRaidHead& head, DriveBlock& data,
     if (!drive) return kSuccess;
     head.frame.status = kDoneWithError;
     const std::uint8_t* cdb = head.frame.cdb;
+    if (drive->facts().scsi) {
+        const auto ended = performScsi(*drive, DriveWay::megaRaid, std::span(cdb, head.frame.cdbLength),
+                                       head.header.Timeout);
+        if (!ended.ok()) return ended.error == kIoDevice ? kSuccess : ended.error;
+        head.frame.scsiStatus = ended.value.status;
+        if (ended.value.status != 0) return kSuccess;
+        head.frame.status = 0;
+        data = ended.value.data;
+        data.resize(head.frame.dataBytes);
+        return kSuccess;
+    }
     constexpr std::uint8_t ataPassThrough12[] = {0xA1, 8, 0x0E};
     constexpr std::uint8_t ataPassThrough16[] = {0x85, 9, 0x0E}; // of a 48-bit command
     const auto is = [&](std::uint8_t length, const auto& beginning) {
