@@ -1,5 +1,7 @@
 #include "Drives.h"
 
+#include "CurrentReading.h"
+#include "ReadingText.h"
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/DriveRecord.h"
 #include "platform/Platform.h"
@@ -73,19 +75,37 @@ constexpr std::array kHeads = {"Place", "Model", "Kind",   "Size", "Temp",
                                "Hours", "Life",  "Health", "Read", "Write"};
 using Row = std::array<std::string, kHeads.size()>;
 
+/// The columns that a drive tells itself.
+Row readingRow(const DriveReading& reading) {
+    Row row;
+    row[4] = known(reading.temperature.value, "\u00B0C");
+    row[5] = known(reading.powerOnHours.value, "h");
+    row[6] = known(reading.life.value, "%");
+    row[7] = verdictWord(reading.health);
+    return row;
+}
+
 Row rowOf(const AtaSmartInfo& asi, const std::vector<Reading>& readings, std::size_t index) {
     const auto [read, write] = speedsOf(readings, index);
-    const DriveFacts facts = currentFacts(asi);
-    return {placeOf(asi),
-            printable(asi.Model.substr(0, kModelRoom)),
-            kindOf(asi),
-            sizeText(asi.TotalDiskSize),
-            known(facts.temperature, "\u00B0C"),
-            known(facts.powerOnHours, "h"),
-            known(facts.life, "%"),
-            healthWord(facts.health),
-            read,
-            write};
+    Row row = readingRow(currentReading(asi));
+    row[0] = placeOf(asi);
+    row[1] = printable(asi.Model.substr(0, kModelRoom));
+    row[2] = kindOf(asi);
+    row[3] = sizeText(asi.TotalDiskSize);
+    row[8] = read;
+    row[9] = write;
+    return row;
+}
+
+/// A disk without a record. No export counts its bytes.
+Row rowOf(const ScsiDisk& disk) {
+    Row row = readingRow(disk.reading);
+    row[0] = placeOf(disk);
+    row[1] = modelOf(disk).substr(0, kModelRoom);
+    row[2] = kindOf(disk);
+    row[3] = sizeText(static_cast<std::uint32_t>(disk.sizeBytes / 1'000'000));
+    row[8] = row[9] = kUnknown;
+    return row;
 }
 
 /// Columns as wide as their widest entry; a character counts one, whatever its bytes.
@@ -143,6 +163,39 @@ Lines silentDriveLines(const std::vector<AtaSmartInfo>& vars, bool described) {
             lines.push_back(
                 fmt::format("{} {} {}", placeOf(asi), printable(asi.Model), silenceText(answer, described)));
     return lines;
+}
+
+/// A drive without a record that is told as a SCSI disk.
+bool isScsiDisk(const UnreadDrive& drive) {
+    return drive.physicalDriveId >= 0 && std::ranges::any_of(scsiDisks(), [&](const ScsiDisk& disk) {
+               return disk.physicalDriveId == drive.physicalDriveId;
+           });
+}
+
+Lines scsiDiskLines() {
+    Lines lines;
+    for (const ScsiDisk& disk : scsiDisks())
+        lines.push_back(fmt::format("{} {}: no record: a SCSI disk{}{}", placeOf(disk), modelOf(disk),
+                                    disk.fault.empty() ? "" : "; ", printable(disk.fault)));
+    return lines;
+}
+
+Json jsonOf(const ScsiDisk& disk) {
+    Json errors = Json::object();
+    constexpr const char* names[] = {"read", "write", "verify"};
+    for (std::size_t i = 0; i < disk.uncorrectedErrors.size(); ++i)
+        errors[names[i]] = orNull(disk.uncorrectedErrors[i]);
+    return {{"physicalDriveId", orNull(disk.physicalDriveId, -1)},
+            {"vendor", disk.vendor},
+            {"model", disk.product},
+            {"firmware", disk.revision},
+            {"serialNumber", disk.serialNumber},
+            {"sizeBytes", disk.sizeBytes == 0 ? Json() : Json(disk.sizeBytes)},
+            {"isSsd", disk.solidState},
+            {"uncorrectedErrors", std::move(errors)},
+            {"reading", readingJson(disk.reading, nullptr)},
+            {"reason", "no record: a SCSI disk"},
+            {"fault", orNull(disk.fault)}};
 }
 
 Json jsonOf(const AtaSmartInfo& asi, const DriveFacts& facts) {
@@ -205,7 +258,7 @@ const char* kindOf(const AtaSmartInfo& asi) {
 Lines unreadDriveLines() {
     std::map<std::tuple<Reason, platform::ErrorCode, std::int32_t>, std::vector<const UnreadDrive*>> groups;
     for (const UnreadDrive& drive : processWide<CAtaSmart>().unreadDrives)
-        groups[{drive.reason, drive.error, drive.twinOf}].push_back(&drive);
+        if (!isScsiDisk(drive)) groups[{drive.reason, drive.error, drive.twinOf}].push_back(&drive);
     Lines lines;
     for (const auto& [why, drives] : groups) {
         Lines names;
@@ -224,10 +277,14 @@ Lines driveTable(const std::vector<Reading>& readings, bool described) {
         if (rows.empty()) std::ranges::copy(kHeads, rows.emplace_back().begin());
         rows.push_back(rowOf(asi, readings, rows.size() - 1));
     }
+    for (const ScsiDisk& disk : scsiDisks()) {
+        if (rows.empty()) std::ranges::copy(kHeads, rows.emplace_back().begin());
+        rows.push_back(rowOf(disk));
+    }
     Lines lines = aligned(rows);
-    if (engine.vars.empty())
-        lines.emplace_back(engine.unreadDrives.empty() ? "no drive" : "no drive gave a record");
+    if (rows.empty()) lines.emplace_back(engine.unreadDrives.empty() ? "no drive" : "no drive gave a record");
     std::ranges::move(silentDriveLines(engine.vars, described), std::back_inserter(lines));
+    std::ranges::move(scsiDiskLines(), std::back_inserter(lines));
     std::ranges::move(unreadDriveLines(), std::back_inserter(lines));
     std::ranges::move(culprit(readings, engine.vars), std::back_inserter(lines));
     return lines;
@@ -246,7 +303,11 @@ Json drivesJson(bool described) {
         drive["answering"] = answer.answers;
         drive["lastAnswer"] = orNull(lastAnswerText(answer, described));
         drive["reason"] = orNull(answer.reason);
+        drive["reading"] = readingJson(currentReading(asi), answer.answers ? &asi : nullptr);
     }
+    Json scsi = Json::array();
+    for (const ScsiDisk& disk : scsiDisks())
+        scsi.push_back(jsonOf(disk));
     Json unread = Json::array();
     for (const UnreadDrive& drive : engine.unreadDrives)
         unread.push_back({{"physicalDriveId", orNull(drive.physicalDriveId, -1)},
@@ -254,7 +315,8 @@ Json drivesJson(bool described) {
                           {"reason", reasonWord(drive.reason)},
                           {"error", drive.error},
                           {"twinOf", orNull(drive.twinOf, -1)}});
-    return {{"drives", std::move(drives)}, {"unreadDrives", std::move(unread)}};
+    return {
+        {"drives", std::move(drives)}, {"scsiDisks", std::move(scsi)}, {"unreadDrives", std::move(unread)}};
 }
 
 } // namespace tool

@@ -25,7 +25,7 @@ std::vector<std::string> unreadDriveLines();
 /// What a record says, whenever the drive told it; null where it does not know.
 nlohmann::ordered_json recordJson(const orv::AtaSmartInfo& asi);
 
-/// "drives", as they are now, and "unreadDrives".
+/// "drives", as they are now, each with its "reading", "scsiDisks" and "unreadDrives".
 nlohmann::ordered_json drivesJson(bool described);
 
 /// "good", "caution", "bad" or "unknown".

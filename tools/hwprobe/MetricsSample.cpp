@@ -1,5 +1,6 @@
 #include "MetricsSample.h"
 
+#include "CurrentReading.h"
 #include "Drives.h"
 #include "SystemCounters.h"
 #include "battery/BatteryReport.h"
@@ -124,14 +125,21 @@ constexpr MetricFamily kDiskRead{"hwprobe_disk_read_bytes_per_second", "bytes_pe
 constexpr MetricFamily kDiskWrite{"hwprobe_disk_write_bytes_per_second", "bytes_per_second", gauge,
                                   "Written to a drive since the reading before."};
 
-struct DriveMetric {
-    MetricFamily family;
-    double (*value)(const DriveFacts& facts); // NaN: unknown
+/// What there is to tell of a drive now.
+struct DriveNow {
+    DriveReading reading;
+    std::optional<std::int32_t> nandWrites; // GiB, by the dialect's rule
 };
 
-template <auto fact>
-double scaled(const DriveFacts& facts, double scale) {
-    return facts.*fact ? *(facts.*fact) * scale : kUnknown;
+struct DriveMetric {
+    MetricFamily family;
+    double (*value)(const DriveNow& drive); // NaN: unknown
+};
+
+template <auto field>
+double scaled(const DriveNow& drive, double scale) {
+    const auto& told = drive.reading.*field;
+    return told ? static_cast<double>(*told.value) * scale : kUnknown;
 }
 double unlessZero(std::uint32_t value, double scale) {
     return value == 0 ? kUnknown : value * scale;
@@ -139,24 +147,23 @@ double unlessZero(std::uint32_t value, double scale) {
 
 constexpr std::array kDriveMetrics = {
     DriveMetric{{"hwprobe_disk_temperature_celsius", "celsius", gauge, "Temperature of a drive."},
-                [](const DriveFacts& facts) { return scaled<&DriveFacts::temperature>(facts, 1.0); }},
+                [](const DriveNow& drive) { return scaled<&DriveReading::temperature>(drive, 1.0); }},
     DriveMetric{{"hwprobe_disk_life_ratio", "ratio", gauge, "What is left of a drive's life."},
-                [](const DriveFacts& facts) { return scaled<&DriveFacts::life>(facts, 0.01); }},
+                [](const DriveNow& drive) { return scaled<&DriveReading::life>(drive, 0.01); }},
     DriveMetric{
         {"hwprobe_disk_power_on_seconds", "seconds", counter, "Time that a drive was on, in hours' steps."},
-        [](const DriveFacts& facts) { return scaled<&DriveFacts::powerOnHours>(facts, 3600.0); }},
+        [](const DriveNow& drive) { return scaled<&DriveReading::powerOnHours>(drive, 3600.0); }},
     DriveMetric{{"hwprobe_disk_power_cycles", "", counter, "How often a drive was switched on."},
-                [](const DriveFacts& facts) { return scaled<&DriveFacts::powerCycles>(facts, 1.0); }},
-    DriveMetric{
-        {"hwprobe_disk_host_read_bytes", "bytes", counter, "Read from a drive in its life."},
-        [](const DriveFacts& facts) { return scaled<&DriveFacts::hostReads>(facts, kBytesPerGibibyte); }},
-    DriveMetric{
-        {"hwprobe_disk_host_written_bytes", "bytes", counter, "Written to a drive in its life."},
-        [](const DriveFacts& facts) { return scaled<&DriveFacts::hostWrites>(facts, kBytesPerGibibyte); }},
-    DriveMetric{
-        {"hwprobe_disk_flash_written_bytes", "bytes", counter,
-         "Written by a drive to its flash memory in its life."},
-        [](const DriveFacts& facts) { return scaled<&DriveFacts::nandWrites>(facts, kBytesPerGibibyte); }},
+                [](const DriveNow& drive) { return scaled<&DriveReading::powerCycles>(drive, 1.0); }},
+    DriveMetric{{"hwprobe_disk_host_read_bytes", "bytes", counter, "Read from a drive in its life."},
+                [](const DriveNow& drive) { return scaled<&DriveReading::hostReadBytes>(drive, 1.0); }},
+    DriveMetric{{"hwprobe_disk_host_written_bytes", "bytes", counter, "Written to a drive in its life."},
+                [](const DriveNow& drive) { return scaled<&DriveReading::hostWrittenBytes>(drive, 1.0); }},
+    DriveMetric{{"hwprobe_disk_flash_written_bytes", "bytes", counter,
+                 "Written by a drive to its flash memory in its life."},
+                [](const DriveNow& drive) {
+                    return drive.nandWrites ? *drive.nandWrites * kBytesPerGibibyte : kUnknown;
+                }},
 };
 
 constexpr MetricFamily kBatteries{"hwprobe_batteries", "", gauge, "System batteries."};
@@ -275,20 +282,56 @@ class UniqueNames {
     std::set<std::string> taken_;
 };
 
-/// What comes of its SMART data has no series while a drive does not answer or cannot be `asked`, and its
-/// health is unknown.
+/// The state of the metric that a verdict is.
+std::uint32_t stateOf(Verdict verdict) {
+    switch (verdict) {
+    case Verdict::good:
+        return DISK_STATUS_GOOD;
+    case Verdict::caution:
+        return DISK_STATUS_CAUTION;
+    case Verdict::wornOut:
+    case Verdict::failing:
+        return DISK_STATUS_BAD;
+    case Verdict::unknown:
+        break;
+    }
+    return DISK_STATUS_UNKNOWN;
+}
+
+void addReading(Exposition& to, const DriveNow& drive, const MetricLabels& labels) {
+    for (const DriveMetric& metric : kDriveMetrics)
+        to.add(metric.family, labels, metric.value(drive));
+    for (std::uint32_t state = 0; state <= DISK_STATUS_BAD; ++state) {
+        MetricLabels withState = labels;
+        withState.emplace_back("state", healthWord(state));
+        to.add(kDiskHealth, withState, stateOf(drive.reading.health) == state ? 1.0 : 0.0);
+    }
+}
+
+/// What the drive says itself has no series while it does not answer or cannot be `asked`, and its health is
+/// unknown.
 void addDrive(Exposition& to, const AtaSmartInfo& asi, const MetricLabels& labels, bool asked) {
     const DriveAnswer answer = answerOf(asi, false);
     to.add(kAnswering, labels, answer.answers ? 1.0 : 0.0);
     to.add(kLastAnswer, labels, answer.last.value_or(kUnknown));
     to.add(kDiskSize, labels, unlessZero(asi.TotalDiskSize, 1e6));
-    const DriveFacts facts = asked ? currentFacts(asi) : DriveFacts{};
-    for (const DriveMetric& metric : kDriveMetrics)
-        to.add(metric.family, labels, metric.value(facts));
-    for (std::uint32_t state = 0; state <= DISK_STATUS_BAD; ++state) {
-        MetricLabels withState = labels;
-        withState.emplace_back("state", healthWord(state));
-        to.add(kDiskHealth, withState, facts.health == state ? 1.0 : 0.0);
+    addReading(to, asked ? DriveNow{currentReading(asi), currentFacts(asi).nandWrites} : DriveNow{}, labels);
+}
+
+/// SCSI disks are numbered behind the drives with a record.
+void addScsiDisks(Exposition& to, std::size_t first) {
+    for (const ScsiDisk& disk : scsiDisks()) {
+        const MetricLabels labels = {{"drive", std::to_string(first++)},
+                                     {"model", modelOf(disk)},
+                                     {"serial", printable(disk.serialNumber)}};
+        MetricLabels facts = labels;
+        facts.emplace_back("type", disk.solidState ? "SSD" : "HDD");
+        facts.emplace_back("firmware", printable(disk.revision));
+        facts.emplace_back("interface", "SCSI");
+        facts.emplace_back("letters", "");
+        to.add(kDisk, facts, 1.0);
+        to.add(kDiskSize, labels, disk.sizeBytes == 0 ? kUnknown : static_cast<double>(disk.sizeBytes));
+        addReading(to, {disk.reading, std::nullopt}, labels);
     }
 }
 
@@ -426,6 +469,7 @@ void MetricsSampler::readDrives(Exposition& to) {
         to.add(kDiskRead, labels, rateOf(rates, "read"));
         to.add(kDiskWrite, labels, rateOf(rates, "write"));
     }
+    addScsiDisks(to, engine.vars.size());
 }
 
 void MetricsSampler::readBatteries(Exposition& to) {

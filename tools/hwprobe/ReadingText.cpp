@@ -40,25 +40,33 @@ struct Line {
     const char* label;
     std::string value;
     std::string basis;
-    std::string rule; ///< what the record tells
 };
 
-std::array<Line, 7> linesOf(const DriveReading& reading, const AtaSmartInfo& asi) {
+std::array<Line, 7> linesOf(const DriveReading& reading) {
     return {{
-        {"health", "health", verdictWord(reading.health), reading.healthReason, healthWord(asi.DiskStatus)},
-        {"life", "life left", valueText(reading.life, " %"), reading.life.basis,
-         orUnknown(unlessNegative(asi.Life), " %")},
-        {"temperature", "temperature", valueText(reading.temperature, " \u00B0C"), reading.temperature.basis,
-         orUnknown(temperatureOf(asi), " \u00B0C")},
-        {"powerOnHours", "power-on hours", valueText(reading.powerOnHours, ""), reading.powerOnHours.basis,
-         orUnknown(unlessNegative(asi.DetectedPowerOnHours), "")},
-        {"powerCycles", "power cycles", valueText(reading.powerCycles, ""), reading.powerCycles.basis,
-         orUnknown(powerCyclesOf(asi), "")},
-        {"hostReadBytes", "host reads", bytesOrUnknown(reading.hostReadBytes), reading.hostReadBytes.basis,
-         gibText(asi.HostReads)},
+        {"health", "health", verdictWord(reading.health), reading.healthReason},
+        {"life", "life left", valueText(reading.life, " %"), reading.life.basis},
+        {"temperature", "temperature", valueText(reading.temperature, " \u00B0C"), reading.temperature.basis},
+        {"powerOnHours", "power-on hours", valueText(reading.powerOnHours, ""), reading.powerOnHours.basis},
+        {"powerCycles", "power cycles", valueText(reading.powerCycles, ""), reading.powerCycles.basis},
+        {"hostReadBytes", "host reads", bytesOrUnknown(reading.hostReadBytes), reading.hostReadBytes.basis},
         {"hostWrittenBytes", "host writes", bytesOrUnknown(reading.hostWrittenBytes),
-         reading.hostWrittenBytes.basis, gibText(asi.HostWrites)},
+         reading.hostWrittenBytes.basis},
     }};
+}
+
+/// What the record tells of a value, by its key.
+std::string byRule(const AtaSmartInfo& asi, std::string_view key) {
+    if (key == "health") return healthWord(asi.DiskStatus);
+    if (key == "life") return orUnknown(unlessNegative(asi.Life), " %");
+    if (key == "temperature") return orUnknown(temperatureOf(asi), " \u00B0C");
+    if (key == "powerOnHours") return orUnknown(unlessNegative(asi.DetectedPowerOnHours), "");
+    if (key == "powerCycles") return orUnknown(powerCyclesOf(asi), "");
+    return gibText(key == "hostReadBytes" ? asi.HostReads : asi.HostWrites);
+}
+
+std::vector<std::string> differencesOf(const DriveReading& reading, const AtaSmartInfo* asi) {
+    return asi ? differencesFromRule(reading, *asi) : std::vector<std::string>();
 }
 
 template <class T>
@@ -82,16 +90,17 @@ std::string bytesText(std::uint64_t bytes) {
     return fmt::format("{} bytes", bytes);
 }
 
-std::string readingText(const DriveReading& reading, const AtaSmartInfo& asi) {
-    const std::vector<std::string> differs = differencesFromRule(reading, asi);
+std::string readingText(const DriveReading& reading, const AtaSmartInfo* asi) {
+    const std::vector<std::string> differs = differencesOf(reading, asi);
     std::string text = "\nWhat the drive says\n", against;
-    for (const Line& line : linesOf(reading, asi)) {
+    for (const Line& line : linesOf(reading)) {
         std::string row = fmt::format("  {:<16}{:<26}  {}", line.label, line.value, line.basis);
         row.erase(row.find_last_not_of(' ') + 1);
         text += row + "\n";
         if (std::ranges::find(differs, line.key) == differs.end()) continue;
-        against += fmt::format("  {}: the rule tells {}, the drive {}{}{}\n", line.label, line.rule,
-                               line.value, line.basis.empty() ? "" : ", by ", line.basis);
+        against +=
+            fmt::format("  {}: the rule tells {}, the drive {}{}{}\n", line.label, byRule(*asi, line.key),
+                        line.value, line.basis.empty() ? "" : ", by ", line.basis);
     }
     if (!against.empty()) text += "\nWhere the two differ\n" + against;
     if (reading.disagreements.empty()) return text;
@@ -101,7 +110,7 @@ std::string readingText(const DriveReading& reading, const AtaSmartInfo& asi) {
     return text;
 }
 
-Json readingJson(const DriveReading& reading, const AtaSmartInfo& asi) {
+Json readingJson(const DriveReading& reading, const AtaSmartInfo* asi) {
     const bool known = reading.health != Verdict::unknown;
     return {
         {"life", orNull(reading.life)},
@@ -120,7 +129,7 @@ Json readingJson(const DriveReading& reading, const AtaSmartInfo& asi) {
           {"hostReadBytes", orNull(reading.hostReadBytes.basis)},
           {"hostWrittenBytes", orNull(reading.hostWrittenBytes.basis)},
           {"temperature", orNull(reading.temperature.basis)}}},
-        {"differs", differencesFromRule(reading, asi)},
+        {"differs", differencesOf(reading, asi)},
         {"disagreements", reading.disagreements},
     };
 }

@@ -253,10 +253,10 @@ Picture batteriesFrame(Painter paint, int width) {
 }
 
 Style healthStyle(const std::string& health) {
-    return health == "good"      ? Style::good
-           : health == "caution" ? Style::warm
-           : health == "bad"     ? Style::bad
-                                 : Style::faint;
+    return health == "good"                              ? Style::good
+           : health == "caution"                         ? Style::warm
+           : health == "failing" || health == "worn out" ? Style::bad
+                                                         : Style::faint;
 }
 
 /// Where the columns of the drives begin, for all drives alike. 0: there is no room for it.

@@ -1,5 +1,6 @@
 #include "WatchSample.h"
 
+#include "CurrentReading.h"
 #include "Drives.h"
 #include "SystemCounters.h"
 #include "battery/BatteryReport.h"
@@ -54,6 +55,11 @@ Json parsed(const Outcome& outcome) {
 template <class Fact>
 void quietly(Fact&& fact) {
     platform::current().faultTrap().run(fact);
+}
+
+template <class T>
+Value toldValue(const Told<T>& told) {
+    return told ? Value::of(static_cast<double>(*told.value)) : Value::none();
 }
 
 std::string processorName() {
@@ -167,19 +173,35 @@ void Sampler::takeRecord(std::size_t index, bool listed) {
         unlisted_.renew(index);
     const AtaSmartInfo& asi = processWide<CAtaSmart>().vars[index];
     const DriveAnswer answer = answerOf(asi, described_);
-    const DriveFacts facts = called.known() ? currentFacts(asi) : DriveFacts{};
+    const DriveReading reading = called.known() ? currentReading(asi) : DriveReading{};
     drive.place = placeOf(asi);
     drive.model = printable(asi.Model);
     drive.kind = kindOf(asi) + std::string(" ") + sizeText(asi.TotalDiskSize);
     drive.answers = answer.answers;
     drive.lastAnswer = lastAnswerText(answer, described_);
     drive.silence = answer.reason;
-    drive.health = healthWord(facts.health);
-    drive.life = facts.life ? Value::of(*facts.life) : Value::none();
-    drive.temperature = !called.known()      ? called
-                        : !answer.answers    ? Value::none(silenceText(answer, described_))
-                        : !facts.temperature ? Value::none()
-                                             : Value::of(*facts.temperature);
+    drive.health = verdictWord(reading.health);
+    drive.life = toldValue(reading.life);
+    drive.temperature = !called.known()   ? called
+                        : !answer.answers ? Value::none(silenceText(answer, described_))
+                                          : toldValue(reading.temperature);
+}
+
+/// SCSI disks stand behind the drives with a record. No export counts their bytes.
+void Sampler::takeScsiDisks() {
+    for (const ScsiDisk& disk : scsiDisks()) {
+        DriveSample& drive = sample_.drives.emplace_back();
+        drive.place = placeOf(disk);
+        drive.model = modelOf(disk);
+        drive.kind = kindOf(disk) + std::string(" ") +
+                     sizeText(static_cast<std::uint32_t>(disk.sizeBytes / 1'000'000));
+        drive.answers = disk.reading.health != Verdict::unknown || disk.fault.empty();
+        drive.silence = printable(disk.fault);
+        drive.health = verdictWord(disk.reading.health);
+        drive.life = toldValue(disk.reading.life);
+        drive.temperature = toldValue(disk.reading.temperature);
+        drive.read = drive.write = Value::none();
+    }
 }
 
 /// The list stays what it was at first. A drive that is gone gives failures.
@@ -202,6 +224,7 @@ void Sampler::takeDrives(const std::atomic<bool>& stop) {
             drive.write = speed.failed ? drive.read : rate(rates, "write");
         }
     }
+    if (!stop) takeScsiDisks();
 }
 
 /// Anew each time: they come and go.

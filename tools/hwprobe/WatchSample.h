@@ -91,6 +91,7 @@ class Sampler {
     void takeMemory();
     void takeDrives(const std::atomic<bool>& stop);
     void takeRecord(std::size_t index, bool listed);
+    void takeScsiDisks();
     void takeBatteries();
     void takeAdapters();
 
