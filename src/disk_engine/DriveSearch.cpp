@@ -224,8 +224,8 @@ void tellUnread(const CAtaSmart& engine) {
                   whyUnread(drive));
 }
 
-/// Drives without a letter come last, and so does one on A. A number can be any, where a vendor's library tells
-/// it.
+/// Drives without a letter come last, and so does one on A. A number can be any, where a vendor's library
+/// tells it.
 std::int64_t sortKey(const AtaSmartInfo& asi, bool byDriveLetter) {
     constexpr std::int64_t unnumbered = 255;
     constexpr std::uint32_t letters = (1U << 26) - 1;
