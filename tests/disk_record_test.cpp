@@ -174,6 +174,19 @@ TEST(AtaRecord, TheEndOfARecord) {
     EXPECT_THAT((std::array{asi.DetectedPowerOnHours, asi.MeasuredPowerOnHours, asi.PowerOnRawValue,
                             asi.PowerOnStartRawValue, static_cast<int>(asi.PowerOnCount), asi.Temperature}),
                 ElementsAre(-1, -1, -1, -1, 0, -1000));
+    const std::tuple<DiskVendor, const wchar_t*, const wchar_t*, BOOL> thresholds[] = {
+        {VENDOR_SANDFORCE, L"OCZ-VERTEX3 MI", L"2.02", 1}, {VENDOR_SANDFORCE, L"OCZ-VERTEX3", L"2.15", 0},
+        {VENDOR_GENERAL_SSD, L"OCZ-VERTEX3", L"2.02", 0},  {VENDOR_SANDFORCE, L"OCZ-VERTEX2", L"1.27", 1},
+        {VENDOR_SANDFORCE, L"OCZ-VERTEX2", L"2.02", 0},
+    };
+    for (const auto& [vendor, model, firmware, wrong] : thresholds) {
+        AtaSmartInfo drive;
+        drive.DiskVendorId = vendor;
+        drive.Model = model;
+        drive.FirmwareRev = firmware;
+        finishRecord(drive);
+        EXPECT_EQ(wrong, drive.IsThresholdBug) << EncodedText(model).narrow << vendor;
+    }
 }
 
 NvmeBlock nvmeIdentify() {

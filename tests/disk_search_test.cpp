@@ -2,6 +2,7 @@
 // them.
 
 #include "disk_engine/SearchStages.h"
+#include "platform/servers/ManagementRows.h"
 #include "support/DescribedDrives.h"
 
 #include <gmock/gmock.h>
@@ -220,6 +221,34 @@ TEST(DriveSearch, TheDriverDecidesWhichRaidScansRun) {
         EXPECT_EQ(csmi, std::ranges::count(it.trace, label) == 1) << version;
         EXPECT_THAT(it.trace, Contains(L"MegaRAID"));
     }
+}
+
+/// A service that breaks off between two rows: what was told of AMD's driver counts.
+TEST(DriveSearch, AVersionOutlivesTheRowsBehindIt) {
+    struct Row : platform::ManagementRow {
+        explicit Row(bool breaks) : breaks_(breaks) {}
+        platform::Result<platform::ManagementValue> get(std::wstring_view column) override {
+            if (breaks_) throw std::runtime_error("gone");
+            return {platform::bstr(column == L"DeviceName" ? L"AMD-RAID Config" : L"9.3.0.1")};
+        }
+        bool breaks_;
+    };
+    struct Rows : platform::ManagementEnumerator {
+        std::unique_ptr<platform::ManagementRow> next(std::uint32_t) override {
+            return std::make_unique<Row>(++given_ == 2);
+        }
+        int given_ = 0;
+    };
+    struct Services : platform::ManagementServices {
+        platform::ErrorCode setProxyBlanket() override { return platform::kSuccess; }
+        platform::Result<std::unique_ptr<platform::ManagementEnumerator>>
+        execQuery(std::wstring_view) override {
+            return {std::make_unique<Rows>()};
+        }
+    } services;
+    int version = 0;
+    EXPECT_THROW(readAmdRaidDriverVersion(services, version), std::runtime_error);
+    EXPECT_EQ(93, version);
 }
 
 /// The road to the management data breaks at each of its steps: the walk over the numbers finds the drive.

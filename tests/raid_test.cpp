@@ -340,10 +340,11 @@ TEST(RaidDrives, TheAmdLibrary) {
             serial, smartKeys(kSomeAttributes));
     };
     for (const BOOL byLetter : {0, 1}) {
-        RaidMachine sorted("", R"(, "management": {"Win32_PnPSignedDriver": [{"DeviceName": "AMD-RAID Config",
+        RaidMachine sorted(R"({"number": 5})",
+                           R"(, "management": {"Win32_PnPSignedDriver": [{"DeviceName": "AMD-RAID Config",
             "DriverVersion": "9.3"}]}, "amdRaid": {"drives": [)" +
-                                   numbered("2147483647", "A1") + ", " + numbered("8388608", "A2") + ", " +
-                                   numbered("-2147483648", "A3") + ", " + numbered("1", "A4") + "]}");
+                               numbered("2147483647", "A1") + ", " + numbered("8388608", "A2") + ", " +
+                               numbered("2147483648", "A3") + ", " + numbered("1", "A4") + "]}");
         sorted.engine->Init(1, 0, nullptr, 0, 1, byLetter);
         EXPECT_THAT(sorted.records(),
                     ElementsAre("A3 rc 0 0 smart", "A4 rc 0 0 smart", "A2 rc 0 0 smart", "A1 rc 0 0 smart"));

@@ -81,6 +81,7 @@ void wakeDrives(CAtaSmart& engine) {
         platform::DISK_GEOMETRY geometry{};
         const auto measured = drive->control(platform::IOCTL_DISK_GET_DRIVE_GEOMETRY, {},
                                              std::as_writable_bytes(std::span(&geometry, 1)));
+        endWithoutDescriptors(measured.error);
         if (!measured.ok() || geometry.MediaType != platform::kFixedMedia) continue;
         DebugFormat(L"WakeUp({})", i);
         engine.WakeUp(i);
