@@ -5,6 +5,8 @@
 
 #include "Answering.h"
 #include "disk_engine/CAtaSmart.h"
+#include "log/Logger.h"
+#include "log/log.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "platform/linux/ScsiGeneric.h"
 #include "state/ProcessState.h"
@@ -21,7 +23,7 @@ namespace {
 const std::string kFunction = "/sys/devices/pci0000:00/0000:00:17.0";
 const std::string kUnit = kFunction + "/ata1/host0/target0:0:0/0:0:0:0";
 
-/// Below the folder in which the target runs, taken away at its end.
+/// Below the folder for temporary files, taken away at its end.
 struct Tree {
     Tree() {
         for (const std::string& folder : {kUnit + "/block/sda/queue", kFunction + "/nvme/nvme0/nvme0n1",
@@ -38,7 +40,8 @@ struct Tree {
     }
     ~Tree() { std::filesystem::remove_all(root); }
 
-    std::string root = std::filesystem::absolute("fuzz-tree-" + std::to_string(::getpid())).string();
+    std::string root =
+        (std::filesystem::temp_directory_path() / ("fuzz-tree-" + std::to_string(::getpid()))).string();
 };
 
 void checkOutcome() {

@@ -5,6 +5,8 @@
 
 #include "Answering.h"
 #include "disk_engine/CAtaSmart.h"
+#include "log/Logger.h"
+#include "log/log.h"
 #include "platform/servers/ManagementRows.h"
 #include "state/ProcessState.h"
 
@@ -31,7 +33,7 @@ class AnsweringFile : public platform::DeviceFile {
             const std::string_view texts = "S   F  M  "; // serial number, firmware, model
             std::memcpy(out.data() + at + 20, texts.data(), 4);
             out[at + 47] = std::byte{'F'};
-            out[at + 54] = static_cast<std::byte>(how);
+            out[at + 54] = out[at + 55] = static_cast<std::byte>(how);
             out[at + 160] = std::byte{0xFE}; // version, so that SMART support is told
             out[at + 164] = std::byte{1};
             at += 20 + (how >> 2);
