@@ -14,6 +14,7 @@ class LinuxDeviceTree : public DeviceTree {
     explicit LinuxDeviceTree(const RootedFiles& files);
     Result<std::unique_ptr<DeviceInterfaces>> interfacesOf(const Guid& deviceClass) override;
     Result<std::unique_ptr<Devices>> devicesOf(const Guid& setupClass) override;
+    Result<std::unique_ptr<Devices>> devicesWith(const Guid& setupClass, std::wstring_view id) override;
 
   private:
     const RootedFiles& files_;

@@ -105,6 +105,24 @@ std::string pciDeviceId(const RootedFiles& files, const std::string& folder) {
     return text;
 }
 
+std::string pciFolderOf(const RootedFiles& files, std::string_view id) {
+    constexpr std::string_view instance = "\\3&";
+    constexpr std::size_t busDigits = 2;
+    const auto at = id.rfind(instance);
+    if (at == id.npos) return {};
+    const std::string_view numbers = id.substr(at + instance.size());
+    const auto split = numbers.find("&0&");
+    if (split == numbers.npos || split < busDigits) return {};
+    const auto domain = wholeNumber(numbers.substr(0, split - busDigits), 16);
+    const auto bus = wholeNumber(numbers.substr(split - busDigits, busDigits), 16);
+    const auto function = wholeNumber(numbers.substr(split + 3), 16);
+    if (!domain || !bus || !function) return {};
+    char name[64];
+    std::snprintf(name, sizeof name, "%s/%04llx:%02x:%02x.%x", kFunctions, static_cast<unsigned long long>(*domain),
+                  static_cast<unsigned>(*bus), static_cast<unsigned>(*function >> 3), static_cast<unsigned>(*function & 7));
+    return files.deviceFolder(name);
+}
+
 std::string pciName(const RootedFiles& files, const std::string& folder) {
     std::string name = productName(files, "pci.ids", digits(hexadecimal(files, folder + "/vendor")),
                                    digits(hexadecimal(files, folder + "/device")));
