@@ -65,6 +65,7 @@ class DriveTree : public Tree {
         nvmeController(10, "another", "live");
         block("nvme1n1", "sys/devices/virtual/nvme-subsystem/nvme-subsys1");
         block("vda", "sys/devices/virtual/virtio1");
+        file("sys/block/vda/diskseq", "5\n");
         block("mmcblk0", "sys/devices/platform/mmc0");
         file("sys/devices/platform/mmc0/type", "SD\n");
         for (const char* other : {"loop0", "sda1", "nvme0c0n2", "nvme1c2n1", "nvme1c9n1", "nvme1c2n10", "mmcblk0boot0", "sd", "sdA", "nvmen1"})
@@ -198,8 +199,8 @@ TEST(LinuxDrives, StandInOrderAndKeepTheirNumbers) {
         tree.scsi(name, std::string(DriveTree::kSas) + "/host8/" + name, "8:0:1:0", "HGST    ", "TWO WAYS");
         tree.file(std::string("sys/block/") + name + "/device/wwid", "naa.5\n");
     }
-    tree.file("sys/block/vda/diskseq", "5\n");
-    EXPECT_THAT((std::vector{inventory.nameOf(12), inventory.nameOf(13), inventory.nameOf(14), inventory.nameOf(7)}),
+    tree.file("sys/block/vda/seen", "");
+    EXPECT_THAT((std::vector{inventory.nameOf(11), inventory.nameOf(12), inventory.nameOf(13), inventory.nameOf(7)}),
                 ElementsAre("sdaa", "sdx", "sdy", "vda"));
     tree.file("sys/block/vda/diskseq", "6\n");
     tree.file("sys/block/vda/anew", "");
@@ -421,7 +422,7 @@ TEST(LinuxDrives, ManagementDataTellsOfDrivesAndControllers) {
              "\nSCSI\\DISK&VEN_ASMT&PROD_2115\\5&00000007&0&000200\n"},
         {L"select DeviceID from Win32_IDEController", ide("00&0&09", "7010") + ide("00&0&20", "0001") + ide("00&0&FA", "2922")},
         {L"select DeviceID from Win32_SCSIController",
-         R"(PCI\VEN_8086&DEV_0097&SUBSYS_11001AF4&REV_02\3&00000003&0&00)" + std::string("\n") + kNvmeId + "\n" + uas + "\n"},
+         kNvmeId + std::string("\nPCI\\VEN_8086&DEV_0097&SUBSYS_11001AF4&REV_02\\3&00000003&0&00\n") + uas + "\n"},
         {L"SELECT * FROM Win32_Fan", "failed"},
     };
     for (const auto& [wql, expected] : queries)

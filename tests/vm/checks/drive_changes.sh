@@ -45,7 +45,7 @@ is "commands: a refusal is seen" "$(refusals)" 1
 
 # plug DRIVE SERIAL, unplug: the one drive in the slot.
 plug() {
-  monitor "device_add nvme,id=guest,bus=slot,drive=$1,serial=$2"
+  monitor "device_add nvme,id=guest,bus=bay,drive=$1,serial=$2"
   until_block y nvme1n1
 }
 unplug() {

@@ -46,7 +46,7 @@ nvme,id=spaces,drive=nvme,serial=NVME-0003
 -device
 nvme-ns,bus=spaces,drive=second,nsid=2
 -device
-pcie-root-port,id=slot,chassis=1,slot=1
+pcie-root-port,id=bay,chassis=1,slot=1
 -device
 qemu-xhci,id=xhci
 -device
