@@ -23,6 +23,7 @@ until_block() {
   done
 }
 
+monitor "" # what comes first may be lost
 until_block y nvme0n2
 until_block y sde
 monitor "trace-event pci_nvme_admin_cmd on"
@@ -90,3 +91,4 @@ within "polled: it is read again" $(($(commands GET_LOG_PAGE) - seen)) 1 3
 wait $polling
 is "polled: no speed is negative" "$(grep -c ' -' /tmp/answers)" 0
 unplug
+for event in pci_nvme_admin_cmd pci_nvme_enqueue_req_completion; do monitor "trace-event $event off"; done
