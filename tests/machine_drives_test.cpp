@@ -112,8 +112,16 @@ TEST(MachineDrivesTest, TheHealthPageIsOfAllNamespaces) {
         return send(*machine, {LR"(\\.\Scsi2:)", IOCTL_SCSI_MINIPORT, bytesOf(block), sizeof block}).error;
     };
     const auto query = [&](std::uint32_t subValue) {
-        const STORAGE_PROPERTY_QUERY block{kStorageAdapterProtocolSpecific, 0, kProtocolTypeNvme, kNvmeDataTypeLogPage,
-                                           kNvmeHealthLog, subValue, 40, 4096, 0, {}};
+        const STORAGE_PROPERTY_QUERY block{kStorageAdapterProtocolSpecific,
+                                           0,
+                                           kProtocolTypeNvme,
+                                           kNvmeDataTypeLogPage,
+                                           kNvmeHealthLog,
+                                           subValue,
+                                           40,
+                                           4096,
+                                           0,
+                                           {}};
         return send(*machine, {kDrive, IOCTL_STORAGE_QUERY_PROPERTY, bytesOf(block, 4144), 4144}).error;
     };
     EXPECT_EQ(kIoDevice, mini(0));

@@ -129,19 +129,21 @@ TEST(LinuxDrives, NvmeCommandsThatTheKernelGets) {
     EXPECT_EQ(0U, nvmeCommandOf(without).value.timeout_ms); // the kernel's own
 
     // Of a log page the sub-value is no namespace, and no drive has a health page of namespace 0.
-    const auto spaceOf = [](int type, int value, std::initializer_list<std::pair<std::size_t, int>> subValue) {
+    const auto spaceOf = [](int type, int value,
+                            std::initializer_list<std::pair<std::size_t, int>> subValue) {
         Bytes block = blockOf(4144, {{0, 49}, {8, 3}, {12, type}, {16, value}, {24, 40}, {29, 0x10}});
         for (const auto& [at, byte] : subValue)
             block[at] = static_cast<std::uint8_t>(byte);
-        const auto request = readDriveRequest(IOCTL_STORAGE_QUERY_PROPERTY, std::as_bytes(std::span(block)), 4144);
+        const auto request =
+            readDriveRequest(IOCTL_STORAGE_QUERY_PROPERTY, std::as_bytes(std::span(block)), 4144);
         return request ? nvmeCommandOf(*request).value.nsid : 77;
     };
     EXPECT_THAT((std::vector{spaceOf(2, 2, {}), spaceOf(2, 2, {{20, 255}, {21, 255}, {22, 255}, {23, 255}}),
                              spaceOf(2, 2, {{20, 8}}), spaceOf(1, 0, {{20, 1}}), spaceOf(1, 1, {})}),
                 ElementsAre(kNvmeAllNamespaces, kNvmeAllNamespaces, 77, 1, 0));
 
-    EXPECT_THAT((std::vector{nvmeErrorOf(0, EIO), nvmeErrorOf(0x400B, 0), nvmeErrorOf(-1, EACCES), nvmeErrorOf(-1, EINTR),
-                             nvmeErrorOf(0x4371, 0)}),
+    EXPECT_THAT((std::vector{nvmeErrorOf(0, EIO), nvmeErrorOf(0x400B, 0), nvmeErrorOf(-1, EACCES),
+                             nvmeErrorOf(-1, EINTR), nvmeErrorOf(0x4371, 0)}),
                 ElementsAre(kSuccess, kIoDevice, kAccessDenied, kTimedOut, kTimedOut));
     for (const auto& test : cases) {
         SCOPED_TRACE(&test - cases);

@@ -68,7 +68,8 @@ class DriveTree : public Tree {
         file("sys/block/vda/diskseq", "5\n");
         block("mmcblk0", "sys/devices/platform/mmc0");
         file("sys/devices/platform/mmc0/type", "SD\n");
-        for (const char* other : {"loop0", "sda1", "nvme0c0n2", "nvme1c2n1", "nvme1c9n1", "nvme1c2n10", "mmcblk0boot0", "sd", "sdA", "nvmen1"})
+        for (const char* other : {"loop0", "sda1", "nvme0c0n2", "nvme1c2n1", "nvme1c9n1", "nvme1c2n10",
+                                  "mmcblk0boot0", "sd", "sdA", "nvmen1"})
             block(other, std::string("sys/devices/virtual/") + other);
         link("sys/block/sdc", "../devices/gone/block/sdc");
     }
@@ -84,7 +85,8 @@ class DriveTree : public Tree {
     }
     void scsi(const std::string& name, const std::string& way, const std::string& place, const char* vendor,
               const char* model) const {
-        const std::string device = kPci + way + "/host" + place.substr(0, place.find(':')) + "/target/" + place;
+        const std::string device =
+            kPci + way + "/host" + place.substr(0, place.find(':')) + "/target/" + place;
         block(name, device);
         file(device + "/vendor", std::string(vendor) + "\n");
         file(device + "/model", std::string(model) + "\n");
@@ -179,12 +181,14 @@ TEST(LinuxDrives, StandInOrderAndKeepTheirNumbers) {
     // Another disk by the name of one that went, and that one again elsewhere.
     tree.remove("sys/block/sdz");
     tree.block("sdd", "sys/devices/virtual/late");
-    tree.scsi("sdz", std::string(DriveTree::kUsb) + "/usb2/2-3/2-3:1.0", "7:0:2:0", "ASMT    ", "2115            ");
+    tree.scsi("sdz", std::string(DriveTree::kUsb) + "/usb2/2-3/2-3:1.0", "7:0:2:0", "ASMT    ",
+              "2115            ");
     EXPECT_EQ("", inventory.nameOf(2));
     EXPECT_EQ("sdaa", inventory.nameOf(3));
     EXPECT_THAT((std::vector{inventory.nameOf(9), inventory.nameOf(10), inventory.nameOf(11)}),
                 ElementsAre("sdd", "sdz", ""));
-    tree.scsi("sde", std::string(DriveTree::kUsb) + "/usb2/2-2/2-2:1.0", "17:0:2:0", "ASMT    ", "2115            ");
+    tree.scsi("sde", std::string(DriveTree::kUsb) + "/usb2/2-2/2-2:1.0", "17:0:2:0", "ASMT    ",
+              "2115            ");
     EXPECT_EQ("sde", inventory.nameOf(2));
 
     // A folder that the kernel saw anew is the same disk's, and nothing is read while it did not.
@@ -200,8 +204,9 @@ TEST(LinuxDrives, StandInOrderAndKeepTheirNumbers) {
         tree.file(std::string("sys/block/") + name + "/device/wwid", "naa.5\n");
     }
     tree.file("sys/block/vda/seen", "");
-    EXPECT_THAT((std::vector{inventory.nameOf(11), inventory.nameOf(12), inventory.nameOf(13), inventory.nameOf(7)}),
-                ElementsAre("sdaa", "sdx", "sdy", "vda"));
+    EXPECT_THAT(
+        (std::vector{inventory.nameOf(11), inventory.nameOf(12), inventory.nameOf(13), inventory.nameOf(7)}),
+        ElementsAre("sdaa", "sdx", "sdy", "vda"));
     tree.file("sys/block/vda/diskseq", "6\n");
     tree.file("sys/block/vda/anew", "");
     EXPECT_EQ("", inventory.nameOf(7));
@@ -217,8 +222,10 @@ TEST(LinuxDrives, AnOpenDriveNeverAnswersForAnother) {
     const auto errors = [&] {
         std::vector<ErrorCode> told;
         std::array<std::byte, 4300> out{};
-        for (const auto& [code, in] : {std::pair(IOCTL_DISK_PERFORMANCE, Bytes()), {IOCTL_DISK_GET_DRIVE_GEOMETRY, {}},
-                                       {IOCTL_STORAGE_QUERY_PROPERTY, descriptor}, {IOCTL_SCSI_MINIPORT, {}}})
+        for (const auto& [code, in] : {std::pair(IOCTL_DISK_PERFORMANCE, Bytes()),
+                                       {IOCTL_DISK_GET_DRIVE_GEOMETRY, {}},
+                                       {IOCTL_STORAGE_QUERY_PROPERTY, descriptor},
+                                       {IOCTL_SCSI_MINIPORT, {}}})
             told.push_back(file->control(code, std::as_bytes(std::span(in)), out).error);
         return told;
     };
@@ -239,7 +246,8 @@ TEST(LinuxDrives, AnOpenDriveNeverAnswersForAnother) {
     EXPECT_EQ(5000, read());
     tree.file("sys/block/nvme7n1/stat", " 1 0 10 0 1 0 100 0 0\n");
     EXPECT_EQ(5003, read());
-    EXPECT_THAT(errors(), ElementsAre(kFileNotFound, kFileNotFound, kFileNotFound, kFileNotFound)); // another name
+    EXPECT_THAT(errors(),
+                ElementsAre(kFileNotFound, kFileNotFound, kFileNotFound, kFileNotFound)); // another name
 }
 
 TEST(LinuxDrives, DescriptorAndAddressOfEachKind) {
@@ -420,9 +428,11 @@ TEST(LinuxDrives, ManagementDataTellsOfDrivesAndControllers) {
         {LR"(ASSOCIATORS OF {Win32_USBController.DeviceID="PCI\\VEN_8086&DEV_A36D&SUBSYS_11001AF4&REV_02\\3&00000000&0&A0"} WHERE AssocClass = Win32_USBControllerDevice)",
          "USB\\VID_152D&PID_0578\\12_34\nUSBSTOR\\DISK&VEN_JMICRON&PROD_GENERIC&REV_2.5+\\12_34&1\n" + uas +
              "\nSCSI\\DISK&VEN_ASMT&PROD_2115\\5&00000007&0&000200\n"},
-        {L"select DeviceID from Win32_IDEController", ide("00&0&09", "7010") + ide("00&0&20", "0001") + ide("00&0&FA", "2922")},
+        {L"select DeviceID from Win32_IDEController",
+         ide("00&0&09", "7010") + ide("00&0&20", "0001") + ide("00&0&FA", "2922")},
         {L"select DeviceID from Win32_SCSIController",
-         kNvmeId + std::string("\nPCI\\VEN_8086&DEV_0097&SUBSYS_11001AF4&REV_02\\3&00000003&0&00\n") + uas + "\n"},
+         kNvmeId + std::string("\nPCI\\VEN_8086&DEV_0097&SUBSYS_11001AF4&REV_02\\3&00000003&0&00\n") + uas +
+             "\n"},
         {L"SELECT * FROM Win32_Fan", "failed"},
     };
     for (const auto& [wql, expected] : queries)

@@ -127,7 +127,8 @@ Result<std::unique_ptr<Devices>> LinuxDeviceTree::devicesOf(const Guid& setupCla
 
 Result<std::unique_ptr<Devices>> LinuxDeviceTree::devicesWith(const Guid& setupClass, std::wstring_view id) {
     std::vector<std::string> folders;
-    std::string folder = setupClass == kScsiAdapterClass ? pciFolderOf(files_, wideToUtf8(id)) : std::string();
+    std::string folder =
+        setupClass == kScsiAdapterClass ? pciFolderOf(files_, wideToUtf8(id)) : std::string();
     const std::uint32_t code = pciClass(files_, folder) >> 8;
     if (code >= kFirstStorageClass && code <= kLastStorageClass) folders.push_back(std::move(folder));
     return {std::make_unique<PciDevices>(files_, std::move(folders))};

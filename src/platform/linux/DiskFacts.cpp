@@ -34,7 +34,8 @@ bool hasNumbered(std::string_view path, std::string_view prefix) {
     return false;
 }
 
-/// The part of a disk's folder that tells a place of the machine: what the kernel numbers as it comes is below.
+/// The part of a disk's folder that tells a place of the machine: what the kernel numbers as it comes is
+/// below.
 std::string_view placeOnMachine(std::string_view path) {
     std::string_view place = path;
     for (; !path.empty(); path = parentOf(path)) {

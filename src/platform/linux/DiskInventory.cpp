@@ -90,9 +90,9 @@ std::vector<NumberedDisk> DiskInventory::disks() {
     return scan();
 }
 
-/// Numbers the present disks: those whose folders have the stamps of before keep theirs, and of the others each
-/// takes the number that an absent disk of its identity had, the one of its name before any other. The identity
-/// of a disk is read only when its stamp is new.
+/// Numbers the present disks: those whose folders have the stamps of before keep theirs, and of the others
+/// each takes the number that an absent disk of its identity had, the one of its name before any other. The
+/// identity of a disk is read only when its stamp is new.
 std::vector<NumberedDisk> DiskInventory::scan() {
     struct Found {
         Entry disk;

@@ -84,8 +84,8 @@ class DiskInventory {
     bool holds(const NumberedDisk& disk) { return nameOf(disk.number) == disk.name; }
     /// Empty when the disk is not there.
     std::optional<DiskFacts> facts(const NumberedDisk& disk);
-    /// Counters of a present disk that never fall: where those of the kernel do, for the disk came back or lost
-    /// one of its paths, they go on from where they were.
+    /// Counters of a present disk that never fall: where those of the kernel do, for the disk came back or
+    /// lost one of its paths, they go on from where they were.
     DiskCounters cumulative(const NumberedDisk& disk, const DiskCounters& kernels);
 
     const RootedFiles& files() const { return files_; }

@@ -106,8 +106,8 @@ Result<DiskStat> statOf(const RootedFiles& files, std::string_view name) {
     return {stat};
 }
 
-/// Of a namespace with several paths older kernels, and those that were told to count nothing for it, count on
-/// the paths alone.
+/// Of a namespace with several paths older kernels, and those that were told to count nothing for it, count
+/// on the paths alone.
 DiskStat sumOfPaths(const RootedFiles& files, const NvmeNumbers& space) {
     DiskStat sum;
     for (const std::string& name : files.list("/sys/block").value) {

@@ -32,8 +32,8 @@ Answer runScsi(int file, const DriveRequest& request, std::span<const std::byte>
     return writeScsiAnswer(request, outcome.value, in, data, out);
 }
 
-Answer runNvme(const Result<OwnedDescriptor>& file, const nvme_admin_cmd& command, const DriveRequest& request,
-               std::span<const std::byte> in, std::span<std::byte> out) {
+Answer runNvme(const Result<OwnedDescriptor>& file, const nvme_admin_cmd& command,
+               const DriveRequest& request, std::span<const std::byte> in, std::span<std::byte> out) {
     if (!file.ok()) return Answer::failed(file.error);
     std::vector<std::uint8_t> data(command.data_len);
     if (const ErrorCode error = sendNvme(file.value.get(), command, data)) return Answer::failed(error);
@@ -87,7 +87,8 @@ class PhysicalDrive : public DeviceFile {
         }
         const auto command = nvmeCommandOf(*request);
         if (!command.ok()) return Answer::failed(command.error);
-        return runNvme(openedAs(controllerNode(files, *way.nvmeController)), command.value, *request, in, out);
+        return runNvme(openedAs(controllerNode(files, *way.nvmeController)), command.value, *request, in,
+                       out);
     }
 
     Answer read(std::uint64_t offset, std::span<std::byte> into) override {
@@ -126,8 +127,8 @@ class ScsiPort : public DeviceFile {
         if (!miniport || port_ < kFirstNvmePort) return Answer::failed(kInvalidFunction);
         const auto command = nvmeCommandOf(*request);
         if (!command.ok()) return Answer::failed(command.error);
-        return runNvme(openNode(files_, controllerNode(files_, port_ - kFirstNvmePort)), command.value, *request,
-                       in, out);
+        return runNvme(openNode(files_, controllerNode(files_, port_ - kFirstNvmePort)), command.value,
+                       *request, in, out);
     }
     Answer read(std::uint64_t, std::span<std::byte>) override { return Answer::failed(kInvalidFunction); }
 

@@ -37,7 +37,8 @@ Result<nvme_admin_cmd> nvmeCommandOf(const DriveRequest& request) {
     command.nsid = request.namespaceId;
     command.cdw10 = request.commandDword10;
     command.cdw11 = request.commandDword11;
-    // 0 is the kernel's own time-out. When an admin command runs out of time, the kernel resets the controller.
+    // 0 is the kernel's own time-out. When an admin command runs out of time, the kernel resets the
+    // controller.
     command.timeout_ms = std::min(request.timeOutSeconds, kMostSeconds) * 1000;
     std::size_t bytes = kNvmeDataBytes;
     if (request.nvmeOpcode == kNvmeGetLogPage) {

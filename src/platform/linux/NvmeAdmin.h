@@ -19,8 +19,8 @@ namespace orv::platform {
 /// gives more than the block has room for.
 Result<nvme_admin_cmd> nvmeCommandOf(const DriveRequest& request);
 
-/// How an admin command ended: what the ioctl gave, and errno where that is negative. Above 0 is the status that
-/// the drive or, for a command without an answer in time, the kernel gave; that is kTimedOut.
+/// How an admin command ended: what the ioctl gave, and errno where that is negative. Above 0 is the status
+/// that the drive or, for a command without an answer in time, the kernel gave; that is kTimedOut.
 ErrorCode nvmeErrorOf(int status, int error);
 
 /// Sends a command to an open controller or namespace; `data` has the command's data bytes.

@@ -118,8 +118,9 @@ std::string pciFolderOf(const RootedFiles& files, std::string_view id) {
     const auto function = wholeNumber(numbers.substr(split + 3), 16);
     if (!domain || !bus || !function) return {};
     char name[64];
-    std::snprintf(name, sizeof name, "%s/%04llx:%02x:%02x.%x", kFunctions, static_cast<unsigned long long>(*domain),
-                  static_cast<unsigned>(*bus), static_cast<unsigned>(*function >> 3), static_cast<unsigned>(*function & 7));
+    std::snprintf(name, sizeof name, "%s/%04llx:%02x:%02x.%x", kFunctions,
+                  static_cast<unsigned long long>(*domain), static_cast<unsigned>(*bus),
+                  static_cast<unsigned>(*function >> 3), static_cast<unsigned>(*function & 7));
     return files.deviceFolder(name);
 }
 

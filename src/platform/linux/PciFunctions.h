@@ -29,8 +29,8 @@ inline constexpr std::uint32_t kUsbControllerClass = 0x0C03;
 /// device and function in one byte.
 std::string pciDeviceId(const RootedFiles& files, const std::string& folder);
 
-/// The folder of the function whose place such an id tells; empty when there is none. Whether the function has that
-/// id is another question.
+/// The folder of the function whose place such an id tells; empty when there is none. Whether the function
+/// has that id is another question.
 std::string pciFolderOf(const RootedFiles& files, std::string_view id);
 
 /// Vendor and product by the hardware database, or what the class is called where there is none.

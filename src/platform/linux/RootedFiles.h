@@ -10,10 +10,10 @@
 
 namespace orv::platform {
 
-/// Tells a folder of sysfs from another one of the same name, for the price of one look at it. The kernel gives
-/// the inode numbers of removed folders to no other one before it has run through them all; those before 4.14
-/// do, but not with the time at which they saw the folder first. So the same stamp is the same device. Another
-/// one may be the same device too, when the kernel had forgotten the inode in between.
+/// Tells a folder of sysfs from another one of the same name, for the price of one look at it. The kernel
+/// gives the inode numbers of removed folders to no other one before it has run through them all; those
+/// before 4.14 do, but not with the time at which they saw the folder first. So the same stamp is the same
+/// device. Another one may be the same device too, when the kernel had forgotten the inode in between.
 struct FolderStamp {
     std::uint64_t inode = 0;
     std::int64_t seconds = 0;

@@ -12,8 +12,8 @@ namespace orv::platform {
 
 namespace {
 
-/// More than a disk takes to spin up. At the end of a time-out the kernel aborts the command and resets what does
-/// not let go of it, the port of the system's disk too.
+/// More than a disk takes to spin up. At the end of a time-out the kernel aborts the command and resets what
+/// does not let go of it, the port of the system's disk too.
 constexpr std::uint32_t kUsualSeconds = 60;
 constexpr std::uint32_t kMostSeconds = 600;
 constexpr std::size_t kSenseRoom = 252;
@@ -123,11 +123,12 @@ bool tellsAtaError(std::span<const std::uint8_t> sense) {
 }
 
 ErrorCode errorOf(const DriveRequest& request, const ScsiOutcome& outcome) {
-    constexpr std::uint16_t driverSense = 8; // the driver has sense data: no error of its own
+    constexpr std::uint16_t driverSense = 8;    // the driver has sense data: no error of its own
     constexpr std::uint16_t hostTimedOut = 3;   // DID_TIME_OUT
     constexpr std::uint16_t driverTimedOut = 6; // DRIVER_TIMEOUT, of older kernels
     const ErrorCode failed = errorFromErrno(EIO);
-    if (outcome.hostStatus == hostTimedOut || (outcome.driverStatus & 0x0F) == driverTimedOut) return kTimedOut;
+    if (outcome.hostStatus == hostTimedOut || (outcome.driverStatus & 0x0F) == driverTimedOut)
+        return kTimedOut;
     if (outcome.hostStatus != 0 || (outcome.driverStatus & 0x0F & ~driverSense) != 0) return failed;
     if (outcome.status == 0) return kSuccess;
     if (outcome.status != kScsiCheckCondition || tellsAtaError(outcome.sense)) return failed;

@@ -41,8 +41,9 @@ ScsiCommand scsiCommandOf(const DriveRequest& request);
 /// True when sense data carry the registers of an ATA command that ended with an error or a device fault.
 bool tellsAtaError(std::span<const std::uint8_t> sense);
 
-/// Success, kTimedOut where the drive did not answer in time, or ERROR_IO_DEVICE. A task file has to end well. A command block's own check condition is no
-/// failure, since the block takes the sense data back, unless it tells of an ATA error.
+/// Success, kTimedOut where the drive did not answer in time, or ERROR_IO_DEVICE. A task file has to end
+/// well. A command block's own check condition is no failure, since the block takes the sense data back,
+/// unless it tells of an ATA error.
 ErrorCode errorOf(const DriveRequest& request, const ScsiOutcome& outcome);
 
 /// The data bytes that count: none of a command that ended with an error, whatever length the host tells.

@@ -102,8 +102,9 @@ std::string wholeDevice(const RootedFiles& files, const std::string& device) {
     return std::string(lastOf(std::string_view(folder).substr(0, folder.rfind('/'))));
 }
 
-/// The number by which a disk is told. Namespaces of one NVMe controller have its model and serial number, and only the
-/// first of them to be searched, that of the lowest number, becomes a drive of its own: that one stands for all.
+/// The number by which a disk is told. Namespaces of one NVMe controller have its model and serial number,
+/// and only the first of them to be searched, that of the lowest number, becomes a drive of its own: that one
+/// stands for all.
 std::uint32_t numberFor(const std::vector<NumberedDisk>& disks, const NumberedDisk& disk) {
     const auto space = nvmeNumbers(disk.name);
     const auto first = std::ranges::find_if(disks, [&](const NumberedDisk& other) {
