@@ -247,7 +247,8 @@ DiskFacts readDiskFacts(const RootedFiles& files, const std::string& name) {
     const std::string path = files.deviceFolder(folder);
     facts.pciController = pciFunctionOf(path);
     facts.sectors = wholeNumber(files.line(folder + "/size")).value_or(0);
-    facts.removable = files.line(folder + "/removable") == "1";
+    // A namespace never is.
+    facts.removable = !name.starts_with(kNvmePrefix) && files.line(folder + "/removable") == "1";
     if (name.starts_with("sd")) {
         takeScsi(files, path, facts);
     } else if (name.starts_with(kNvmePrefix)) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/linux/PciFunctions.h"
 #include "platform/linux/RootedFiles.h"
 #include "state/HeldMutex.h"
 
@@ -89,6 +90,8 @@ class DiskInventory {
     DiskCounters cumulative(const NumberedDisk& disk, const DiskCounters& kernels);
 
     const RootedFiles& files() const { return files_; }
+    /// Of the controllers that disks hang on.
+    PciFunctionFacts& pciFunctions() { return pciFunctions_; }
 
   private:
     struct Entry {
@@ -101,6 +104,7 @@ class DiskInventory {
     std::vector<NumberedDisk> scan();
 
     const RootedFiles& files_;
+    PciFunctionFacts pciFunctions_{files_};
     HeldMutex mutex_;
     std::vector<Entry> numbered_; // by number, gone ones too
 };

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdio>
+#include <mutex>
 
 namespace orv::platform {
 
@@ -103,6 +104,17 @@ std::string pciDeviceId(const RootedFiles& files, const std::string& folder) {
                   static_cast<unsigned>(address->bus),
                   static_cast<unsigned>(address->device << 3 | address->function));
     return text;
+}
+
+PciFunctionFacts::Facts PciFunctionFacts::of(const std::string& folder) {
+    const auto stamp = folder.empty() ? std::nullopt : files_.stamp(folder);
+    if (!stamp) return {};
+    const std::scoped_lock hold(mutex_);
+    auto& [seen, facts] = known_[folder];
+    if (seen == *stamp) return facts;
+    facts = {pciClass(files_, folder), pciDeviceId(files_, folder)};
+    seen = *stamp;
+    return facts;
 }
 
 std::string pciFolderOf(const RootedFiles& files, std::string_view id) {
