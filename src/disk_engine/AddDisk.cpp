@@ -64,7 +64,8 @@ bool CAtaSmart::AddDisk(const DriveAddress& address, IdentifyBlock identify) {
         return false;
     }
     interpretIdentify(asi, identify);
-    probeFailure_ = platform::kSuccess; // it gave its identify data: what failed before them says nothing more
+    probeFailure_ =
+        platform::kSuccess; // it gave its identify data: what failed before them says nothing more
     if (!readSmart(*this, asi)) return false;
     finishRecord(asi);
     if (!asi.IsSmartCorrect && asi.AttributeCount != 0) noteFailure(platform::kInvalidData);

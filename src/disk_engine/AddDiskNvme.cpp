@@ -69,7 +69,8 @@ bool CAtaSmart::AddDiskNVMe(const DriveAddress& address, NvmeIdentifyBlock ident
         noteTwin(twin->PhysicalDriveId);
         return false;
     }
-    probeFailure_ = platform::kSuccess; // it gave its identify data: what failed before them says nothing more
+    probeFailure_ =
+        platform::kSuccess; // it gave its identify data: what failed before them says nothing more
     const bool answered = readHealthPage(*this, asi);
     noteAnswer(asi, answered);
     if (answered) {

@@ -51,7 +51,8 @@ struct UnreadDrive {
     Reason reason = Reason::noAnswer;
     platform::ErrorCode error = platform::kSuccess; ///< of probeFailure
     std::int32_t twinOf = -1; ///< physical drive number of the record that has the drive
-    std::wstring serialNumber = {}; ///< of a drive that found the list full; tells those without a number apart
+    std::wstring serialNumber =
+        {}; ///< of a drive that found the list full; tells those without a number apart
 };
 
 /// A disk that a MegaRAID controller lists and that gave no identify data.
@@ -131,13 +132,13 @@ class CAtaSmart {
     bool AddDisk(const DriveAddress& address, IdentifyBlock identify);
     /// The same from an Identify Controller block. `diskSize` is megabytes, null for unknown.
     bool AddDiskNVMe(const DriveAddress& address, NvmeIdentifyBlock identify, const std::uint32_t* diskSize);
-    /// Why the paths failed that were tried since the latest probe or reading of a drive began: a right that was
-    /// refused, or else a time-out, or else the code of the last one that failed.
+    /// Why the paths failed that were tried since the latest probe or reading of a drive began: a right that
+    /// was refused, or else a time-out, or else the code of the last one that failed.
     platform::ErrorCode probeFailure() const { return probeFailure_; }
     /// Puts the drive that was just probed on the list of those without a record.
     void noteUnread(std::int32_t physicalDriveId, const std::wstring& model);
-    /// The same with a reason of the caller's. A drive stands there once: what was known of it gives way to what
-    /// says more. One without a number is left out: whether it has a record nobody can tell.
+    /// The same with a reason of the caller's. A drive stands there once: what was known of it gives way to
+    /// what says more. One without a number is left out: whether it has a record nobody can tell.
     void noteUnread(const UnreadDrive& found);
 
     // ---- ATA paths. Each opens its own handle. Identify data are 512 bytes. `asi` gets its block and what

@@ -57,6 +57,10 @@ void finishRecord(AtaSmartInfo& asi);
 /// model.
 bool readNvmeIdentify(AtaSmartInfo& asi, NvmeIdentifyBlock identify, std::uint32_t diskSize);
 
+/// Megabytes of 1,000,000 bytes of the whole drive by its Identify Controller block (TNVMCAP), cut to the
+/// largest value; 0 where it tells none, as a drive without namespace management may.
+std::uint32_t nvmeCapacityOf(std::span<const std::uint8_t, kNvmeIdentifyBytes> identify);
+
 /// Above which temperature a page is not believed: when a record is made, and when it is refreshed.
 inline constexpr std::int32_t kHottestNewNvme = 100; ///< degrees Celsius
 inline constexpr std::int32_t kHottestRefreshedNvme = 200;

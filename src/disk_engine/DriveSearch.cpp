@@ -81,6 +81,7 @@ void wakeDrives(CAtaSmart& engine) {
         platform::DISK_GEOMETRY geometry{};
         const auto measured = drive->control(platform::IOCTL_DISK_GET_DRIVE_GEOMETRY, {},
                                              std::as_writable_bytes(std::span(&geometry, 1)));
+        endWithoutDescriptors(measured.error);
         if (!measured.ok() || geometry.MediaType != platform::kFixedMedia) continue;
         DebugFormat(L"WakeUp({})", i);
         engine.WakeUp(i);
@@ -224,8 +225,8 @@ void tellUnread(const CAtaSmart& engine) {
                   whyUnread(drive));
 }
 
-/// Drives without a letter come last, and so does one on A. A number can be any, where a vendor's library tells
-/// it.
+/// Drives without a letter come last, and so does one on A. A number can be any, where a vendor's library
+/// tells it.
 std::int64_t sortKey(const AtaSmartInfo& asi, bool byDriveLetter) {
     constexpr std::int64_t unnumbered = 255;
     constexpr std::uint32_t letters = (1U << 26) - 1;

@@ -28,8 +28,8 @@ inline constexpr NvmeCommand kIdentifyController = {platform::kNvmeIdentify, 0,
 std::uint32_t byteSum(std::span<const std::uint8_t> data);
 
 /// Megabytes of 1,000,000 bytes by an Identify Namespace block. What does not fit is cut to the largest
-/// value; a sector size that no drive can have leaves `diskSize` as it was. With `sizeCounts` a record takes the
-/// size, and a format in use that tells another one is logged.
+/// value; a sector size that no drive can have leaves `diskSize` as it was. With `sizeCounts` a record takes
+/// the size, and a format in use that tells another one is logged.
 void readNamespaceSize(const NvmeDataBlock& block, std::uint32_t& diskSize, bool sizeCounts);
 
 /// Both identify commands in their order. `send` gives a command's whole block, or false. `identify` is

@@ -221,8 +221,8 @@ void searchRow(CAtaSmart& engine, const DiskRow& row, bool& removableTargetSeen)
     const bool mediumCounts = mediumIsTarget(engine, row, removableTargetSeen);
     const Attachment attachment = attachmentOf(engine, row.pnpDeviceId);
     if (attachment.isBlack) {
-        engine.noteUnread({row.physicalDriveId, row.model, UnreadDrive::Reason::noAnswer,
-                           platform::kNotSupported});
+        engine.noteUnread(
+            {row.physicalDriveId, row.model, UnreadDrive::Reason::noAnswer, platform::kNotSupported});
         return;
     }
     DebugFormat(L"DO:GetDiskInfo pd={}, sp={}, st={}, mt={}", row.physicalDriveId, row.scsiPort,

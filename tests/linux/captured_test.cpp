@@ -191,6 +191,8 @@ TEST(LinuxLists, OnesThatCannotBeReadFailWithTheReasonAndAreTriedAgain) {
     expectReason("OpenProcessToken failed, error code: 4");
     getNetCurrentSpeed();
     expectReason("GetAdaptersInfo failed: error code: 4");
+    EXPECT_EQ(-1, initDisk());
+    expectReason("too many open files");
     ::setrlimit(RLIMIT_NOFILE, &before);
     EXPECT_EQ(1, initBattery());
     EXPECT_EQ(48.25, getGpuTemperature());
@@ -198,6 +200,8 @@ TEST(LinuxLists, OnesThatCannotBeReadFailWithTheReasonAndAreTriedAgain) {
     tree.link("sys/firmware/dmi/tables/DMI", "DMI");
     EXPECT_STREQ(R"({"code":1,"data":null})", getMemoryManufacturerAndModel());
     EXPECT_EQ("Too many levels of symbolic links", memory::whyNoModules());
+    EXPECT_EQ(0, initDisk()) << "run anew, on a machine without drives";
+    // A device that cannot be looked at: a link that leads to itself.
     tree.remove(radio);
     tree.link(radio, "device");
     EXPECT_THAT(getNetCurrentSpeed(), HasSubstr(R"("model":"wlp0")"));

@@ -63,7 +63,7 @@ void addExplain(CLI::App& app, Options& options) {
     explain.add_flag("--nvme", options.blocks.nvme, "The blocks are an NVMe drive's")->excludes(thresholds);
     explain.add_option("--drive", options.drive, "Read drive N (\\\\.\\PhysicalDriveN) in place of files")
         ->type_name("N")
-        ->check(CLI::Range(0, orv::MAX_SEARCH_PHYSICAL_DRIVE - 1))
+        ->check(CLI::NonNegativeNumber)
         ->excludes("--identify", "--smart", "--thresholds", "--nvme");
     explain.add_flag("--json", options.json, "One JSON object; null where the drive tells nothing");
 }
