@@ -2,7 +2,7 @@
 _hwprobe() {
   local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} tool=${COMP_WORDS[0]} words=
   case $before in
-    --machine | --identify | --smart | --textfile | --thresholds)
+    --machine | --identify | --smart | --textfile | --statistics | --thresholds)
       compopt -o filenames
       mapfile -t COMPREPLY < <(compgen -f -- "$word")
       return

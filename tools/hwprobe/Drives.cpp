@@ -180,7 +180,9 @@ Lines scsiDiskLines() {
     return lines;
 }
 
-Json jsonOf(const ScsiDisk& disk) {
+} // namespace
+
+Json scsiDiskJson(const ScsiDisk& disk) {
     Json errors = Json::object();
     constexpr const char* names[] = {"read", "write", "verify"};
     for (std::size_t i = 0; i < disk.uncorrectedErrors.size(); ++i)
@@ -197,6 +199,8 @@ Json jsonOf(const ScsiDisk& disk) {
             {"reason", "no record: a SCSI disk"},
             {"fault", orNull(disk.fault)}};
 }
+
+namespace {
 
 Json jsonOf(const AtaSmartInfo& asi, const DriveFacts& facts) {
     return {
@@ -307,7 +311,7 @@ Json drivesJson(bool described) {
     }
     Json scsi = Json::array();
     for (const ScsiDisk& disk : scsiDisks())
-        scsi.push_back(jsonOf(disk));
+        scsi.push_back(scsiDiskJson(disk));
     Json unread = Json::array();
     for (const UnreadDrive& drive : engine.unreadDrives)
         unread.push_back({{"physicalDriveId", orNull(drive.physicalDriveId, -1)},

@@ -4,6 +4,7 @@
 #include "Printable.h"
 #include "Readings.h"
 #include "disk_engine/AtaSmartInfo.h"
+#include "drive_reading/ScsiReading.h"
 
 #include <nlohmann/json.hpp>
 
@@ -27,6 +28,9 @@ nlohmann::ordered_json recordJson(const orv::AtaSmartInfo& asi);
 
 /// "drives", as they are now, each with its "reading", "scsiDisks" and "unreadDrives".
 nlohmann::ordered_json drivesJson(bool described);
+
+/// What a SCSI disk says.
+nlohmann::ordered_json scsiDiskJson(const orv::ScsiDisk& disk);
 
 /// "good", "caution", "bad" or "unknown".
 const char* healthWord(std::uint32_t status);

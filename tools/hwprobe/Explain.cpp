@@ -1,8 +1,10 @@
 #include "Explain.h"
 
 #include "Commands.h"
+#include "CurrentReading.h"
 #include "Drives.h"
 #include "Output.h"
+#include "ReadingText.h"
 #include "disk_engine/AttributeNames.h"
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/DriveRecord.h"
@@ -10,6 +12,8 @@
 #include "disk_engine/KnownValues.h"
 #include "disk_engine/ManagementSession.h"
 #include "disk_engine/SearchStages.h"
+#include "drive_logs/AtaLogs.h"
+#include "drive_logs/ScsiLogs.h"
 #include "platform/Platform.h"
 #include "platform/text.h"
 
@@ -41,24 +45,33 @@ struct Explained {
     AtaSmartInfo asi;
     Explanation why;
     bool isRead = false; ///< over a command path, not from files
+    std::vector<std::uint8_t> statistics = {};
+    std::optional<bool> saysItFails = {};
+
+    DriveReading reading() const { return readingOf(asi, why, {statistics, saysItFails}, unixNow()); }
 };
+
+/// The open of a pipe would wait for its other end.
+bool isOpenable(const std::string& path, const char* what) {
+    std::error_code problem;
+    const auto status = std::filesystem::status(path, problem);
+    if (!std::filesystem::exists(status) || std::filesystem::is_regular_file(status)) return true;
+    fmt::print(stderr, "{}: no regular file; save the drive's {} to one\n", path, what);
+    return false;
+}
+
+bool tellUnreadable(const std::string& path, const char* what) {
+    fmt::print(stderr, "{}: cannot be read; give a file with the drive's {}\n", path, what);
+    return false;
+}
 
 /// Reads a block of exactly this size; false, with the reason on standard error.
 bool readBlock(const std::string& path, const char* what, std::span<std::uint8_t> into) {
-    std::error_code problem;
-    const auto status = std::filesystem::status(path, problem);
-    // The open of a pipe would wait for its other end.
-    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
-        fmt::print(stderr, "{}: no regular file; save the drive's {} to one\n", path, what);
-        return false;
-    }
+    if (!isOpenable(path, what)) return false;
     std::ifstream file(path, std::ios::binary);
     std::vector<char> bytes(into.size() + 1);
     if (file) file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    if (!file.is_open() || file.bad()) {
-        fmt::print(stderr, "{}: cannot be read; give a file with the drive's {}\n", path, what);
-        return false;
-    }
+    if (!file.is_open() || file.bad()) return tellUnreadable(path, what);
     if (static_cast<std::size_t>(file.gcount()) != into.size()) {
         fmt::print(stderr, "{}: {} bytes, but the {} has {}; save it anew, raw and whole\n", path,
                    file.gcount() > static_cast<std::streamsize>(into.size())
@@ -68,6 +81,26 @@ bool readBlock(const std::string& path, const char* what, std::span<std::uint8_t
         return false;
     }
     std::copy_n(bytes.begin(), into.size(), into.begin());
+    return true;
+}
+
+/// Reads whole pages. What is in them readDeviceStatistics judges.
+bool readStatistics(const std::string& path, std::vector<std::uint8_t>& into) {
+    constexpr char what[] = "device statistics";
+    constexpr std::size_t pageBytes = 512, mostPages = 256;
+    if (!isOpenable(path, what)) return false;
+    std::ifstream file(path, std::ios::binary);
+    std::vector<char> bytes(mostPages * pageBytes + 1);
+    if (file) file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    if (!file.is_open() || file.bad()) return tellUnreadable(path, what);
+    const auto count = static_cast<std::size_t>(file.gcount());
+    if (count == 0 || count % pageBytes != 0) {
+        fmt::print(stderr, "{}: {} bytes are no whole pages of {}, at most {}; save the log anew\n", path,
+                   count == bytes.size() ? "more than " + std::to_string(count - 1) : std::to_string(count),
+                   pageBytes, mostPages);
+        return false;
+    }
+    into.assign(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(count));
     return true;
 }
 
@@ -126,6 +159,7 @@ std::optional<Explained> explainAta(const DriveBlocks& files) {
             return refuse(files.thresholds, "the thresholds are the SMART data once more");
         asi.IsThresholdCorrect = FillSmartThreshold(asi) ? 1 : 0;
     }
+    if (!files.statistics.empty() && !readStatistics(files.statistics, drive.statistics)) return std::nullopt;
     finishRecord(asi);
     if (asi.IsSmartCorrect) FillSmartData(asi, &drive.why);
     asi.DiskStatus = CheckDiskStatus(asi, &drive.why);
@@ -163,36 +197,33 @@ std::string refusal(const CAtaSmart& engine, std::int32_t number) {
     return "no command path gives its identify data; the last one failed with " + deviceErrorText(error);
 }
 
-/// The drive's record as the library has it: made, and read anew at once. Null, with the reason on standard
-/// error, when there is none.
-const AtaSmartInfo* recordOf(CAtaSmart& engine, std::int32_t number) {
+/// The drive's record as the library has it: made, and read anew at once. Null when there is none; `why`
+/// tells.
+const AtaSmartInfo* recordOf(CAtaSmart& engine, std::int32_t number, std::string& why) {
     const ComOnThread com;
     engine.UseStandardPaths();
     if (!engine.SearchPhysicalDrive(number)) {
-        const std::string why = refusal(engine, number);
+        why = refusal(engine, number);
         engine.AddDiskAMD_RC2(); // which has numbers of its own
-        if (std::ranges::count(engine.vars, number, &AtaSmartInfo::PhysicalDriveId) == 0) {
-            fmt::print(stderr, "drive {}: {}\n", number, why);
-            return nullptr;
-        }
+        if (std::ranges::count(engine.vars, number, &AtaSmartInfo::PhysicalDriveId) == 0) return nullptr;
     }
     const auto found = std::ranges::find(engine.vars, number, &AtaSmartInfo::PhysicalDriveId);
     engine.UpdateSmartInfo(static_cast<std::size_t>(found - engine.vars.begin()));
     return &*found;
 }
 
-std::optional<Explained> readDrive(std::int32_t number) {
-    CAtaSmart engine;
-    const AtaSmartInfo* const record = recordOf(engine, number);
-    if (!record) return std::nullopt;
-    Explained drive{*record, {}, true};
+Explained readDrive(CAtaSmart& engine, const AtaSmartInfo& record) {
+    Explained drive{record, {}, true};
     if (drive.asi.IsNVMe) {
         if (drive.asi.TotalDiskSize == 0) drive.asi.TotalDiskSize = nvmeCapacityOf(drive.asi.Identify);
         if (drive.asi.AttributeCount != 0) drive.why = kNvmeRules;
-    } else if (drive.asi.IsSmartCorrect) {
-        AtaSmartInfo again = drive.asi; // for the rules alone: the values are those of the record
-        ClassifyDrive(again, &drive.why);
-        FillSmartData(again, &drive.why);
+    } else {
+        drive.why = rulesOf(drive.asi);
+        AtaLogReader reader;
+        const AtaLogs& logs = reader.read(engine, drive.asi, 0);
+        drive.statistics = logs.deviceStatistics;
+        drive.saysItFails = logs.saysItFails;
+        if (!logs.note.empty()) fmt::print(stderr, "{}\n", printable(logs.note));
     }
     drive.asi.DiskStatus = CheckDiskStatus(drive.asi, &drive.why);
     return drive;
@@ -221,16 +252,18 @@ Json attributesOf(const AtaSmartInfo& asi) {
 }
 
 std::string asJson(const Explained& drive) {
-    const auto& [asi, why, isRead] = drive;
+    const AtaSmartInfo& asi = drive.asi;
+    const Explanation& why = drive.why;
     Json object = recordJson(asi);
-    if (!isRead) object["commandPath"] = nullptr;
+    if (!drive.isRead) object["commandPath"] = nullptr;
     object.update({{"dialectRow", orNull(why.dialect)},
                    {"temperatureRule", orNull(why.temperature)},
                    {"powerOnHoursRule", orNull(why.powerOnHours)},
                    {"powerOnCountRule", orNull(why.powerOnCount)},
                    {"lifeRule", orNull(why.life)},
                    {"healthRule", orNull(why.health)},
-                   {"attributes", attributesOf(asi)}});
+                   {"attributes", attributesOf(asi)},
+                   {"reading", readingJson(drive.reading(), &asi)}});
     return object.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
@@ -271,7 +304,8 @@ std::string attributeTable(const AtaSmartInfo& asi) {
 }
 
 std::string asText(const Explained& drive) {
-    const auto& [asi, why, isRead] = drive;
+    const AtaSmartInfo& asi = drive.asi;
+    const Explanation& why = drive.why;
     std::string text = printable(asi.Model) + "\n";
     text += row("serial number", printable(asi.SerialNumber));
     text += row("firmware", printable(asi.FirmwareRev));
@@ -281,7 +315,7 @@ std::string asText(const Explained& drive) {
     const std::string best = asi.MaxTransferMode.empty() ? "" : "up to " + narrow(asi.MaxTransferMode);
     text += row("kind", joined({kind, narrow(asi.DeviceNominalFormFactor),
                                 asi.IsNVMe ? "" : narrow(asi.Interface), best, narrow(asi.MajorVersion)}));
-    if (isRead) text += row("command path", narrow(asi.CommandTypeString));
+    if (drive.isRead) text += row("command path", narrow(asi.CommandTypeString));
     text += row("size", asi.TotalDiskSize == 0 ? "unknown" : fmt::format("{} MB", asi.TotalDiskSize));
     text += row("dialect", joined({narrow(asi.SsdVendorString), narrow(asi.SmartKeyName)}),
                 why.dialect ? why.dialect : "no attributes to tell it by");
@@ -301,7 +335,23 @@ std::string asText(const Explained& drive) {
                     {"wear leveling", asi.WearLevelingCount, " cycles"}};
     for (const auto& [label, value, unit] : counters)
         if (value != kNone) text += row(label, known(trafficOf(value), unit));
-    return text + attributeTable(asi);
+    return text + attributeTable(asi) + readingText(drive.reading(), &asi);
+}
+
+std::string scsiDiskText(const ScsiDisk& disk) {
+    std::string text = modelOf(disk) + "\n";
+    text += row("serial number", printable(disk.serialNumber));
+    text += row("firmware", printable(disk.revision));
+    text += row("kind", disk.rotationRate > 1 ? fmt::format("{}, {} rpm", kindOf(disk), disk.rotationRate)
+                                              : kindOf(disk));
+    text += row("size", disk.sizeBytes == 0 ? "unknown" : bytesText(disk.sizeBytes));
+    text += row("record", "none: a SCSI disk");
+    constexpr const char* errors[] = {"read errors", "write errors", "verify errors"};
+    for (std::size_t i = 0; i < disk.uncorrectedErrors.size(); ++i)
+        if (disk.uncorrectedErrors[i])
+            text += row(errors[i], fmt::format("{} uncorrected", *disk.uncorrectedErrors[i]));
+    if (!disk.fault.empty()) text += row("not read", printable(disk.fault));
+    return text + readingText(disk.reading, nullptr);
 }
 
 } // namespace
@@ -314,10 +364,22 @@ int explain(const DriveBlocks& files, bool json) {
 }
 
 int explainDrive(std::int32_t number, bool json) {
-    const auto drive = readDrive(number);
-    if (!drive) return kExitFailedCall;
-    put(json ? asJson(*drive) : asText(*drive));
-    return kExitOk;
+    CAtaSmart engine;
+    std::string why;
+    if (const AtaSmartInfo* const record = recordOf(engine, number, why)) {
+        const Explained drive = readDrive(engine, *record);
+        put(json ? asJson(drive) : asText(drive));
+        return kExitOk;
+    }
+    ScsiDiskReader reader;
+    for (const ScsiDisk& disk : reader.read(engine, 0)) {
+        if (disk.physicalDriveId != number) continue;
+        put(json ? scsiDiskJson(disk).dump(2, ' ', false, Json::error_handler_t::replace) + "\n"
+                 : scsiDiskText(disk));
+        return kExitOk;
+    }
+    fmt::print(stderr, "drive {}: {}\n", number, why);
+    return kExitFailedCall;
 }
 
 } // namespace tool

@@ -10,11 +10,12 @@ struct DriveBlocks {
     std::string identify;   ///< 512 bytes of IDENTIFY DEVICE, or 4096 of NVMe Identify Controller
     std::string smart;      ///< 512 bytes of SMART READ DATA, or of NVMe log page 2
     std::string thresholds; ///< 512 bytes of SMART READ THRESHOLDS
+    std::string statistics; ///< pages of the device statistics (log 04h), 512 bytes each, page 0 first
     bool nvme = false;
 };
 
 /// Tells what the library makes of a drive's blocks, and by which rule: of a record that is made and read
-/// anew at once, as it is in the library's list.
+/// anew at once, as it is in the library's list. Below it what the drive itself says.
 int explain(const DriveBlocks& files, bool json);
 /// The same of a drive that is read now, by its number.
 int explainDrive(std::int32_t number, bool json);

@@ -60,11 +60,15 @@ void addExplain(CLI::App& app, Options& options) {
     block("--smart", options.blocks.smart, "SMART READ DATA, 512 bytes; with --nvme log page 2, 512 bytes");
     CLI::Option* const thresholds =
         block("--thresholds", options.blocks.thresholds, "SMART READ THRESHOLDS, 512 bytes");
-    explain.add_flag("--nvme", options.blocks.nvme, "The blocks are an NVMe drive's")->excludes(thresholds);
+    CLI::Option* const statistics = block("--statistics", options.blocks.statistics,
+                                          "Device statistics (log 04h), pages of 512 bytes, page 0 first");
+    explain.add_flag("--nvme", options.blocks.nvme, "The blocks are an NVMe drive's")
+        ->excludes(thresholds)
+        ->excludes(statistics);
     explain.add_option("--drive", options.drive, "Read drive N (\\\\.\\PhysicalDriveN) in place of files")
         ->type_name("N")
         ->check(CLI::NonNegativeNumber)
-        ->excludes("--identify", "--smart", "--thresholds", "--nvme");
+        ->excludes("--identify", "--smart", "--thresholds", "--statistics", "--nvme");
     explain.add_flag("--json", options.json, "One JSON object; null where the drive tells nothing");
 }
 
