@@ -21,12 +21,12 @@ constexpr const char* kRaidPorts = R"(, "raidPorts": [{"port": 2, "csmi": {}, "m
 
 /// A described drive with one path, its record, and a reader of its logs.
 struct LogDrive {
-    explicit LogDrive(const std::string& path, std::uint32_t commandType,
-                      const std::string& keys = kStatistics)
+    LogDrive(const std::string& path, std::uint32_t commandType, const std::string& keys = kStatistics,
+             const std::string& sections = kRaidPorts)
         : machine(fmt::format(
               R"({{"name": "m", "drives": [{{"number": 0, "scsiAddress": {{"port": 2, "target": 3}}, "paths": ["{}"], )"
               R"("identify": "{}", {}}}]{}}})",
-              path, hexOf(smartIdentify()), keys, path == "csmi" || path == "megaRaid" ? kRaidPorts : "")) {
+              path, hexOf(smartIdentify()), keys, sections)) {
         asi.CommandType = commandType;
         asi.Target = 0xA0;
         asi.PhysicalDriveId = 0;
@@ -198,6 +198,13 @@ TEST(DriveLogs, BadAnswersAreToldAndWhatIsRefusedIsNotAskedAgain) {
     // refusal by sense data.
     LogDrive none("ataPassThrough", CMD_TYPE_PHYSICAL_DRIVE, R"("model": "M")");
     EXPECT_EQ("log directory: refused with error 1117", none.read().note);
+    for (const char* lie : {R"("status": 1)", R"("bytes": 675)", R"("error": 1117)"}) {
+        LogDrive hidden("csmi", CMD_TYPE_CSMI, kStatistics,
+                        fmt::format(R"(, "raidPorts": [{{"port": 2, "csmi":
+            {{"answers": [{{"request": "csmiPassThrough", "nth": 1, {}}}]}}}}])",
+                                    lie));
+        EXPECT_THAT(hidden.read().note, HasSubstr("log directory: refused with error 1")) << lie;
+    }
     LogDrive bridge("sat", CMD_TYPE_SAT, R"("rejection": "checkCondition")");
     EXPECT_EQ("log directory: refused with error 1117", bridge.read().note);
     EXPECT_EQ(false, bridge.read().saysItFails);

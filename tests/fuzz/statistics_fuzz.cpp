@@ -1,5 +1,5 @@
-// Any bytes as a drive's log of device statistics: what is read of it keeps to what the log says, and what is told
-// of the drive to what a drive can tell.
+// Any bytes as a drive's log of device statistics: what is read of it keeps to what the log says, and what is
+// told of the drive to what a drive can tell.
 
 #include "drive_reading/DeviceStatistics.h"
 #include "drive_reading/DriveReading.h"
@@ -20,7 +20,8 @@ void require(bool holds) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     constexpr std::size_t page = 512;
-    const std::vector<std::uint8_t> log(bytes, bytes + size); // of its own size, so that a read past it is seen
+    const std::vector<std::uint8_t> log(bytes,
+                                        bytes + size); // of its own size, so that a read past it is seen
     const DeviceStatistics statistics = readDeviceStatistics(log);
     const auto listed = listedPages(std::span(log).first(std::min(size, page)));
     require(listed.size() <= 3 && std::ranges::is_sorted(listed));
