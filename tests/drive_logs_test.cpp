@@ -240,5 +240,19 @@ TEST(DriveLogs, CountsThatStepBackMakeTheLogDoubtfulForThatTime) {
     EXPECT_EQ(true, later.saysItFails);
 }
 
+TEST(DriveLogs, ASampleDriveTellsTheSameInItsStatisticsAsInItsAttributes) {
+    const TestMachine machine = TestMachine::sample("desktop-three-drives");
+    CAtaSmart engine;
+    engine.UseStandardPaths();
+    ASSERT_TRUE(engine.SearchPhysicalDrive(0));
+    AtaLogReader reader;
+    const AtaLogs& logs = reader.read(engine, engine.vars[0], 0);
+    EXPECT_EQ("", logs.note);
+    const DriveReading reading = readingOf(engine.vars[0], {}, logs.standard());
+    EXPECT_THAT(reading.disagreements, ::testing::IsEmpty());
+    EXPECT_EQ(94, reading.life.value);
+    EXPECT_THAT(reading.hostReadBytes.basis, HasSubstr("device statistics"));
+}
+
 } // namespace
 } // namespace orv::test
