@@ -21,12 +21,12 @@ constexpr const char* kRaidPorts = R"(, "raidPorts": [{"port": 2, "csmi": {}, "m
 
 /// A described drive with one path, its record, and a reader of its logs.
 struct LogDrive {
-    explicit LogDrive(const std::string& path, std::uint32_t commandType,
-                      const std::string& keys = kStatistics)
+    LogDrive(const std::string& path, std::uint32_t commandType, const std::string& keys = kStatistics,
+             const std::string& sections = kRaidPorts)
         : machine(fmt::format(
               R"({{"name": "m", "drives": [{{"number": 0, "scsiAddress": {{"port": 2, "target": 3}}, "paths": ["{}"], )"
               R"("identify": "{}", {}}}]{}}})",
-              path, hexOf(smartIdentify()), keys, path == "csmi" || path == "megaRaid" ? kRaidPorts : "")) {
+              path, hexOf(smartIdentify()), keys, sections)) {
         asi.CommandType = commandType;
         asi.Target = 0xA0;
         asi.PhysicalDriveId = 0;
@@ -103,8 +103,7 @@ TEST(DriveLogs, CommandsOfEachPathByteForByte) {
             EXPECT_EQ(path.sent, drive.sent());
             EXPECT_EQ("", logs.note);
             const DeviceStatistics statistics = readDeviceStatistics(logs.deviceStatistics);
-            EXPECT_EQ("", statistics.fault);
-            EXPECT_EQ(300U, statistics.powerOnHours);
+            EXPECT_TRUE(statistics.fault.empty() && statistics.powerOnHours == 300U);
             EXPECT_EQ(4U, statistics.percentageUsed);
             return logs.saysItFails;
         };
@@ -198,39 +197,53 @@ TEST(DriveLogs, BadAnswersAreToldAndWhatIsRefusedIsNotAskedAgain) {
     // refusal by sense data.
     LogDrive none("ataPassThrough", CMD_TYPE_PHYSICAL_DRIVE, R"("model": "M")");
     EXPECT_EQ("log directory: refused with error 1117", none.read().note);
+    for (const char* lie : {R"("status": 1)", R"("bytes": 675)", R"("error": 1117)"}) {
+        LogDrive hidden("csmi", CMD_TYPE_CSMI, kStatistics,
+                        fmt::format(R"(, "raidPorts": [{{"port": 2, "csmi":
+            {{"answers": [{{"request": "csmiPassThrough", "nth": 1, {}}}]}}}}])",
+                                    lie));
+        EXPECT_THAT(hidden.read().note, HasSubstr("log directory: refused with error 1")) << lie;
+    }
     LogDrive bridge("sat", CMD_TYPE_SAT, R"("rejection": "checkCondition")");
     EXPECT_EQ("log directory: refused with error 1117", bridge.read().note);
     EXPECT_EQ(false, bridge.read().saysItFails);
 }
 
-TEST(DriveLogs, ADriveIsAskedAtMostSoOften) {
-    LogDrive drive("ataPassThrough", CMD_TYPE_PHYSICAL_DRIVE);
-    const auto sentAfter = [&](std::int64_t seconds, std::int64_t atMostEveryNs) {
+TEST(DriveLogs, ADriveIsAskedAtMostSoOftenAndWhatStepsBackIsDoubtful) {
+    LogDrive drive("ataPassThrough", CMD_TYPE_PHYSICAL_DRIVE, std::string(kStatistics) + R"(, "changes": [
+        {"atSeconds": 8, "deviceStatistics": {"powerOnHours": 299, "percentageUsed": 4}}])");
+    const auto sentAfter = [&](std::int64_t seconds, std::int64_t atMostEveryNs = 5 * kSecond) {
         drive.machine->machineClock().sleepNs(seconds * kSecond);
-        EXPECT_EQ(3U * 512, drive.read(atMostEveryNs).deviceStatistics.size());
+        drive.read(atMostEveryNs);
         return drive.sent().size();
     };
-    EXPECT_EQ(5U, sentAfter(0, 5 * kSecond));
-    EXPECT_EQ(0U, sentAfter(4, 5 * kSecond));
-    EXPECT_EQ(3U, sentAfter(1, 5 * kSecond));
+    EXPECT_EQ(5U, sentAfter(0));
+    EXPECT_EQ(0U, sentAfter(4));
+    EXPECT_EQ(3U, sentAfter(1));
     EXPECT_EQ(3U, sentAfter(0, 0)) << "now";
-    drive.asi.ModelSerial = L"another drive in its place";
-    EXPECT_EQ(5U, sentAfter(0, 5 * kSecond));
-}
-
-TEST(DriveLogs, CountsThatStepBackMakeTheLogDoubtfulForThatTime) {
-    LogDrive drive("ataPassThrough", CMD_TYPE_PHYSICAL_DRIVE, kStatistics + std::string(R"(, "changes": [
-        {"atSeconds": 10, "deviceStatistics": {"powerOnHours": 299, "percentageUsed": 4}},
-        {"atSeconds": 20, "returnStatus": "exceeded"}])"));
-    EXPECT_EQ("", drive.read().note);
-    drive.machine->machineClock().sleepNs(10 * kSecond);
-    EXPECT_EQ("device statistics: power-on hours stepped back from 300 to 299", drive.read().note);
-    EXPECT_TRUE(drive.read(kSecond).deviceStatistics.empty());
-    drive.machine->machineClock().sleepNs(10 * kSecond);
+    EXPECT_EQ(3U, sentAfter(5));
+    const AtaLogs& doubtful = drive.read(kSecond);
+    EXPECT_EQ("device statistics: power-on hours stepped back from 300 to 299", doubtful.note);
+    EXPECT_TRUE(doubtful.deviceStatistics.empty());
     const AtaLogs& later = drive.read();
     EXPECT_EQ("", later.note);
     EXPECT_EQ(299U, readDeviceStatistics(later.deviceStatistics).powerOnHours);
-    EXPECT_EQ(true, later.saysItFails);
+    drive.asi.ModelSerial = L"another drive in its place";
+    EXPECT_EQ(5U, sentAfter(0));
+}
+
+TEST(DriveLogs, ASampleDriveTellsTheSameInItsStatisticsAsInItsAttributes) {
+    const TestMachine machine = TestMachine::sample("desktop-three-drives");
+    CAtaSmart engine;
+    engine.UseStandardPaths();
+    ASSERT_TRUE(engine.SearchPhysicalDrive(0));
+    AtaLogReader reader;
+    const AtaLogs& logs = reader.read(engine, engine.vars[0], 0);
+    EXPECT_EQ("", logs.note);
+    const DriveReading reading = readingOf(engine.vars[0], {}, logs.standard());
+    EXPECT_THAT(reading.disagreements, ::testing::IsEmpty());
+    EXPECT_EQ(94, reading.life.value);
+    EXPECT_THAT(reading.hostReadBytes.basis, HasSubstr("device statistics"));
 }
 
 } // namespace

@@ -25,7 +25,8 @@ struct DriveAttribute {
 };
 
 inline SMART_ATTRIBUTE entryOf(const DriveAttribute& attribute) {
-    SMART_ATTRIBUTE entry{attribute.id, attribute.flags, attribute.current, attribute.worst, {}, attribute.reserved};
+    SMART_ATTRIBUTE entry{attribute.id, attribute.flags,   attribute.current, attribute.worst,
+                          {},           attribute.reserved};
     for (int i = 0; i < 6; ++i)
         entry.RawValue[i] = static_cast<std::uint8_t>(attribute.raw >> 8 * i);
     return entry;

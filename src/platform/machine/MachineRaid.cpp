@@ -200,6 +200,11 @@ Answer MachineRaidPort::answerCsmi(const IOCTL_HEADER& header, std::span<const s
         Block block(in.begin(), in.end());
         std::optional<std::uint32_t> told;
         if (const ErrorCode error = fillCsmi(header, block, told)) return Answer::failed(error);
+        if (planned && planned->status) {
+            IOCTL_HEADER head = header;
+            head.ReturnCode = *planned->status;
+            put(block, head);
+        }
         return give(block, planned && planned->bytes ? planned->bytes : told, out);
     }
     return Answer::failed(kInvalidFunction);

@@ -16,9 +16,9 @@ struct RaidAnswer {
     std::string request;
     std::uint64_t nth = 0; ///< 0: every request
     ErrorCode error = kSuccess;
-    std::optional<std::uint32_t> bytes; ///< length told, and where the answer is cut
-    std::optional<std::uint8_t> status; ///< of a MegaRAID answer, as the one below
-    std::optional<std::uint32_t> dataBytes;
+    std::optional<std::uint32_t> bytes;     ///< length told, and where the answer is cut
+    std::optional<std::uint8_t> status;     ///< of a MegaRAID frame, or the return code of a CSMI header
+    std::optional<std::uint32_t> dataBytes; ///< of a MegaRAID answer
     std::uint64_t met = 0;
 };
 
