@@ -4,6 +4,8 @@
 #include "cpu/cpu.h"
 #include "cpu/cpu_info.h"
 #include "frame/border/globals.h"
+#include "orvane/hwprobe.h"
+#include "platform/linux/LinuxPlatform.h"
 #include "platform/machine/Machine.h"
 #include "state/ProcessState.h"
 
@@ -40,6 +42,42 @@ void cpuFrequency(benchmark::State& state) {
         benchmark::DoNotOptimize(cpu.GetCpuSpeed());
 }
 BENCHMARK(cpuFrequency);
+
+/// The running system with a processor that no class takes: what getCpuLoad costs after the first call.
+class UnknownFamily : public orv::platform::LinuxProcessor {
+  public:
+    using LinuxProcessor::LinuxProcessor;
+    orv::platform::CpuidRegisters cpuid(std::uint32_t leaf) override {
+        auto registers = LinuxProcessor::cpuid(leaf);
+        if (leaf == 0) {
+            registers.ebx = 0x68747541; // AuthenticAMD
+            registers.edx = 0x69746E65;
+            registers.ecx = 0x444D4163;
+        }
+        if (leaf == 1) registers.eax = 0x00900F00; // family 0x18
+        return registers;
+    }
+};
+
+struct UnknownServices : orv::platform::LinuxServices {
+    explicit UnknownServices(std::string root)
+        : LinuxServices(std::move(root)), processor(files, processors) {}
+    UnknownFamily processor;
+};
+
+void processorOfNoClass(benchmark::State& state) {
+    orv::platform::Platform& former = orv::platform::current();
+    orv::platform::PlatformOf<UnknownServices> system("");
+    orv::platform::use(system);
+    {
+        const FreshState fresh;
+        getCpuLoad(); // measures the clock
+        for (auto _ : state)
+            benchmark::DoNotOptimize(getCpuLoad());
+    }
+    orv::platform::use(former);
+}
+BENCHMARK(processorOfNoClass);
 
 std::string machineOf64Threads() {
     std::string ids;

@@ -27,12 +27,29 @@ installed() { dpkg-query -W -f='${Status}\n' "$1" 2>/dev/null | grep -q '^instal
 # Whether this kernel starts Wine itself; elsewhere it runs in a virtual machine.
 starts_32_bit() { /usr/lib/wine/wine --version >/dev/null 2>&1; }
 
-# One archive that is out of step must not stop the rest: what its old list, or the others, give may do.
-update_lists() {
-  as_root apt-get update -q || say "some package lists could not be refreshed; going on with those that are here"
+# apt_get ARGUMENT...: waits up to ten minutes for another program that has one of the package manager's locks. Its own
+# option knows the lock of the installed packages alone, not those of the lists and the downloads.
+apt_get() {
+  local status errors end=$((SECONDS + 600))
+  errors=$(mktemp)
+  while :; do
+    status=0
+    as_root env LC_ALL=C DEBIAN_FRONTEND=noninteractive apt-get -q -o DPkg::Lock::Timeout=600 "$@" 2>"$errors" || status=$?
+    ((status && SECONDS < end)) && grep -q '^E: Could not get lock' "$errors" || break
+    say "another program has the package manager; waiting for it"
+    sleep 5
+  done
+  cat "$errors" >&2
+  rm -f "$errors"
+  return "$status"
 }
 
-apt_install() { as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "$@"; }
+# One archive that is out of step must not stop the rest: what its old list, or the others, give may do.
+update_lists() {
+  apt_get update || say "some package lists could not be refreshed; going on with those that are here"
+}
+
+apt_install() { apt_get install -y --no-install-recommends "$@"; }
 
 # main_archive_first COMMAND...: runs it while the versions of the main archive go before those of the others.
 # A subshell, so that the preference goes however the command ends.
@@ -65,6 +82,19 @@ install_missing() {
   # differ, the main archive has such a set; a library that is newer goes back to it.
   say "the lists of the architectures differ; installing from the main archive"
   main_archive_first apt_install --allow-downgrades "${missing[@]}"
+}
+
+# The nodes of /dev with their kinds and numbers; what is mounted below it, such as terminals and shared memory, comes
+# and goes.
+device_nodes() { find "${DEVICES:-/dev}" -xdev -exec stat -c '%n: %F %t:%T' {} + 2>/dev/null | sort; }
+
+# leaves_devices COMMAND...: runs tests, and fails when they have changed /dev, as those of root can.
+leaves_devices() {
+  local before status=0
+  before=$(device_nodes)
+  "$@" || status=$?
+  diff <(echo "$before") <(device_nodes) >&2 || die "the tests have changed ${DEVICES:-/dev}: < is before, > after"
+  return "$status"
 }
 
 # build PRESET [CMAKE-ARGUMENT...]: configures when needed, and builds.

@@ -73,7 +73,7 @@ TEST_P(ProcessorContract, ClocksMoveTogetherAndPrioritiesComeBack) {
     timers.timeEndPeriod(periods.value.smallest);
     timers.setPriorities(before);
     EXPECT_GT(seconds, 0.003); // the multimedia timer may step by 16 ms
-    EXPECT_LT(seconds, 5);
+    EXPECT_LT(seconds, 60);
     EXPECT_GT(side().processor().timeStampCounter(), tsc);
     EXPECT_EQ(before.processClass, timers.priorities().processClass);
     EXPECT_EQ(before.thread, timers.priorities().thread);

@@ -2,7 +2,9 @@
 
 #include "platform/Clock.h"
 #include "platform/FaultTrap.h"
+#include "platform/GraphicsSdk.h"
 #include "platform/NetworkTables.h"
+#include "platform/Processes.h"
 #include "platform/SystemFacts.h"
 #include "support/Faults.h"
 #include "support/Sides.h"
@@ -100,6 +102,30 @@ TEST(FaultTrap, RealFaultsBecomeTheirCodesAlsoNested) {
         trap.clearFloatingPointStatus();
     }
     EXPECT_EQ(0u, trap.run([] {}));
+}
+
+#ifdef _WIN32
+constexpr wchar_t kOwnLibrary[] = L"kernel32.dll";
+constexpr char kOwnFunction[] = "GetTickCount";
+constexpr wchar_t kOwnProgram[] = L"C:\\windows\\system32\\hostname.exe";
+#else
+constexpr wchar_t kOwnLibrary[] = L"libc.so.6";
+constexpr char kOwnFunction[] = "getpid";
+constexpr wchar_t kOwnProgram[] = L"/bin/true";
+#endif
+
+TEST(GraphicsContract, LibrariesAndProcessesOfTheHost) {
+    const auto host = platform::makeHostPlatform();
+    platform::Libraries& libraries = host->libraries();
+    EXPECT_EQ(libraries.load(L"no-such-library.dll").error, platform::kModuleNotFound);
+    const auto library = libraries.load(kOwnLibrary);
+    ASSERT_TRUE(library.ok());
+    EXPECT_NE(libraries.function(library.value, kOwnFunction).value, nullptr);
+    EXPECT_EQ(libraries.function(library.value, "noSuchFunction").error, platform::kProcedureNotFound);
+    EXPECT_EQ(host->processes().runAndWait(kOwnProgram), platform::kSuccess);
+    EXPECT_EQ(host->processes().runAndWait(L"C:\\no-such-program.exe"), platform::kFileNotFound);
+    const auto unknown = host->graphicsSdk().function(0x12345678);
+    EXPECT_TRUE(unknown.error == platform::kModuleNotFound || unknown.error == platform::kProcedureNotFound);
 }
 
 } // namespace

@@ -216,7 +216,8 @@ TEST(CpuAmd, FamilyAndModelChooseTheReader) {
             EXPECT_EQ(-1.0, getCpuLoad());
             EXPECT_THAT(getLastError(), HasSubstr(": AMD family not support: " + std::to_string(family)));
         }
-        // Whether a class fits or not, the clock is measured once.
+        // Whether a class fits or not, the clock is measured and the topology read once.
+        EXPECT_EQ(1, std::ranges::count(machine->requests().record(), "findLogicalProcessorInformation"));
         EXPECT_EQ(1, std::ranges::count(machine->requests().record(), "timeGetDevCaps"));
     }
 }

@@ -1,6 +1,7 @@
 // From an identify block to the record in the list: the SMART reads of each path, drives met twice, and what
 // refuses a record.
 
+#include "disk_engine/SearchStages.h"
 #include "support/DescribedDrives.h"
 
 #include <gmock/gmock.h>
@@ -111,6 +112,10 @@ TEST(AddDisk, TheSmartReadsOfAPath) {
         EXPECT_THAT((std::array{asi.IsSmartEnabled, asi.IsSmartCorrect, asi.IsThresholdCorrect}),
                     ElementsAre(row.enabled, row.correct, row.thresholds));
         EXPECT_EQ(row.correct ? 35 : kNoTemperature, asi.Temperature);
+        const DriveAnswering& answering = asi.answering;
+        EXPECT_THAT((std::array{answering.answers, answering.lastAnswerNs >= 0,
+                                answering.failure == platform::kSuccess}),
+                    testing::Each(row.correct != 0));
         EXPECT_EQ(asi.AttributeCount ? L"Smart" : L"", asi.SmartKeyName) << "classified with its attributes";
         EXPECT_TRUE(!row.thresholds || asi.Threshold[0].ThresholdId == 5);
     }
@@ -157,7 +162,11 @@ TEST(AddDisk, DrivesMetTwice) {
         bool added;
         std::vector<std::wstring> list; ///< model, serial, number, path
         const wchar_t* label;
+        std::vector<std::wstring> unread;
     };
+    const std::vector<std::wstring> second = {L"1: it has the model and the serial number of drive 0"};
+    const std::vector<std::wstring> former = {L"0: it has the model and the serial number of drive 1"};
+    const std::vector<std::wstring> itself = {L"1: it has the model and the serial number of drive 1"};
     const std::wstring fresh = L"ACME Disk S1 1 pd1";
     const wchar_t* reverse = L"Duplicate Check: ACME Disk:S1";
     const wchar_t* csmi = L"vars[i].CommandType = CMD_TYPE_CSMI_PHYSICAL_DRIVE";
@@ -168,13 +177,13 @@ TEST(AddDisk, DrivesMetTwice) {
     // clang-format off
     const Row rows[] = {
         {{other, {L"ACME Disk", L"S2", 0}, {L"CAEMD si k", L"S1", 0}, {L"Other", L"1S", 0}}, 0, true, true, {otherLine, L"ACME Disk S2 0 un", L"CAEMD si k S1 0 un", L"Other 1S 0 un", fresh}, nullptr},
-        {{twin, other}, 0, false, false, {twinLine, otherLine}, nullptr},
-        {{twin, other, twin, other}, 0, true, true, {twinLine, otherLine, otherLine, fresh}, nullptr},
-        {{other, named}, 0, true, false, {otherLine, twinLine}, nullptr},
-        {{mirrored}, 0, true, false, {L"CAEMD si k 1S 0 un"}, reverse},
-        {{byPort}, 0, true, false, {L"ACME Disk S1 1 un"}, nullptr},
+        {{twin, other}, 0, false, false, {twinLine, otherLine}, nullptr, second},
+        {{twin, other, twin, other}, 0, true, true, {twinLine, otherLine, otherLine, fresh}, nullptr, former},
+        {{other, named}, 0, true, false, {otherLine, twinLine}, nullptr, second},
+        {{mirrored}, 0, true, false, {L"CAEMD si k 1S 0 un"}, reverse, second},
+        {{byPort}, 0, true, false, {L"ACME Disk S1 1 un"}, nullptr, itself},
         {{byPort, named}, 1, true, true, {L"ACME Disk S1 1 cp", twinLine, fresh}, csmi},
-        {{twin, byPort}, 0, true, false, {twinLine, L"ACME Disk S1 1 un"}, nullptr},
+        {{twin, byPort}, 0, true, false, {twinLine, L"ACME Disk S1 1 un"}, nullptr, itself},
     };
     // clang-format on
     for (const Row& row : rows) {
@@ -190,6 +199,11 @@ TEST(AddDisk, DrivesMetTwice) {
             asi.CommandTypeString = L"un";
         }
         EXPECT_EQ(row.added, add(drive, CMD_TYPE_PHYSICAL_DRIVE));
+        if (!row.added) drive.engine->noteUnread(1, L"");
+        std::vector<std::wstring> unread;
+        for (const UnreadDrive& twin : drive.engine->unreadDrives)
+            unread.push_back(std::to_wstring(twin.physicalDriveId) + L": " + whyUnread(twin));
+        EXPECT_THAT(unread, ElementsAreArray(row.unread));
         std::vector<std::wstring> list;
         for (const AtaSmartInfo& asi : drive.engine->vars) {
             list.push_back(asi.Model + L" " + asi.SerialNumber + L" " + std::to_wstring(asi.PhysicalDriveId) +
@@ -276,6 +290,8 @@ TEST(AddDiskNvme, AFailedHealthReadLeavesTheRecordAsItWas) {
                   asi.InterfaceType);
         EXPECT_THAT((std::array{static_cast<int>(asi.AttributeCount), asi.Temperature, asi.Life}),
                     ElementsAre(0, -1000, -1));
+        EXPECT_EQ(std::pair(false, platform::kIoDevice),
+                  std::pair(asi.answering.answers, asi.answering.failure));
     }
     // The vendor command of this one has a second way.
     DriveOnMachine second(nvmeDrive(R"("samsung", "nvmeMini")",
@@ -294,8 +310,24 @@ TEST(AddDiskNvme, WhatRefusesARecord) {
     EXPECT_FALSE(add(nvmeIdentifyOf())) << "a second namespace";
     EXPECT_TRUE(add(nvmeIdentifyOf("ACME NV", "S2")));
     EXPECT_TRUE(add(nvmeIdentifyOf("ACME NV2", "S1")));
+    // The list is full: a drive is noted once, also when it is met without its number before.
     drive.engine->vars.resize(80);
-    EXPECT_FALSE(add(nvmeIdentifyOf("Another")));
+    const auto addAs = [&](std::int32_t number, const char* model) {
+        NvmeBlock block = nvmeIdentifyOf(model);
+        return drive.engine->AddDiskNVMe({.physicalDriveId = number, .commandType = CMD_TYPE_NVME_INTEL_VROC},
+                                         block, nullptr);
+    };
+    AtaBlock ata = smartIdentify();
+    EXPECT_FALSE(drive.engine->AddDisk({.scsiPort = 2, .commandType = CMD_TYPE_MEGARAID}, ata));
+    EXPECT_EQ(smartIdentify(), ata);
+    for (const std::int32_t number : {-1, 7, 7, -1})
+        EXPECT_FALSE(addAs(number, "Another"));
+    EXPECT_FALSE(addAs(8, "ACME NV")); // a twin, which is told with its probe
+    std::vector<std::wstring> unread;
+    for (const UnreadDrive& each : drive.engine->unreadDrives)
+        unread.push_back(std::to_wstring(each.physicalDriveId) + L" " + each.model + L": " + whyUnread(each));
+    EXPECT_THAT(unread, ElementsAre(L"-1 ACME Disk: the list takes no more than 80 drives",
+                                    L"7 Another: the list takes no more than 80 drives"));
     drive.engine->vars.resize(79);
     EXPECT_TRUE(add(nvmeIdentifyOf("Another")));
     EXPECT_EQ(80u, drive.engine->vars.size());

@@ -91,6 +91,7 @@ const Rule rules[] = {
     {233, VENDOR_MAXIOTEK, count, "NandWrites=6656", {}, HOST_UNIT_512B},
     {245, VENDOR_MICRON_MU03, count, "NandWrites=33554464", {}, 0, "NandWrites=436207648"},
     {245, VENDOR_MICRON_MU03, negative, "NandWrites=-1", {}, 0, "NandWrites=268435454"},
+    {245, VENDOR_KINGSTON, negative, "NandWrites=-1", {}, HOST_UNIT_32MB, "NandWrites=268435454"},
     {241, VENDOR_WDC, count, "HostWrites=6656", {}, HOST_UNIT_512B},
     {242, VENDOR_WDC, count, "HostReads=436207648", {}, HOST_UNIT_32MB},
     {242, VENDOR_GENERAL_SSD, count, "", {}, HOST_UNIT_1MB},

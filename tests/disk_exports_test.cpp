@@ -141,14 +141,38 @@ TEST(DiskExports, TheFirstDriveWithTheSystemsLetterIsTheSystemDrive) {
     EXPECT_STREQ(R"({"code":1,"diskName":"ACME NV"})", getDiskNameWhichOsInstalled());
 }
 
-TEST(DiskExports, OnlyAStartOfComThatWasTheFirstIsGivenBack) {
-    for (const platform::ErrorCode started : {platform::kSuccess, platform::kComFalse}) {
+TEST(DiskExports, EachStartOfComIsGivenBack) {
+    constexpr platform::ErrorCode otherModel = 0x80010106; // RPC_E_CHANGED_MODE, which started nothing
+    for (const platform::ErrorCode started : {platform::kSuccess, platform::kComFalse, otherModel}) {
         TestMachine machine(machineWith(hardDisk()));
         machine->requests().plan({"initializeCom", 1, started, 0});
         machine->requests().keepRecord(true);
         ASSERT_EQ(1, initDisk());
-        EXPECT_EQ(started == platform::kSuccess ? 1 : 0,
+        EXPECT_EQ(started == otherModel ? 0 : 1,
                   std::ranges::count(machine->requests().record(), "uninitializeCom"));
+    }
+}
+
+/// The list would be one of those drives that were met while there were descriptors.
+TEST(DiskExports, ASearchWithoutDescriptorsIsRunAnew) {
+    const platform::Fault faults[] = {{"openDevice", 1, platform::kTooManyOpenFiles},
+                                      {"openDevice", 30, platform::kTooManyOpenFiles},
+                                      {"deviceControl", 1, platform::kTooManyOpenFiles},
+                                      {"deviceControl", 4, platform::kTooManyOpenFiles},
+                                      {"connectServer", 1, 0x80070004},
+                                      {"execQuery", 1, 0x80070004}};
+    for (const platform::Fault& fault : faults) {
+        SCOPED_TRACE(fmt::format("{} {}", fault.operation, fault.nth));
+        TestMachine machine(machineWith(hardDisk()));
+        machine->requests().plan(fault);
+        EXPECT_EQ(-1, initDisk());
+        EXPECT_STREQ("too many open files", getLastError());
+        ASSERT_EQ(1, initDisk());
+        // With the list there, the drive does not answer, as after any failure.
+        wait(machine, 6'000 * kMillisecond);
+        machine->requests().plan({"openDevice", 0, platform::kTooManyOpenFiles});
+        EXPECT_EQ(35.0, getDiskTemperature(0));
+        EXPECT_EQ(platform::kTooManyOpenFiles, processWide<CAtaSmart>().vars[0].answering.failure);
     }
 }
 
@@ -158,15 +182,17 @@ struct Refreshed {
     const char* answers; ///< what goes wrong in the refresh
     int degrees;         ///< known after it
     int wakeUps;
+    platform::ErrorCode failure; ///< that is told
 };
 
 TEST(UpdateSmartInfo, WakesWhatMaySleepAndKeepsWhatItHasAfterAFailure) {
     const Refreshed cases[] = {
-        {"ataPassThrough", "", 50, 0},
-        {"ataPassThrough", R"({"path": "ataPassThrough", "nth": 1, "error": 121})", 50, 1},
-        {"ataPassThrough", R"({"path": "ataPassThrough", "data": "00"})", 35, 1},
-        {"sat", "", 50, 1},
-        {"sat", R"({"path": "sat", "error": 1117})", 35, 1},
+        {"ataPassThrough", "", 50, 0, platform::kSuccess},
+        {"ataPassThrough", R"({"path": "ataPassThrough", "nth": 1, "error": 121})", 50, 1,
+         platform::kSuccess},
+        {"ataPassThrough", R"({"path": "ataPassThrough", "data": "00"})", 35, 1, platform::kSuccess},
+        {"sat", "", 50, 1, platform::kSuccess},
+        {"sat", R"({"path": "sat", "error": 1117})", 35, 1, platform::kIoDevice},
     };
     for (const Refreshed& entry : cases) {
         SCOPED_TRACE(fmt::format("{} {}", entry.path, entry.answers));
@@ -181,6 +207,10 @@ TEST(UpdateSmartInfo, WakesWhatMaySleepAndKeepsWhatItHasAfterAFailure) {
         on.engine->UpdateSmartInfo(0);
         EXPECT_EQ(entry.degrees, on.engine->vars[0].Temperature);
         EXPECT_EQ(before.AttributeCount, on.engine->vars[0].AttributeCount);
+        const bool answers = entry.degrees == 50;
+        EXPECT_EQ(answers, on.engine->vars[0].answering.answers);
+        EXPECT_EQ(answers, on.engine->vars[0].answering.lastAnswerNs > before.answering.lastAnswerNs);
+        EXPECT_EQ(entry.failure, on.engine->vars[0].answering.failure);
         EXPECT_EQ(entry.wakeUps, std::ranges::count_if(on.machine->requests().record(), [](const auto& line) {
                       return line.starts_with("deviceRead");
                   }));
@@ -196,9 +226,10 @@ TEST(UpdateSmartInfo, AnNvmePageIsBelievedUpToTwoHundredDegrees) {
     const auto pageAt = [](int degrees, std::uint8_t used) {
         return R"("health": ")" + hexOf(healthOf(static_cast<std::uint16_t>(273 + degrees), used)) + '"';
     };
-    DriveOnMachine on(nvmeDrive(R"("storageQuery")", R"(, "changes": [{"atSeconds": 1, )" + pageAt(200, 100) +
-                                                         R"(}, {"atSeconds": 2, )" + pageAt(201, 3) +
-                                                         R"(}, {"atSeconds": 3, "present": false}])"));
+    DriveOnMachine on(nvmeDrive(
+        R"("storageQuery")",
+        R"(, "changes": [{"atSeconds": 1, )" + pageAt(200, 100) + R"(}, {"atSeconds": 2, )" + pageAt(201, 3) +
+            R"(}, {"atSeconds": 3, "present": false}, {"atSeconds": 4, "present": true}])"));
     ASSERT_TRUE(on.engine->SearchPhysicalDrive(1));
     AtaSmartInfo& asi = on.engine->vars[0];
     for (const auto& [degrees, life] : {std::pair(200, 0), std::pair(kNoTemperature, 97)}) {
@@ -213,6 +244,11 @@ TEST(UpdateSmartInfo, AnNvmePageIsBelievedUpToTwoHundredDegrees) {
     on.engine->UpdateSmartInfo(0);
     EXPECT_EQ(3, asi.Attribute[4].RawValue[0]) << "out of the page that is held";
     EXPECT_EQ(DISK_STATUS_GOOD, asi.DiskStatus);
+    EXPECT_EQ(std::pair(false, platform::kFileNotFound),
+              std::pair(asi.answering.answers, asi.answering.failure));
+    wait(on.machine, 1'000 * kMillisecond);
+    on.engine->UpdateSmartInfo(0);
+    EXPECT_TRUE(asi.answering.answers) << "it is back";
 }
 
 } // namespace

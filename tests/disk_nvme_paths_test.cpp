@@ -1,5 +1,7 @@
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/NvmePaths.h"
+#include "log/log.h"
+#include "support/CapturedLog.h"
 #include "support/DescribedDrives.h"
 #include "support/RequestText.h"
 
@@ -245,8 +247,16 @@ TEST(NvmePathsTest, TheSizeOfANamespace) {
         putLittleEndian(block, 0, sectors);
         block[130] = exponent;
         std::uint32_t diskSize = kUnset;
-        readNamespaceSize(block, diskSize);
+        readNamespaceSize(block, diskSize, true);
         EXPECT_EQ(megabytes, diskSize) << sectors << " << " << int{exponent};
+    }
+    // Another format in use is worth a line where a record takes the size.
+    block[26] = 1;
+    for (const bool counts : {false, true}) {
+        const CapturedLog log{&diskLogger};
+        std::uint32_t diskSize = 0;
+        readNamespaceSize(block, diskSize, counts);
+        EXPECT_EQ(counts ? 1u : 0u, log.lines(spdlog::level::warn).size());
     }
 }
 

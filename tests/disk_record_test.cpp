@@ -54,6 +54,11 @@ TEST(IdentifyWords, UnitOfThePowerOnCounter) {
         {L"Fujitsu MHV2080", L"", 7, 9, TIME_UNIT_SECONDS},
         {L"SAMSUNG HD103SJ", L"1AJ100-23", 8, 11, TIME_UNIT_HOURS},
         {L"SAMSUNG HD160JJ", L"ZM100-33", 7, 10, TIME_UNIT_HALF_MINUTES},
+        {L"SAMSUNG SV0411N", L"UA100-07", 7, 9, TIME_UNIT_HALF_MINUTES},
+        {L"SAMSUNG SP0411N", L"TW100-11", 7, 9, TIME_UNIT_HALF_MINUTES},
+        {L"SAMSUNG HM160JI", L"AD100-16", 7, 10, TIME_UNIT_HALF_MINUTES},
+        {L"SAMSUNG MP0402H", L"UC100-10", 7, 9, TIME_UNIT_HALF_MINUTES},
+        {L"SAMSUNG HD160JJ", L"ZM100-41", 7, 10, TIME_UNIT_HOURS},
         {L"PLEXTOR PX-128M2P", L"1.05", 8, 12, TIME_UNIT_10_MINUTES},
         {L"INTEL SSDSC2CW120A3", L"400i", 8, 12, TIME_UNIT_INTEL},
     };
@@ -169,6 +174,19 @@ TEST(AtaRecord, TheEndOfARecord) {
     EXPECT_THAT((std::array{asi.DetectedPowerOnHours, asi.MeasuredPowerOnHours, asi.PowerOnRawValue,
                             asi.PowerOnStartRawValue, static_cast<int>(asi.PowerOnCount), asi.Temperature}),
                 ElementsAre(-1, -1, -1, -1, 0, -1000));
+    const std::tuple<DiskVendor, const wchar_t*, const wchar_t*, BOOL> thresholds[] = {
+        {VENDOR_SANDFORCE, L"OCZ-VERTEX3 MI", L"2.02", 1}, {VENDOR_SANDFORCE, L"OCZ-VERTEX3", L"2.15", 0},
+        {VENDOR_GENERAL_SSD, L"OCZ-VERTEX3", L"2.02", 0},  {VENDOR_SANDFORCE, L"OCZ-VERTEX2", L"1.27", 1},
+        {VENDOR_SANDFORCE, L"OCZ-VERTEX2", L"2.02", 0},
+    };
+    for (const auto& [vendor, model, firmware, wrong] : thresholds) {
+        AtaSmartInfo drive;
+        drive.DiskVendorId = vendor;
+        drive.Model = model;
+        drive.FirmwareRev = firmware;
+        finishRecord(drive);
+        EXPECT_EQ(wrong, drive.IsThresholdBug) << EncodedText(model).narrow << vendor;
+    }
 }
 
 NvmeBlock nvmeIdentify() {

@@ -1,6 +1,8 @@
 // The search for drives: what the rows of the management data, the drive numbers and the letters make of
 // them.
 
+#include "disk_engine/SearchStages.h"
+#include "platform/servers/ManagementRows.h"
 #include "support/DescribedDrives.h"
 
 #include <gmock/gmock.h>
@@ -10,8 +12,10 @@ namespace {
 
 using ::testing::Contains;
 using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
 using ::testing::Not;
+using ::testing::StartsWith;
 
 using Texts = std::vector<std::wstring>;
 
@@ -45,6 +49,14 @@ class Searched {
         return all;
     }
 
+    /// "NUMBER: REASON" of each drive without a record.
+    Texts unread() const {
+        Texts all;
+        for (const UnreadDrive& drive : engine->unreadDrives)
+            all.push_back(std::to_wstring(drive.physicalDriveId) + L": " + whyUnread(drive));
+        return all;
+    }
+
     BOOL skipOldFirmware = 0;
     Texts trace;
     TestMachine machine;
@@ -62,34 +74,34 @@ constexpr char kRow[] = R"({"DeviceID": "\\\\.\\PHYSICALDRIVE1", "Model": "ACME 
 /// What a row's texts decide: whether the drive is read, on which paths, and what its record says of it.
 TEST(DriveSearch, WhatARowDecides) {
     const std::string usb = R"(, "PNPDeviceID": "usbstor\\disk&x", "InterfaceType": "USB")";
-    const std::tuple<const char*, std::string, std::string, bool, std::uint32_t, std::wstring> cases[] = {
-        {"an internal disk without a medium's text", disk(1), R"("Model": "ACME Disk ATA Device")", true,
+    // The command path, or why there is no record.
+    const std::tuple<const char*, std::string, std::string, std::uint32_t, std::wstring> cases[] = {
+        {"an internal disk without a medium's text", disk(1), R"("Model": "ACME Disk ATA Device")",
          CMD_TYPE_PHYSICAL_DRIVE, L"Serial ATA"},
         {"a USB disk", disk(1, "ACME Disk", "sat"),
-         R"("Model": "ACME Disk USB Device", "MediaType": "External hard disk media")" + usb, true,
-         CMD_TYPE_SAT, L"USB (Serial ATA)"},
+         R"("Model": "ACME Disk USB Device", "MediaType": "External hard disk media")" + usb, CMD_TYPE_SAT,
+         L"USB (Serial ATA)"},
         {"a stick", disk(1, "ACME Disk", "sat", R"(, "mediaType": 11)"),
-         R"("Model": "ACME Disk USB Device", "MediaType": "Removable Media")" + usb, false, 0, L""},
+         R"("Model": "ACME Disk USB Device", "MediaType": "Removable Media")" + usb, 0,
+         L"its medium can be taken out"},
         {"a stick that is a drive inside", disk(1, "SanDisk Extreme", "sat", R"(, "mediaType": 11)"),
-         R"("Model": "SanDisk Extreme USB Device", "MediaType": "Removable Media")" + usb, true, CMD_TYPE_SAT,
+         R"("Model": "SanDisk Extreme USB Device", "MediaType": "Removable Media")" + usb, CMD_TYPE_SAT,
          L"USB (Serial ATA)"},
         {"FireWire by its model", disk(1, "ACME Disk", "sat"),
-         R"("Model": "ACME Disk IEEE 1394 SBP2 Device", "MediaType": "External hard disk media")", true,
+         R"("Model": "ACME Disk IEEE 1394 SBP2 Device", "MediaType": "External hard disk media")",
          CMD_TYPE_SAT, L"IEEE 1394 (Serial ATA)"},
         {"a volume that looks like a drive", disk(1, "FuzeDrive X", "ataPassThrough", R"(, "mediaType": 11)"),
-         R"("Model": "AMD FuzeDrive X")", false, 0, L""},
+         R"("Model": "AMD FuzeDrive X")", 0, L"its model names a volume of tiered storage"},
     };
-    for (const auto& [what, drive, row, found, commandType, interface] : cases) {
+    for (const auto& [what, drive, row, commandType, text] : cases) {
         SCOPED_TRACE(what);
         Searched it(drive, diskRows(R"({"DeviceID": "\\\\.\\PHYSICALDRIVE1", )" + row + "}"));
         it.search();
-        ASSERT_EQ(found ? 1u : 0u, it.engine->vars.size());
-        if (!found) {
-            EXPECT_THAT(it.engine->unreadDrives, IsEmpty()) << "it was no target";
-            continue;
-        }
+        EXPECT_THAT(it.unread(), ElementsAreArray(commandType ? Texts{} : Texts{L"1: " + text}));
+        ASSERT_EQ(commandType ? 1u : 0u, it.engine->vars.size());
+        if (!commandType) continue;
         EXPECT_EQ(commandType, it.engine->vars[0].CommandType);
-        EXPECT_EQ(interface, it.engine->vars[0].Interface);
+        EXPECT_EQ(text, it.engine->vars[0].Interface);
         EXPECT_THAT(it.trace, Contains(L"OK:Check Model Name"));
     }
 }
@@ -149,16 +161,22 @@ TEST(DriveSearch, WhatAControllerSaysOfItsDrives) {
     EXPECT_EQ(0, plain.engine->IsNvidiaController) << "a controller without devices says nothing";
     EXPECT_THAT(plain.engine->IdeController, ElementsAre(L"NVIDIA nForce (0)"));
 
-    Searched uasp(disk(1, "ACME Disk", "sat"), sections("USB Attached SCSI (UAS) Mass Storage Device"));
-    uasp.search();
-    ASSERT_EQ(1u, uasp.engine->vars.size());
-    EXPECT_EQ(L"UASP (Serial ATA)", uasp.engine->vars[0].Interface);
-    EXPECT_EQ(1, uasp.engine->vars[0].IsUasp);
+    for (const char* name : {"ACME USB Bridge", "ACME UAS Bridge"}) {
+        Searched uasp(disk(1, "ACME Disk", "sat"), sections(name));
+        uasp.search();
+        ASSERT_EQ(1u, uasp.engine->vars.size());
+        EXPECT_EQ(L"UASP (Serial ATA)", uasp.engine->vars[0].Interface);
+        EXPECT_EQ(1, uasp.engine->vars[0].IsUasp);
+    }
+    Searched dvd(disk(1), sections("DVDFab Virtual Drive (USB)"));
+    dvd.search();
+    EXPECT_THAT(dvd.engine->UASPController, IsEmpty()) << "its devices are none";
 
     Searched black(disk(1, "ACME Disk", "ataPassThrough", R"(, "mediaType": 11)"),
                    sections("VIA VT6410 RAID"));
     black.search();
     EXPECT_THAT(black.engine->vars, IsEmpty());
+    EXPECT_THAT(black.unread(), ElementsAre(StartsWith(L"1: no command path gives its identify data; ")));
     EXPECT_THAT(black.trace, Not(Contains(L"flagTarget && GetDiskInfo")));
 
     Searched silicon(disk(1), sections("Silicon Image SiI 3114 SATARaid"));
@@ -203,6 +221,34 @@ TEST(DriveSearch, TheDriverDecidesWhichRaidScansRun) {
         EXPECT_EQ(csmi, std::ranges::count(it.trace, label) == 1) << version;
         EXPECT_THAT(it.trace, Contains(L"MegaRAID"));
     }
+}
+
+/// A service that breaks off between two rows: what was told of AMD's driver counts.
+TEST(DriveSearch, AVersionOutlivesTheRowsBehindIt) {
+    struct Row : platform::ManagementRow {
+        explicit Row(bool breaks) : breaks_(breaks) {}
+        platform::Result<platform::ManagementValue> get(std::wstring_view column) override {
+            if (breaks_) throw std::runtime_error("gone");
+            return {platform::bstr(column == L"DeviceName" ? L"AMD-RAID Config" : L"9.3.0.1")};
+        }
+        bool breaks_;
+    };
+    struct Rows : platform::ManagementEnumerator {
+        std::unique_ptr<platform::ManagementRow> next(std::uint32_t) override {
+            return std::make_unique<Row>(++given_ == 2);
+        }
+        int given_ = 0;
+    };
+    struct Services : platform::ManagementServices {
+        platform::ErrorCode setProxyBlanket() override { return platform::kSuccess; }
+        platform::Result<std::unique_ptr<platform::ManagementEnumerator>>
+        execQuery(std::wstring_view) override {
+            return {std::make_unique<Rows>()};
+        }
+    } services;
+    int version = 0;
+    EXPECT_THROW(readAmdRaidDriverVersion(services, version), std::runtime_error);
+    EXPECT_EQ(93, version);
 }
 
 /// The road to the management data breaks at each of its steps: the walk over the numbers finds the drive.
@@ -283,17 +329,67 @@ TEST(DriveSearch, LettersFiltersAndOrder) {
     EXPECT_THAT(maps, ElementsAre(L"C:", L"D: E:", L"", L"A: E:"));
     EXPECT_EQ(0x11u, it.engine->vars[3].DriveLetterMap);
 
-    using Reason = UnreadDrive::Reason;
-    std::vector<std::pair<int, Reason>> unread;
-    for (const UnreadDrive& drive : it.engine->unreadDrives)
-        unread.emplace_back(drive.physicalDriveId, drive.reason);
-    EXPECT_THAT(unread, ElementsAre(std::pair(6, Reason::noAnswer), std::pair(7, Reason::noAnswer),
-                                    std::pair(4, Reason::noAttributes), std::pair(5, Reason::raidVolume)));
+    EXPECT_THAT(it.unread(),
+                ElementsAre(StartsWith(L"6: no command path gives its identify data; "), StartsWith(L"7: no"),
+                            L"4: it has no SMART data", L"5: its model names a RAID volume"));
     EXPECT_EQ(platform::kAccessDenied, it.engine->unreadDrives[0].error);
 
     it.search(0, 0, 0);
     EXPECT_THAT(it.numbers(), ElementsAre(0, 1, 2, 3, 4))
         << "by number, nothing hidden but what is named RAID";
+}
+
+/// What is not listed stands once, with what kept it from the list and not what was tried after it.
+TEST(DriveSearch, EachUnlistedDriveHasItsOwnReason) {
+    const auto nvme = [](int number, const std::string& more = {}) {
+        std::string drive = nvmeDrive(R"("storageQuery")", more);
+        return drive.replace(drive.find('1'), 1, std::to_string(number));
+    };
+    const auto failing = [](const char* path, const char* operation, int error) {
+        return fmt::format(R"(, "answers": [{{"path": "{}", "operation": "{}", "error": {}}}])", path,
+                           operation, error);
+    };
+    const std::string plainRow = diskRows(std::string(kRow) + "}");
+    const auto scsi = [](const char* vendor, int bus, const std::string& more) {
+        return fmt::format(R"({{"number": 1, "paths": ["ataPassThrough"], "model": "M", "firmware": "F",
+                           "descriptor": {{"vendor": "{}", "busType": {}}}{}}})",
+                           vendor, bus, more);
+    };
+    const std::string refused = failing("ataPassThrough", "identify", 1117);
+    const std::tuple<const char*, std::string, std::string, Texts> rows[] = {
+        {"a second namespace",
+         nvme(1) + "," + nvme(2),
+         "",
+         {L"2: it has the model and the serial number of drive 1"}},
+        {"an NVMe drive without a health page, and a row that calls it a disk",
+         nvme(1, failing("storageQuery", "health", 121)),
+         plainRow,
+         {L"1: it has no SMART data; it did not answer in time"}},
+        {"a drive that answers late, then not at all",
+         disk(1, "ACME Disk", "ataPassThrough", failing("ataPassThrough", "identify", 121)),
+         plainRow,
+         {L"1: no command path gives its identify data; it did not answer in time"}},
+        {"a SAS disk",
+         scsi("SEAGATE ", 10, refused),
+         plainRow,
+         {L"1: it is a SCSI disk, which has no ATA commands"}},
+        {"a SATA disk on a SAS controller", scsi("ATA     ", 10, refused), "", {L"1: no command path"}},
+        {"a SAS disk that is asleep",
+         scsi("SEAGATE ", 10, failing("ataPassThrough", "identify", 121)),
+         "",
+         {L"1: no command path gives its identify data; it did not answer in time"}},
+        {"a disk of a RAID driver", scsi("AMD", 8, refused), "", {L"1: no command path"}},
+        {"a row without a number", disk(1), diskRows(R"({"Model": "ACME Disk"})"), {}},
+    };
+    for (const auto& [what, drives, sections, unread] : rows) {
+        SCOPED_TRACE(what);
+        Searched it(drives, sections);
+        it.search(1, 1);
+        const Texts told = it.unread();
+        ASSERT_EQ(unread.size(), told.size());
+        for (std::size_t i = 0; i < told.size(); ++i)
+            EXPECT_THAT(told[i], StartsWith(unread[i]));
+    }
 }
 
 TEST(DriveSearch, ARemovableVolumeCountsWithAStickThatIsADrive) {

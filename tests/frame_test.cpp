@@ -1,5 +1,5 @@
 #include "frame/EncodedText.h"
-#include "frame/border/TextResults.h"
+#include "frame/border/callFrame.h"
 #include "frame/sehGuard.h"
 #include "frame/supportedArch.h"
 #include "orvane/hwprobe.h"

@@ -1,5 +1,6 @@
 #include "gpu/Gpu.h"
 #include "orvane/hwprobe.h"
+#include "platform/servers/AdlServer.h"
 #include "support/TestMachine.h"
 
 #include <fmt/core.h>
@@ -87,6 +88,21 @@ TEST(GpuAmd, WhatTheLibraryLacksOrFails) {
         EXPECT_EQ(error.empty(), *getLastError() == 0);
         EXPECT_EQ(getGpuLoad(), load);
     }
+}
+
+/// The functions ask the server that serves, and none when it is gone.
+TEST(GpuAmd, AServerThatIsGoneIsNotAsked) {
+    const std::string machine = withAmd(card(kLevel5));
+    const auto asked = [] {
+        int count = 0;
+        return reinterpret_cast<int (*)(int*)>(
+            platform::servedAdlFunction("ADL_Adapter_NumberOfAdapters_Get"))(&count);
+    };
+    auto first = std::make_unique<TestMachine>(machine);
+    getGpuLoad();
+    EXPECT_EQ(platform::adl::kOk, asked());
+    first.reset();
+    EXPECT_NE(platform::adl::kOk, asked());
 }
 
 TEST(GpuAmd, NamesDecideWhichEntriesAreAsked) {

@@ -97,7 +97,7 @@ TEST(LogWriting, AFailingSinkLosesItsLineQuietlyAndAForeignSinkIsFlushed) {
     EXPECT_EQ("line flushed ", working->seen);
 }
 
-TEST(LogWriting, TwoLinesGoToEachSinkTogether) {
+TEST(LogWriting, LinesOfAScopeGoToEachSinkTogether) {
     class Writes : public log::LineSink<log::SinkMutex> {
       public:
         std::vector<std::string> seen;
@@ -110,13 +110,22 @@ TEST(LogWriting, TwoLinesGoToEachSinkTogether) {
         }
     };
     const auto writes = std::make_shared<Writes>();
-    const auto ring = std::make_shared<log::RingSink>(3);
+    const auto ring = std::make_shared<log::RingSink>(9);
     Logger logger("battery");
     logger.sinks() = {writes, ring};
-    log::infos(logger, L"found", L"count: {}, {}", std::wstring(300, L'n'), 4);
+    {
+        log::Lines none(logger, log::Level::info), some(logger, log::Level::info);
+        some.add(L"found");
+        some.add(L"count: {}, {}", std::wstring(300, L'n'), 4);
+        some.add(L"{:{}}", 1, -1); // lost alone
+        for (int i = 0; i < 5; ++i)
+            some.add(L"more: {}", i);
+        EXPECT_TRUE(writes->seen.empty());
+    }
     const auto lines = ring->lines();
-    ASSERT_EQ(2u, lines.size());
-    EXPECT_THAT(writes->seen, ::testing::ElementsAre(lines[0] + lines[1]));
+    ASSERT_EQ(7u, lines.size());
+    EXPECT_EQ(std::vector{fmt::format("{}", fmt::join(lines, ""))}, writes->seen);
+    EXPECT_THAT(lines[6], ::testing::HasSubstr(": more: 4"));
     EXPECT_TRUE(
         std::regex_search(lines[0], std::regex(R"(\] \[battery\] \[info\] log_test@\d+: found\r?\n$)")));
     EXPECT_TRUE(std::regex_search(
@@ -127,6 +136,11 @@ TEST(LogWriting, LinesAreThoseOfSpdlogsDefaultPattern) {
     using namespace std::chrono_literals;
     log::LineFormatter ours;
     spdlog::pattern_formatter spdlogs;
+    spdlog::memory_buf_t far;
+    spdlog::details::log_msg late("wmi", spdlog::level::info, "a text");
+    late.time = spdlog::log_clock::time_point(4'102'488'000s); // noon of the first day of 2100 in UTC
+    ours.format(late, far);
+    EXPECT_THAT(fmt::to_string(far), ::testing::StartsWith("[2100-01-01 "));
     const auto now = std::chrono::floor<std::chrono::seconds>(spdlog::log_clock::now());
     for (const auto since :
          {0ms, 7ms, 999ms, 1000ms, 86'400'060ms, 15'552'000'450ms, -1ms}) // back again, too

@@ -16,6 +16,7 @@ namespace {
 
 using platform::ManagementType;
 using platform::ManagementValue;
+using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -151,6 +152,18 @@ TEST(MemoryReport, WithoutModulesNoControllerIsAsked) {
     machine->requests().keepRecord(true);
     EXPECT_STREQ(R"({"code":1,"data":null})", getMemoryManufacturerAndModel());
     EXPECT_THAT(machine->requests().record(), testing::Not(Contains(HasSubstr("Dll"))));
+}
+
+TEST(MemoryReport, AQueryThatFailsListsNoneAndSaysWhyAndOneWithoutDescriptorsIsNoAnswer) {
+    test::TestMachine machine(R"({"name": "m", "management": {"Win32_PhysicalMemory": []}})");
+    machine->requests().plan({"execQuery", 1, 0x80070005, 0});
+    machine->requests().plan({"execQuery", 2, 0x80070004, 0});
+    EXPECT_STREQ(R"({"code":1,"data":null})", getMemoryManufacturerAndModel());
+    EXPECT_EQ("Access is denied.", whyNoModules());
+    EXPECT_THAT(getMemoryManufacturerAndModel(),
+                AllOf(HasSubstr(R"({"code":0,)"), HasSubstr("error code: 2147942404")));
+    EXPECT_STREQ(R"({"code":1,"data":null})", getMemoryManufacturerAndModel());
+    EXPECT_EQ("", whyNoModules());
 }
 
 TEST(MemoryReport, SampleMachines) {

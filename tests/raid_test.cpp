@@ -147,6 +147,9 @@ TEST(RaidDrives, CsmiAnswersThatFailOrLie) {
     RaidMachine none(members(R"("csmi")", 1), csmiPort(""));
     none.engine->AddDiskCsmi(7);
     EXPECT_THAT(none.traced({L"FAILED"}), ElementsAre(L"FAILED: INVALID_HANDLE_VALUE"));
+    const std::uint8_t phy[64] = {};
+    AtaBlock unanswered{};
+    EXPECT_FALSE(none.engine->DoIdentifyDeviceCsmi(7, phy, unanswered));
     none.machine->requests().clearRecord();
     none.engine->CsmiMode = 0;
     none.engine->AddDiskCsmi(2);
@@ -299,6 +302,7 @@ TEST(RaidDrives, TheAmdLibrary) {
     EXPECT_EQ(L"SATA/600", first.CurrentTransferMode);
     EXPECT_TRUE(first.IsSsd && first.IsThresholdCorrect && first.PhysicalDriveId == 3);
     EXPECT_EQ(0, first.Threshold[0].ThresholdId); // the thresholds' read is not kept
+    EXPECT_EQ(0, first.NominalMediaRotationRate);
     EXPECT_EQ(1000204U, amd.engine->vars[1].TotalDiskSize);
     EXPECT_EQ(L"PCIe 3.0 x4", amd.engine->vars[1].CurrentTransferMode);
     EXPECT_EQ(27, amd.engine->vars[1].Temperature);
@@ -328,6 +332,23 @@ TEST(RaidDrives, TheAmdLibrary) {
         EXPECT_EQ(row.secondScan, other.machine->requests().record());
         AtaSmartInfo asi;
         EXPECT_EQ(row.keys.find("number") != row.keys.npos, other.engine->GetSmartAttributeAmdRc2(0, asi));
+    }
+    // A hard disk behind the library, whose numbers can be any: an order, and no overflow.
+    const auto numbered = [](const char* id, const char* serial) {
+        return fmt::format(
+            R"({{"physicalId": {}, "model": "ACME", "serialNumber": "{}", "firmware": "F1", {}}})", id,
+            serial, smartKeys(kSomeAttributes));
+    };
+    for (const BOOL byLetter : {0, 1}) {
+        RaidMachine sorted(R"({"number": 5})",
+                           R"(, "management": {"Win32_PnPSignedDriver": [{"DeviceName": "AMD-RAID Config",
+            "DriverVersion": "9.3"}]}, "amdRaid": {"drives": [)" +
+                               numbered("2147483647", "A1") + ", " + numbered("8388608", "A2") + ", " +
+                               numbered("2147483648", "A3") + ", " + numbered("1", "A4") + "]}");
+        sorted.engine->Init(1, 0, nullptr, 0, 1, byLetter);
+        EXPECT_THAT(sorted.records(),
+                    ElementsAre("A3 rc 0 0 smart", "A4 rc 0 0 smart", "A2 rc 0 0 smart", "A1 rc 0 0 smart"));
+        EXPECT_EQ(0, sorted.engine->vars[0].IsSsd);
     }
     RaidMachine many("", library(R"(, "numberOfDrives": 1000000)"));
     EXPECT_TRUE(many.engine->AddDiskAMD_RC2());

@@ -219,7 +219,7 @@ TEST(PciBus, AnotherProcessKeepsAReadingAwayFromTheRegisters) {
         EXPECT_EQ(-1.0, getCpuTemperature());
         const auto waited = std::chrono::steady_clock::now() - start;
         EXPECT_GE(waited, std::chrono::milliseconds(9));
-        EXPECT_LT(waited, std::chrono::seconds(2));
+        EXPECT_LT(waited, std::chrono::minutes(1));
         EXPECT_THAT(getLastError(), HasSubstr("Failed to wait for PCI bus mutex"));
         EXPECT_THAT(machine->requests().record(), testing::Not(Contains(HasSubstr("PciConfig"))));
         holder.order(way);

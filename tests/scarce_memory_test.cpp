@@ -1,4 +1,4 @@
-#include "frame/border/TextResults.h"
+#include "frame/border/callFrame.h"
 #include "orvane/hwprobe.h"
 #include "platform/Clock.h"
 #include "support/DescribedDrives.h"

@@ -17,13 +17,15 @@
  * Log          The file takes lines from debug up, standard output from info up. Two environment variables,
  *              read while loading, choose others: HWPROBE_LOG_FILE and HWPROBE_LOG_CONSOLE, each trace,
  *              debug, info, warning, error, critical or off; what is none of these changes nothing. With
- *              the file off there is none. A host that polls for long wants "warning" or "off": polling
+ *              the file off there is none. A Linux host with rights that its caller lacks (set-user-ID)
+ *              takes neither. A host that polls for long wants "warning" or "off": polling
  *              every function once a second writes about half a gigabyte a day, and the library deletes
  *              nothing. On Linux a console line never blocks or signals the host: one that would have to
  *              wait is lost, and a standard output that has failed or is closed gets no more.
  * Threads      Call one function at a time, from any thread. Nothing here takes a lock for you: a host with
  *              several threads holds one lock of its own over the call, the copying of the text that it
- *              gave, and the getLastError that belongs to it.
+ *              gave, and the getLastError that belongs to it. On Linux a thread that is cancelled in a call
+ *              ends behind it.
  * Cost         At worst, by function; a call that is not named takes well under a millisecond.
  *                getCpuLoad,             The first of the four measures the clock, with the processor busy:
  *                getCpuTemperature,      half a second to a second. Later calls read a counter, or a register
@@ -141,7 +143,8 @@ ORVANE_HWPROBE_API int32_t getMemoryLoad(void);
 
 /* The memory modules, an object:
      code          INT   1
-     data          list  an object a module, in the system's order; null when none is listed
+     data          list  an object a module, in the system's order; null when none is listed, be it that
+                         the system did not answer
        manufacturer  TEXT  as the system tells it, blanks kept; empty when unknown
        model         TEXT  the part number, likewise
    Soldered modules (LPDDR3, LPDDR4, LPDDR5) are one entry together.

@@ -57,11 +57,12 @@ def thresholds(**values):
     return check_summed(block)
 
 
-def nvme_identify(model, firmware, serial):
+def nvme_identify(model, firmware, serial, capacity=0):
     block = bytearray(4096)
     struct.pack_into("<HH20s40s8s", block, 0, 0x1C5C, 0x1C5C, serial.encode().ljust(20), model.encode().ljust(40),
                      firmware.encode().ljust(8))
     struct.pack_into("<I", block, 80, 0x00010400)  # 1.4
+    struct.pack_into("<Q", block, 280, capacity)  # bytes; a drive may tell none
     block[520], block[525] = 0x5F, 0x07
     return bytes(block)
 
@@ -183,7 +184,7 @@ DRIVES = {
         thresholds(_1=16, _2=54, _3=24, _4=0, _5=5, _7=67, _8=20, _9=0, _10=60, _12=0, _192=0, _193=0, _194=0,
                    _196=0, _197=0, _198=0, _199=0)),
     "nvme": (
-        nvme_identify("SKHynix_HFS512GDE9X084N", "41010C22", "CN0AN123456789"),
+        nvme_identify("SKHynix_HFS512GDE9X084N", "41010C22", "CN0AN123456789", 512_110_190_592),
         nvme_health(43, 100, 10, 4, 21_302_118, 18_900_771, 1203, 5120)),
     # The spare blocks have run out: below the threshold, and the warning's bit is set.
     "nvme-worn": (

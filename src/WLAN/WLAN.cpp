@@ -92,10 +92,11 @@ void GetInternetSpeed(std::vector<Connection>& connections) {
     log::entry(wlanLogger, L"orv::wlan::GetInternetSpeed");
     auto& table = processWide<WlanState>().rows;
     readInterfaceRows(table);
+    log::Lines lines(wlanLogger, log::Level::info);
     for (Connection& connection : connections) {
         if (connection.description.empty()) continue;
         sample(connection, table);
-        log::info(wlanLogger, L"GetInternetSpeed: Ok, name: {}, download: {}, upload: {}",
+        lines.add(L"GetInternetSpeed: Ok, name: {}, download: {}, upload: {}",
                   EncodedText(connection.description).wide, connection.download, connection.upload);
     }
 }

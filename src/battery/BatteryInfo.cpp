@@ -208,8 +208,9 @@ std::vector<BatteryInfo> GetBatteryInfo() {
                       utf8ToWide(failure.what()));
         }
     }
-    constexpr log::Format<> kOk = L"GetBatteryInfo: Ok";
-    log::infos(batteryLogger, kOk, L"Battery count: {}", batteries.size());
+    log::Lines lines(batteryLogger, log::Level::info);
+    lines.add(L"GetBatteryInfo: Ok");
+    lines.add(L"Battery count: {}", batteries.size());
     return batteries;
 }
 

@@ -20,6 +20,7 @@ constexpr wchar_t kPerformancePath[] = L"\\Processor Information(_Total)\\% Proc
 constexpr wchar_t kBaseSpeedPath[] = L"\\Processor Information(_Total)\\Processor Frequency";
 
 struct CpuProcess {
+    OnceCell<CpuInfo> facts; // kept where no class takes them, so that the next call need not look again
     OnceCell<std::unique_ptr<Cpu>> instance;
     platform::RawCounter lastRawSample;
 };
@@ -80,7 +81,7 @@ double DefaultCpu::GetTemperature() {
 
 std::unique_ptr<Cpu> Cpu::GetCpu() {
     log::entry(cpuLogger, L"orv::Cpu::GetCpu");
-    const CpuInfo info = GetCpuInfo();
+    const CpuInfo& info = processWide<CpuProcess>().facts.get(GetCpuInfo);
     if (info.vendor == CpuVendor::intel) return std::make_unique<CpuIntel>(info);
     if (info.vendor == CpuVendor::amd) return MakeCpuAmd(info);
     return std::make_unique<DefaultCpu>(info);

@@ -55,15 +55,25 @@ bool readHealthPage(CAtaSmart& engine, AtaSmartInfo& asi) {
 
 bool CAtaSmart::AddDiskNVMe(const DriveAddress& address, NvmeIdentifyBlock identify,
                             const std::uint32_t* diskSize) {
-    if (vars.size() >= kMaxDrives) return false;
     AtaSmartInfo asi = startRecord(address);
     if (!readNvmeIdentify(asi, identify, diskSize ? *diskSize : 0)) return false;
-    // One drive may be met on several paths, and several namespaces are one drive.
-    if (std::ranges::any_of(vars, [&](const AtaSmartInfo& record) {
-            return record.Model == asi.Model && record.SerialNumber == asi.SerialNumber;
-        }))
+    if (vars.size() >= kMaxDrives) {
+        noteFullList(asi);
         return false;
-    if (readHealthPage(*this, asi)) {
+    }
+    // One drive may be met on several paths, and several namespaces are one drive.
+    const auto twin = std::ranges::find_if(vars, [&](const AtaSmartInfo& record) {
+        return record.Model == asi.Model && record.SerialNumber == asi.SerialNumber;
+    });
+    if (twin != vars.end()) {
+        noteTwin(twin->PhysicalDriveId);
+        return false;
+    }
+    probeFailure_ =
+        platform::kSuccess; // it gave its identify data: what failed before them says nothing more
+    const bool answered = readHealthPage(*this, asi);
+    noteAnswer(asi, answered);
+    if (answered) {
         interpretNvmeHealth(asi, kHottestNewNvme);
         const PcieLink link = GetPcieLink(asi.PhysicalDriveId);
         asi.MaxTransferMode = FormatPcieLink(link.MaxLinkSpeed, link.MaxLinkWidth);

@@ -250,7 +250,7 @@ std::wstring modelSerialOf(std::wstring_view model, std::wstring_view serialNumb
     return text;
 }
 
-bool readIdentifyTexts(AtaSmartInfo& asi, IdentifyBlock identify) {
+bool takeIdentifyTexts(AtaSmartInfo& asi, IdentifyBlock identify) {
     const unsigned sum = std::accumulate(identify.begin(), identify.end(), 0U);
     asi.IsCheckSumError = sum % 256 != 0 ? 1 : 0;
     for (const TextField& field : kTextFields)
@@ -262,6 +262,11 @@ bool readIdentifyTexts(AtaSmartInfo& asi, IdentifyBlock identify) {
             std::swap(bytes[i], bytes[i + 1]);
         asi.*field.text = textOf(bytes);
     }
+    return true;
+}
+
+bool readIdentifyTexts(AtaSmartInfo& asi, IdentifyBlock identify) {
+    if (!takeIdentifyTexts(asi, identify)) return false;
     if (!asi.Model.empty() && !asi.FirmwareRev.empty()) return true;
     DebugPrint(L"asi.Model.IsEmpty() || asi.FirmwareRev.IsEmpty()");
     return false;

@@ -11,7 +11,8 @@ namespace orv {
 
 using BOOL = std::int32_t; ///< 0 or 1
 
-/// Whether the drive gave its SMART data or health page when it was last asked. No export tells it; whoever
+/// Whether the drive gave its SMART data or health page when it was last asked, the first time included. Two
+/// first readings that disagree are none, and such a drive is not asked again. No export tells it; whoever
 /// shows a record's temperature, health or life looks here first.
 struct DriveAnswering {
     bool answers = false;           ///< the latest reading gave data

@@ -50,6 +50,8 @@ struct UnreadDrive {
     Reason reason = Reason::noAnswer;
     platform::ErrorCode error = platform::kSuccess; ///< of probeFailure
     std::int32_t twinOf = -1; ///< physical drive number of the record that has the drive
+    std::wstring serialNumber =
+        {}; ///< of a drive that found the list full; tells those without a number apart
 };
 
 /// A disk that a MegaRAID controller lists and that gave no identify data.
@@ -105,7 +107,7 @@ class CAtaSmart {
     void Init(BOOL useWmi, BOOL advancedDiskSearch, BOOL* changed, BOOL skipHd204uiOldFirmware,
               BOOL hideNoSmartDisk, BOOL sortDriveLetter);
     /// Reads the drive of the record at `index` anew, on the path that it was found on. A failed read leaves
-    /// the record as it was.
+    /// the record as it was but for `answering`; a record without good SMART data is not read.
     void UpdateSmartInfo(std::size_t index);
 
     // ---- Drives behind RAID drivers. Each adds what it finds to `vars`.
@@ -129,11 +131,14 @@ class CAtaSmart {
     bool AddDisk(const DriveAddress& address, IdentifyBlock identify);
     /// The same from an Identify Controller block. `diskSize` is megabytes, null for unknown.
     bool AddDiskNVMe(const DriveAddress& address, NvmeIdentifyBlock identify, const std::uint32_t* diskSize);
-    /// Why the paths failed that were tried since GetDiskInfo began: a right that was refused, or else the
-    /// code of the last one that failed.
+    /// Why the paths failed that were tried since the latest probe or reading of a drive began: a right that
+    /// was refused, or else a time-out, or else the code of the last one that failed.
     platform::ErrorCode probeFailure() const { return probeFailure_; }
-    /// Puts the drive that was just probed on the list of those without a record, with that failure.
+    /// Puts the drive that was just probed on the list of those without a record.
     void noteUnread(std::int32_t physicalDriveId, const std::wstring& model);
+    /// The same with a reason of the caller's. A drive stands there once: what was known of it gives way to
+    /// what says more. One without a number is left out: whether it has a record nobody can tell.
+    void noteUnread(const UnreadDrive& found);
 
     // ---- ATA paths. Each opens its own handle. Identify data are 512 bytes. `asi` gets its block and what
     // is read out of it.
@@ -285,7 +290,13 @@ class CAtaSmart {
     /// A control code; a failure counts for probeFailure.
     platform::Result<std::uint32_t> control(platform::DeviceFile& file, std::uint32_t code,
                                             std::span<const std::byte> in, std::span<std::byte> out);
+    /// In a search throws TooManyOpenFiles for that code.
     void noteFailure(platform::ErrorCode error);
+    /// What the record says of the reading that was just made.
+    void noteAnswer(AtaSmartInfo& asi, bool answered) const;
+    void forgetProbe();
+    void noteTwin(std::int32_t twinOf);
+    void noteFullList(const AtaSmartInfo& asi);
     /// A control code whose answer is written over its question. An answer of fewer than `wanted` bytes, or
     /// of more than there is room for, is a failure.
     bool exchange(platform::DeviceFile& file, std::uint32_t code, std::span<std::byte> block,
@@ -345,6 +356,8 @@ class CAtaSmart {
                            AtaSmartInfo& asi);
 
     platform::ErrorCode probeFailure_ = platform::kSuccess;
+    UnreadDrive probed_; // why the latest probe made no record, where that is known for certain
+    bool searching_ = false;
     platform::NamedMutexes& mutexes_; // the platform's that made hMutexJMicron
 };
 

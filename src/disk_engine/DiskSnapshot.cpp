@@ -1,8 +1,7 @@
 #include "disk_engine/DiskSnapshot.h"
 
 #include "disk_engine/CAtaSmart.h"
-#include "platform/ManagementData.h"
-#include "platform/Platform.h"
+#include "disk_engine/ManagementSession.h"
 #include "platform/text.h"
 #include "state/ProcessState.h"
 
@@ -12,21 +11,6 @@
 namespace orv {
 
 namespace {
-
-/// COM on this thread for a scope. Only a start that was the first owes an end.
-class ComOnThread {
-  public:
-    ComOnThread() : started_(data_.initialize() == platform::kSuccess) {}
-    ~ComOnThread() {
-        if (started_) data_.uninitialize();
-    }
-    ComOnThread(const ComOnThread&) = delete;
-    ComOnThread& operator=(const ComOnThread&) = delete;
-
-  private:
-    platform::ManagementData& data_ = platform::current().managementData();
-    bool started_;
-};
 
 struct EngineStart {
     OnceCell<bool> done;

@@ -1,4 +1,5 @@
 #include "disk_engine/CAtaSmart.h"
+#include "disk_engine/SearchStages.h"
 #include "platform/Platform.h"
 
 #include <array>
@@ -22,7 +23,8 @@ std::wstring scsiPath(std::int32_t scsiPort) {
 }
 
 void CAtaSmart::noteFailure(platform::ErrorCode error) {
-    if (error != platform::kSuccess && probeFailure_ != platform::kAccessDenied) probeFailure_ = error;
+    if (searching_) endWithoutDescriptors(error);
+    probeFailure_ = tellingMore(probeFailure_, error);
 }
 
 std::unique_ptr<platform::DeviceFile> CAtaSmart::open(const std::wstring& path,

@@ -40,6 +40,7 @@ void readVolume(LetterMasks& masks, wchar_t letter, bool removableToo) {
     }
     const auto volume = devices.open(LR"(\\.\)" + name, kAlone);
     if (!volume.ok()) {
+        endWithoutDescriptors(volume.error);
         DebugPrint(L"Drive Letter Mapping - INVALID_HANDLE_VALUE");
         return;
     }

@@ -37,8 +37,10 @@ std::wstring modelSerialOf(std::wstring_view model, std::wstring_view serialNumb
 
 /// Check sum and the three texts, as they stand and with their bytes swapped in pairs, which is their proper
 /// reading; the swap and the blanks for control characters stay in `identify`. False for a block whose texts
-/// are none, or that has no model or firmware.
+/// are none, or that has no model or firmware, which is traced.
 bool readIdentifyTexts(AtaSmartInfo& asi, IdentifyBlock identify);
+/// The same, without the model's and firmware's test; false for texts that are none.
+bool takeIdentifyTexts(AtaSmartInfo& asi, IdentifyBlock identify);
 
 /// What the words say: versions, transfer mode, features, geometry, sizes. Counts beyond what a cylinder,
 /// head and sector address can hold are cut, in `identify` too. At the end the record keeps the block.
@@ -54,6 +56,10 @@ void finishRecord(AtaSmartInfo& asi);
 /// The record before the health read. `diskSize` is megabytes, 0 for unknown. False for a block without a
 /// model.
 bool readNvmeIdentify(AtaSmartInfo& asi, NvmeIdentifyBlock identify, std::uint32_t diskSize);
+
+/// Megabytes of 1,000,000 bytes of the whole drive by its Identify Controller block (TNVMCAP), cut to the
+/// largest value; 0 where it tells none, as a drive without namespace management may.
+std::uint32_t nvmeCapacityOf(std::span<const std::uint8_t, kNvmeIdentifyBytes> identify);
 
 /// Above which temperature a page is not believed: when a record is made, and when it is refreshed.
 inline constexpr std::int32_t kHottestNewNvme = 100; ///< degrees Celsius

@@ -44,6 +44,7 @@ bool stage(const wchar_t* name, const wchar_t* trace, Body body) {
 }
 
 bool refuse(const wchar_t* trace, const wchar_t* what, platform::ErrorCode error) {
+    endWithoutDescriptors(error);
     DebugPrint(trace);
     log::warn(diskLogger, L"no management data for the search for drives: {} ({:#x})", what, error);
     return false;
@@ -80,6 +81,7 @@ void wakeDrives(CAtaSmart& engine) {
         platform::DISK_GEOMETRY geometry{};
         const auto measured = drive->control(platform::IOCTL_DISK_GET_DRIVE_GEOMETRY, {},
                                              std::as_writable_bytes(std::span(&geometry, 1)));
+        endWithoutDescriptors(measured.error);
         if (!measured.ok() || geometry.MediaType != platform::kFixedMedia) continue;
         DebugFormat(L"WakeUp({})", i);
         engine.WakeUp(i);
@@ -151,9 +153,9 @@ void searchManagement(CAtaSmart& engine, bool& removableTargetSeen) {
     if (!engine.IsWmi) return;
     platform::ManagementServices& services = *session.services;
 
-    int amdVersion = 0;
+    int amdVersion = 0; // of the rows that were read, should the others break off
     stage(L"the AMD driver's version", L"EX:Win32_PnPSignedDriver", [&] {
-        amdVersion = amdRaidDriverVersion(services);
+        readAmdRaidDriverVersion(services, amdVersion);
         return true;
     });
     const bool controllersKnown = stage(L"the IDE controllers", L"EX:Win32_IDEController",
@@ -196,26 +198,24 @@ void drop(CAtaSmart& engine, UnreadDrive::Reason reason, Unwanted unwanted) {
     for (std::size_t i = engine.vars.size(); i-- > 0;) {
         const AtaSmartInfo& asi = engine.vars[i];
         if (!unwanted(asi)) continue;
-        engine.unreadDrives.push_back({asi.PhysicalDriveId, asi.Model, reason, platform::kSuccess});
+        const bool isUnread = reason == UnreadDrive::Reason::noAttributes;
+        std::erase_if(engine.unreadDrives, [&](const UnreadDrive& drive) {
+            return asi.PhysicalDriveId >= 0 && drive.physicalDriveId == asi.PhysicalDriveId;
+        });
+        engine.unreadDrives.push_back(
+            {asi.PhysicalDriveId, asi.Model, reason, isUnread ? asi.answering.failure : platform::kSuccess});
         engine.vars.erase(engine.vars.begin() + static_cast<std::ptrdiff_t>(i));
     }
 }
 
-/// Of the drives that gave no answer, those stay that another path gave no record either.
+/// Those stay that another path gave no record either. The twin of a record without a number is that drive.
 void settleUnread(CAtaSmart& engine) {
     std::erase_if(engine.unreadDrives, [&](const UnreadDrive& drive) {
+        if (drive.reason == UnreadDrive::Reason::twin && drive.twinOf < 0) return true;
         return std::ranges::any_of(engine.vars, [&](const AtaSmartInfo& asi) {
             return asi.PhysicalDriveId >= 0 && asi.PhysicalDriveId == drive.physicalDriveId;
         });
     });
-}
-
-std::wstring whyUnread(const UnreadDrive& drive) {
-    if (drive.reason == UnreadDrive::Reason::noAttributes) return L"it has no SMART data";
-    if (drive.reason == UnreadDrive::Reason::raidVolume) return L"its model names a RAID volume";
-    std::wstring why = L"no command path gives its identify data";
-    if (drive.error != platform::kSuccess) why += L"; " + getSystemErrorText(drive.error);
-    return why.substr(0, why.find_last_not_of(L"\r\n") + 1);
 }
 
 /// Who misses a drive in the list finds the reason in the log.
@@ -225,15 +225,16 @@ void tellUnread(const CAtaSmart& engine) {
                   whyUnread(drive));
 }
 
-/// Drives without a letter come last, and so does one on A.
-std::int32_t sortKey(const AtaSmartInfo& asi, bool byDriveLetter) {
-    constexpr std::int32_t unnumbered = 255;
+/// Drives without a letter come last, and so does one on A. A number can be any, where a vendor's library
+/// tells it.
+std::int64_t sortKey(const AtaSmartInfo& asi, bool byDriveLetter) {
+    constexpr std::int64_t unnumbered = 255;
     constexpr std::uint32_t letters = (1U << 26) - 1;
-    constexpr std::int32_t unlettered = 27;
-    const std::int32_t id = asi.PhysicalDriveId == -1 ? unnumbered : asi.PhysicalDriveId;
+    constexpr std::int64_t unlettered = 27;
+    const std::int64_t id = asi.PhysicalDriveId == -1 ? unnumbered : asi.PhysicalDriveId;
     if (!byDriveLetter) return id * 257;
     const std::uint32_t map = asi.DriveLetterMap & letters;
-    const std::int32_t lowest = map == 0 ? 0 : std::countr_zero(map);
+    const std::int64_t lowest = map == 0 ? 0 : std::countr_zero(map);
     return (lowest == 0 ? unlettered : lowest) * 256 + id;
 }
 
@@ -256,6 +257,18 @@ std::vector<Identity> identities(const std::vector<AtaSmartInfo>& vars) {
                          std::to_array(asi.sasPhyEntity));
     return all;
 }
+
+/// Marks the engine for a scope.
+class Searching {
+  public:
+    explicit Searching(bool& flag) : flag_(flag) { flag_ = true; }
+    ~Searching() { flag_ = false; }
+    Searching(const Searching&) = delete;
+    Searching& operator=(const Searching&) = delete;
+
+  private:
+    bool& flag_;
+};
 
 } // namespace
 
@@ -280,6 +293,7 @@ void CAtaSmart::Init(BOOL useWmi, BOOL advancedDiskSearch, BOOL* changed, BOOL s
     SiliconImageType.clear();
     unreadDrives.clear();
     silentMegaRaidDisks.clear();
+    const Searching searching(searching_);
 
     bool removableTargetSeen = false;
     DebugPrint(useWmi ? L"CAtaSmart::Init WMI on - Start" : L"CAtaSmart::Init WMI off - Start");
@@ -294,8 +308,9 @@ void CAtaSmart::Init(BOOL useWmi, BOOL advancedDiskSearch, BOOL* changed, BOOL s
     if (AdvancedDiskSearch) run(L"the walk over the ports", [&] { walkPorts(*this); });
     run(L"the drive letters", [&] { mapDriveLetters(vars, removableTargetSeen); });
 
-    constexpr std::int64_t nanoseconds = 1'000'000;
-    InitCompleteTick = static_cast<std::uint64_t>(platform::current().clock().monotonicNs() / nanoseconds);
+    constexpr std::int64_t nanosecondsOfMillisecond = 1'000'000;
+    InitCompleteTick =
+        static_cast<std::uint64_t>(platform::current().clock().monotonicNs() / nanosecondsOfMillisecond);
     DebugPrint(L"CAtaSmart::Init - Complete");
     if (changed) *changed = identities(vars) != before;
     if (hideNoSmartDisk)
@@ -306,14 +321,6 @@ void CAtaSmart::Init(BOOL useWmi, BOOL advancedDiskSearch, BOOL* changed, BOOL s
     settleUnread(*this);
     tellUnread(*this);
     sortDrives(vars, sortDriveLetter != 0);
-}
-
-void CAtaSmart::noteUnread(std::int32_t physicalDriveId, const std::wstring& model) {
-    const auto found = std::ranges::find(unreadDrives, physicalDriveId, &UnreadDrive::physicalDriveId);
-    UnreadDrive& drive = found == unreadDrives.end() ? unreadDrives.emplace_back() : *found;
-    drive.physicalDriveId = physicalDriveId;
-    if (drive.model.empty()) drive.model = model;
-    if (probeFailure_ != platform::kSuccess) drive.error = probeFailure_;
 }
 
 } // namespace orv

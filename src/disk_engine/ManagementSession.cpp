@@ -1,9 +1,19 @@
 #include "disk_engine/ManagementSession.h"
 
+#include "disk_engine/SearchStages.h"
 #include "log/log.h"
 #include "platform/Platform.h"
 
 namespace orv {
+
+ComOnThread::ComOnThread() : data_(platform::current().managementData()) {
+    const platform::ErrorCode started = data_.initialize();
+    started_ = started == platform::kSuccess || started == platform::kComFalse;
+}
+
+ComOnThread::~ComOnThread() {
+    if (started_) data_.uninitialize();
+}
 
 ManagementSession connectManagement(std::wstring_view space, std::uint32_t flags) {
     ManagementSession session;
@@ -30,6 +40,7 @@ bool eachRow(platform::ManagementServices& services, const std::wstring& query, 
              const std::function<void(platform::ManagementRow&)>& onRow) {
     const auto rows = services.execQuery(query);
     if (!rows.ok()) {
+        endWithoutDescriptors(rows.error);
         log::warn(diskLogger, L"{} failed: {:#x}", query, rows.error);
         return false;
     }

@@ -13,6 +13,19 @@ namespace orv {
 
 inline constexpr std::uint32_t kRowMilliseconds = 10'000; ///< how long the engine waits for a row
 
+/// COM on this thread for a scope. Each start owes an end, also one that found COM started.
+class ComOnThread {
+  public:
+    ComOnThread();
+    ~ComOnThread();
+    ComOnThread(const ComOnThread&) = delete;
+    ComOnThread& operator=(const ComOnThread&) = delete;
+
+  private:
+    platform::ManagementData& data_;
+    bool started_;
+};
+
 /// A connection of the engine to a namespace of the management data. COM has been started on the thread.
 struct ManagementSession {
     std::unique_ptr<platform::ManagementLocator> locator;

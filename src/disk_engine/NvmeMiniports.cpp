@@ -13,6 +13,7 @@ struct MiniportForm {
     bool addressed;   ///< the block names the drive; its data begin with 1
     bool sumTest;     ///< a block of zeros is no answer
     bool intelLayout; ///< IntelNvmBlock, otherwise NvmeMiniportBlock
+    bool sizeCounts;  ///< the record takes the namespace's size
 };
 
 /// A port whose driver takes NVMe commands, and the drive on it.
@@ -29,9 +30,9 @@ using platform::IntelNvmBlock;
 using platform::NvmeMiniportBlock;
 using platform::SCSI_ADDRESS;
 
-constexpr MiniportForm kNvmeMini = {"NvmeMini", 40, 0xE0002000, false, true, false};
-constexpr MiniportForm kNvmeRaid = {"NvmeRAID", 40, 0xE0002000, true, true, false};
-constexpr MiniportForm kIntelNvm = {"IntelNvm", 10, 0xF0002808, false, false, true};
+constexpr MiniportForm kNvmeMini = {"NvmeMini", 40, 0xE0002000, false, true, false, false};
+constexpr MiniportForm kNvmeRaid = {"NvmeRAID", 40, 0xE0002000, true, true, false, true};
+constexpr MiniportForm kIntelNvm = {"IntelNvm", 10, 0xF0002808, false, false, true, true};
 
 constexpr std::uint32_t kRaidAddress = 0x86000000;
 constexpr std::uint32_t kToHost = 2;
@@ -138,7 +139,7 @@ bool CAtaSmart::identifyNvme(const std::optional<NvmeMiniport>& miniport, NvmeId
     const auto send = [&](const NvmeCommand& command, NvmeDataBlock& data) {
         return sendNvme(*file, *miniport, command, data);
     };
-    return identifyNvmeDrive(send, miniport->form->sumTest, identify, diskSize);
+    return identifyNvmeDrive(send, miniport->form->sumTest, identify, diskSize, miniport->form->sizeCounts);
 }
 
 bool CAtaSmart::readNvmeHealth(const std::optional<NvmeMiniport>& miniport, const NvmeCommand& command,

@@ -37,10 +37,10 @@ std::uint32_t byteSum(std::span<const std::uint8_t> data) {
     return std::accumulate(summed.begin(), summed.end(), std::uint32_t{0});
 }
 
-void readNamespaceSize(const NvmeDataBlock& block, std::uint32_t& diskSize) {
+void readNamespaceSize(const NvmeDataBlock& block, std::uint32_t& diskSize, bool sizeCounts) {
     const std::size_t format = block[kFormattedSizeAt] & 0x0F;
     const std::uint8_t inUse = block[kSectorExponentAt + format * kFormatBytes];
-    if (inUse != block[kSectorExponentAt])
+    if (sizeCounts && inUse != block[kSectorExponentAt])
         log::warn(
             diskLogger,
             L"the namespace uses format {} with 2^{} bytes a sector, its size is told by format 0 with 2^{}",

@@ -28,15 +28,17 @@ inline constexpr NvmeCommand kIdentifyController = {platform::kNvmeIdentify, 0,
 std::uint32_t byteSum(std::span<const std::uint8_t> data);
 
 /// Megabytes of 1,000,000 bytes by an Identify Namespace block. What does not fit is cut to the largest
-/// value; a sector size that no drive can have leaves `diskSize` as it was.
-void readNamespaceSize(const NvmeDataBlock& block, std::uint32_t& diskSize);
+/// value; a sector size that no drive can have leaves `diskSize` as it was. With `sizeCounts` a record takes
+/// the size, and a format in use that tells another one is logged.
+void readNamespaceSize(const NvmeDataBlock& block, std::uint32_t& diskSize, bool sizeCounts);
 
 /// Both identify commands in their order. `send` gives a command's whole block, or false. `identify` is
 /// written by a success alone.
 template <class Send>
-bool identifyNvmeDrive(Send&& send, bool sumTest, NvmeIdentifyBlock identify, std::uint32_t& diskSize) {
+bool identifyNvmeDrive(Send&& send, bool sumTest, NvmeIdentifyBlock identify, std::uint32_t& diskSize,
+                       bool sizeCounts = false) {
     NvmeDataBlock block{};
-    if (send(kIdentifyNamespace, block)) readNamespaceSize(block, diskSize);
+    if (send(kIdentifyNamespace, block)) readNamespaceSize(block, diskSize, sizeCounts);
     if (!send(kIdentifyController, block) || (sumTest && byteSum(block) == 0)) return false;
     std::copy(block.begin(), block.end(), identify.begin());
     return true;

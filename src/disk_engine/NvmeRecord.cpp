@@ -14,8 +14,9 @@ constexpr std::int32_t kKelvin = 273;
 constexpr std::uint8_t kFull = 100; // percent
 
 // Identify Controller, bytes.
-constexpr std::size_t kVersionAt = 80; // tertiary, minor, major (2 bytes)
-constexpr std::size_t kAmdLinkAt = 84; // text of the AMD RAID library
+constexpr std::size_t kVersionAt = 80;   // tertiary, minor, major (2 bytes)
+constexpr std::size_t kAmdLinkAt = 84;   // text of the AMD RAID library
+constexpr std::size_t kCapacityAt = 280; // TNVMCAP, 16 bytes
 constexpr std::size_t kOptionalCommandsAt = 520;
 constexpr std::size_t kVolatileCacheAt = 525;
 
@@ -101,6 +102,14 @@ bool readNvmeIdentify(AtaSmartInfo& asi, NvmeIdentifyBlock identify, std::uint32
     asi.IsTrimSupported = identify[kOptionalCommandsAt] >> 2 & 1;
     asi.IsVolatileWriteCachePresent = identify[kVolatileCacheAt] & 1;
     return true;
+}
+
+std::uint32_t nvmeCapacityOf(std::span<const std::uint8_t, kNvmeIdentifyBytes> identify) {
+    constexpr std::uint64_t megabyte = 1'000'000;
+    constexpr std::uint64_t most = std::numeric_limits<std::uint32_t>::max();
+    const auto low = littleEndian<std::uint64_t>(identify.data() + kCapacityAt);
+    const auto high = littleEndian<std::uint64_t>(identify.data() + kCapacityAt + sizeof low);
+    return static_cast<std::uint32_t>(high != 0 ? most : std::min(low / megabyte, most));
 }
 
 void fillNvmeAttributes(AtaSmartInfo& asi) {

@@ -19,9 +19,19 @@ constexpr std::uint32_t kUnknownUsbVendor = 0xFFFF; // no such vendor: the gener
 /// What the drive's driver tells of it without asking the drive.
 struct Descriptor {
     std::uint32_t busType = 0;
+    std::wstring vendor;
     std::wstring model;
     std::wstring firmware;
 };
+
+/// A disk of the SCSI protocol itself. An ATA disk that is attached so has the vendor "ATA", or none.
+bool isScsiDisk(const Descriptor& drive) {
+    constexpr std::uint32_t buses[] = {platform::kBusTypeScsi, platform::kBusTypeFibre,
+                                       platform::kBusTypeIscsi, platform::kBusTypeSas};
+    std::wstring vendor = drive.vendor;
+    TrimRight(vendor);
+    return std::ranges::find(buses, drive.busType) != std::end(buses) && !vendor.empty() && vendor != L"ATA";
+}
 
 std::wstring textAt(std::span<const std::byte> block, std::uint32_t at) {
     std::wstring text;
@@ -61,7 +71,7 @@ void checkReverse(AtaSmartInfo& asi) {
 }
 
 bool CAtaSmart::SearchPhysicalDrive(std::int32_t physicalDriveId) {
-    probeFailure_ = platform::kSuccess;
+    forgetProbe();
     const auto isKnown = [&](const AtaSmartInfo& asi) { return asi.PhysicalDriveId == physicalDriveId; };
     if (std::ranges::any_of(vars, isKnown)) return false;
     auto file = OpenPhysicalDrive(physicalDriveId);
@@ -76,6 +86,7 @@ bool CAtaSmart::SearchPhysicalDrive(std::int32_t physicalDriveId) {
     if (!measured.ok() || measured.value != sizeof geometry) return false;
     if (geometry.MediaType != platform::kFixedMedia) {
         noteFailure(platform::kNotSupported);
+        noteUnread({physicalDriveId, {}, UnreadDrive::Reason::removable});
         return false;
     }
 
@@ -88,14 +99,19 @@ bool CAtaSmart::SearchPhysicalDrive(std::int32_t physicalDriveId) {
             control(*file, platform::IOCTL_STORAGE_QUERY_PROPERTY, std::as_bytes(std::span(query)), room);
         platform::STORAGE_DEVICE_DESCRIPTOR head;
         std::memcpy(&head, room.data(), sizeof head);
-        descriptor = {head.BusType, textAt(room, head.ProductIdOffset),
+        descriptor = {head.BusType, textAt(room, head.VendorIdOffset), textAt(room, head.ProductIdOffset),
                       textAt(room, head.ProductRevisionOffset)};
         return answer.ok();
     };
-    if (!read()) return false;
+    if (!read()) {
+        noteUnread(physicalDriveId, {});
+        return false;
+    }
     if (descriptor.busType == platform::kBusTypeNvme) drive.interfaceType = INTERFACE_TYPE_NVME;
     if (mayNotBeRead(descriptor.model, descriptor.firmware, SkipHd204uiOldFirmware != 0)) {
         noteFailure(platform::kNotSupported);
+        if (isTieredStorage(descriptor.model))
+            noteUnread({physicalDriveId, descriptor.model, UnreadDrive::Reason::tieredStorage});
         return false;
     }
     DebugPrint(L"USB-HDD Check");
@@ -111,6 +127,10 @@ bool CAtaSmart::SearchPhysicalDrive(std::int32_t physicalDriveId) {
 
     DebugPrint(L"DO:GetDiskInfo");
     if (!GetDiskInfo(drive)) {
+        // A right or a time-out says why there was no answer; any other failure is what such a disk gives.
+        if (isScsiDisk(descriptor) && probed_.reason == UnreadDrive::Reason::noAnswer &&
+            probeFailure_ != platform::kAccessDenied && probeFailure_ != platform::kTimedOut)
+            probed_.reason = UnreadDrive::Reason::noAtaCommands;
         noteUnread(physicalDriveId, descriptor.model);
         return false;
     }

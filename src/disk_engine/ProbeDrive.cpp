@@ -352,7 +352,7 @@ bool DriveProbe::external() {
 } // namespace
 
 bool CAtaSmart::GetDiskInfo(const DriveSighting& drive) {
-    probeFailure_ = platform::kSuccess;
+    forgetProbe();
     DebugPrint(L"GetDiskInfo");
     if (vars.size() > kMaxDrives) {
         DebugPrint(L"GetDiskInfo - FALSE0");

@@ -129,8 +129,7 @@ UsbDeviceEntry usbEntry(const std::wstring& name, const std::wstring& parentId) 
 
 } // namespace
 
-int amdRaidDriverVersion(platform::ManagementServices& services) {
-    int version = 0;
+void readAmdRaidDriverVersion(platform::ManagementServices& services, int& version) {
     eachRow(services, L"select DeviceName, DriverVersion from Win32_PnPSignedDriver", kMostDrivers,
             [&](platform::ManagementRow& row) {
                 if (!Contains(columnText(row, L"DeviceName"), L"AMD-RAID Config")) return;
@@ -145,7 +144,6 @@ int amdRaidDriverVersion(platform::ManagementServices& services) {
                 DebugFormat(L"driverVersion={}.{}.{}.{}", numbers[0], numbers[1], numbers[2], numbers[3]);
                 DebugFormat(L"AmdRaidDriverVersion={}", version);
             });
-    return version;
 }
 
 bool readIdeControllers(CAtaSmart& engine, platform::ManagementServices& services) {

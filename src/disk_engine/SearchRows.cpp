@@ -220,7 +220,11 @@ void checkModel(CAtaSmart& engine, std::size_t index, const DiskRow& row, bool i
 void searchRow(CAtaSmart& engine, const DiskRow& row, bool& removableTargetSeen) {
     const bool mediumCounts = mediumIsTarget(engine, row, removableTargetSeen);
     const Attachment attachment = attachmentOf(engine, row.pnpDeviceId);
-    if (attachment.isBlack) return;
+    if (attachment.isBlack) {
+        engine.noteUnread(
+            {row.physicalDriveId, row.model, UnreadDrive::Reason::noAnswer, platform::kNotSupported});
+        return;
+    }
     DebugFormat(L"DO:GetDiskInfo pd={}, sp={}, st={}, mt={}", row.physicalDriveId, row.scsiPort,
                 row.scsiTargetId, row.mediaType);
     const Interface interface = interfaceOf(row, attachment.isUasp);
@@ -243,7 +247,12 @@ void searchRow(CAtaSmart& engine, const DiskRow& row, bool& removableTargetSeen)
     const bool target = isTarget(engine, row, interface, mediumCounts);
     const std::size_t previousCount = engine.vars.size();
     DebugPrint(L"flagTarget && GetDiskInfo");
-    if (!target) return;
+    if (!target) {
+        engine.noteUnread({row.physicalDriveId, row.model,
+                           isTieredStorage(row.model) ? UnreadDrive::Reason::tieredStorage
+                                                      : UnreadDrive::Reason::removable});
+        return;
+    }
     if (!engine.GetDiskInfo(drive)) {
         engine.noteUnread(row.physicalDriveId, row.model);
         return;
@@ -259,8 +268,11 @@ void searchRow(CAtaSmart& engine, const DiskRow& row, bool& removableTargetSeen)
 
 bool mayNotBeRead(const std::wstring& model, const std::wstring& firmware, bool skipOldFirmware) {
     const bool isHd204ui = Begins(model, L"SAMSUNG HD155UI") || Begins(model, L"SAMSUNG HD204UI");
-    return (isHd204ui && !Begins(firmware, L"1AQ10003") && skipOldFirmware) ||
-           Contains(model, L"FuzeDrive") || Contains(model, L"StoreMI");
+    return (isHd204ui && !Begins(firmware, L"1AQ10003") && skipOldFirmware) || isTieredStorage(model);
+}
+
+bool isTieredStorage(const std::wstring& model) {
+    return Contains(model, L"FuzeDrive") || Contains(model, L"StoreMI");
 }
 
 void searchDiskRows(CAtaSmart& engine, platform::ManagementServices& services, bool& removableTargetSeen) {
@@ -269,6 +281,7 @@ void searchDiskRows(CAtaSmart& engine, platform::ManagementServices& services, b
     const auto rows = services.execQuery(query);
     DebugFormat(L"OK1:{}", query);
     if (!rows.ok()) {
+        endWithoutDescriptors(rows.error);
         DebugPrint(L"pEnumCOMDevs == NULL");
         log::warn(diskLogger, L"{} failed: {:#x}", query, rows.error);
         return;

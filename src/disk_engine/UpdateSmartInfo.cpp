@@ -32,17 +32,17 @@ void CAtaSmart::UpdateSmartInfo(std::size_t index) {
     if (index >= vars.size()) return;
     // A read that fails half-way must leave nothing behind, so it works on a copy.
     AtaSmartInfo fresh = vars[index];
-    if (fresh.DiskVendorId == VENDOR_NVME) {
-        fillNvmeAttributes(vars[index]); // of the page that is held, in case there is no other
-        if (readHealthPage(*this, fresh)) {
-            takeNvmeHealth(fresh, kHottestRefreshedNvme);
-            vars[index] = std::move(fresh);
-        }
-    } else {
-        if (!fresh.IsSmartEnabled || !fresh.IsSmartCorrect || !readAgain(*this, fresh)) return;
+    const bool isNvme = fresh.DiskVendorId == VENDOR_NVME;
+    if (!isNvme && (!fresh.IsSmartEnabled || !fresh.IsSmartCorrect)) return;
+    forgetProbe();
+    if (isNvme) fillNvmeAttributes(vars[index]); // of the page that is held, in case there is no other
+    const bool answered = isNvme ? readHealthPage(*this, fresh) : readAgain(*this, fresh);
+    if (answered) {
+        if (isNvme) takeNvmeHealth(fresh, kHottestRefreshedNvme);
         vars[index] = std::move(fresh);
     }
-    vars[index].DiskStatus = CheckDiskStatus(index);
+    noteAnswer(vars[index], answered);
+    if (answered || isNvme) vars[index].DiskStatus = CheckDiskStatus(index);
 }
 
 } // namespace orv

@@ -1,5 +1,7 @@
 #include "log/LineFormatter.h"
 
+#include "platform/CalendarTime.h"
+
 #include <spdlog/details/os.h>
 
 #include <cstring>
@@ -22,7 +24,7 @@ std::string_view view(spdlog::string_view_t text) {
 } // namespace
 
 void LineFormatter::setSecond(std::chrono::seconds second) {
-    const std::tm local = spdlog::details::os::localtime(static_cast<std::time_t>(second.count()));
+    const std::tm local = platform::localTime(second.count());
     char text[64];
     start_.assign(text, std::strftime(text, sizeof text, "[%Y-%m-%d %H:%M:%S.", &local));
     second_ = second;

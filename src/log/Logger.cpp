@@ -2,10 +2,10 @@
 
 #include "log/LineFormatter.h"
 #include "log/log.h"
+#include "platform/CalendarTime.h"
 #include "platform/text.h"
 
 #include <algorithm>
-#include <array>
 #include <memory>
 #include <mutex>
 
@@ -30,7 +30,7 @@ spdlog::level::level_enum levelFrom(const char* variable, spdlog::level::level_e
     return level == spdlog::level::off && name != "off" ? usual : level;
 }
 
-using Lines = LineSink<SinkMutex>;
+using TakesLines = LineSink<SinkMutex>;
 
 /// The shared sinks and the one formatter of all lines.
 struct Shared {
@@ -45,11 +45,11 @@ Shared& shared() {
 
 /// The sink as one that takes finished lines; null for another one. The shared sinks, which nearly all
 /// loggers have, are told by their place.
-Lines* asLines(const std::vector<spdlog::sink_ptr>& sinks, std::size_t at) {
+TakesLines* asLines(const std::vector<spdlog::sink_ptr>& sinks, std::size_t at) {
     spdlog::sinks::sink* const sink = sinks[at].get();
     const auto& known = shared().sinks;
-    if (at < known.size() && known[at].get() == sink) return static_cast<Lines*>(sink);
-    return dynamic_cast<Lines*>(sink);
+    if (at < known.size() && known[at].get() == sink) return static_cast<TakesLines*>(sink);
+    return dynamic_cast<TakesLines*>(sink);
 }
 
 spdlog::level::level_enum toSpdlog(Level level) {
@@ -115,27 +115,29 @@ class FinishedLines {
     /// Under the lock of the sinks, which guards the formatter too.
     platform::LogLines of(std::span<const spdlog::details::log_msg> messages) {
         if (!formed_) form(messages);
-        return {lines_.data(), messages.size()};
+        return {lines_.data(), lines_.size()};
     }
 
   private:
     void form(std::span<const spdlog::details::log_msg> messages) {
-        std::array<std::size_t, kMost> ends{};
         text_.clear();
-        for (std::size_t at = 0; at < messages.size(); ++at) {
-            log::shared().formatter.format(messages[at], text_);
-            ends[at] = text_.size();
+        lines_.clear();
+        for (const auto& message : messages) {
+            const std::size_t from = text_.size();
+            log::shared().formatter.format(message, text_);
+            lines_.push_back(log::lineOf(message, {text_.data() + from, text_.size() - from}));
         }
         // The text stays where it is from here on.
         std::size_t from = 0;
-        for (std::size_t at = 0; at < messages.size(); from = ends[at++])
-            lines_[at] = log::lineOf(messages[at], {text_.data() + from, ends[at] - from});
+        for (platform::LogLine& line : lines_) {
+            line.text = {text_.data() + from, line.text.size()};
+            from += line.text.size();
+        }
         formed_ = true;
     }
 
-    static constexpr std::size_t kMost = 2;
     spdlog::memory_buf_t text_;
-    std::array<platform::LogLine, kMost> lines_;
+    fmt::basic_memory_buffer<platform::LogLine, 4> lines_; // more than a few need memory
     bool formed_ = false;
 };
 
@@ -151,13 +153,21 @@ spdlog::details::log_msg Logger::messageOf(spdlog::level::level_enum level, std:
 
 void Logger::send(spdlog::level::level_enum level, std::string_view text) {
     auto message = messageOf(level, text);
-    message.time = spdlog::log_clock::now();
+    message.time = platform::wallClock();
     put({&message, 1});
 }
 
-void Logger::send(spdlog::level::level_enum level, std::string_view first, std::string_view second) {
-    std::array messages{messageOf(level, first), messageOf(level, second)};
-    messages[0].time = messages[1].time = spdlog::log_clock::now();
+void Logger::send(spdlog::level::level_enum level, std::string_view texts,
+                  std::span<const std::size_t> ends) {
+    std::vector<spdlog::details::log_msg> messages;
+    messages.reserve(ends.size());
+    const auto now = platform::wallClock();
+    std::size_t from = 0;
+    for (const std::size_t end : ends) {
+        messages.push_back(messageOf(level, texts.substr(from, end - from)));
+        messages.back().time = now;
+        from = end;
+    }
     put(messages);
 }
 
@@ -267,13 +277,20 @@ void writeLocated(Logger& logger, Level level, const Message& message) noexcept 
     }
 }
 
-void writeLocated(Logger& logger, Level level, const Message& first, const Message& second) noexcept {
+void Lines::append(const Message& message) noexcept {
+    const std::size_t before = texts_.size();
     try {
-        fmt::memory_buffer text;
-        appendMessage(text, first);
-        const std::size_t end = text.size();
-        appendMessage(text, second);
-        logger.send(toSpdlog(level), {text.data(), end}, {text.data() + end, text.size() - end});
+        appendMessage(texts_, message);
+        ends_.push_back(texts_.size());
+    } catch (...) {
+        texts_.resize(before); // as above
+    }
+}
+
+Lines::~Lines() {
+    if (ends_.size() == 0) return;
+    try {
+        logger_.send(toSpdlog(level_), {texts_.data(), texts_.size()}, {ends_.data(), ends_.size()});
     } catch (...) {
         // As above.
     }

@@ -22,15 +22,16 @@ class Logger : public spdlog::logger {
 
     /// log() of spdlog without its questions, whose answers are the same for each message of ours.
     void send(spdlog::level::level_enum level, std::string_view text);
-    /// Two lines of the same moment; each sink takes them together.
-    void send(spdlog::level::level_enum level, std::string_view first, std::string_view second);
+    /// Lines of the same moment, of which `ends` has the places behind each in `texts`; a sink takes them
+    /// together.
+    void send(spdlog::level::level_enum level, std::string_view texts, std::span<const std::size_t> ends);
 
   protected:
     void sink_it_(const spdlog::details::log_msg& message) override { put({&message, 1}); }
 
   private:
     spdlog::details::log_msg messageOf(spdlog::level::level_enum level, std::string_view text) const;
-    /// At most two messages of one level.
+    /// Messages of one level.
     void put(std::span<const spdlog::details::log_msg> messages);
 };
 

@@ -1,6 +1,8 @@
 #include "log/OutputSinks.h"
 
-#include <spdlog/details/os.h>
+#include "log/LineFormatter.h"
+#include "platform/CalendarTime.h"
+
 #include <spdlog/sinks/base_sink-inl.h>
 
 #include <ctime>
@@ -16,7 +18,8 @@ constexpr char kBaseName[] = "orvaneHwProbe";
 constexpr char kSeparatorLine[] = "----------------file log init---------------------------------------";
 
 std::string localDate() {
-    const std::tm now = spdlog::details::os::localtime(std::time(nullptr));
+    using namespace std::chrono;
+    const std::tm now = platform::localTime(floor<seconds>(platform::wallClock().time_since_epoch()).count());
     char text[16] = {};
     std::strftime(text, sizeof text, "%Y-%m-%d", &now);
     return text;
@@ -45,7 +48,13 @@ void FileSink::openOnce() {
     if (std::exchange(tried_, true)) return;
     output_ = platform::openLogFile(directory_, name_);
     // Marks where a load begins, whatever the file's level.
-    if (output_) sink_it_({"init", spdlog::level::info, kSeparatorLine});
+    if (!output_) return;
+    const spdlog::details::log_msg message(platform::wallClock(), {}, "init", spdlog::level::info,
+                                           kSeparatorLine);
+    spdlog::memory_buf_t text;
+    LineFormatter().format(message, text);
+    const platform::LogLine line = lineOf(message, {text.data(), text.size()});
+    write_({&line, 1});
 }
 
 void FileSink::write_(platform::LogLines lines) {

@@ -44,8 +44,6 @@ struct Message {
 
 /// Formats and writes "FILE@LINE: message". Never throws.
 void writeLocated(Logger& logger, Level level, const Message& message) noexcept;
-/// Two adjacent lines, which each output takes with one write. Never throws.
-void writeLocated(Logger& logger, Level level, const Message& first, const Message& second) noexcept;
 
 template <class... Args>
 using Format = LocatedFormat<std::type_identity_t<Args>...>;
@@ -62,12 +60,6 @@ template <class... Args>
 void info(Logger& logger, Format<Args...> format, const Args&... args) {
     writeLocated(logger, Level::info, {format.where, format.text, fmt::make_wformat_args(args...)});
 }
-/// A line without arguments and the one after it.
-template <class... Args>
-void infos(Logger& logger, Format<> first, Format<Args...> second, const Args&... args) {
-    writeLocated(logger, Level::info, {first.where, first.text, {}},
-                 {second.where, second.text, fmt::make_wformat_args(args...)});
-}
 template <class... Args>
 void warn(Logger& logger, Format<Args...> format, const Args&... args) {
     writeLocated(logger, Level::warn, {format.where, format.text, fmt::make_wformat_args(args...)});
@@ -76,6 +68,29 @@ template <class... Args>
 void error(Logger& logger, Format<Args...> format, const Args&... args) {
     writeLocated(logger, Level::error, {format.where, format.text, fmt::make_wformat_args(args...)});
 }
+
+/// Lines of one level that no step of the system's stands between: written together at the end of a scope, by
+/// one write an output. Never throws.
+class Lines {
+  public:
+    Lines(Logger& logger, Level level) noexcept : logger_(logger), level_(level) {}
+    ~Lines();
+    Lines(const Lines&) = delete;
+    Lines& operator=(const Lines&) = delete;
+
+    template <class... Args>
+    void add(Format<Args...> format, const Args&... args) noexcept {
+        append({format.where, format.text, fmt::make_wformat_args(args...)});
+    }
+
+  private:
+    void append(const Message& message) noexcept;
+
+    Logger& logger_;
+    Level level_;
+    fmt::memory_buffer texts_;
+    fmt::basic_memory_buffer<std::size_t, 4> ends_; // of each line in the texts
+};
 
 /// Entry trace: the first act of a function that matters, with its qualified name.
 inline void entry(Logger& logger, Format<> qualifiedName) {

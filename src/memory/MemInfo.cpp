@@ -6,9 +6,13 @@
 #include "log/log.h"
 #include "memory/MemoryTables.h"
 #include "memory/SPD.h"
+#include "platform/Platform.h"
+#include "platform/SystemFacts.h"
+#include "state/ProcessState.h"
 #include "wmi/wmi.h"
 
 #include <algorithm>
+#include <atomic>
 #include <stdexcept>
 
 namespace orv::memory {
@@ -27,6 +31,11 @@ constexpr std::int32_t kLPDDR3 = 29;
 constexpr std::int32_t kLPDDR4 = 30;
 constexpr std::int32_t kDDR5 = 34;
 constexpr std::int32_t kLPDDR5 = 35;
+
+/// How the latest query for modules ended, an HRESULT.
+struct LatestQuery {
+    std::atomic<platform::ErrorCode> error{platform::kSuccess};
+};
 
 int tag(ManagementType type) {
     return static_cast<int>(type);
@@ -147,7 +156,28 @@ void logModules(const std::vector<MemoryInfo>& modules) {
     }
 }
 
+/// False for a query that failed, which lists no modules. A search without descriptors is none, as one
+/// without memory.
+bool queryModules(wmi& session) {
+    auto& latest = processWide<LatestQuery>().error;
+    const bool ran = session.query(kQuery);
+    latest = session.error();
+    if (ran) return true;
+    if (session.error() == (platform::kComWin32 | platform::kTooManyOpenFiles))
+        throwHW(L"query Win32_PhysicalMemory failed: {}", getSystemErrorText(session.error()));
+    log::error(memoryLogger, L"query Win32_PhysicalMemory failed");
+    return false;
+}
+
 } // namespace
+
+std::string whyNoModules() {
+    const platform::ErrorCode error = processWide<LatestQuery>().error;
+    if (error == platform::kSuccess) return {};
+    std::wstring text = platform::current().systemFacts().errorText(error);
+    text.erase(text.find_last_not_of(L"\r\n ") + 1);
+    return EncodedText(text.empty() ? fmt::format(L"error code: {}", error) : text).narrow;
+}
 
 std::wstring memoryTypeText(std::int32_t type) {
     const auto found = memoryTypeName.find(type);
@@ -210,10 +240,7 @@ void mergeSoldered(std::vector<MemoryInfo>& modules) {
 std::vector<MemoryInfo> MemoryInfo::getMemoryInfo() {
     log::entry(memoryLogger, L"orv::memory::MemoryInfo::getMemoryInfo");
     wmi session;
-    if (!session.query(kQuery)) {
-        log::error(memoryLogger, L"query Win32_PhysicalMemory failed");
-        return {};
-    }
+    if (!queryModules(session)) return {};
     auto modules = readModules([&](std::wstring_view column) { return session.get(column); });
     if (modules.empty()) return modules;
     requireSupportedType(modules.front().type);
@@ -226,10 +253,7 @@ std::vector<MemoryInfo> MemoryInfo::getMemoryInfo() {
 std::int32_t getMemoryType() {
     log::entry(memoryLogger, L"orv::memory::getMemoryType");
     wmi session;
-    if (!session.query(kQuery)) {
-        log::error(memoryLogger, L"query Win32_PhysicalMemory failed");
-        return 0;
-    }
+    if (!queryModules(session)) return 0;
     const auto types = session.get(L"SMBIOSMemoryType");
     if (types.empty()) return 0;
     if (types.front().type != ManagementType::i4) {

@@ -31,6 +31,10 @@ struct MemoryInfo {
     static std::vector<MemoryInfo> getMemoryInfo();
 };
 
+/// Why the latest getMemoryInfo listed no module although there may be some: the system's sentence for the
+/// query that failed, as for a user without the right. Empty when the query ran.
+std::string whyNoModules();
+
 /// Memory type of the first module; 0 when the management data does not tell.
 std::int32_t getMemoryType();
 

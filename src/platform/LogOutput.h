@@ -42,7 +42,8 @@ std::unique_ptr<LogOutput> openConsole(ConsoleStream stream);
 /// A file to append to, made with its folders where they are missing; null when it cannot be had.
 std::unique_ptr<LogOutput> openLogFile(const std::string& directory, const std::string& name);
 
-/// A variable of the process's environment.
+/// A variable of the process's environment; none in a process that runs with rights which its caller, whose
+/// environment it is, does not have.
 std::optional<std::string> environmentVariable(const char* name);
 
 } // namespace orv::platform

@@ -87,7 +87,8 @@ class ManagementData {
   public:
     virtual ~ManagementData() = default;
 
-    /// Starts COM on this thread in the multithreaded model. Only S_OK owes one uninitialize.
+    /// Starts COM on this thread in the multithreaded model. S_OK and S_FALSE, which says that it had been
+    /// started, owe one uninitialize each; a failure, as that of a thread with another model, owes none.
     virtual ErrorCode initialize() = 0;
     virtual void uninitialize() = 0;
     /// The process's security: default authentication level, impersonate level.

@@ -11,6 +11,7 @@ using ErrorCode = std::uint32_t;
 inline constexpr ErrorCode kSuccess = 0;
 inline constexpr ErrorCode kInvalidFunction = 1;      // ERROR_INVALID_FUNCTION
 inline constexpr ErrorCode kFileNotFound = 2;         // ERROR_FILE_NOT_FOUND
+inline constexpr ErrorCode kTooManyOpenFiles = 4;     // ERROR_TOO_MANY_OPEN_FILES
 inline constexpr ErrorCode kAccessDenied = 5;         // ERROR_ACCESS_DENIED
 inline constexpr ErrorCode kInvalidHandle = 6;        // ERROR_INVALID_HANDLE
 inline constexpr ErrorCode kInvalidData = 13;         // ERROR_INVALID_DATA

@@ -37,7 +37,8 @@ class Ring0 {
     virtual ErrorCode InitializeOls() = 0;
     virtual void releaseOls() = 0;
 
-    /// A model specific register (EDX high, EAX low) of a logical processor of the mask.
+    /// A model specific register (EDX high, EAX low) of a logical processor of the mask, or of one near to it
+    /// where the system has taken it off line.
     virtual Ring0Answer RdmsrTx(std::uint32_t index, std::uint32_t affinityMask) = 0;
 
     virtual std::uint8_t ReadIoPortByte(std::uint16_t port) = 0;

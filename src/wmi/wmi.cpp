@@ -33,6 +33,7 @@ class wmiImpl {
     wmiImpl();
     ~wmiImpl();
     bool query(std::wstring_view wql);
+    platform::ErrorCode error() const { return error_; }
     std::vector<ManagementValue> get(std::wstring_view key);
 
   private:
@@ -42,6 +43,7 @@ class wmiImpl {
     std::unique_ptr<platform::ManagementServices> pSvc_;
     std::unique_ptr<platform::ManagementEnumerator> pEnumerator_;
     std::vector<std::unique_ptr<platform::ManagementRow>> rows_;
+    platform::ErrorCode error_ = platform::kSuccess;
 };
 
 wmiImpl::wmiImpl() : com_(platform::current().managementData()) {
@@ -81,6 +83,7 @@ bool wmiImpl::query(std::wstring_view wql) {
     }
     pEnumerator_.reset();
     auto answer = pSvc_->execQuery(wql);
+    error_ = answer.error;
     if (!answer.ok()) {
         log::error(wmiLogger, L"ExecQuery failed: {}", getSystemErrorText(answer.error));
         return false;
@@ -128,6 +131,10 @@ wmiImpl& wmi::impl() const {
 
 bool wmi::query(std::wstring_view wql) {
     return impl().query(wql);
+}
+
+platform::ErrorCode wmi::error() const {
+    return impl().error();
 }
 
 std::vector<ManagementValue> wmi::get(std::wstring_view key) {

@@ -21,6 +21,8 @@ class wmi {
 
     /// True when the query ran; its rows are then stored behind those of an earlier query.
     bool query(std::wstring_view wql);
+    /// Why the last query did not run, an HRESULT; kSuccess for one that ran.
+    platform::ErrorCode error() const;
     /// One entry a stored row, in row order, an empty one where the row has no such column. Types are for the
     /// caller to check. Throws HWException when no query ran.
     std::vector<platform::ManagementValue> get(std::wstring_view key);

@@ -4,22 +4,16 @@
 // The input: how the drive was met, the flags, and a run of bytes of which each request takes one; then the
 // blocks that a drive has.
 
+#include "Answering.h"
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/Interpretation.h"
-#include "platform/machine/Machine.h"
 
-#include <algorithm>
 #include <array>
-#include <cstdlib>
-#include <cstring>
 
 using namespace orv;
+using namespace orv::fuzz;
 
 namespace {
-
-void require(bool holds) {
-    if (!holds) std::abort();
-}
 
 class Input {
   public:
@@ -47,19 +41,17 @@ struct Drive {
 /// Answers with a failure, or a block at the end of the room, or a byte off it, in full length or another.
 class AnsweringFile : public platform::DeviceFile {
   public:
-    AnsweringFile(Input& plan, const Drive& drive) : plan_(plan), drive_(drive) {}
-
     platform::Result<std::uint32_t> control(std::uint32_t code, std::span<const std::byte>,
                                             std::span<std::byte> out) override {
-        const std::uint8_t answer = plan_.byte();
+        const std::uint8_t answer = plan->byte();
         if ((answer & 1) == 0) return {0, platform::kInvalidFunction};
         const std::size_t which = answer >> 1 & 3;
         const std::size_t behind = code == platform::IOCTL_SCSI_MINIPORT && (answer & 8) ? 1 : 0;
-        if (out.size() >= drive_.sizes[which] + behind)
-            std::memcpy(out.data() + out.size() - behind - drive_.sizes[which], drive_.blocks[which].data(),
-                        drive_.sizes[which]);
+        if (out.size() >= drive.sizes[which] + behind)
+            std::memcpy(out.data() + out.size() - behind - drive.sizes[which], drive.blocks[which].data(),
+                        drive.sizes[which]);
         else if (!out.empty())
-            std::memcpy(out.data(), drive_.blocks[which].data(), out.size());
+            std::memcpy(out.data(), drive.blocks[which].data(), out.size());
         const auto full = static_cast<std::uint32_t>(out.size());
         return {(answer & 16) ? full - std::min<std::uint32_t>(full, answer >> 5) : full, platform::kSuccess};
     }
@@ -68,52 +60,8 @@ class AnsweringFile : public platform::DeviceFile {
         return {static_cast<std::uint32_t>(into.size()), platform::kSuccess};
     }
 
-  private:
-    Input& plan_;
-    const Drive& drive_;
-};
-
-class AnsweringFiles : public platform::DeviceFiles {
-  public:
-    platform::Result<std::unique_ptr<platform::DeviceFile>> open(std::wstring_view,
-                                                                 const platform::DeviceOpening&) override {
-        return {std::make_unique<AnsweringFile>(*plan, drive), platform::kSuccess};
-    }
-    std::uint32_t driveType(std::wstring_view) override { return platform::kNoRootFolder; }
-    platform::ErrorCode defineDosDevice(std::wstring_view, std::wstring_view) override {
-        return platform::kSuccess;
-    }
-
-    Input* plan = nullptr;
-    Drive drive;
-};
-
-/// A machine without hardware but for the device files.
-class AnsweringMachine : public platform::Platform {
-  public:
-    platform::SystemFacts& systemFacts() override { return machine_->systemFacts(); }
-    platform::FaultTrap& faultTrap() override { return machine_->faultTrap(); }
-    platform::Clock& clock() override { return machine_->clock(); }
-    platform::NetworkTables& networkTables() override { return machine_->networkTables(); }
-    platform::Libraries& libraries() override { return machine_->libraries(); }
-    platform::GraphicsSdk& graphicsSdk() override { return machine_->graphicsSdk(); }
-    platform::Processes& processes() override { return machine_->processes(); }
-    platform::Processor& processor() override { return machine_->processor(); }
-    platform::Ring0& ring0() override { return machine_->ring0(); }
-    platform::NamedMutexes& namedMutexes() override { return machine_->namedMutexes(); }
-    platform::Timers& timers() override { return machine_->timers(); }
-    platform::PerformanceCounters& performanceCounters() override { return machine_->performanceCounters(); }
-    platform::ManagementData& managementData() override { return machine_->managementData(); }
-    platform::DeviceTree& deviceTree() override { return machine_->deviceTree(); }
-    platform::DeviceFiles& deviceFiles() override { return files; }
-    platform::Registry& registry() override { return machine_->registry(); }
-    platform::Privileges& privileges() override { return machine_->privileges(); }
-    platform::SystemServices& systemServices() override { return machine_->systemServices(); }
-
-    AnsweringFiles files;
-
-  private:
-    std::unique_ptr<platform::Machine> machine_ = platform::Machine::fromText(R"({"name": "x"})");
+    static inline Input* plan = nullptr;
+    static inline Drive drive;
 };
 
 void setFlags(CAtaSmart& engine, unsigned bits) {
@@ -157,7 +105,7 @@ void checkRecord(CAtaSmart& engine, const AtaSmartInfo& asi) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-    static AnsweringMachine machine;
+    static AnsweringMachine<AnsweringFile> machine;
     platform::use(machine);
     Input input(bytes, size);
     const DriveSighting drive = sightingOf(input);
@@ -166,10 +114,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
         const auto run = input.take(input.byte());
         return Input(run.data(), run.size());
     }();
-    machine.files.plan = &plan;
-    machine.files.drive = {};
+    AnsweringFile::plan = &plan;
+    AnsweringFile::drive = {};
     for (std::size_t i = 0; i < 4; ++i)
-        std::ranges::copy(input.take(machine.files.drive.sizes[i]), machine.files.drive.blocks[i].begin());
+        std::ranges::copy(input.take(AnsweringFile::drive.sizes[i]), AnsweringFile::drive.blocks[i].begin());
 
     CAtaSmart engine;
     setFlags(engine, flags);

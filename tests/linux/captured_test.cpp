@@ -2,6 +2,7 @@
 
 #include "battery/BatteryReport.h"
 #include "linux/CapturedTree.h"
+#include "memory/MemInfo.h"
 #include "orvane/hwprobe.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "platform/linux/PolledFolder.h"
@@ -182,15 +183,24 @@ TEST(LinuxLists, OnesThatCannotBeReadFailWithTheReasonAndAreTriedAgain) {
     ::setrlimit(RLIMIT_NOFILE, &none); // no descriptor can be opened
     EXPECT_EQ(-1, initBattery());
     expectReason("SetupDiGetClassDevs failed: error code: 4");
+    EXPECT_THAT(getMemoryManufacturerAndModel(), HasSubstr(R"({"code":0,)"));
+    expectReason("query Win32_PhysicalMemory failed: error code: 2147942404");
     EXPECT_EQ(-1, getGpuTemperature());
     expectReason("ADL2_Main_Control_Create failed, error code: 4");
     getNetCardMessage();
     expectReason("OpenProcessToken failed, error code: 4");
     getNetCurrentSpeed();
     expectReason("GetAdaptersInfo failed: error code: 4");
+    EXPECT_EQ(-1, initDisk());
+    expectReason("too many open files");
     ::setrlimit(RLIMIT_NOFILE, &before);
     EXPECT_EQ(1, initBattery());
     EXPECT_EQ(48.25, getGpuTemperature());
+    // What cannot be looked at: a link that leads to itself.
+    tree.link("sys/firmware/dmi/tables/DMI", "DMI");
+    EXPECT_STREQ(R"({"code":1,"data":null})", getMemoryManufacturerAndModel());
+    EXPECT_EQ("Too many levels of symbolic links", memory::whyNoModules());
+    EXPECT_EQ(0, initDisk()) << "run anew, on a machine without drives";
     // A device that cannot be looked at: a link that leads to itself.
     tree.remove(radio);
     tree.link(radio, "device");

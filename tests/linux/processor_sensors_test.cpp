@@ -107,8 +107,8 @@ class ProcessorTree : public testing::Test {
         for (const Thread& thread : threads) {
             const std::string core = words(cores[{thread.package, thread.core}]) + "\n";
             const std::string folder = "sys/devices/system/cpu/cpu" + number(thread.number);
-            tree.file(folder + "/topology/thread_siblings", core);
-            tree.file(folder + "/topology/core_siblings", words(packages[thread.package]) + "\n");
+            tree.file(folder + "/topology/" + coreName, core);
+            tree.file(folder + "/topology/" + packageName, words(packages[thread.package]) + "\n");
             tree.file(folder + "/topology/core_id", number(thread.core) + "\n");
             tree.file(folder + "/topology/physical_package_id", number(thread.package) + "\n");
             tree.file(folder + "/cache/index0/level", "2\n");
@@ -154,6 +154,8 @@ class ProcessorTree : public testing::Test {
 
     Tree tree;
     Leaves leaves;
+    const char* coreName = "core_cpus";
+    const char* packageName = "package_cpus";
 };
 
 /// Four cores of two threads each, thread 1 of core N as processor N + 4.
@@ -194,6 +196,8 @@ TEST_F(IntelTree, ProcessorsThatAreOffLineOrForbiddenDoNotCount) {
 }
 
 TEST_F(IntelTree, OnePackageOfTwo) {
+    coreName = "thread_siblings"; // a kernel before the present names
+    packageName = "core_siblings";
     // Numbers alternate between the packages, and each one's cores begin at 0.
     leaves.idsPerPackage = leaves.coresPerPackage = 2;
     processors({{0, 0, 0, 0}, {1, 1, 0, 2}, {2, 0, 1, 1}, {3, 1, 1, 3}});
@@ -238,6 +242,36 @@ TEST_F(IntelTree, ADriverMayGoAndComeAndTheRegisterIsTheSecondWay) {
     EXPECT_EQ(4294967295.0, getCpuTemperature());
     tree.file("dev/cpu/1/msr", std::string(0x19C, '\0') + std::string("\0\0\x0A\x88\0\0\0\0", 8));
     EXPECT_EQ((60 + 90 + 64 + 66) / 4.0, getCpuTemperature());
+}
+
+TEST_F(IntelTree, AProcessorThatGoesOffLineIsReadThroughAnotherOfItsCoreElseOfItsPackage) {
+    const auto setRegister = [&](std::uint32_t processor, int degrees) {
+        const char below[] = {0, 0, static_cast<char>(100 - degrees), '\x88', 0, 0, 0, 0};
+        tree.file("dev/cpu/" + number(processor) + "/msr", std::string(0x19C, '\0') + std::string(below, 8));
+    };
+    const auto takeOffLine = [&](std::uint32_t processor, const char* left) {
+        tree.remove("dev/cpu/" + number(processor));
+        tree.remove("sys/devices/system/cpu/cpu" + number(processor) + "/topology");
+        tree.file("sys/devices/system/cpu/online", left);
+    };
+    processors(desktop());
+    for (std::uint32_t i = 0; i < 8; ++i)
+        setRegister(i, 40 + 2 * static_cast<int>(i)); // each core is read through its thread 4 to 7
+    PlatformOf<TreeServices> machine(tree.root(), leaves);
+    const InUse inUse(machine);
+    EXPECT_EQ((48 + 50 + 52 + 54) / 4.0, getCpuTemperature());
+    takeOffLine(6, "0-5,7\n");
+    EXPECT_EQ((48 + 50 + 44 + 54) / 4.0, getCpuTemperature());
+    takeOffLine(2, "0-1,3-5,7\n");
+    EXPECT_EQ((48 + 50 + 40 + 54) / 4.0, getCpuTemperature());
+    // The driver has no sensor for the core any more; the package's number is that of any processor.
+    takeOffLine(0, "1,3-5,7\n");
+    tree.remove("dev");
+    coretemp(0, {70, 72, 74, 76}, "hwmon0");
+    tree.remove("sys/devices/platform/coretemp.0/hwmon/hwmon0/temp4_input");
+    EXPECT_EQ((70 + 72 + 72 + 76) / 4.0, getCpuTemperature());
+    tree.remove("sys/devices/platform/coretemp.0");
+    EXPECT_EQ(4294967295.0, getCpuTemperature()) << "on-line processors whose registers refuse";
 }
 
 class AmdTree : public ProcessorTree {

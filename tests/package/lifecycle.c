@@ -6,6 +6,8 @@
  *   scarce MOST     lets each of the first MOST allocations of a report fail, alone and for good, in children
  *                   that have to come through and to call again
  *   storm SECONDS   sends a fault signal to the polling thread each millisecond
+ *   cancel ROUNDS   cancels threads in each export, in loading and in unloading: the thread ends behind the
+ * call, the process goes on
  */
 #include <dirent.h>
 #include <dlfcn.h>
@@ -239,8 +241,82 @@ static void scarce(long most) {
         }
 }
 
+static const char* const exports[] = {"getCpuLoad",
+                                      "getCpuTemperature",
+                                      "getCpuFrequency",
+                                      "getCpuBaseFrequency",
+                                      "getGpuLoad",
+                                      "getGpuTemperature",
+                                      "getMemoryLoad",
+                                      "getMemoryManufacturerAndModel",
+                                      "initDisk",
+                                      "getAllDiskType",
+                                      "getDiskTemperature",
+                                      "getDiskReadWriteSpeed",
+                                      "getDiskNameWhichOsInstalled",
+                                      "initBattery",
+                                      "getBatteryAllMessage",
+                                      "getNetCardMessage",
+                                      "getNetCurrentSpeed",
+                                      "getLastError",
+                                      "releaseRing0"};
+
+struct Call {
+    void (*function)(uint32_t); /* an index that a function does not take does no harm */
+    int atOnce;                 /* cancelled at any instruction, in one of many calls */
+    atomic_int begun, returned;
+};
+
+static void* callAndBeCancelled(void* data) {
+    struct Call* call = data;
+    if (call->atOnce) {
+        pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, NULL);
+        call->begun = 1;
+        for (;;)
+            call->function(0);
+    }
+    pthread_cancel(pthread_self()); /* acts on the first wait that heeds it */
+    call->function(0);
+    call->returned = 1;
+    pthread_testcancel();
+    return NULL;
+}
+
+static void loadAndUnload(uint32_t unused) {
+    (void)unused;
+    dlclose(load());
+}
+
+static void cancelIn(const char* name, struct Call call, long round) {
+    pthread_t thread;
+    void* result = NULL;
+    pthread_create(&thread, NULL, callAndBeCancelled, &call);
+    if (call.atOnce) {
+        struct timespec pause = {0, 20000 + round * 17300};
+        while (!call.begun)
+            nanosleep(&pause, NULL);
+        nanosleep(&pause, NULL);
+        pthread_cancel(thread);
+    }
+    pthread_join(thread, &result);
+    if (result != PTHREAD_CANCELED || call.returned == call.atOnce) fail(name, round);
+}
+
+static void cancel(long rounds) {
+    cancelIn("loading", (struct Call){loadAndUnload, 0, 0, 0}, 0);
+    void* library = load();
+    for (size_t i = 0; i < sizeof exports / sizeof *exports; ++i) {
+        struct Call call = {(void (*)(uint32_t))find(library, exports[i]), 0, 0, 0};
+        cancelIn(exports[i], call, 0);
+        call.atOnce = 1;
+        for (long round = 0; round < rounds; ++round)
+            cancelIn(exports[i], call, round);
+    }
+    if (poll(library) != 0) fail("a report met a fault", 0);
+}
+
 int main(int argc, char** argv) {
-    if (argc != 4) fail("usage: lifecycle LIBRARY unload|fork|scarce|storm NUMBER; arguments", argc);
+    if (argc != 4) fail("usage: lifecycle LIBRARY unload|fork|scarce|storm|cancel NUMBER; arguments", argc);
     path = argv[1];
     answers = fdopen(dup(STDOUT_FILENO), "w");
     if (!answers || !freopen("/dev/null", "w", stdout)) fail("standard output", 0);
@@ -249,5 +325,6 @@ int main(int argc, char** argv) {
     if (strcmp(argv[2], "fork") == 0) forkWhilePolling(number);
     if (strcmp(argv[2], "scarce") == 0) scarce(number);
     if (strcmp(argv[2], "storm") == 0) storm(number);
+    if (strcmp(argv[2], "cancel") == 0) cancel(number);
     return 0;
 }

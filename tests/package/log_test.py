@@ -3,6 +3,7 @@
 import json
 import os
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -87,6 +88,25 @@ class Log(unittest.TestCase):
                     self.logs.rmdir()
                     self.logs.parent.rmdir()
                     self.logs.parent.parent.rmdir()
+
+    def test_a_host_with_rights_that_its_caller_lacks_does_not_read_the_callers_environment(self):
+        if os.geteuid() != 0 or os.statvfs(self.folder).f_flag & os.ST_NOSUID:
+            self.skipTest("needs root, and a folder for temporary files where the set-user-ID bit counts")
+        self.folder.chmod(0o777)
+        host, library = self.folder / "host", self.folder / "library.so"
+        shutil.copy(sys.executable, host)
+        shutil.copy(LIBRARY, library)
+        os.chown(host, 65534, 65534)
+        host.chmod(0o4755)  # of a user without rights
+        body = ("import ctypes; print(ctypes.CDLL(None).getauxval(23), flush=True); "
+                "ctypes.CDLL('./library.so').getMemoryLoad()")
+        done = subprocess.run([host, "-c", body], cwd=self.folder, capture_output=True, text=True, timeout=20,
+                              env={"HWPROBE_LOG_CONSOLE": "off", "HWPROBE_LOG_FILE": "off"})
+        self.assertEqual(0, done.returncode, done.stderr)
+        if done.stdout.startswith("0"):  # AT_SECURE
+            self.skipTest("the set-user-ID bit does not count in this process")
+        self.assertRegex(done.stdout, INFO)
+        self.assertRegex(self.log_file().read_text(), INFO)
 
     def test_what_somebody_planted_is_not_written_to(self):
         self.poll()

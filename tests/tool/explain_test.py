@@ -1,5 +1,6 @@
 """hwprobe explain on the sample drives: what a person reads and what a program parses."""
 import json
+import os
 import subprocess
 import sys
 import tempfile
@@ -66,13 +67,15 @@ class ReadDrives(unittest.TestCase):
             {"number": 1, "paths": ["jmicron"], **blocks_of("crucial-mx500", ata)},
             {"number": 2, "paths": ["storageQuery"], **blocks_of("nvme", {"identify": "identify", "health": "smart"})},
             {"number": 3, "paths": ["sat"], "model": "M", "openError": 5},
+            {"number": 60, "paths": ["ataPassThrough"], **blocks_of("laptop-disk", ata)},
             {"number": 4, "paths": [], "descriptor": {"busType": 11}},
             {"number": 6, "paths": ["ataPassThrough"], "model": "M", "firmware": "F",
              "answers": [{"path": "ataPassThrough", "bytes": 555}],
              "descriptor": {"busType": 7}, "rejection": "checkCondition"}]}))
 
     def test_a_drive_reads_as_its_blocks_do(self):
-        for number, name, path in [(0, "hard-disk", "pd1"), (1, "crucial-mx500", "jm1"), (2, "nvme", "sq")]:
+        for number, name, path in [(0, "hard-disk", "pd1"), (1, "crucial-mx500", "jm1"), (2, "nvme", "sq"),
+                                   (60, "laptop-disk", "pd1")]:
             status, out, err = explain("--machine", self.machine, "--drive", number, "--json")
             self.assertEqual((0, ""), (status, err))
             drive, from_files = json.loads(out), json.loads(explain(*blocks(DRIVES, name), "--json")[1])
@@ -87,10 +90,15 @@ class ReadDrives(unittest.TestCase):
         self.assertIn(" AddDisk - USB11", err)
         self.assertEqual("00000000 USB-HDD Check", err.splitlines()[0])
         for number, reason in [(3, "run as root"), (4, "no command path"), (5, "no such drive"),
-                               (6, "what it answered was none")]:
+                               (2147483647, "no such drive"), (6, "what it answered was none")]:
             status, out, err = explain("--machine", self.machine, "--drive", number)
             self.assertEqual((3, "", 1), (status, out, len(err.splitlines())))
             self.assertIn(reason, err)
+
+
+    def test_a_drive_that_a_raid_library_alone_knows_is_read_by_its_number(self):
+        status, out, _ = explain("--machine", DRIVES.parent / "raid-amd.json", "--drive", 2, "--json")
+        self.assertEqual((0, "rc", "ACME NVMe 1TB"), (status, *map(json.loads(out).get, ("commandPath", "model"))))
 
 
 class BadFiles(unittest.TestCase):
@@ -106,14 +114,59 @@ class BadFiles(unittest.TestCase):
         path.write_bytes(change(path.read_bytes()))
 
     def test_one_line_says_what_to_do(self):
+        put = lambda at, byte: lambda b: b[:at] + bytes([byte]) + b[at + 1:]
+        refused = "the library would not read this drive: "
+        smart = (DRIVES / "hard-disk.smart").read_bytes()
         for kind, change, reason in [("identify", lambda b: b[:500], "500 bytes, but the IDENTIFY DEVICE block has 512"),
                                      ("smart", lambda b: b + b, "more than 512 bytes"),
-                                     ("identify", lambda b: bytes(512), "no model and firmware in it")]:
+                                     ("identify", lambda b: bytes(512), refused + "no readable model"),
+                                     ("identify", put(60, 127), refused + "no readable model"),
+                                     ("identify", put(6, 17), refused + "words 1, 3 and 6"),
+                                     ("identify", put(164, 0x6A), refused + "word 82 tells that it has no SMART data"),
+                                     ("thresholds", lambda b: smart, refused + "the thresholds are the SMART data")]:
             self.setUp()
             self.rewrite(kind, change)
             status, out, err = explain(*blocks(self.folder, "hard-disk"))
-            self.assertEqual((2, "", 1), (status, out, len(err.splitlines())), err)
-            self.assertIn(reason, err)
+            *sums, last = err.splitlines()
+            self.assertEqual((2, ""), (status, out), err)
+            self.assertTrue(all("check sum" in line for line in sums), err)
+            self.assertIn(reason, last)
+
+    def test_what_is_no_regular_file_is_refused_without_waiting(self):
+        path = self.folder / "hard-disk.smart"
+        makers = [Path.mkdir] + ([os.mkfifo] if len(TOOL) == 1 else [])
+        for make in makers:
+            path.rmdir() if path.is_dir() else path.unlink()
+            make(path)
+            status, out, err = explain(*blocks(self.folder, "hard-disk"))
+            self.assertEqual((2, ""), (status, out))
+            self.assertIn("hard-disk.smart: no regular file", err)
+
+    def test_what_the_drive_does_not_tell_is_unknown(self):
+        smart = bytearray((DRIVES / "hard-disk.smart").read_bytes())
+        at = next(at for at in range(2, 362, 12) if smart[at] == 12)
+        smart[at], smart[511] = 13, (smart[511] - 1) % 256
+        self.rewrite("smart", lambda b: smart)
+        self.assertIn("  power-on count  unknown\n", explain(*blocks(self.folder, "hard-disk"))[1])
+
+    def test_an_nvme_file_is_judged_as_the_drive_is(self):
+        """A new record is refreshed at once, and a refresh believes up to 200 degrees."""
+        for kind in ("identify", "smart"):
+            (self.folder / f"hot.{kind}").write_bytes((DRIVES / f"nvme.{kind}").read_bytes())
+        health = bytearray((self.folder / "hot.smart").read_bytes())
+        health[1:3] = (273 + 150).to_bytes(2, "little")
+        health[32:40] = bytes([255] * 8)  # more than the record can hold
+        (self.folder / "hot.smart").write_bytes(health)
+        machine = self.folder / "m.json"
+        machine.write_text(json.dumps({"name": "m", "drives": [
+            {"number": 1, "paths": ["storageQuery"], "identify": {"file": "hot.identify"},
+             "health": {"file": "hot.smart"}}]}))
+        told = [explain(*way)[1].splitlines() for way in (blocks(self.folder, "hot"), ["--machine", machine, "--drive", 1])]
+        for label in ("size", "temperature", "host reads"):
+            of_both = [next(line for line in lines if line.startswith("  " + label)) for lines in told]
+            self.assertEqual(of_both[0], of_both[1])
+        self.assertIn("  temperature     150 °C", "\n".join(told[0]))
+        self.assertIn("  host reads      unknown", told[0])
 
     def test_a_wrong_check_sum_is_told_and_explained_all_the_same(self):
         self.rewrite("smart", lambda b: b[:400] + b"\x01" + b[401:])

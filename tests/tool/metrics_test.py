@@ -1,20 +1,22 @@
 """Scrapes `hwprobe metrics` as Prometheus would: metrics_test.py TOOL SOURCE_DIR"""
 
-import concurrent.futures
 import http.client
 import json
 import math
+import os
 import re
 import signal
-import socket
 import subprocess
 import sys
 import tempfile
-import time
 import unittest
 from pathlib import Path
 
+sys.dont_write_bytecode = True  # nothing is left among the sources
+from described import odd_drives, sample, silent, unknown_processor
+
 TOOL, SOURCE = sys.argv[1], Path(sys.argv[2])
+PATIENCE = 20  # seconds; the machine may be busy
 LAPTOP = str(SOURCE / "machines" / "laptop.json")
 TEXT = "text/plain; version=0.0.4; charset=utf-8"
 OPEN = "application/openmetrics-text; version=1.0.0; charset=utf-8"
@@ -49,11 +51,27 @@ def hwprobe(*arguments):
     return done.returncode, done.stderr
 
 
+def written(machine):
+    """The series of the text file of a machine that is described by an object."""
+    with tempfile.TemporaryDirectory() as folder:
+        file, text = Path(folder) / "machine.json", Path(folder) / "text"
+        file.write_text(json.dumps(machine))
+        status, errors = hwprobe("--machine", str(file), "--textfile", str(text))
+        assert status == 0, errors
+        return parse(text.read_text(), open_metrics=False)
+
+
+def short(series):
+    """By the name alone, of series that have the drive's labels or none."""
+    return {name.removeprefix("hwprobe_") + ("" if labels is None else ":" + labels[7:8]): value
+            for (name, labels), value in series.items()}
+
+
 class Served:
     """A server on a free port, ended by a signal; `errors` is what it said then."""
 
-    def __init__(self, *arguments, ending=signal.SIGTERM):
-        command = [TOOL, "metrics", "--listen", "127.0.0.1:0", "--machine", LAPTOP, *arguments]
+    def __init__(self, *arguments, machine=LAPTOP, ending=signal.SIGTERM):
+        command = [TOOL, "metrics", "--listen", "127.0.0.1:0", "--machine", machine, *arguments]
         self.process = subprocess.Popen(command, stderr=subprocess.PIPE, text=True)
         self.ending = ending
 
@@ -101,25 +119,42 @@ class Text(unittest.TestCase):
         self.assertEqual(set(), asked - DOCUMENTED)
 
     def test_texts_of_hardware_are_escaped_and_alike_ones_told_apart_and_unknown_values_left_out(self):
-        machine = json.loads(Path(LAPTOP).read_text().replace("ACME Wireless-AC 9560", r'A\"\\\nB')
+        machine = json.loads(json.dumps(sample("laptop")).replace("ACME Wireless-AC 9560", r'A\"\\\nB')
                              .replace("USB Ethernet 1000", r'A\"\\\nB'))
         machine["batteries"][0] |= {"voltage": 0xFFFFFFFF, "capacity": 0xFFFFFFFF, "rate": -0x80000000}
-        del machine["drives"], machine["volumes"]
-        with tempfile.TemporaryDirectory() as folder:
-            file, text = Path(folder) / "machine.json", Path(folder) / "text"
-            file.write_text(json.dumps(machine))
-            self.assertEqual(0, hwprobe("--machine", str(file), "--textfile", str(text))[0])
-            series = parse(text.read_text(), open_metrics=False)
+        series = written(machine)
         self.assertEqual([r'adapter="A\"\\\nB"', r'adapter="A\"\\\nB #2"'],
                          [labels for name, labels in series if "receive" in name])
         self.assertEqual([], [name for name, _ in series
                               if re.search("voltage|watts|battery_energy|charge_ratio", name)])
 
     def test_one_that_cannot_be_written_is_status_4_and_one_line(self):
-        for path in ["/no/such/folder/x.prom", "/dev/null", str(SOURCE)]:
-            status, errors = hwprobe("--machine", LAPTOP, "--textfile", path)
-            self.assertEqual(4, status, errors)
-            self.assertRegex(errors.splitlines()[-1], f"^{path}: cannot be written: .")
+        with tempfile.TemporaryDirectory() as folder:
+            os.mkfifo(f"{folder}/fifo")
+            for path in f"{folder}/none/x.prom", f"{folder}/fifo", folder:
+                status, errors = hwprobe("--machine", LAPTOP, "--textfile", path)
+                self.assertEqual(4, status, errors)
+                self.assertRegex(errors.splitlines()[-1], f"^{path}: cannot be written: .")
+            self.assertEqual(["fifo"], os.listdir(folder))
+
+    def test_a_drives_own_degrees_no_number_that_it_does_not_tell_and_who_has_no_record(self):
+        machine = odd_drives()
+        machine["drives"] += [machine["drives"][0] | {"number": number, "scsiAddress": {"port": number}, "openError": 5}
+                              for number in (2, 3)]
+        whole = written(machine)
+        unread = "".join(sorted(labels for name, labels in whole if name == "hwprobe_disk_unread_info"))
+        self.assertRegex(unread, r'^number="2",model="\S[^"]*",reason="noAnswer"number="3",model="\S[^"]*",reason="noAnswer"$')
+        series = short(whole)
+        self.assertEqual([32, 40], [series[f"disk_temperature_celsius:{drive}"] for drive in (0, 1)])
+        self.assertEqual(12, series["disk_power_cycles_total:1"])
+        self.assertFalse({"disk_power_cycles_total:0", "disk_host_read_bytes_total:1"} & series.keys())
+
+    def test_an_unknown_processor_has_load_and_clock_by_the_system(self):
+        series = short(written(unknown_processor()))
+        self.assertEqual([1, 4.14e9], [series[f"cpu_{name}"] for name in ("by_system_counters", "frequency_hertz")])
+        self.assertGreater(series["cpu_load_ratio"], 0)
+        self.assertNotIn("cpu_temperature_celsius", series)
+        self.assertEqual(0, short(written(sample("laptop")))["cpu_by_system_counters"])
 
 
 class Serving(unittest.TestCase):
@@ -146,20 +181,22 @@ class Serving(unittest.TestCase):
             self.assertGreaterEqual(series["hwprobe_failures_total", 'export="getGpuLoad"'], 1)
         self.assertEqual(0, server.status)
 
-    def test_scrapers_at_once_go_on_beside_those_that_hang_or_send_rubbish(self):
-        with Served("--interval", "100") as server, concurrent.futures.ThreadPoolExecutor(8) as pool:
-            hanging = [socket.create_connection(("127.0.0.1", server.port)) for _ in range(120)]
-            for number, connection in enumerate(hanging):
-                connection.sendall([b"", b"GET /m", b"\x16\x03\x01\0\xff rubbish\r\n\r\n"][number % 3])
-            start = time.monotonic()
-            answers = list(pool.map(lambda _: server.ask(), range(200)))
-            self.assertLess(time.monotonic() - start, 20)
-            for status, _, text in answers:
-                self.assertEqual(200, status)
-                parse(text, open_metrics=False)
-            for connection in hanging:
-                connection.close()
-        self.assertEqual((0, 1), (server.status, server.errors.count("getGpuLoad: No gpu found")))
+    def test_a_drive_that_falls_silent_has_no_series_of_its_smart_data(self):
+        with tempfile.TemporaryDirectory() as folder:
+            (machine := Path(folder) / "machine.json").write_text(json.dumps(silent(present=False)))
+            before = short(written(silent(present=False)))
+            with Served("--interval", "100", machine=str(machine)) as server:
+                end = time.monotonic() + PATIENCE
+                while short(series := parse(server.ask()[2], open_metrics=False))["disk_answering:0"]:
+                    self.assertLess(time.monotonic(), end, "it answers for ever")
+                    time.sleep(0.1)
+        gone = before.keys() - short(series).keys()
+        self.assertEqual({"disk_temperature_celsius:0", "disk_life_ratio:0", "disk_power_on_seconds_total:0",
+                          "disk_power_cycles_total:0", "disk_host_read_bytes_total:0", "disk_host_written_bytes_total:0"},
+                         {name for name in gone if "per_second" not in name})
+        states = {labels[-9:]: value for (name, labels), value in series.items() if name == "hwprobe_disk_health"}
+        self.assertEqual((1, 0), (states['"unknown"'], states['te="good"']))
+        self.assertTrue(before["disk_answering:0"] and 0 < short(series)["disk_last_answer_timestamp_seconds:0"] <= time.time())
 
     def test_scrapers_within_the_interval_see_one_reading(self):
         with Served("--interval", "60000") as server:

@@ -10,7 +10,11 @@ import tempfile
 import unittest
 from pathlib import Path
 
+sys.dont_write_bytecode = True  # nothing is left among the sources
+from described import odd_drives, sample, silent, unknown_processor
+
 *LAUNCHER, TOOL, SOURCE = sys.argv[1:]
+SMALL = {"name": "x", "memory": {"totalPhys": 8, "availPhys": 4}}
 MACHINES = sorted((Path(SOURCE) / "machines").glob("*.json"))
 DESKTOP = str(Path(SOURCE) / "machines" / "intel-desktop.json")
 
@@ -19,6 +23,18 @@ def hwprobe(*arguments):
     done = subprocess.run([*LAUNCHER, TOOL, *arguments], capture_output=True, timeout=120)
     text = lambda raw: raw.decode("utf-8").replace("\r\n", "\n")
     return done.returncode, text(done.stdout), text(done.stderr)
+
+
+def on(machine, *arguments):
+    """As above, on a machine that is described by an object."""
+    with tempfile.TemporaryDirectory() as folder:
+        file = Path(folder) / "machine.json"
+        file.write_text(machine if isinstance(machine, str) else json.dumps(machine))
+        return hwprobe(*arguments, "--machine", str(file))
+
+
+def shown(machine):
+    return on(machine, "show")[1], json.loads(on(machine, "show", "--json")[1])
 
 
 class Call(unittest.TestCase):
@@ -34,13 +50,9 @@ class Call(unittest.TestCase):
         self.assertEqual("", last)
 
     def test_a_hardware_fault_outside_of_the_guarded_reports_ends_it_with_status_5(self):
-        with tempfile.TemporaryDirectory() as folder:
-            machine = Path(folder) / "faulty.json"
-            machine.write_text('{"name": "x", "memory": {"totalPhys": 8, "availPhys": 4}, "faults": ['
-                               '{"request": "memoryStatus", "nth": 2, "hardwareFault": "0xC0000005"},'
-                               '{"request": "adapters", "hardwareFault": "0xC0000005"}]}')
-            status, out, err = hwprobe("call", "getMemoryLoad", "getNetCurrentSpeed", "getMemoryLoad",
-                                       "getLastError", "--machine", str(machine))
+        faults = [{"request": "memoryStatus", "nth": 2, "hardwareFault": "0xC0000005"},
+                  {"request": "adapters", "hardwareFault": "0xC0000005"}]
+        status, out, err = on(SMALL | {"faults": faults}, "call", "getMemoryLoad", "getNetCurrentSpeed", "getMemoryLoad", "getLastError")
         fault = "catch SEH exception: EXCEPTION_ACCESS_VIOLATION"
         self.assertEqual((5, f'50\n{{"error":"{fault}"}}\n'), (status, out))
         self.assertEqual([fault, "getMemoryLoad: ended by hardware fault 0xC0000005, as a host would be"],
@@ -69,28 +81,19 @@ class Call(unittest.TestCase):
 
 
 class MachineFiles(unittest.TestCase):
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = Path(folder.name)
-
-    def file(self, content):
-        path = self.folder / "machine.json"
-        path.write_text(content)
-        return str(path)
-
     @unittest.skipIf(LAUNCHER or sys.platform == "win32", "special files are those of a native run")
     def test_files_without_an_end_are_not_read(self):
-        os.mkfifo(self.folder / "fifo")
-        for special in ["/dev/zero", str(self.folder / "fifo")]:
-            status, out, err = hwprobe("call", "getMemoryLoad", "--machine", special)
-            self.assertEqual((2, "", 1), (status, out, err.count("\n")), special)
-            self.assertIn("not a regular file", err)
+        with tempfile.TemporaryDirectory() as folder:
+            os.mkfifo(fifo := f"{folder}/fifo")
+            for special in "/dev/zero", fifo:
+                status, out, err = hwprobe("call", "getMemoryLoad", "--machine", special)
+                self.assertEqual((2, "", 1), (status, out, err.count("\n")), special)
+                self.assertIn("not a regular file", err)
 
     def test_the_smallest_machine_of_the_documents_gives_a_temperature(self):
         page = (Path(SOURCE) / "docs" / "machine-files.md").read_text()
-        machine = self.file(re.search(r"^```json\n(.*?)^```$", page, re.MULTILINE | re.DOTALL)[1])
-        self.assertEqual((0, "42\n", ""), hwprobe("call", "getCpuTemperature", "--machine", machine))
+        machine = re.search(r"^```json\n(.*?)^```$", page, re.MULTILINE | re.DOTALL)[1]
+        self.assertEqual((0, "42\n", ""), on(machine, "call", "getCpuTemperature"))
 
     def test_facts_of_a_processor_that_do_not_agree_are_told(self):
         one, two = '{"relationship": 0, "mask": 1}', '{"relationship": 0, "mask": 2}'
@@ -108,26 +111,22 @@ class MachineFiles(unittest.TestCase):
              ["leaf 1 and apicIds: EBX 23:16 has room for 0 ids, there are 2"]),
         ]:
             with self.subTest(facts):
-                machine = self.file('{"name": "x", "processor": {"vendor": "GenuineIntel", ' + facts + '}}')
-                _, _, err = hwprobe("call", "getLastError", "--machine", machine)
+                _, _, err = on('{"name": "x", "processor": {"vendor": "GenuineIntel", ' + facts + '}}', "call", "getLastError")
                 self.assertEqual(len(told), err.count("facts that do not agree"), err)
                 for text in told:
                     self.assertIn(text, err)
 
     def test_a_planned_failure_that_was_not_reached_is_an_error(self):
-        machine = self.file('{"name": "x", "memory": {"totalPhys": 8, "availPhys": 4}, "faults": ['
-                            '{"request": "memoryStatus", "nth": 2, "error": 5}]}')
-        call = ["call", "getMemoryLoad", "--machine", machine]
+        machine = SMALL | {"faults": [{"request": "memoryStatus", "nth": 2, "error": 5}]}
         self.assertEqual((2, "50\n", "planned fault never reached: request memoryStatus, nth 2\n"),
-                         hwprobe(*call))
-        status, out, err = hwprobe(*call, "getMemoryLoad")
+                         on(machine, "call", "getMemoryLoad"))
+        status, out, err = on(machine, "call", "getMemoryLoad", "getMemoryLoad")
         self.assertEqual((3, "50\n-1\n"), (status, out))
 
     def test_one_that_only_the_end_reaches_is_reached(self):
-        machine = self.file('{"name": "x", "processor": {"vendor": "GenuineIntel", "highestLeaf": 1, "records": '
+        status, _, err = on('{"name": "x", "processor": {"vendor": "GenuineIntel", "highestLeaf": 1, "records": '
                             '[{"relationship": 0, "mask": 1}]}, "ring0": {}, '
-                            '"faults": [{"request": "releaseOls", "error": 5}]}')
-        status, _, err = hwprobe("call", "getCpuTemperature", "--machine", machine)
+                            '"faults": [{"request": "releaseOls", "error": 5}]}', "call", "getCpuTemperature")
         self.assertEqual((0, ""), (status, err))
 
 
@@ -160,7 +159,7 @@ class Show(unittest.TestCase):
         for machine in MACHINES:
             status, out, err = hwprobe("show", "--json", "--machine", str(machine))
             readings = json.loads(out)
-            self.assertEqual(19 + 2 + 3, len(readings))  # the exports, drives with and without a record, the head
+            self.assertEqual(19 + 3 + 3, len(readings))  # the exports, drives with and without a record and counters, the head
             failed = any(isinstance(value, dict) and "error" in value for value in readings.values())
             self.assertEqual(1 if failed else 0, status, err)
             self.assertIn(readings["getMemoryLoad"], range(1, 101))
@@ -174,6 +173,9 @@ class Show(unittest.TestCase):
         self.assertRegex(out, r"In use +38 %")
         self.assertRegex(out, r"12\.5 MB/s down +250\.\d kB/s up +ACME Ethernet Controller I225")
         self.assertRegex(out, r"C: +SKHynix_HFS512GDE9X084N +NVMe SSD +512 GB +43 °C +5120 h +96 % +good +\S+ .B/s")
+        _, out, _ = on(sample("laptop") | {"faults": [{"request": "execQuery", "error": 0x80070005}]}, "show")
+        self.assertIn("(designed for 50000 mWh), 112 cycles\n", out)
+        self.assertRegex(out, "Modules +none: the machine's list of them could not be read: access denied; run as root")
 
     def test_drives_that_no_export_tells_and_those_without_a_record_are_shown(self):
         machines = {machine.stem: str(machine) for machine in MACHINES}
@@ -181,7 +183,81 @@ class Show(unittest.TestCase):
         self.assertRegex(out, r"port 0 target 11 +CT500MX500SSD1 +SSD +500 GB +31 °C +8423 h +97 % +good +unknown")
         self.assertIn("1 drive understands no drive commands (drive 0 AVAGO MR9361-8i)\n", out)
         self.assertIn("list fails at WDC WD10EZEX-08WN4A0 (port 0 target 10), which gives no byte counters\n", out)
-        self.assertEqual(1, out.count("failed: Disk@"), "one cause, one line")
+        self.assertEqual(1, out.count("failed: Disk@"))
+        self.assertRegex(out, r"List +failed: Disk@.*\n  Temperature +failed, as List\n  Speed +failed, as List\n")
+
+    def test_readings_that_fail_alike_stand_each(self):
+        machine = odd_drives()
+        for drive in machine["drives"]:
+            drive["answers"] = [{"path": "performance", "nth": 2, "error": 5}]
+        self.assertRegex(shown(machine)[0], r"Speed 0 +failed: DeviceIoControl failed\n  Speed 1 +failed, as Speed 0\n")
+
+    def test_a_silent_drive_tells_why_and_nothing_else(self):
+        health = {"path": "storageQuery", "operation": "health"}
+        for change, reason in [({"present": False}, "it is gone"),
+                               ({"answers": [health | {"error": 1117}]}, "1117 (The request could not"),
+                               ({"answers": [health | {"hang": True}]}, "it did not answer in time")]:
+            out, readings = shown(silent(**change))
+            self.assertRegex(out, r"C: +SKHynix_HFS512GDE9X084N +NVMe SSD +512 GB( +unknown){4} ")
+            self.assertRegex(out, r"C: SKHynix\S+ has not answered since \d\.\d{3} s: " + re.escape(reason))
+            drive = readings["drives"][0]
+            self.assertEqual([None] * 6 + ["unknown", False], [drive[key] for key in (
+                "temperature", "powerOnHours", "powerOnCount", "life", "hostReads", "hostWrites", "health", "answering")])
+            self.assertTrue(drive["reason"].startswith(reason) and 0 < float(drive["lastAnswer"]) < 8, drive)
+
+    def test_what_a_drive_does_not_tell_is_unknown_and_degrees_are_its_own(self):
+        out, readings = shown(odd_drives())
+        self.assertRegex(out, r"drive 0 +ADATA SSD S599 64GB +SSD +64 GB +32 °C +77 h ")
+        half, full = readings["drives"]
+        self.assertEqual([32, None, True, None], [half[key] for key in ("temperature", "powerOnCount", "answering", "reason")])
+        self.assertEqual([40, 12, None, None], [full[key] for key in ("temperature", "powerOnCount", "hostReads", "hostWrites")])
+        sampled = json.loads(on(odd_drives(), "watch", "--count", "1", "--interval", "20", "--json")[1])["drives"]
+        self.assertEqual([32, 40], [drive["temperatureCelsius"] for drive in sampled])
+
+    def test_drives_without_a_record_have_their_reason_once(self):
+        machine = odd_drives()
+        base = machine["drives"][0]
+        late = [{"path": path, "hang": True} for path in base["paths"]]
+        wanted = [({"serialNumber": "S"}, "twin", "is the same as drive 0 by model and serial number"),
+                  ({"openError": 5}, "noAnswer", "could not be read: access denied; run as root"),
+                  ({"answers": late}, "noAnswer", "did not answer in time"),
+                  ({"smart": ""}, "noSmartData", "gave no SMART data: 1117 ("),
+                  ({"mediaType": 11, "descriptor": {"busType": 7, "product": "STICK"}}, "removable", "is left out, as its medium"),
+                  ({"model": "StoreMI"}, "tieredStorage", "is left out, as a volume of tiered storage"),
+                  ({"identify": "", "descriptor": {"busType": 10, "vendor": "ACME", "product": "SAS"}}, "noAtaCommands", "is a SCSI disk"),
+                  ({"model": "ACME Raid 5"}, "raidVolume", "is a RAID volume")]
+        for number, (change, *_) in enumerate(wanted, 2):
+            drive = base | {"number": number, "scsiAddress": {"port": number}, "serialNumber": f"X{number}"} | change
+            machine["drives"].append({key: value for key, value in drive.items() if value != ""})
+        out, readings = shown(machine)
+        unread = {drive["physicalDriveId"]: drive for drive in readings["unreadDrives"]}
+        self.assertEqual((len(wanted), 0), (len(readings["unreadDrives"]), unread[2]["twinOf"]))
+        for number, (_, word, text) in enumerate(wanted, 2):
+            self.assertEqual(word, unread[number]["reason"])
+            self.assertRegex(out, rf"\n  1 drive {re.escape(text)}.*\(drive {number}[ )]")
+
+    def test_an_unknown_processor_has_load_and_clock_by_the_system(self):
+        out, readings = shown(unknown_processor())
+        reason = r"failed: \S+ AMD family not support: 26\n"
+        self.assertRegex(out, rf"Base clock +{reason}  Clock +4140 MHz \(the system's counters\)\n  Load +\d+\.\d % "
+                              r"\(the system's counters\)\n  Temperature +failed, as Base clock\n")
+        self.assertIn("error", readings["getCpuLoad"])
+        self.assertEqual(4140, readings["systemCounters"]["getCpuFrequency"])
+        _, lines, _ = on(unknown_processor(), "watch", "--count", "1", "--interval", "20")
+        self.assertIn("# cpu: load and clock by the system's counters\n", lines)
+        self.assertRegex(lines, r"(?m)^\d+\.\d{3} +\d+\.\d +4140 +unknown ")
+
+    def test_no_text_of_the_machine_controls_a_terminal(self):
+        letters = "a\nb\x1b[31mc\x9bd\u2028e\u202ef\u2069g"
+        machine = json.loads(json.dumps(sample("laptop")).replace("ACME Wireless-AC 9560", "X" + json.dumps(letters)[1:-1]))
+        machine["name"] = machine["batteries"][0]["manufacturer"] = letters
+        machine["management"]["Win32_PhysicalMemory"][1]["PartNumber"] = letters
+        machine["processor"]["brand"] = "a\nb\x1bc"
+        for command in ["watch", "--count", "1", "--interval", "20"], ["show"]:
+            _, out, _ = on(machine, *command)
+            self.assertNotRegex(out, "[\\x00-\\x09\\x0b-\\x1f\\x7f-\\x9f\\u2028\\u2029\\u202a-\\u202e\\u2066-\\u2069]")
+            self.assertRegex(out, r"Xa\.b\.?\[31mc\.d\.e\.f\.g")
+        self.assertRegex(out, r"Acme a\.b\.?\[31mc\.d\.e\.f\.g\n")
 
     def test_the_log_goes_to_standard_error_and_only_when_asked(self):
         line = re.compile(r"^\[\d{4}-.*\] \[memory\] \[.*info.*\] MemoryStatus@\d+: ", re.M)
@@ -193,16 +269,31 @@ class Show(unittest.TestCase):
 
 
 class Watch(unittest.TestCase):
-    def lines(self, *arguments):
-        status, out, err = hwprobe("watch", "--count", "3", *arguments)
-        self.assertEqual((0, ""), (status, err))
-        self.assertNotIn("\x1b", out)
-        return out.splitlines()
+    def samples(self, machine, *arguments):
+        out = on(machine, "watch", "--count", "3", "--json", *arguments)[1]
+        samples = [json.loads(line) for line in out.splitlines()]
+        self.assertEqual([1] * 3, [sample["formatVersion"] for sample in samples])
+        return samples
+
+    def test_a_drive_that_falls_silent_is_told(self):
+        before, *_, after = (sample["drives"][0] | sample["failures"] for sample in
+                             self.samples(silent(present=False), "--interval", "20"))
+        keys = "answering", "reason", "health", "lifePercent", "temperatureCelsius"
+        self.assertEqual([True, None, "good", 96, 43], [before[key] for key in keys])
+        self.assertEqual([False, "it is gone", "unknown", None, None], [after[key] for key in keys])
+        self.assertEqual(before["lastAnswer"], after["lastAnswer"])
+        self.assertEqual(f"has not answered since {after['lastAnswer']} s: it is gone", after["drive0_temp_C"])
+        unlisted = silent(present=False)  # for want of counters; the clock goes on by the samples alone
+        del unlisted["drives"][0]["performance"]
+        unlisted["drives"][0]["changes"][0]["atSeconds"] = 1
+        self.assertEqual([True, True, False], [sample["drives"][0]["answering"] for sample in
+                                               self.samples(unlisted, "--interval", "2000")])
 
     def test_piped_it_prints_a_line_a_sample_below_the_names(self):
-        lines = self.lines("--interval", "20", "--machine", DESKTOP)
-        self.assertIn("# drive1: D: WDC WD10EZEX-08WN4A0", lines)
-        names, *rows = [line.split() for line in lines if not line.startswith("# ")]
+        status, out, err = hwprobe("watch", "--count", "3", "--interval", "20", "--machine", DESKTOP)
+        self.assertEqual((0, ""), (status, err))
+        self.assertIn("# drive1: D: WDC WD10EZEX-08WN4A0\n", out)
+        names, *rows = [line.split() for line in out.splitlines() if not line.startswith("# ")]
         samples = [dict(zip(names, row, strict=True)) for row in rows]
         times = [float(sample["#time"]) for sample in samples]
         for time, later in zip(times, times[1:] + [times[-1] + 0.02]):
@@ -213,16 +304,15 @@ class Watch(unittest.TestCase):
             self.assertEqual(("25.0", "58.0", "38", "43.0"), tuple(sample[name] for name in names))
 
     def test_batteries_come_and_go_and_what_nobody_tells_is_unknown(self):
-        with tempfile.TemporaryDirectory() as folder:
-            machine = Path(folder) / "machine.json"
-            machine.write_text(json.dumps({"name": "m", "memory": {"totalPhys": 8, "availPhys": 4}, "batteries": [
-                {**dict.fromkeys(["deviceName", "manufacturer", "serialNumber", "uniqueId"], "ACME"),
-                 "fullChargedCapacity": 50, "capacity": "0xFFFFFFFF", "rate": -2147483648, "present": False,
-                 "changes": [{"atSeconds": 2}, {"atSeconds": 3, "present": False}]}]}))
-            samples = [json.loads(line) for line in self.lines("--json", "--machine", str(machine))]
+        machine = SMALL | {"batteries": [
+            {**dict.fromkeys(["deviceName", "manufacturer", "serialNumber", "uniqueId"], "ACME"), "powerState": 5,
+             "fullChargedCapacity": 50, "capacity": "0xFFFFFFFF", "rate": -2147483648, "present": False,
+             "changes": [{"atSeconds": 2}, {"atSeconds": 3, "present": False}]}]}
+        samples = self.samples(machine)
         self.assertEqual([0, 1, 0], [len(sample["batteries"]) for sample in samples])
         battery = samples[1]["batteries"][0]
-        self.assertEqual([None, None], [battery["chargePercent"], battery["powerWatts"]])
+        self.assertEqual([None, None, "charging, on mains"],
+                         [battery[key] for key in ("chargePercent", "powerWatts", "state")])
         self.assertEqual((50, None), (samples[0]["memory"]["usedPercent"], samples[0]["graphics"]["loadPercent"]))
         self.assertEqual("No gpu found", samples[0]["failures"]["gpu_load_%"])
 

@@ -12,14 +12,14 @@ is() {
   if [ "$2" = "$3" ]; then ok "$1"; else fail "$1" "got \"$2\", wanted \"$3\""; fi
 }
 
-# within NAME GOT LOWEST HIGHEST: the number lies between the two, and is a number at all.
+# lies GOT LOWEST HIGHEST: the number lies between the two, and is a number at all.
+lies() {
+  echo "$1" | awk -v low="$2" -v high="$3" '!/^-?[0-9]+(\.[0-9]+)?(e[-+][0-9]+)?$/ || $1 < low || $1 > high { exit 1 }'
+}
+
+# within NAME GOT LOWEST HIGHEST
 within() {
-  if echo "$2" | awk -v low="$3" -v high="$4" \
-    '!/^-?[0-9]+(\.[0-9]+)?(e[-+][0-9]+)?$/ || $1 < low || $1 > high { exit 1 }'; then
-    ok "$1"
-  else
-    fail "$1" "got \"$2\", wanted $3 to $4"
-  fi
+  if lies "$2" "$3" "$4"; then ok "$1"; else fail "$1" "got \"$2\", wanted $3 to $4"; fi
 }
 
 # has NAME TEXT PART
@@ -30,7 +30,7 @@ has() {
   esac
 }
 
-calc() { awk "BEGIN { printf \"%.17g\", $1 }"; }
+calc() { awk "BEGIN { printf \"%.17g\", ($1) }"; }
 
 # The registers, reached without any of our code.
 

@@ -1,48 +1,21 @@
 # Writes the firmware structure of a memory module, as QEMU's -smbios file= takes it. Sourced by bash.
 # shellcheck shell=bash
 
-# little VALUE COUNT: the escapes of a number as so many bytes, lowest first.
-little() {
-  local value=$(($1)) count=$2 text=
-  while ((count--)); do
-    text+=$(printf '\\x%02x' $((value & 255)))
-    value=$((value >> 8))
-  done
-  printf %s "$text"
-}
-
-# memory_device FILE SLOT MANUFACTURER SERIAL PART MEGABYTES: one DDR4 module of 3200 MT/s.
-# The layout is that of SMBIOS 2.8, structure type 17 (Memory Device).
+# memory_device FILE SLOT MANUFACTURER SERIAL PART MEGABYTES: one DDR4 module of 3200 MT/s, as structure type 17
+# (Memory Device) of SMBIOS 2.8 has it. Fields are a value and a number of bytes, the lowest first.
 memory_device() {
-  local file=$1 slot=$2 manufacturer=$3 serial=$4 part=$5 megabytes=$6 field structure=
+  local file=$1 slot=$2 manufacturer=$3 serial=$4 part=$5 megabytes=$6 field value count structure=
   local fields=(
-    "17 1"                # type
-    "0x28 1"              # length of the formatted part
-    "0x1100+$slot 2"      # handle
-    "0x1000 2"            # handle of the memory array
-    "0xFFFE 2"            # no error information
-    "64 2"                # total width
-    "64 2"                # data width
-    "$megabytes 2"        # size
-    "9 1"                 # form factor: DIMM
-    "0 1"                 # no set
-    "1 1"                 # text 1: device locator
-    "2 1"                 # text 2: bank locator
-    "26 1"                # kind: DDR4
-    "0x0080 2"            # detail: synchronous
-    "3200 2"              # speed
-    "3 1"                 # text 3: manufacturer
-    "4 1"                 # text 4: serial number
-    "0 1"                 # no asset tag
-    "5 1"                 # text 5: part number
-    "1 1"                 # one rank
-    "0 4"                 # no extended size
-    "2933 2"              # configured speed
-    "1200 2" "1200 2" "1200 2" # lowest, highest, configured millivolts
+    "17 1" "0x28 1" "0x1100+$slot 2"      # type, length of the formatted part, handle
+    "0x1000 2" "0xFFFE 2" "64 2" "64 2"   # array, no error information, total and data width
+    "$megabytes 2" "9 1" "0 1" "1 1" "2 1" # size, DIMM, no set, device and bank locator
+    "26 1" "0x0080 2" "3200 2"            # DDR4, synchronous, speed
+    "3 1" "4 1" "0 1" "5 1" "1 1"         # manufacturer, serial number, no asset tag, part number, one rank
+    "0 4" "2933 2" "1200 2" "1200 2" "1200 2" # no extended size, configured speed; lowest, highest, used millivolts
   )
   for field in "${fields[@]}"; do
-    # shellcheck disable=SC2086 # value and width
-    structure+=$(little $field)
+    read -r value count <<<"$field"
+    for ((value = value; count--; value >>= 8)); do structure+=$(printf '\\x%02x' $((value & 255))); done
   done
   # shellcheck disable=SC2059 # the format is the bytes
   printf "$structure" >"$file"

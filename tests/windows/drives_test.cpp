@@ -3,7 +3,6 @@
 
 #include "disk/Disk.h"
 #include "disk_engine/CAtaSmart.h"
-#include "disk_engine/DebugPrint.h"
 #include "frame/HWException.h"
 #include "orvane/hwprobe.h"
 #include "platform/DeviceFiles.h"
@@ -204,36 +203,6 @@ TEST_F(WindowsDriveRows, AByteArrayComesWhole) {
     EXPECT_EQ(ManagementType::byteArray, value.value.type);
     EXPECT_EQ((std::vector<std::uint8_t>{1, 1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0}), value.value.bytes);
     EXPECT_TRUE(row->get(L"SID").value.bytes.empty());
-}
-
-/// The system's first drive gives a record, or every step that its driver refused stands in the trace.
-TEST_F(WindowsDrives, TheFirstDriveGivesARecordOrTheTraceOfItsRefusals) {
-    const InUse inUse(side());
-    std::vector<std::wstring> trace;
-    setDebugListener([&](std::wstring_view text) { trace.emplace_back(text); });
-    CAtaSmart engine;
-    engine.UseStandardPaths();
-    const bool found = engine.SearchPhysicalDrive(0);
-    ASSERT_EQ(found, !engine.vars.empty());
-    if (found) {
-        EXPECT_NE(L"", engine.vars.back().Model);
-        EXPECT_EQ(0, engine.vars.back().PhysicalDriveId);
-        return;
-    }
-    EXPECT_NE(kSuccess, engine.probeFailure());
-    if (engine.probeFailure() != kNotSupported) return; // no drive, or no right to it
-    const std::vector<std::wstring> attempt = {L"SendAtaCommandPd - IDENTIFY_DEVICE (ATA_PASS_THROUGH)",
-                                               L"SendAtaCommandPd - IDENTIFY_DEVICE"};
-    std::vector<std::wstring> expected = {L"USB-HDD Check", L"Check Bus Type", L"DO:GetDiskInfo",
-                                          L"GetDiskInfo"};
-    for (const wchar_t* label : {L"DoIdentifyDevicePd(0, 0xA0) - 1", L"DoIdentifyDevicePd(0, 0xA0) - 2",
-                                 L"DoIdentifyDevicePd(0, 0xB0) - 3"}) {
-        if (std::wstring_view(label).ends_with(L"2")) expected.emplace_back(L"WakeUp(0)");
-        expected.emplace_back(label);
-        expected.insert(expected.end(), attempt.begin(), attempt.end());
-    }
-    expected.emplace_back(L"DoIdentifyDeviceScsi(-1, -1) - 4");
-    EXPECT_EQ(expected, trace);
 }
 
 /// What the system itself says of the first drive's counters is what a `Disk` makes of it.

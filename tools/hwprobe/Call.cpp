@@ -71,7 +71,7 @@ int call(const std::vector<std::string>& calls) {
         const Outcome outcome = run(*step.entry, step.number);
         put(outcome.raw() + "\n");
         if (outcome.failed) {
-            std::fprintf(stderr, "%s\n", outcome.reason.c_str());
+            std::fprintf(stderr, "%s\n", printable(outcome.reason).c_str());
             status = kExitFailedCall;
         }
     }

@@ -14,8 +14,8 @@ inline constexpr int kExitOutput = 4;
 inline constexpr int kExitHardwareFault = 5;
 
 /// The table, or with `json` one object and a status that tells whether all, some or no readings answered.
-/// `title` names the machine that is shown.
-int show(const std::string& title, bool json);
+/// `title` names the machine that is shown; `described`: times are those of its clock.
+int show(const std::string& title, bool json, bool described);
 int call(const std::vector<std::string>& calls);
 
 struct WatchOptions {

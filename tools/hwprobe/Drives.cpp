@@ -3,7 +3,6 @@
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/DriveRecord.h"
 #include "platform/Platform.h"
-#include "platform/SystemFacts.h"
 #include "platform/text.h"
 #include "state/ProcessState.h"
 
@@ -11,8 +10,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
+#include <iterator>
 #include <map>
+#include <optional>
 #include <span>
+#include <tuple>
 
 namespace tool {
 
@@ -34,13 +37,23 @@ Json orNull(std::int32_t value, std::int32_t none) {
     return value == none ? Json() : Json(value);
 }
 
-std::string temperatureText(const AtaSmartInfo& asi) {
-    if (asi.Temperature == kNoTemperature) return kUnknown;
-    return fmt::format("{} \u00B0C", asi.Temperature);
+template <class Number>
+Json orNull(const std::optional<Number>& value) {
+    return value ? Json(*value) : Json();
+}
+/// Whole degrees without a point, as most drives count them.
+Json degrees(const std::optional<double>& value) {
+    if (!value || std::trunc(*value) != *value) return orNull(value);
+    return static_cast<std::int32_t>(*value);
 }
 
-std::string known(std::int32_t value, const char* unit) {
-    return value == kNone ? kUnknown : fmt::format("{} {}", value, unit);
+template <class Number>
+std::string known(const std::optional<Number>& value, const char* unit) {
+    return value ? fmt::format("{} {}", *value, unit) : kUnknown;
+}
+
+Json orNull(const std::string& text) {
+    return text.empty() ? Json() : Json(text);
 }
 
 /// Read and write speed of the drive at an index of the library's list.
@@ -62,14 +75,15 @@ using Row = std::array<std::string, kHeads.size()>;
 
 Row rowOf(const AtaSmartInfo& asi, const std::vector<Reading>& readings, std::size_t index) {
     const auto [read, write] = speedsOf(readings, index);
+    const DriveFacts facts = currentFacts(asi);
     return {placeOf(asi),
             printable(asi.Model.substr(0, kModelRoom)),
             kindOf(asi),
             sizeText(asi.TotalDiskSize),
-            temperatureText(asi),
-            known(asi.DetectedPowerOnHours, "h"),
-            known(asi.Life, "%"),
-            healthWord(asi.DiskStatus),
+            known(facts.temperature, "\u00B0C"),
+            known(facts.powerOnHours, "h"),
+            known(facts.life, "%"),
+            healthWord(facts.health),
             read,
             write};
 }
@@ -100,23 +114,6 @@ std::string nameOf(const UnreadDrive& drive) {
     return fmt::format("drive {}{}", drive.physicalDriveId, model.empty() ? "" : " " + model);
 }
 
-/// What is said of `count` drives.
-std::string whyUnread(Reason reason, platform::ErrorCode error, bool one) {
-    switch (reason) {
-    case Reason::noAttributes:
-        return one ? "has no SMART data" : "have no SMART data";
-    case Reason::raidVolume:
-        return one ? "is a RAID volume by its name" : "are RAID volumes by their names";
-    case Reason::noAnswer:
-        break;
-    }
-    if (error == platform::kSuccess || error == platform::kInvalidData)
-        return "gave no identify data that can be used";
-    if (error == platform::kInvalidFunction || error == platform::kNotSupported)
-        return one ? "understands no drive commands" : "understand no drive commands";
-    return "could not be read: " + deviceErrorText(error);
-}
-
 /// The library's list wants the byte counters of every drive.
 bool givesCounters(const AtaSmartInfo& asi) {
     platform::DISK_PERFORMANCE counters{};
@@ -138,10 +135,44 @@ Lines culprit(const std::vector<Reading>& readings, const std::vector<AtaSmartIn
                         printable(drive->Model), placeOf(*drive))};
 }
 
-const char* reasonWord(Reason reason) {
-    return reason == Reason::noAttributes ? "noSmartData"
-           : reason == Reason::raidVolume ? "raidVolume"
-                                          : "noAnswer";
+/// Drives of the table that are silent, each with its reason.
+Lines silentDriveLines(const std::vector<AtaSmartInfo>& vars, bool described) {
+    Lines lines;
+    for (const AtaSmartInfo& asi : vars)
+        if (const DriveAnswer answer = answerOf(asi, described); !answer.answers)
+            lines.push_back(
+                fmt::format("{} {} {}", placeOf(asi), printable(asi.Model), silenceText(answer, described)));
+    return lines;
+}
+
+Json jsonOf(const AtaSmartInfo& asi, const DriveFacts& facts) {
+    return {
+        {"model", narrow(asi.Model)},
+        {"serialNumber", narrow(asi.SerialNumber)},
+        {"firmware", narrow(asi.FirmwareRev)},
+        {"physicalDriveId", orNull(asi.PhysicalDriveId, -1)},
+        {"letters", narrow(asi.DriveMap)},
+        {"isNvme", asi.IsNVMe != 0},
+        {"isSsd", asi.IsSsd != 0},
+        {"sizeMB", asi.TotalDiskSize == 0 ? Json() : Json(asi.TotalDiskSize)},
+        {"interface", narrow(asi.Interface)},
+        {"commandPath", orNull(narrow(asi.CommandTypeString))},
+        {"currentTransferMode", narrow(asi.CurrentTransferMode)},
+        {"maxTransferMode", narrow(asi.MaxTransferMode)},
+        {"version", narrow(asi.MajorVersion)},
+        {"dialect", narrow(asi.SsdVendorString)},
+        {"dialectKey", narrow(asi.SmartKeyName)},
+        {"temperature", degrees(facts.temperature)},
+        {"powerOnHours", orNull(facts.powerOnHours)},
+        {"powerOnCount", orNull(facts.powerCycles)},
+        {"life", orNull(facts.life)},
+        {"health", healthWord(facts.health)},
+        {"hostReads", orNull(facts.hostReads)},
+        {"hostWrites", orNull(facts.hostWrites)},
+        {"nandWrites", orNull(facts.nandWrites)},
+        {"gbytesErased", orNull(facts.erased)},
+        {"wearLevelingCount", orNull(facts.wearLevelings)},
+    };
 }
 
 } // namespace
@@ -171,32 +202,22 @@ const char* kindOf(const AtaSmartInfo& asi) {
     return asi.IsNVMe ? "NVMe SSD" : asi.IsSsd ? "SSD" : "hard disk";
 }
 
-std::string printable(const std::wstring& text) {
-    std::wstring shown = text;
-    for (wchar_t& letter : shown)
-        if (letter < 0x20 || (letter >= 0x7F && letter < 0xA0)) letter = L'.';
-    return narrow(shown);
-}
-
-std::string deviceErrorText(platform::ErrorCode error) {
-    if (error == platform::kAccessDenied) return "access denied; run as root (on Windows as administrator)";
-    const std::string text = onOneLine(narrow(platform::current().systemFacts().errorText(error)));
-    return text.empty() ? std::to_string(error) : fmt::format("{} ({})", error, text);
-}
-
 Lines unreadDriveLines() {
-    std::map<std::pair<Reason, platform::ErrorCode>, std::vector<std::string>> groups;
+    std::map<std::tuple<Reason, platform::ErrorCode, std::int32_t>, std::vector<const UnreadDrive*>> groups;
     for (const UnreadDrive& drive : processWide<CAtaSmart>().unreadDrives)
-        groups[{drive.reason, drive.error}].push_back(nameOf(drive));
+        groups[{drive.reason, drive.error, drive.twinOf}].push_back(&drive);
     Lines lines;
-    for (const auto& [why, names] : groups)
-        lines.push_back(fmt::format("{} drive{} {} ({})", names.size(), names.size() == 1 ? "" : "s",
-                                    whyUnread(why.first, why.second, names.size() == 1),
-                                    fmt::join(names, ", ")));
+    for (const auto& [why, drives] : groups) {
+        Lines names;
+        std::ranges::transform(drives, std::back_inserter(names),
+                               [](const UnreadDrive* drive) { return nameOf(*drive); });
+        lines.push_back(fmt::format("{} drive{} {} ({})", drives.size(), drives.size() == 1 ? "" : "s",
+                                    whyUnread(*drives.front(), drives.size() == 1), fmt::join(names, ", ")));
+    }
     return lines;
 }
 
-Lines driveTable(const std::vector<Reading>& readings) {
+Lines driveTable(const std::vector<Reading>& readings, bool described) {
     const auto& engine = processWide<CAtaSmart>();
     std::vector<Row> rows;
     for (const AtaSmartInfo& asi : engine.vars) {
@@ -206,52 +227,33 @@ Lines driveTable(const std::vector<Reading>& readings) {
     Lines lines = aligned(rows);
     if (engine.vars.empty())
         lines.emplace_back(engine.unreadDrives.empty() ? "no drive" : "no drive gave a record");
+    std::ranges::move(silentDriveLines(engine.vars, described), std::back_inserter(lines));
     std::ranges::move(unreadDriveLines(), std::back_inserter(lines));
     std::ranges::move(culprit(readings, engine.vars), std::back_inserter(lines));
     return lines;
 }
 
 Json recordJson(const AtaSmartInfo& asi) {
-    return {
-        {"model", narrow(asi.Model)},
-        {"serialNumber", narrow(asi.SerialNumber)},
-        {"firmware", narrow(asi.FirmwareRev)},
-        {"physicalDriveId", orNull(asi.PhysicalDriveId, -1)},
-        {"letters", narrow(asi.DriveMap)},
-        {"isNvme", asi.IsNVMe != 0},
-        {"isSsd", asi.IsSsd != 0},
-        {"sizeMB", asi.TotalDiskSize == 0 ? Json() : Json(asi.TotalDiskSize)},
-        {"interface", narrow(asi.Interface)},
-        {"commandPath", asi.CommandTypeString.empty() ? Json() : Json(narrow(asi.CommandTypeString))},
-        {"currentTransferMode", narrow(asi.CurrentTransferMode)},
-        {"maxTransferMode", narrow(asi.MaxTransferMode)},
-        {"version", narrow(asi.MajorVersion)},
-        {"dialect", narrow(asi.SsdVendorString)},
-        {"dialectKey", narrow(asi.SmartKeyName)},
-        {"temperature", orNull(asi.Temperature, kNoTemperature)},
-        {"powerOnHours", orNull(asi.DetectedPowerOnHours, kNone)},
-        {"powerOnCount", asi.PowerOnCount},
-        {"life", orNull(asi.Life, kNone)},
-        {"health", healthWord(asi.DiskStatus)},
-        {"hostReads", orNull(asi.HostReads, kNone)},
-        {"hostWrites", orNull(asi.HostWrites, kNone)},
-        {"nandWrites", orNull(asi.NandWrites, kNone)},
-        {"gbytesErased", orNull(asi.GBytesErased, kNone)},
-        {"wearLevelingCount", orNull(asi.WearLevelingCount, kNone)},
-    };
+    return jsonOf(asi, recordedFacts(asi));
 }
 
-Json drivesJson() {
+Json drivesJson(bool described) {
     const auto& engine = processWide<CAtaSmart>();
     Json drives = Json::array();
-    for (const AtaSmartInfo& asi : engine.vars)
-        drives.push_back(recordJson(asi));
+    for (const AtaSmartInfo& asi : engine.vars) {
+        Json& drive = drives.emplace_back(jsonOf(asi, currentFacts(asi)));
+        const DriveAnswer answer = answerOf(asi, described);
+        drive["answering"] = answer.answers;
+        drive["lastAnswer"] = orNull(lastAnswerText(answer, described));
+        drive["reason"] = orNull(answer.reason);
+    }
     Json unread = Json::array();
     for (const UnreadDrive& drive : engine.unreadDrives)
         unread.push_back({{"physicalDriveId", orNull(drive.physicalDriveId, -1)},
                           {"model", narrow(drive.model)},
                           {"reason", reasonWord(drive.reason)},
-                          {"error", drive.error}});
+                          {"error", drive.error},
+                          {"twinOf", orNull(drive.twinOf, -1)}});
     return {{"drives", std::move(drives)}, {"unreadDrives", std::move(unread)}};
 }
 

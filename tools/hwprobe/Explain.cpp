@@ -7,15 +7,19 @@
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/DriveRecord.h"
 #include "disk_engine/Interpretation.h"
-#include "platform/ManagementData.h"
+#include "disk_engine/KnownValues.h"
+#include "disk_engine/ManagementSession.h"
+#include "disk_engine/SearchStages.h"
 #include "platform/Platform.h"
 #include "platform/text.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <numeric>
 #include <optional>
@@ -29,6 +33,10 @@ namespace {
 using namespace orv;
 using Json = nlohmann::ordered_json;
 
+std::string narrow(const std::wstring& text) {
+    return platform::wideToUtf8(text);
+}
+
 struct Explained {
     AtaSmartInfo asi;
     Explanation why;
@@ -37,6 +45,13 @@ struct Explained {
 
 /// Reads a block of exactly this size; false, with the reason on standard error.
 bool readBlock(const std::string& path, const char* what, std::span<std::uint8_t> into) {
+    std::error_code problem;
+    const auto status = std::filesystem::status(path, problem);
+    // The open of a pipe would wait for its other end.
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+        fmt::print(stderr, "{}: no regular file; save the drive's {} to one\n", path, what);
+        return false;
+    }
     std::ifstream file(path, std::ios::binary);
     std::vector<char> bytes(into.size() + 1);
     if (file) file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
@@ -54,6 +69,12 @@ bool readBlock(const std::string& path, const char* what, std::span<std::uint8_t
     }
     std::copy_n(bytes.begin(), into.size(), into.begin());
     return true;
+}
+
+/// For a block of which the engine makes no record.
+std::nullopt_t refuse(const std::string& path, const char* why) {
+    fmt::print(stderr, "{}: the library would not read this drive: {}\n", path, why);
+    return std::nullopt;
 }
 
 /// All three ATA blocks end in a byte that makes their sum 0 modulo 256.
@@ -81,12 +102,15 @@ std::optional<Explained> explainAta(const DriveBlocks& files) {
         return std::nullopt;
     tellCheckSum(files.identify, identify);
     tellCheckSum(files.smart, asi.SmartReadData);
-    if (!readIdentifyTexts(asi, identify)) {
-        fmt::print(stderr, "{}: no model and firmware in it; is it the answer to IDENTIFY DEVICE?\n",
-                   files.identify);
-        return std::nullopt;
-    }
+    if (!readIdentifyTexts(asi, identify))
+        return refuse(files.identify,
+                      "no readable model and firmware in it; is it the answer to IDENTIFY DEVICE?");
     interpretIdentify(asi, identify);
+    if (asi.IsIdInfoIncorrect)
+        return refuse(files.identify,
+                      "words 1, 3 and 6 tell more cylinders, heads or sectors than a drive can have");
+    if (!asi.IsSmartSupported && !asi.Is9126MB)
+        return refuse(files.identify, "word 82 tells that it has no SMART data");
 
     // As the engine meets a drive: read, classify, and read again with the dialect known.
     if (FillSmartData(asi)) {
@@ -97,6 +121,9 @@ std::optional<Explained> explainAta(const DriveBlocks& files) {
         if (!readBlock(files.thresholds, "SMART READ THRESHOLDS block", asi.SmartReadThreshold))
             return std::nullopt;
         tellCheckSum(files.thresholds, asi.SmartReadThreshold);
+        if (std::ranges::equal(asi.SmartReadData, asi.SmartReadThreshold) &&
+            asi.DiskVendorId != VENDOR_INDILINX)
+            return refuse(files.thresholds, "the thresholds are the SMART data once more");
         asi.IsThresholdCorrect = FillSmartThreshold(asi) ? 1 : 0;
     }
     finishRecord(asi);
@@ -112,41 +139,55 @@ std::optional<Explained> explainNvme(const DriveBlocks& files) {
     if (!readBlock(files.identify, "Identify Controller block", identify) ||
         !readBlock(files.smart, "SMART / Health Information log page", drive.asi.SmartReadData))
         return std::nullopt;
-    if (!readNvmeIdentify(drive.asi, identify, 0)) {
-        fmt::print(stderr, "{}: no model in it; is it the answer to Identify with CNS 1?\n", files.identify);
-        return std::nullopt;
-    }
+    if (!readNvmeIdentify(drive.asi, identify, nvmeCapacityOf(identify)))
+        return refuse(files.identify, "no model in it; is it the answer to Identify with CNS 1?");
     interpretNvmeHealth(drive.asi, kHottestNewNvme);
+    takeNvmeHealth(drive.asi, kHottestRefreshedNvme); // as the library reads a new drive anew at once
     drive.why = kNvmeRules;
     drive.asi.DiskStatus = CheckDiskStatus(drive.asi, &drive.why);
     return drive;
 }
 
 /// Why a drive gave no record, and what its reader can do.
-std::string refusal(std::int32_t number, platform::ErrorCode error) {
-    if (error == platform::kAccessDenied) return fmt::format("drive {}: {}", number, deviceErrorText(error));
-    if (error == platform::kFileNotFound) return fmt::format("drive {}: there is no such drive", number);
+std::string refusal(const CAtaSmart& engine, std::int32_t number) {
+    const auto drive = std::ranges::find(engine.unreadDrives, number, &UnreadDrive::physicalDriveId);
+    if (drive != engine.unreadDrives.end() && drive->reason != UnreadDrive::Reason::noAnswer)
+        return narrow(whyUnread(*drive));
+    const platform::ErrorCode error = engine.probeFailure();
+    if (error == platform::kAccessDenied) return deviceErrorText(error);
+    if (error == platform::kFileNotFound) return "there is no such drive";
+    if (error == platform::kTimedOut) return "it did not answer in time";
     // Nothing failed, or what came had not the form of an answer.
     if (error == platform::kSuccess || error == platform::kInvalidData)
-        return fmt::format("drive {}: no command path gives its identify data; what it answered was none",
-                           number);
-    return fmt::format("drive {}: no command path gives its identify data; the last one failed with {}",
-                       number, deviceErrorText(error));
+        return "no command path gives its identify data; what it answered was none";
+    return "no command path gives its identify data; the last one failed with " + deviceErrorText(error);
+}
+
+/// The drive's record as the library has it: made, and read anew at once. Null, with the reason on standard
+/// error, when there is none.
+const AtaSmartInfo* recordOf(CAtaSmart& engine, std::int32_t number) {
+    const ComOnThread com;
+    engine.UseStandardPaths();
+    if (!engine.SearchPhysicalDrive(number)) {
+        const std::string why = refusal(engine, number);
+        engine.AddDiskAMD_RC2(); // which has numbers of its own
+        if (std::ranges::count(engine.vars, number, &AtaSmartInfo::PhysicalDriveId) == 0) {
+            fmt::print(stderr, "drive {}: {}\n", number, why);
+            return nullptr;
+        }
+    }
+    const auto found = std::ranges::find(engine.vars, number, &AtaSmartInfo::PhysicalDriveId);
+    engine.UpdateSmartInfo(static_cast<std::size_t>(found - engine.vars.begin()));
+    return &*found;
 }
 
 std::optional<Explained> readDrive(std::int32_t number) {
-    auto& management = platform::current().managementData();
-    const bool started = management.initialize() == platform::kSuccess;
     CAtaSmart engine;
-    engine.UseStandardPaths();
-    const bool found = engine.SearchPhysicalDrive(number);
-    if (started) management.uninitialize();
-    if (!found) {
-        fmt::print(stderr, "{}\n", refusal(number, engine.probeFailure()));
-        return std::nullopt;
-    }
-    Explained drive{engine.vars.back(), {}, true};
+    const AtaSmartInfo* const record = recordOf(engine, number);
+    if (!record) return std::nullopt;
+    Explained drive{*record, {}, true};
     if (drive.asi.IsNVMe) {
+        if (drive.asi.TotalDiskSize == 0) drive.asi.TotalDiskSize = nvmeCapacityOf(drive.asi.Identify);
         if (drive.asi.AttributeCount != 0) drive.why = kNvmeRules;
     } else if (drive.asi.IsSmartCorrect) {
         AtaSmartInfo again = drive.asi; // for the rules alone: the values are those of the record
@@ -155,10 +196,6 @@ std::optional<Explained> readDrive(std::int32_t number) {
     }
     drive.asi.DiskStatus = CheckDiskStatus(drive.asi, &drive.why);
     return drive;
-}
-
-std::string narrow(const std::wstring& text) {
-    return platform::wideToUtf8(text);
 }
 
 Json orNull(const char* text) {
@@ -202,8 +239,12 @@ std::string row(const char* label, const std::string& value, const char* rule = 
     if (!rule) return fmt::format("  {:<16}{}\n", label, value);
     return fmt::format("  {:<16}{:<26}  {}\n", label, value, rule);
 }
-std::string known(std::int32_t value, std::int32_t none, const char* unit = "") {
-    return value == none ? "unknown" : fmt::format("{}{}", value, unit);
+template <class Number>
+std::string known(const std::optional<Number>& value, const char* unit = "") {
+    return value ? fmt::format("{}{}", *value, unit) : "unknown";
+}
+std::string known(std::int32_t value, const char* unit = "") {
+    return known(value < 0 ? std::nullopt : std::optional(value), unit);
 }
 
 std::string joined(std::initializer_list<std::string> parts) {
@@ -245,11 +286,10 @@ std::string asText(const Explained& drive) {
     text += row("dialect", joined({narrow(asi.SsdVendorString), narrow(asi.SmartKeyName)}),
                 why.dialect ? why.dialect : "no attributes to tell it by");
     text += row("health", healthWord(asi.DiskStatus), why.health);
-    text += row("life left", known(asi.Life, kNone, " %"), why.life);
-    text += row("temperature", known(asi.Temperature, kNoTemperature, " \u00B0C"), why.temperature);
-    text += row("power-on hours", known(asi.DetectedPowerOnHours, kNone), why.powerOnHours);
-    text += row("power-on count", why.powerOnCount ? std::to_string(asi.PowerOnCount) : "unknown",
-                why.powerOnCount);
+    text += row("life left", known(asi.Life, " %"), why.life);
+    text += row("temperature", known(temperatureOf(asi), " \u00B0C"), why.temperature);
+    text += row("power-on hours", known(asi.DetectedPowerOnHours), why.powerOnHours);
+    text += row("power-on count", known(powerCyclesOf(asi)), why.powerOnCount);
     const struct {
         const char* label;
         std::int32_t value;
@@ -260,7 +300,7 @@ std::string asText(const Explained& drive) {
                     {"erased", asi.GBytesErased, " GiB"},
                     {"wear leveling", asi.WearLevelingCount, " cycles"}};
     for (const auto& [label, value, unit] : counters)
-        if (value != kNone) text += row(label, known(value, kNone, unit));
+        if (value != kNone) text += row(label, known(trafficOf(value), unit));
     return text + attributeTable(asi);
 }
 

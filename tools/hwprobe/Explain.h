@@ -13,7 +13,8 @@ struct DriveBlocks {
     bool nvme = false;
 };
 
-/// Tells what the library makes of a drive's blocks, and by which rule.
+/// Tells what the library makes of a drive's blocks, and by which rule: of a record that is made and read
+/// anew at once, as it is in the library's list.
 int explain(const DriveBlocks& files, bool json);
 /// The same of a drive that is read now, by its number.
 int explainDrive(std::int32_t number, bool json);

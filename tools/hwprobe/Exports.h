@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -12,7 +13,8 @@ namespace tool {
 struct Outcome {
     std::variant<std::monostate, double, std::int32_t, std::string> value; // monostate: a void call
     bool failed = false;
-    std::string reason; // of a failed call, without its line end
+    std::string reason;             // of a failed call, without its line end
+    std::optional<double> bySystem; // in place of a failed reading (SystemCounters.h)
 
     /// The value on one line, as a program reads it: doubles with 17 digits, texts as they came.
     std::string raw() const;

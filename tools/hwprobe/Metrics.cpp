@@ -1,25 +1,29 @@
 #include "Metrics.h"
 
 #include "Commands.h"
+#include "Descriptor.h"
 #include "MetricsFile.h"
 #include "MetricsSample.h"
+#include "MetricsServer.h"
 #include "orvane/hwprobe.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
 #include <array>
-#include <atomic>
 #include <cerrno>
 #include <charconv>
 #include <chrono>
+#include <condition_variable>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
-#include <ctime>
-#include <httplib.h>
+#include <exception>
+#include <mutex>
 #include <optional>
 #include <string_view>
-#include <sys/socket.h>
+#include <sys/eventfd.h>
+#include <sys/signalfd.h>
 #include <thread>
 
 namespace tool {
@@ -28,11 +32,7 @@ namespace {
 
 using Format = Exposition::Format;
 
-// A scraper that hangs keeps one thread for the time of a read; these are many enough for others to go on.
-constexpr std::size_t kThreads = 32;
-constexpr std::time_t kReadSeconds = 2;
-constexpr std::time_t kWriteSeconds = 5;
-constexpr std::size_t kMostBodyBytes = 4096;
+constexpr auto kPatience = std::chrono::seconds(2); // for a reading that is under way at the end
 
 constexpr char kPage[] = "<!DOCTYPE html><html lang=\"en\"><head><title>hwprobe</title></head><body>"
                          "<h1>hwprobe " HWPROBE_VERSION "</h1><p><a href=\"/metrics\">Metrics</a></p>"
@@ -108,8 +108,76 @@ Format formatFor(const httplib::Request& request) {
     return weight > 0 && weight >= weightOf(accept, "text/plain") ? Format::openMetrics : Format::text;
 }
 
-void answerMetrics(MetricsSampler& sampler, const httplib::Request& request, httplib::Response& response) {
-    const auto exposition = sampler.latest();
+/// Reads the machine in a thread of its own, so that a device that hangs holds no connection.
+class Reader {
+  public:
+    Reader(const MetricsOptions& options, bool described)
+        : thread_([this, interval = options.intervalMilliseconds, described] { run(interval, described); }) {}
+    Reader(const Reader&) = delete;
+    Reader& operator=(const Reader&) = delete;
+
+    /// Ends the process where a device does not answer: nothing is left to do then.
+    ~Reader() {
+        std::unique_lock lock(mutex_);
+        ending_ = true;
+        changed_.notify_all();
+        if (!changed_.wait_for(lock, kPatience, [&] { return ended_; })) std::_Exit(kExitOk);
+        lock.unlock();
+        thread_.join();
+    }
+
+    /// Has the machine read, or the latest reading looked at; then `news` is readable.
+    void ask() {
+        std::lock_guard lock(mutex_);
+        asked_ = true;
+        changed_.notify_all();
+    }
+    int news() const { return news_.get(); }
+    std::shared_ptr<const Exposition> latest() {
+        std::lock_guard lock(mutex_);
+        return latest_;
+    }
+
+  private:
+    void run(std::int64_t interval, bool described) {
+        MetricsSampler sampler(interval, described);
+        std::unique_lock lock(mutex_);
+        while (!ending_) {
+            changed_.wait(lock, [&] { return asked_ || ending_; });
+            if (ending_) break;
+            asked_ = false;
+            lock.unlock();
+            std::shared_ptr<const Exposition> latest;
+            try {
+                latest = sampler.latest();
+            } catch (const std::exception& failure) { // of memory, for one
+                std::fprintf(stderr, "no reading: %s\n", failure.what());
+            }
+            lock.lock();
+            latest_ = std::move(latest);
+            ::eventfd_write(news_.get(), 1);
+        }
+        ended_ = true;
+        changed_.notify_all();
+    }
+
+    const Descriptor news_{::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
+    std::mutex mutex_; // over all that follows
+    std::condition_variable changed_;
+    std::shared_ptr<const Exposition> latest_;
+    bool asked_ = false;
+    bool ending_ = false;
+    bool ended_ = false;
+    std::thread thread_; // the last, for it uses the others
+};
+
+void answerMetrics(MetricsServer& server, Reader& reader, const httplib::Request& request,
+                   httplib::Response& response) {
+    if (server.turn() == MetricsServer::Turn::first) {
+        reader.ask();
+        return server.wait();
+    }
+    const auto exposition = server.turn() == MetricsServer::Turn::news ? reader.latest() : nullptr;
     if (!exposition) {
         response.status = 503;
         response.set_content("the machine is slow to answer\n", "text/plain");
@@ -129,73 +197,40 @@ httplib::Server::HandlerResponse refuseOtherMethods(const httplib::Request& requ
     return httplib::Server::HandlerResponse::Handled;
 }
 
-void configure(httplib::Server& server) {
-    server.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
-    // The library's own choice would let a second process have the same port.
-    server.set_socket_options([](socket_t socket) {
-        const int yes = 1;
-        ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-    });
-    server.set_tcp_nodelay(true);
-    server.set_keep_alive_max_count(1);          // a connection between two scrapes would keep a thread
-    server.set_keep_alive_timeout(kReadSeconds); // for the first byte
-    server.set_read_timeout(kReadSeconds);       // for each of the others
-    server.set_write_timeout(kWriteSeconds);
-    server.set_payload_max_length(kMostBodyBytes);
+void configure(MetricsServer& server, Reader& reader) {
     server.set_pre_routing_handler(refuseOtherMethods);
     server.Get("/", [](const httplib::Request&, httplib::Response& response) {
         response.set_content(kPage, "text/html; charset=utf-8");
+    });
+    server.Get("/metrics", [&](const httplib::Request& request, httplib::Response& response) {
+        answerMetrics(server, reader, request, response);
     });
     server.set_error_handler([](const httplib::Request&, httplib::Response& response) {
         if (response.status == 404) response.set_content("the readings are at /metrics\n", "text/plain");
     });
 }
 
-/// Serves until one of the signals comes; false when listening ended by itself.
-bool serveUntil(const sigset_t& endings, httplib::Server& server) {
-    std::atomic<bool> ended = false;
-    std::thread listener([&] {
-        server.listen_after_bind();
-        ended = true;
-    });
-    const timespec second{1, 0};
-    bool asked = false;
-    while (!asked && !ended)
-        asked = ::sigtimedwait(&endings, nullptr, &second) > 0;
-    while (!ended && !server.is_running()) // before that it cannot be stopped
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    server.stop();
-    listener.join();
-    return asked;
-}
-
 int serve(const Endpoint& endpoint, const MetricsOptions& options, bool described) {
-    // Blocked here and so in every thread of the server; the end is waited for.
+    // Blocked here and so in the thread that reads; the end is waited for.
     sigset_t endings;
     sigemptyset(&endings);
     sigaddset(&endings, SIGINT);
     sigaddset(&endings, SIGTERM);
     ::pthread_sigmask(SIG_BLOCK, &endings, nullptr);
-    httplib::Server server;
-    configure(server);
-    errno = 0;
+    const Descriptor ending(::signalfd(-1, &endings, SFD_CLOEXEC));
+    MetricsServer server;
     int port = endpoint.port;
-    const bool bound = port == 0 ? (port = server.bind_to_any_port(endpoint.address)) > 0
-                                 : server.bind_to_port(endpoint.address, port);
-    if (!bound) {
+    if (!server.open(endpoint.address, port)) {
         std::fprintf(stderr, "%s: cannot be listened on: %s\n", options.listen.c_str(), std::strerror(errno));
         return kExitOutput;
     }
-    MetricsSampler sampler(options.intervalMilliseconds, described);
-    server.Get("/metrics", [&](const httplib::Request& request, httplib::Response& response) {
-        answerMetrics(sampler, request, response);
-    });
+    Reader reader(options, described);
+    configure(server, reader);
     const std::string host =
         endpoint.address.find(':') == std::string::npos ? endpoint.address : "[" + endpoint.address + "]";
     std::fprintf(stderr, "serving http://%s:%d/metrics\n", host.c_str(), port);
-    if (serveUntil(endings, server)) return kExitOk;
-    std::fprintf(stderr, "%s: listening ended\n", options.listen.c_str());
-    return kExitOutput;
+    server.serve(ending.get(), reader.news());
+    return kExitOk;
 }
 
 } // namespace

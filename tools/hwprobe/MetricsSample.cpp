@@ -1,6 +1,7 @@
 #include "MetricsSample.h"
 
 #include "Drives.h"
+#include "SystemCounters.h"
 #include "battery/BatteryReport.h"
 #include "disk_engine/CAtaSmart.h"
 #include "orvane/hwprobe.h"
@@ -93,6 +94,9 @@ constexpr std::array kNumbers = {
                  kNoLimit},
 };
 
+constexpr MetricFamily kBySystemCounters{
+    "hwprobe_cpu_by_system_counters", "", gauge,
+    "1 where load and clock are the system's, for the library does not know the processor, else 0."};
 constexpr MetricFamily kTool{"hwprobe", "", info, "Version of the library."};
 constexpr MetricFamily kFailures{"hwprobe_failures", "", counter, "Calls of an export that failed."};
 constexpr MetricFamily kModule{"hwprobe_memory_module", "", info, "A memory module."};
@@ -104,13 +108,17 @@ constexpr MetricFamily kTransmit{"hwprobe_network_transmit_bytes_per_second", "b
 
 constexpr MetricFamily kDisks{"hwprobe_disks", "", gauge, "Drives in the library's list."};
 constexpr MetricFamily kUnreadDisks{"hwprobe_disks_unread", "", gauge, "Drives that gave no SMART data."};
+constexpr MetricFamily kUnreadDisk{"hwprobe_disk_unread", "", info, "A drive without a record, and why."};
+constexpr MetricFamily kAnswering{"hwprobe_disk_answering", "", gauge,
+                                  "1 for a drive that gave its SMART data when it was last asked, else 0."};
+constexpr MetricFamily kLastAnswer{"hwprobe_disk_last_answer_timestamp_seconds", "seconds", gauge,
+                                   "When a drive last gave its SMART data, since 1970."};
 constexpr MetricFamily kSystemDisk{"hwprobe_system_disk", "", info,
                                    "The drive that the system is installed on."};
 constexpr MetricFamily kDisk{"hwprobe_disk", "", info, "A drive."};
 constexpr MetricFamily kDiskHealth{"hwprobe_disk_health", "", gauge,
                                    "1 for the state of a drive that holds, 0 for the others."};
-constexpr MetricFamily kDiskTemperature{"hwprobe_disk_temperature_celsius", "celsius", gauge,
-                                        "Temperature of a drive."};
+constexpr MetricFamily kDiskSize{"hwprobe_disk_size_bytes", "bytes", gauge, "Size of a drive."};
 constexpr MetricFamily kDiskRead{"hwprobe_disk_read_bytes_per_second", "bytes_per_second", gauge,
                                  "Read from a drive since the reading before."};
 constexpr MetricFamily kDiskWrite{"hwprobe_disk_write_bytes_per_second", "bytes_per_second", gauge,
@@ -118,33 +126,37 @@ constexpr MetricFamily kDiskWrite{"hwprobe_disk_write_bytes_per_second", "bytes_
 
 struct DriveMetric {
     MetricFamily family;
-    double (*value)(const AtaSmartInfo& asi); // NaN: unknown
+    double (*value)(const DriveFacts& facts); // NaN: unknown
 };
 
-double scaled(std::int32_t value, double scale) {
-    return value == kNone ? kUnknown : value * scale;
+template <auto fact>
+double scaled(const DriveFacts& facts, double scale) {
+    return facts.*fact ? *(facts.*fact) * scale : kUnknown;
 }
 double unlessZero(std::uint32_t value, double scale) {
     return value == 0 ? kUnknown : value * scale;
 }
 
 constexpr std::array kDriveMetrics = {
-    DriveMetric{{"hwprobe_disk_size_bytes", "bytes", gauge, "Size of a drive."},
-                [](const AtaSmartInfo& asi) { return unlessZero(asi.TotalDiskSize, 1e6); }},
+    DriveMetric{{"hwprobe_disk_temperature_celsius", "celsius", gauge, "Temperature of a drive."},
+                [](const DriveFacts& facts) { return scaled<&DriveFacts::temperature>(facts, 1.0); }},
     DriveMetric{{"hwprobe_disk_life_ratio", "ratio", gauge, "What is left of a drive's life."},
-                [](const AtaSmartInfo& asi) { return scaled(asi.Life, 0.01); }},
+                [](const DriveFacts& facts) { return scaled<&DriveFacts::life>(facts, 0.01); }},
     DriveMetric{
         {"hwprobe_disk_power_on_seconds", "seconds", counter, "Time that a drive was on, in hours' steps."},
-        [](const AtaSmartInfo& asi) { return scaled(asi.DetectedPowerOnHours, 3600.0); }},
+        [](const DriveFacts& facts) { return scaled<&DriveFacts::powerOnHours>(facts, 3600.0); }},
     DriveMetric{{"hwprobe_disk_power_cycles", "", counter, "How often a drive was switched on."},
-                [](const AtaSmartInfo& asi) { return unlessZero(asi.PowerOnCount, 1.0); }},
-    DriveMetric{{"hwprobe_disk_host_read_bytes", "bytes", counter, "Read from a drive in its life."},
-                [](const AtaSmartInfo& asi) { return scaled(asi.HostReads, kBytesPerGibibyte); }},
-    DriveMetric{{"hwprobe_disk_host_written_bytes", "bytes", counter, "Written to a drive in its life."},
-                [](const AtaSmartInfo& asi) { return scaled(asi.HostWrites, kBytesPerGibibyte); }},
-    DriveMetric{{"hwprobe_disk_flash_written_bytes", "bytes", counter,
-                 "Written by a drive to its flash memory in its life."},
-                [](const AtaSmartInfo& asi) { return scaled(asi.NandWrites, kBytesPerGibibyte); }},
+                [](const DriveFacts& facts) { return scaled<&DriveFacts::powerCycles>(facts, 1.0); }},
+    DriveMetric{
+        {"hwprobe_disk_host_read_bytes", "bytes", counter, "Read from a drive in its life."},
+        [](const DriveFacts& facts) { return scaled<&DriveFacts::hostReads>(facts, kBytesPerGibibyte); }},
+    DriveMetric{
+        {"hwprobe_disk_host_written_bytes", "bytes", counter, "Written to a drive in its life."},
+        [](const DriveFacts& facts) { return scaled<&DriveFacts::hostWrites>(facts, kBytesPerGibibyte); }},
+    DriveMetric{
+        {"hwprobe_disk_flash_written_bytes", "bytes", counter,
+         "Written by a drive to its flash memory in its life."},
+        [](const DriveFacts& facts) { return scaled<&DriveFacts::nandWrites>(facts, kBytesPerGibibyte); }},
 };
 
 constexpr MetricFamily kBatteries{"hwprobe_batteries", "", gauge, "System batteries."};
@@ -263,13 +275,34 @@ class UniqueNames {
     std::set<std::string> taken_;
 };
 
-void addDrive(Exposition& to, const AtaSmartInfo& asi, const MetricLabels& labels) {
+/// What comes of its SMART data has no series while a drive does not answer or cannot be `asked`, and its
+/// health is unknown.
+void addDrive(Exposition& to, const AtaSmartInfo& asi, const MetricLabels& labels, bool asked) {
+    const DriveAnswer answer = answerOf(asi, false);
+    to.add(kAnswering, labels, answer.answers ? 1.0 : 0.0);
+    to.add(kLastAnswer, labels, answer.last.value_or(kUnknown));
+    to.add(kDiskSize, labels, unlessZero(asi.TotalDiskSize, 1e6));
+    const DriveFacts facts = asked ? currentFacts(asi) : DriveFacts{};
     for (const DriveMetric& metric : kDriveMetrics)
-        to.add(metric.family, labels, metric.value(asi));
+        to.add(metric.family, labels, metric.value(facts));
     for (std::uint32_t state = 0; state <= DISK_STATUS_BAD; ++state) {
         MetricLabels withState = labels;
         withState.emplace_back("state", healthWord(state));
-        to.add(kDiskHealth, withState, asi.DiskStatus == state ? 1.0 : 0.0);
+        to.add(kDiskHealth, withState, facts.health == state ? 1.0 : 0.0);
+    }
+}
+
+/// Those without a number may be alike.
+void addUnread(Exposition& to, const std::vector<UnreadDrive>& drives) {
+    to.add(kUnreadDisks, {}, static_cast<double>(drives.size()));
+    UniqueNames models;
+    for (const UnreadDrive& drive : drives) {
+        const std::string number = drive.physicalDriveId < 0 ? "" : std::to_string(drive.physicalDriveId);
+        to.add(kUnreadDisk,
+               {{"number", number},
+                {"model", models(printable(drive.model))},
+                {"reason", reasonWord(drive.reason)}},
+               1.0);
     }
 }
 
@@ -278,7 +311,7 @@ void addDrive(Exposition& to, const AtaSmartInfo& asi, const MetricLabels& label
 MetricsSampler::MetricsSampler(std::int64_t intervalMilliseconds, bool described)
     : interval_(intervalMilliseconds), described_(described) {
     for (const Export& entry : allExports())
-        if (entry.needsTwoSamples && !entry.takesIndex()) run(entry);
+        if (entry.needsTwoSamples && !entry.takesIndex()) tool::read(entry);
     findDrives(); // their counters count from here
     waitMilliseconds(kFirstGapMilliseconds);
     latest_ = std::make_shared<const Exposition>(read());
@@ -298,25 +331,32 @@ std::shared_ptr<const Exposition> MetricsSampler::latest() {
 }
 
 std::optional<Outcome> MetricsSampler::ask(std::string_view name, std::uint32_t index) {
-    Outcome outcome = run(*findExport(name), index);
+    Outcome outcome = tool::read(*findExport(name), index);
     std::uint64_t& failures = failures_[name];
     std::string& told = told_[{name, index}];
     if (outcome.failed) {
         ++failures;
         if (told != outcome.reason)
             std::fprintf(stderr, "%.*s: %s\n", static_cast<int>(name.size()), name.data(),
-                         outcome.reason.c_str());
+                         printable(outcome.reason).c_str());
     }
     told = outcome.reason;
-    if (outcome.failed) return std::nullopt;
+    if (outcome.bySystem)
+        outcome.value = *outcome.bySystem;
+    else if (outcome.failed)
+        return std::nullopt;
     return outcome;
 }
 
 void MetricsSampler::readNumbers(Exposition& to) {
+    bool bySystem = false;
     for (const NumberMetric& metric : kNumbers)
-        if (const auto outcome = ask(metric.name))
+        if (const auto outcome = ask(metric.name)) {
+            bySystem |= outcome->bySystem.has_value();
             to.add(metric.family, {},
                    within(numberOf(*outcome), metric.lowest, metric.highest) * metric.scale);
+        }
+    to.add(kBySystemCounters, {}, bySystem ? 1.0 : 0.0);
 }
 
 /// Once: it takes long and stays the same.
@@ -344,12 +384,19 @@ void MetricsSampler::findDrives() {
     if (const auto count = ask("initDisk")) drives_ = std::get<std::int32_t>(count->value);
 }
 
+/// Through the export where one has it in its list; the number is taken from the record.
+bool MetricsSampler::renewDrive(std::uint32_t index, bool listed) {
+    if (listed) return ask("getDiskTemperature", index).has_value();
+    unlisted_.renew(index);
+    return true;
+}
+
 void MetricsSampler::readDrives(Exposition& to) {
     findDrives();
     const auto& engine = processWide<CAtaSmart>();
     const auto listed = static_cast<std::uint32_t>(drives_.value_or(0));
     if (drives_) to.add(kDisks, {}, *drives_);
-    to.add(kUnreadDisks, {}, static_cast<double>(engine.unreadDrives.size()));
+    addUnread(to, engine.unreadDrives);
     Json types;
     if (listed > 0) {
         types = listOf(ask("getAllDiskType"));
@@ -361,7 +408,7 @@ void MetricsSampler::readDrives(Exposition& to) {
     }
     // The engine's records are more than the list, which fails as a whole for one drive without counters.
     for (std::uint32_t i = 0; i < engine.vars.size(); ++i) {
-        const auto temperature = i < listed ? ask("getDiskTemperature", i) : std::nullopt; // reads anew
+        const bool asked = renewDrive(i, i < listed);
         const AtaSmartInfo& asi = engine.vars[i];
         const MetricLabels labels = {{"drive", std::to_string(i)},
                                      {"model", printable(asi.Model)},
@@ -372,10 +419,7 @@ void MetricsSampler::readDrives(Exposition& to) {
         facts.emplace_back("interface", printable(asi.Interface));
         facts.emplace_back("letters", printable(asi.DriveMap));
         to.add(kDisk, facts, 1.0);
-        addDrive(to, asi, labels);
-        const double degrees = i < listed ? (temperature ? numberOf(*temperature) : kUnknown)
-                                          : asi.Temperature * asi.TemperatureMultiplier;
-        to.add(kDiskTemperature, labels, within(degrees, kColdest, kHottest));
+        addDrive(to, asi, labels, asked);
         const auto speed = i < listed ? ask("getDiskReadWriteSpeed", i) : std::nullopt;
         if (!speed) continue;
         const Json rates = Json::parse(std::get<std::string>(speed->value), nullptr, false);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "DriveFacts.h"
 #include "Exports.h"
 #include "MetricsText.h"
 
@@ -30,8 +31,10 @@ class MetricsSampler {
   private:
     using Clock = std::chrono::steady_clock;
 
-    /// Null after a failure, which is counted; a new reason goes to standard error.
+    /// Null after a failure, which is counted; a new reason goes to standard error. A processor's load and
+    /// clock may be those of the system's counters then.
     std::optional<Outcome> ask(std::string_view name, std::uint32_t index = 0);
+    bool renewDrive(std::uint32_t index, bool listed);
     void readNumbers(Exposition& to);
     void readMemoryModules(Exposition& to);
     void findDrives();
@@ -51,6 +54,7 @@ class MetricsSampler {
     std::optional<std::vector<MetricLabels>> modules_;
     std::optional<std::int32_t> drives_; // in the library's list; none after a failure
     std::optional<Clock::time_point> searchedAt_;
+    UnlistedDrives unlisted_;
 };
 
 } // namespace tool

@@ -1,9 +1,9 @@
 #include "Output.h"
 
+#include "Printable.h"
 #include "disk_engine/DebugPrint.h"
 #include "platform/Clock.h"
 #include "platform/Platform.h"
-#include "platform/text.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -23,7 +23,7 @@ void traceToStandardError() {
     const auto now = [] { return orv::platform::current().clock().monotonicNs(); };
     orv::setDebugListener([now, first = now()](std::wstring_view text) {
         std::fprintf(stderr, "%08lld %s\n", static_cast<long long>((now() - first) / nsPerMillisecond),
-                     orv::platform::wideToUtf8(text).c_str());
+                     printable(std::wstring(text)).c_str());
     });
 }
 

@@ -2,6 +2,11 @@
 
 #include "Drives.h"
 #include "Overview.h"
+#include "SystemCounters.h"
+#include "memory/MemInfo.h"
+#include "platform/Platform.h"
+#include "platform/SystemFacts.h"
+#include "platform/text.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -9,6 +14,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <map>
 
 namespace tool {
 
@@ -78,13 +84,23 @@ Lines networkCards(const Outcome& outcome) {
     return lines.empty() ? Lines{"no physical card"} : lines;
 }
 
+/// A user without the right is told so; the library keeps the system's sentence alone.
+std::string noModules() {
+    const std::string why = onOneLine(orv::memory::whyNoModules());
+    if (why.empty()) return "none listed";
+    const auto& denied = orv::platform::current().systemFacts().errorText(orv::platform::kAccessDenied);
+    const bool isDenied = why == onOneLine(orv::platform::wideToUtf8(denied));
+    return "none: the machine's list of them could not be read: " +
+           (isDenied ? deviceErrorText(orv::platform::kAccessDenied) : why);
+}
+
 Lines memoryModules(const Outcome& outcome) {
     Lines lines;
     const Json report = asJson(outcome);
     if (report.is_object() && report.contains("data"))
         for (const Json& module : report["data"])
             lines.push_back(text(module, "manufacturer") + " " + text(module, "model"));
-    return lines.empty() ? Lines{"none listed"} : lines;
+    return lines.empty() ? Lines{noModules()} : lines;
 }
 
 /// The values that a battery has in place of what it does not know.
@@ -179,7 +195,7 @@ void addIndexed(std::vector<Reading>& readings, const Export& entry) {
     for (const Reading& reading : readings) {
         if (reading.entry->name != counterOf(entry.name)) continue;
         if (reading.outcome.failed) { // no list to index: the reason is the list's
-            readings.push_back({&entry, reading.outcome, 0});
+            readings.push_back({&entry, reading.outcome, 0, true});
             return;
         }
         const auto entries = static_cast<std::uint32_t>(std::get<std::int32_t>(reading.outcome.value));
@@ -187,6 +203,22 @@ void addIndexed(std::vector<Reading>& readings, const Export& entry) {
             readings.push_back({&entry, run(entry, index), index});
         return;
     }
+}
+
+/// `told` has the failures above: one of another cause is added, one of the same is referred to.
+Lines linesOf(const Reading& reading, const Presentation& form, const std::string& label,
+              std::map<std::string, std::string>& told) {
+    const Outcome& outcome = reading.outcome;
+    if (!outcome.failed) return form.lines(outcome);
+    if (outcome.bySystem) {
+        Outcome counted;
+        counted.value = *outcome.bySystem;
+        Lines lines = form.lines(counted);
+        lines.front() += fmt::format(" ({})", kBySystem);
+        return lines;
+    }
+    const auto [first, isNew] = told.try_emplace(outcome.reason, label);
+    return {isNew ? "failed: " + outcome.reason : "failed, as " + first->second};
 }
 
 } // namespace
@@ -205,30 +237,30 @@ const Presentation* presentationOf(std::string_view name) {
     return nullptr;
 }
 
-std::string asTable(const std::vector<Reading>& readings) {
+std::string asTable(const std::vector<Reading>& readings, bool described) {
     std::string table;
+    const auto line = [&](std::string_view label, std::string_view value) {
+        table += fmt::format("  {:<14}  {}\n", label, printable(value));
+    };
     std::string_view group;
-    std::vector<std::string> told; // reasons of failures in the group
+    std::map<std::string, std::string> told; // why a reading of the group failed, and which was the first
     for (const Reading& reading : readings) {
         const Presentation& form = *presentationOf(reading.entry->name);
         if (form.group != group) {
             table += fmt::format("\n{}\n", group = form.group);
             told.clear();
             for (const Fact& fact : factsOf(group))
-                table += fmt::format("  {:<14}  {}\n", fact.label, fact.value);
+                line(fact.label, fact.value);
             if (group == kDrives)
-                for (const std::string& line : driveTable(readings))
-                    table += fmt::format("  {}\n", line);
+                for (const std::string& drive : driveTable(readings, described))
+                    table += fmt::format("  {}\n", printable(drive));
         }
-        const Outcome& outcome = reading.outcome;
-        if (outcome.failed && std::ranges::count(told, outcome.reason) != 0) continue; // one cause, one line
-        if (outcome.failed) told.push_back(outcome.reason);
-        const bool numbered = reading.entry->takesIndex() && !outcome.failed;
+        const bool isNumbered = reading.entry->takesIndex() && !reading.isListFailure;
         const std::string label =
-            numbered ? fmt::format("{} {}", form.label, reading.index) : std::string(form.label);
-        const Lines lines = outcome.failed ? Lines{"failed: " + outcome.reason} : form.lines(outcome);
+            isNumbered ? fmt::format("{} {}", form.label, reading.index) : std::string(form.label);
+        const Lines lines = linesOf(reading, form, label, told);
         for (std::size_t i = 0; i < lines.size(); ++i)
-            table += fmt::format("  {:<14}  {}\n", i == 0 ? label : "", lines[i]);
+            line(i == 0 ? label : "", lines[i]);
     }
     return table;
 }
@@ -237,7 +269,7 @@ std::vector<Reading> readAll(std::int64_t gapMilliseconds) {
     for (const Export& entry : allExports()) {
         if (!entry.needsTwoSamples) continue;
         if (!entry.takesIndex()) {
-            run(entry);
+            read(entry);
             continue;
         }
         run(*findExport(counterOf(entry.name))); // making the list takes the first sample
@@ -248,7 +280,7 @@ std::vector<Reading> readAll(std::int64_t gapMilliseconds) {
         if (entry.takesIndex())
             addIndexed(readings, entry);
         else
-            readings.push_back({&entry, run(entry)});
+            readings.push_back({&entry, read(entry)});
     }
     return readings;
 }

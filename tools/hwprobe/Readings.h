@@ -14,6 +14,7 @@ struct Reading {
     const Export* entry;
     Outcome outcome;
     std::uint32_t index = 0;
+    bool isListFailure = false; // there is no list to index; the outcome is that of the export that makes it
 };
 
 /// Every export once, in the table's order; an indexed one for each entry of its list. Readings that need two
@@ -37,8 +38,9 @@ const Presentation* presentationOf(std::string_view name);
 /// A rate in bytes per millisecond with the unit that keeps it short.
 std::string rateText(double bytesPerMillisecond);
 
-/// A line or more a reading below the heading of its group; a failed one with its reason, one line a cause.
-/// Also what no export gives.
-std::string asTable(const std::vector<Reading>& readings);
+/// A line or more a reading below the heading of its group; a failed one with its reason, or the name of the
+/// one above that failed for the same. Also what no export gives. `described`: times are those of the
+/// machine's clock.
+std::string asTable(const std::vector<Reading>& readings, bool described);
 
 } // namespace tool

@@ -3,12 +3,13 @@
 #include "Output.h"
 #include "Readings.h"
 #include "orvane/hwprobe.h"
+#include "platform/CalendarTime.h"
 
 #include <fmt/chrono.h>
 #include <nlohmann/json.hpp>
 
+#include <chrono>
 #include <cstdio>
-#include <ctime>
 
 namespace tool {
 
@@ -32,27 +33,32 @@ Json valueOf(const Outcome& outcome) {
 constexpr int kFormatVersion = 1; // of the object: raised when a key goes or changes its meaning
 
 std::string now() {
-    return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(std::time(nullptr)));
+    using namespace std::chrono;
+    const auto seconds = floor<std::chrono::seconds>(orv::platform::wallClock().time_since_epoch()).count();
+    return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", orv::platform::universalTime(seconds));
 }
 
 /// Export name to value; an indexed export has an array of its entries, or the reason why there is no list.
-void printJson(const std::vector<Reading>& readings) {
+void printJson(const std::vector<Reading>& readings, bool described) {
     Json object = {{"formatVersion", kFormatVersion}, {"version", HWPROBE_VERSION}, {"time", now()}};
     for (const Export& entry : allExports())
         if (entry.takesIndex()) object[std::string(entry.name)] = Json::array();
+    Json bySystem = Json::object(); // in place of exports that failed
     for (const Reading& reading : readings) {
         Json& place = object[std::string(reading.entry->name)];
         const bool isList = reading.entry->takesIndex();
+        if (reading.outcome.bySystem) bySystem[std::string(reading.entry->name)] = *reading.outcome.bySystem;
         if (reading.entry->name == "getLastError")
             place = std::get<std::string>(reading.outcome.value);
-        else if (isList && std::holds_alternative<std::int32_t>(reading.outcome.value))
-            place = valueOf(reading.outcome); // the list could not be made
+        else if (reading.isListFailure)
+            place = valueOf(reading.outcome);
         else if (isList)
             place.push_back(valueOf(reading.outcome));
         else
             place = valueOf(reading.outcome);
     }
-    object.update(drivesJson());
+    object["systemCounters"] = std::move(bySystem);
+    object.update(drivesJson(described));
     put(object.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
 }
 
@@ -70,14 +76,14 @@ int statusOf(const std::vector<Reading>& readings) {
 
 } // namespace
 
-int show(const std::string& title, bool json) {
+int show(const std::string& title, bool json, bool described) {
     std::fprintf(stderr, "Reading twice, %.0f s apart ...\n", kGapMilliseconds / 1000.0);
     const auto readings = readAll(kGapMilliseconds);
     if (!json) {
-        put(title + "\n" + asTable(readings));
+        put(title + "\n" + asTable(readings, described));
         return kExitOk;
     }
-    printJson(readings);
+    printJson(readings, described);
     return statusOf(readings);
 }
 

@@ -1,5 +1,6 @@
 #include "Terminal.h"
 
+#include <csignal>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -11,6 +12,10 @@ bool prepareScreen() {
 
 bool errorsOnScreen() {
     return ::isatty(STDERR_FILENO) == 1;
+}
+
+void makeLimitAnError() {
+    std::signal(SIGXFSZ, SIG_IGN);
 }
 
 ScreenSize screenSize() {

@@ -97,35 +97,29 @@ struct Feed {
     bool done = false;
 };
 
-/// The line that is at the top after a key.
-int scrolled(int from, Key key, int page) {
-    switch (key) {
-    case Key::up:
-        return from - 1;
-    case Key::down:
-        return from + 1;
-    case Key::pageUp:
-        return from - page;
-    case Key::pageDown:
-        return from + page;
-    case Key::top:
-        return 0;
-    default:
-        return from;
-    }
+void scrollBy(Scroll& scroll, Key key, int page) {
+    const int lines = key == Key::up         ? -1
+                      : key == Key::down     ? 1
+                      : key == Key::pageUp   ? -page
+                      : key == Key::pageDown ? page
+                      : key == Key::top      ? -scroll.from
+                                             : 0;
+    scroll.from = std::clamp(scroll.from + lines, 0, scroll.most);
 }
 
 /// Draws until the end is asked for, or nothing more comes.
 void drawFrom(Feed& feed, WatchScreen& screen, const Heading& heading) {
-    int scroll = 0;
-    for (Key key = Key::resize; key != Key::end; key = screen.key()) {
+    Scroll scroll;
+    for (std::vector<Key> keys = {Key::resize};; keys = screen.keys()) {
+        if (std::ranges::find(keys, Key::end) != keys.end()) return;
         const Look look = screen.look();
-        scroll = scrolled(scroll, key, look.rows - 2);
+        for (const Key key : keys)
+            scrollBy(scroll, key, look.rows - 2);
         Picture picture;
         {
             std::lock_guard lock(feed.mutex);
             if (feed.done) return;
-            if (!feed.fresh && key == Key::none) continue;
+            if (!feed.fresh && keys.empty()) continue;
             feed.fresh = false;
             picture = pictureOf(heading, feed.sample, feed.history, look, scroll);
         }
@@ -142,6 +136,7 @@ int watchScreen(const std::string& title, const WatchOptions& options, std::uniq
         if (whole) feed.history.add(sample);
     });
     std::thread sampling([&] {
+        leaveSignalsToScreen();
         watcher.run(kFirstGap);
         std::lock_guard lock(feed.mutex);
         feed.done = true;

@@ -139,6 +139,7 @@ void plot(LineWriter& to, int column, int width, const std::deque<double>& numbe
 }
 
 void meter(LineWriter& to, int column, int width, double share, Style style) {
+    if (width <= 0) return;
     const int filled = std::clamp(static_cast<int>(std::lround(share * width)), 0, width);
     const bool unicode = to.look().unicode;
     to.put(column, repeated(unicode ? "■" : "#", filled), width, style);

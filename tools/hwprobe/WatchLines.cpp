@@ -21,6 +21,10 @@ Json orNull(const Value& value) {
     return value.known() ? Json(value.number) : Json();
 }
 
+Json orNull(const std::string& text) {
+    return text.empty() ? Json() : Json(text);
+}
+
 } // namespace
 
 std::string WatchLines::of(const Sample& sample) {
@@ -54,6 +58,9 @@ std::string jsonLine(const Sample& sample) {
     for (const DriveSample& drive : sample.drives)
         drives.push_back({{"place", drive.place},
                           {"model", drive.model},
+                          {"answering", drive.answers},
+                          {"lastAnswer", orNull(drive.lastAnswer)},
+                          {"reason", orNull(drive.silence)},
                           {"health", drive.health},
                           {"lifePercent", orNull(drive.life)},
                           {"temperatureCelsius", orNull(drive.temperature)},
@@ -79,6 +86,7 @@ std::string jsonLine(const Sample& sample) {
         {"processor",
          {{"loadPercent", orNull(sample.processor.load)},
           {"clockMHz", orNull(sample.processor.clock)},
+          {"bySystemCounters", sample.processor.bySystem},
           {"temperatureCelsius", orNull(sample.processor.temperature)}}},
         {"graphics",
          {{"loadPercent", orNull(sample.gpuLoad)}, {"temperatureCelsius", orNull(sample.gpuTemperature)}}},

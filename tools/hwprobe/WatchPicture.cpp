@@ -1,6 +1,7 @@
 #include "WatchPicture.h"
 
 #include "Readings.h"
+#include "SystemCounters.h"
 #include "WatchCanvas.h"
 
 #include <fmt/format.h>
@@ -17,6 +18,7 @@ namespace {
 constexpr std::size_t kMostKept = 512; // samples, more than a screen is wide
 constexpr int kTwoColumns = 80;        // from here on frames stand side by side
 constexpr int kRoomyLine = 66;         // of a frame inside: a drive or an adapter needs but one line
+constexpr int kRateCell = 13;          // columns: below, rates stand one under the other
 constexpr int kMostPlotRows = 8;
 constexpr int kMostRateRows = 3;
 
@@ -41,7 +43,7 @@ struct Painter {
         if (value.state == Value::State::measuring) return look.unicode ? "measuring …" : "measuring ...";
         return value.known() ? fmt::format("{:.{}f} {}", value.number, digits, unit) : "unknown";
     }
-    std::string rate(const Value& value) const {
+    std::string rateOf(const Value& value) const {
         return value.known() ? rateText(value.number / 1000.0) : text(value, 0, "");
     }
     static Style style(const Value& value, Style known = Style::plain) {
@@ -62,14 +64,15 @@ struct Painter {
     void row(Picture& to, const char* label, const Value& value, int digits, const char* unit,
              const char* column, const Scale& scale, int rows = 1) {
         const std::deque<double>& past = history.of(column);
+        const int labelled = std::clamp(width - kNumber, 0, kLabel);
         const int at = 2 + kLabel + kNumber + 2;
-        for (int i = 0; i < (value.known() ? rows : 1); ++i) {
+        for (int i = 0; i < (value.known() && at < width + 2 ? rows : 1); ++i) {
             LineWriter writer = line();
             if (i == 0) {
-                writer.put(2, label, kLabel);
-                writer.put(2 + kLabel, text(value, digits, unit), value.known() ? kNumber : width - kLabel,
-                           style(value, scale.bad == 0 ? Style::plain : scale.styleOf(value.number)),
-                           value.known());
+                writer.put(2, label, labelled - 1);
+                writer.put(
+                    2 + labelled, text(value, digits, unit), value.known() ? kNumber : width - labelled,
+                    style(value, scale.bad == 0 ? Style::plain : scale.styleOf(value.number)), value.known());
             }
             if (value.known()) plot(writer, at, width + 2 - at, past, scale, i, rows);
             to.push_back(writer.take());
@@ -77,20 +80,42 @@ struct Painter {
         reason(to, value);
     }
 
+    struct Rate {
+        const char* mark;
+        const Value& value;
+        std::string series;
+        Style style;
+    };
+
     /// A rate with its mark, and its plot over some lines, between two columns.
-    void rateCell(std::span<LineWriter> to, int column, int room, const char* mark, const Value& value,
-                  const std::string& series, Style style) const {
+    void rateCell(std::span<LineWriter> to, int column, int room, const Rate& rate) const {
         constexpr int number = 10;
-        const std::deque<double>& past = history.of(series);
-        to[0].put(column, mark, 1, style);
-        to[0].put(column + 2, rate(value), value.known() ? number : room - 2, Painter::style(value),
-                  value.known());
+        const Value& value = rate.value;
+        const std::deque<double>& past = history.of(rate.series);
+        to[0].put(column, rate.mark, 1, rate.style);
+        to[0].put(column + 2, rateOf(value), value.known() ? std::min(number, room - 2) : room - 2,
+                  Painter::style(value), value.known());
         const int plotRoom = room - number - 4;
         if (!value.known() || plotRoom <= 0) return;
-        const Scale scale = roundScale(past, plotRoom, style);
+        const Scale scale = roundScale(past, plotRoom, rate.style);
         const int rows = static_cast<int>(to.size());
         for (int row = 0; row < rows; ++row)
             plot(to[static_cast<std::size_t>(row)], column + number + 3, plotRoom, past, scale, row, rows);
+    }
+
+    /// Two rates from a column to the end of the frame; the first of the lines may have something before it.
+    void rates(Picture& to, std::vector<LineWriter> lines, int column, const Rate& first,
+               const Rate& second) const {
+        const int room = width + 2 - column;
+        const bool stacked = room / 2 < kRateCell;
+        rateCell(lines, column, stacked ? room : room / 2, first);
+        std::vector<LineWriter> below;
+        if (stacked) below.assign(lines.size(), line());
+        rateCell(stacked ? below : lines, stacked ? column : column + room / 2,
+                 stacked ? room : room - room / 2, second);
+        for (std::vector<LineWriter>* each : {&lines, &below})
+            for (LineWriter& writer : *each)
+                to.push_back(writer.take());
     }
 };
 
@@ -105,6 +130,10 @@ Picture processorFrame(Painter paint, int plotRows, int width) {
         clock.highest = std::max(clock.highest, past * 1.2);
     if (processor.baseClock.known()) clock.highest = std::max(clock.highest, processor.baseClock.number);
     paint.row(lines, "Clock", processor.clock, 0, "MHz", "cpu_clock_MHz", clock);
+    if (processor.bySystem)
+        for (const std::string& part :
+             wrapped(fmt::format("load and clock by {}", kBySystem), paint.width - 2, paint.look))
+            lines.push_back(paint.line().put(4, part, paint.width - 2, Style::faint).take());
     return framed("Processor", processor.name, std::move(lines), width, paint.look);
 }
 
@@ -118,7 +147,7 @@ Picture memoryFrame(Painter paint, int width) {
         const double gib = total.number / 1073741824.0;
         const std::string sizes =
             total.known() ? fmt::format("{:.1f} of {:.1f} GiB", gib * load.number / 100.0, gib) : "";
-        const int room = widthOf(sizes);
+        const int room = std::min(widthOf(sizes), paint.width);
         bar.put(2, sizes, room);
         const int at = 2 + std::max(room + 2, Painter::kLabel + Painter::kNumber + 2);
         meter(bar, at, paint.width + 2 - at, load.number / 100.0, kLoadScale.styleOf(load.number));
@@ -156,7 +185,6 @@ Picture networkFrame(Painter paint, int plotRows, int width) {
     listLine(paint, lines, paint.sample.adapterList, "no adapter");
     const bool roomy = paint.width >= kRoomyLine;
     const int model = roomy ? std::min(40, paint.width / 3) : 0;
-    const int half = (paint.width - model) / 2;
     const char* down = paint.look.unicode ? "↓" : "v";
     const char* up = paint.look.unicode ? "↑" : "^";
     for (std::size_t i = 0; i < paint.sample.adapters.size(); ++i) {
@@ -166,12 +194,9 @@ Picture networkFrame(Painter paint, int plotRows, int width) {
             rows[0].put(2, adapter.model, model - 2);
         else
             lines.push_back(paint.line().put(2, adapter.model, paint.width).take());
-        paint.rateCell(rows, 2 + model, half, down, adapter.down, fmt::format("net{}_down_B/s", i),
-                       Style::in);
-        paint.rateCell(rows, 2 + model + half, paint.width - model - half, up, adapter.up,
-                       fmt::format("net{}_up_B/s", i), Style::out);
-        for (LineWriter& row : rows)
-            lines.push_back(row.take());
+        paint.rates(lines, std::move(rows), 2 + model,
+                    {down, adapter.down, fmt::format("net{}_down_B/s", i), Style::in},
+                    {up, adapter.up, fmt::format("net{}_up_B/s", i), Style::out});
     }
     return framed("Network", "", std::move(lines), width, paint.look);
 }
@@ -218,7 +243,7 @@ Picture batteriesFrame(Painter paint, int width) {
                     second = paint.line();
                     at = 4;
                 }
-                second.put(at, fact, widthOf(fact));
+                second.put(at, fact, paint.width + 2 - at);
                 at += widthOf(fact) + 3;
             }
         lines.push_back(second.take());
@@ -237,29 +262,32 @@ Style healthStyle(const std::string& health) {
 /// Where the columns of the drives begin, for all drives alike. 0: there is no room for it.
 struct DriveColumns {
     int place, model, kind, degrees, health, life, rates;
+    bool stacked; // degrees and health on a line of their own
 };
 
 DriveColumns driveColumns(const Painter& paint) {
     int place = 2;
     for (const DriveSample& drive : paint.sample.drives)
         place = std::max(place, widthOf(drive.place));
-    DriveColumns columns{2, 2 + std::min(place, paint.width >= kRoomyLine ? 18 : 10) + 1, 0, 0, 0, 0, 0};
     const bool roomy = paint.width >= kRoomyLine;
     const int width = paint.width;
-    int at = columns.model + (roomy ? std::clamp(width / 5, 14, 34) : width - columns.model - 14);
+    DriveColumns columns{2, 2 + std::min(place, roomy ? 18 : 10) + 1, 0, 0, 0, 0, 0, false};
+    constexpr int leastModel = 8;
+    columns.stacked = !roomy && width - 14 < columns.model + leastModel;
+    int at = columns.stacked ? 2 : roomy ? columns.model + std::clamp(width / 5, 14, 34) : width - 14;
     if (width >= 120) {
         columns.kind = at;
         at += 18;
     }
     columns.degrees = at;
-    at += 7 + (width >= 110 ? width / 14 : 0);
+    at += (columns.stacked ? 8 : 7) + (width >= 110 ? width / 14 : 0);
     columns.health = at;
     at += 9;
     if (width >= 90) {
         columns.life = at;
         at += 9;
     }
-    columns.rates = roomy ? at : 4;
+    columns.rates = roomy ? at : columns.stacked ? 2 : 4;
     return columns;
 }
 
@@ -273,7 +301,13 @@ void driveLines(Painter& paint, Picture& to, const DriveColumns& columns, std::s
     std::string place = drive.place; // its end tells drives apart
     if (place.size() > room) place = (paint.look.unicode ? "…" : "~") + place.substr(place.size() - room + 1);
     line.put(columns.place, place, static_cast<int>(room), Style::title);
-    line.put(columns.model, drive.model, (columns.kind ? columns.kind : columns.degrees) - columns.model - 1);
+    const int modelEnd = columns.stacked ? end + 1 : columns.kind ? columns.kind : columns.degrees;
+    line.put(columns.model, drive.model, modelEnd - columns.model - 1);
+    const auto newLine = [&] {
+        to.push_back(line.take());
+        line = paint.line();
+    };
+    if (columns.stacked) newLine();
     if (columns.kind) line.put(columns.kind, drive.kind, 17, Style::faint);
     const Value& degrees = drive.temperature;
     line.put(columns.degrees, degrees.known() ? fmt::format("{:.0f} °C", degrees.number) : "unknown",
@@ -286,16 +320,9 @@ void driveLines(Painter& paint, Picture& to, const DriveColumns& columns, std::s
     if (columns.life)
         line.put(columns.life, drive.life.known() ? fmt::format("{:.0f} %", drive.life.number) : "unknown", 8,
                  Painter::style(drive.life, leftStyle(drive.life.number)));
-    if (!roomy) {
-        to.push_back(line.take());
-        line = paint.line();
-    }
-    const int half = (end - columns.rates) / 2;
-    const std::span rates(&line, 1);
-    paint.rateCell(rates, columns.rates, half, "R", drive.read, series("read_B/s"), Style::in);
-    paint.rateCell(rates, columns.rates + half, end - columns.rates - half, "W", drive.write,
-                   series("write_B/s"), Style::out);
-    to.push_back(line.take());
+    if (!roomy) newLine();
+    paint.rates(to, {line}, columns.rates, {"R", drive.read, series("read_B/s"), Style::in},
+                {"W", drive.write, series("write_B/s"), Style::out});
     paint.reason(to, degrees);
     paint.reason(to, drive.read);
 }
@@ -417,7 +444,7 @@ const std::deque<double>& History::of(const std::string& column) const {
 }
 
 Picture pictureOf(const Heading& heading, const Sample& sample, const History& history, const Look& look,
-                  int& scroll) {
+                  Scroll& scroll) {
     Picture picture = {headingLine(heading, sample, look)};
     const auto room = static_cast<std::size_t>(std::max(look.rows - 1, 1));
     Picture body = bodyOf(sample, history, look, 1);
@@ -428,12 +455,14 @@ Picture pictureOf(const Heading& heading, const Sample& sample, const History& h
     }
     const int hidden = std::max(static_cast<int>(body.size()) - static_cast<int>(room) + 1, 0);
     const bool fits = body.size() <= room;
-    scroll = fits ? 0 : std::clamp(scroll, 0, hidden);
+    scroll.most = fits ? 0 : hidden;
+    scroll.from = std::clamp(scroll.from, 0, scroll.most);
     for (std::size_t i = 0; i < (fits ? body.size() : room - 1); ++i)
-        picture.push_back(std::move(body[i + static_cast<std::size_t>(scroll)]));
+        picture.push_back(std::move(body[i + static_cast<std::size_t>(scroll.from)]));
     if (!fits) {
         LineWriter foot(look);
-        foot.put(1, fmt::format("{} of {} lines; arrow keys scroll", scroll + look.rows - 2, body.size()),
+        foot.put(1,
+                 fmt::format("{} of {} lines; arrow keys scroll", scroll.from + look.rows - 2, body.size()),
                  look.columns - 2, Style::faint);
         picture.push_back(foot.take());
     }

@@ -48,9 +48,15 @@ struct Heading {
     std::int64_t interval; // milliseconds
 };
 
-/// Fits the width. `scroll` lines are passed over below the heading where there are more than rows; it is put
-/// right when that is too many.
+/// Lines of the body that stand above the first one that is shown, and the most that may.
+struct Scroll {
+    int from = 0;
+    int most = 0;
+};
+
+/// Fits a width of 20 or more: no text stands on another. `scroll` tells what is passed over below the
+/// heading where there is more than fits; it is put right.
 Picture pictureOf(const Heading& heading, const Sample& sample, const History& history, const Look& look,
-                  int& scroll);
+                  Scroll& scroll);
 
 } // namespace tool

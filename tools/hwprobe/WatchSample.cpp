@@ -1,14 +1,15 @@
 #include "WatchSample.h"
 
 #include "Drives.h"
+#include "SystemCounters.h"
 #include "battery/BatteryReport.h"
 #include "cpu/cpu_info.h"
 #include "disk_engine/CAtaSmart.h"
+#include "platform/CalendarTime.h"
 #include "platform/Clock.h"
 #include "platform/FaultTrap.h"
 #include "platform/Platform.h"
 #include "platform/SystemFacts.h"
-#include "platform/text.h"
 #include "state/ProcessState.h"
 
 #include <fmt/chrono.h>
@@ -49,10 +50,6 @@ Json parsed(const Outcome& outcome) {
     return Json::parse(std::get<std::string>(outcome.value), nullptr, false);
 }
 
-std::string shown(const std::string& text) {
-    return printable(platform::utf8ToWide(text));
-}
-
 /// Facts that no export gives. A hardware fault on the way leaves them unknown.
 template <class Fact>
 void quietly(Fact&& fact) {
@@ -62,7 +59,7 @@ void quietly(Fact&& fact) {
 std::string processorName() {
     std::array<char, 48> brand{};
     quietly([&] { brand = GetCpuName(); });
-    std::string name = shown(std::string(brand.data(), ::strnlen(brand.data(), brand.size())));
+    std::string name = printable(std::string_view(brand.data(), ::strnlen(brand.data(), brand.size())));
     name.erase(0, name.find_first_not_of(' '));
     name.erase(name.find_last_not_of(' ') + 1);
     return name;
@@ -102,11 +99,13 @@ BatterySample sampleOf(const battery::BatteryInfo& battery) {
 
 void setTime(Sample& sample, bool described) {
     const std::int64_t ns = watchClockNs(described);
-    const auto seconds = static_cast<std::time_t>(ns / 1'000'000'000);
+    const std::int64_t seconds = ns / 1'000'000'000;
     const std::int64_t milliseconds = ns / 1'000'000 % 1000;
     sample.time = described ? fmt::format("{}.{:03}", seconds, milliseconds)
-                            : fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z", fmt::gmtime(seconds), milliseconds);
-    sample.shownTime = described ? sample.time + " s" : fmt::format("{:%H:%M:%S}", fmt::localtime(seconds));
+                            : fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z", platform::universalTime(seconds),
+                                          milliseconds);
+    sample.shownTime =
+        described ? sample.time + " s" : fmt::format("{:%H:%M:%S}", platform::localTime(seconds));
 }
 
 } // namespace
@@ -114,22 +113,33 @@ void setTime(Sample& sample, bool described) {
 std::int64_t watchClockNs(bool described) {
     using namespace std::chrono;
     if (described) return platform::current().clock().monotonicNs();
-    return duration_cast<nanoseconds>(system_clock::now().time_since_epoch()).count();
+    return duration_cast<nanoseconds>(platform::wallClock().time_since_epoch()).count();
 }
 
-Value Sampler::number(std::string_view name, double scale, std::uint32_t index) {
-    const Export& entry = *findExport(name);
-    const Outcome outcome = run(entry, index);
-    if (outcome.failed) return Value::none(shown(outcome.reason));
+Value Sampler::valueOf(const Export& entry, const Outcome& outcome, double scale) const {
+    if (outcome.failed && !outcome.bySystem) return Value::none(printable(outcome.reason));
     if (first_ && entry.needsTwoSamples) return {};
+    if (outcome.bySystem) return Value::of(*outcome.bySystem * scale);
     const auto* number = std::get_if<double>(&outcome.value);
     return Value::of((number ? *number : std::get<std::int32_t>(outcome.value)) * scale);
 }
 
+Value Sampler::number(std::string_view name, double scale, std::uint32_t index) {
+    const Export& entry = *findExport(name);
+    return valueOf(entry, run(entry, index), scale);
+}
+
 void Sampler::takeProcessor() {
     ProcessorSample& processor = sample_.processor;
-    processor.load = number("getCpuLoad", 100.0);
-    processor.clock = number("getCpuFrequency");
+    processor.bySystem = false;
+    const auto counted = [&](std::string_view name, double scale) {
+        const Export& entry = *findExport(name);
+        const Outcome outcome = read(entry);
+        processor.bySystem |= outcome.bySystem.has_value();
+        return valueOf(entry, outcome, scale);
+    };
+    processor.load = counted("getCpuLoad", 100.0);
+    processor.clock = counted("getCpuFrequency", 1.0);
     if (first_) processor.baseClock = number("getCpuBaseFrequency");
     processor.temperature = number("getCpuTemperature");
     const bool refused = processor.temperature.known() && processor.temperature.number > kHottest;
@@ -147,38 +157,50 @@ void Sampler::takeMemory() {
     });
 }
 
+/// What the drive's record says now, after it was read anew.
+void Sampler::takeRecord(std::size_t index, bool listed) {
+    DriveSample& drive = sample_.drives[index];
+    Value called = Value::of(0);
+    if (listed)
+        called = number("getDiskTemperature", 1.0, static_cast<std::uint32_t>(index));
+    else
+        unlisted_.renew(index);
+    const AtaSmartInfo& asi = processWide<CAtaSmart>().vars[index];
+    const DriveAnswer answer = answerOf(asi, described_);
+    const DriveFacts facts = called.known() ? currentFacts(asi) : DriveFacts{};
+    drive.place = placeOf(asi);
+    drive.model = printable(asi.Model);
+    drive.kind = kindOf(asi) + std::string(" ") + sizeText(asi.TotalDiskSize);
+    drive.answers = answer.answers;
+    drive.lastAnswer = lastAnswerText(answer, described_);
+    drive.silence = answer.reason;
+    drive.health = healthWord(facts.health);
+    drive.life = facts.life ? Value::of(*facts.life) : Value::none();
+    drive.temperature = !called.known()      ? called
+                        : !answer.answers    ? Value::none(silenceText(answer, described_))
+                        : !facts.temperature ? Value::none()
+                                             : Value::of(*facts.temperature);
+}
+
 /// The list stays what it was at first. A drive that is gone gives failures.
 void Sampler::takeDrives(const std::atomic<bool>& stop) {
     if (first_) {
         sample_.driveList = number("initDisk");
         sample_.unreadDrives = unreadDriveLines();
     }
-    const auto& vars = processWide<CAtaSmart>().vars;
     const auto listed = static_cast<std::size_t>(sample_.driveList.known() ? sample_.driveList.number : 0);
-    sample_.drives.resize(vars.size());
-    for (std::size_t i = 0; i < vars.size() && !stop; ++i) {
+    sample_.drives.resize(processWide<CAtaSmart>().vars.size());
+    for (std::size_t i = 0; i < sample_.drives.size() && !stop; ++i) {
+        takeRecord(i, i < listed);
         DriveSample& drive = sample_.drives[i];
-        const auto index = static_cast<std::uint32_t>(i);
-        if (i >= listed) { // no list: the records tell what they knew when they were made
-            drive.temperature = vars[i].Temperature == kNoTemperature
-                                    ? Value::none()
-                                    : degrees(Value::of(vars[i].Temperature * vars[i].TemperatureMultiplier));
+        if (i >= listed) {
             drive.read = drive.write = Value::none();
-        } else {
-            drive.temperature = degrees(number("getDiskTemperature", 1.0, index));
-            if (!first_) {
-                const Outcome speed = run(*findExport("getDiskReadWriteSpeed"), index);
-                const Json rates = speed.failed ? Json() : parsed(speed);
-                drive.read = speed.failed ? Value::none(shown(speed.reason)) : rate(rates, "read");
-                drive.write = speed.failed ? drive.read : rate(rates, "write");
-            }
+        } else if (!first_) {
+            const Outcome speed = run(*findExport("getDiskReadWriteSpeed"), static_cast<std::uint32_t>(i));
+            const Json rates = speed.failed ? Json() : parsed(speed);
+            drive.read = speed.failed ? Value::none(printable(speed.reason)) : rate(rates, "read");
+            drive.write = speed.failed ? drive.read : rate(rates, "write");
         }
-        const AtaSmartInfo& asi = vars[i]; // after the call that reads it anew
-        drive.place = placeOf(asi);
-        drive.model = printable(asi.Model);
-        drive.kind = kindOf(asi) + std::string(" ") + sizeText(asi.TotalDiskSize);
-        drive.health = healthWord(asi.DiskStatus);
-        drive.life = asi.Life == kNone ? Value::none() : Value::of(asi.Life);
     }
 }
 
@@ -193,7 +215,7 @@ void Sampler::takeBatteries() {
         BatterySample& sample = sample_.batteries[i];
         if (outcome.failed) {
             sample.charge = sample.health = sample.power = sample.temperature = sample.minutesLeft =
-                Value::none(shown(outcome.reason));
+                Value::none(printable(outcome.reason));
             sample.states = "unknown";
         } else {
             sample = sampleOf(battery);
@@ -205,13 +227,13 @@ void Sampler::takeBatteries() {
 void Sampler::takeAdapters() {
     const Outcome outcome = run(*findExport("getNetCurrentSpeed"));
     sample_.adapters.clear();
-    sample_.adapterList = outcome.failed ? Value::none(shown(outcome.reason)) : Value::of(0);
+    sample_.adapterList = outcome.failed ? Value::none(printable(outcome.reason)) : Value::of(0);
     if (outcome.failed) return;
     const Json list = parsed(outcome);
     for (const Json& entry : list.is_array() ? list : Json::array()) {
         AdapterSample& adapter = sample_.adapters.emplace_back();
         if (entry.contains("model") && entry["model"].is_string())
-            adapter.model = shown(entry["model"].get<std::string>());
+            adapter.model = printable(entry["model"].get<std::string>());
         if (first_) continue;
         adapter.down = rate(entry, "down");
         adapter.up = rate(entry, "up");
@@ -246,9 +268,11 @@ const Sample& Sampler::take(const std::atomic<bool>& stop,
 }
 
 std::vector<Series> seriesOf(const Sample& sample) {
+    const std::string counted =
+        sample.processor.bySystem ? fmt::format("load and clock by {}", kBySystem) : std::string();
     std::vector<Series> all = {
-        {"cpu_load_%", "", &sample.processor.load, 1},
-        {"cpu_clock_MHz", "", &sample.processor.clock, 0},
+        {"cpu_load_%", counted, &sample.processor.load, 1},
+        {"cpu_clock_MHz", counted, &sample.processor.clock, 0},
         {"cpu_temp_C", "", &sample.processor.temperature, 1},
         {"gpu_load_%", "", &sample.gpuLoad, 1},
         {"gpu_temp_C", "", &sample.gpuTemperature, 1},

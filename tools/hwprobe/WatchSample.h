@@ -1,5 +1,6 @@
 #pragma once
 
+#include "DriveFacts.h"
 #include "Exports.h"
 
 #include <atomic>
@@ -25,12 +26,16 @@ struct Value {
 struct ProcessorSample {
     std::string name;                          // empty: it has none
     Value load, temperature, clock, baseClock; // per cent, degrees Celsius, MHz, MHz
+    bool bySystem = false;                     // load and clock: the library does not know the processor
 };
 
 struct DriveSample {
-    std::string place, model, kind, health;
+    std::string place, model, kind;
+    bool answers = false; // while it does not, the next three are unknown, and the temperature has the reason
     Value temperature, life;
-    Value read, write; // bytes a second
+    std::string health;
+    std::string lastAnswer, silence; // a time as that of the sample; the reason of the silence
+    Value read, write;               // bytes a second
 };
 
 struct AdapterSample {
@@ -80,15 +85,18 @@ class Sampler {
     const Sample& take(const std::atomic<bool>& stop, const std::function<void(const Sample&)>& progress);
 
   private:
+    Value valueOf(const Export& entry, const Outcome& outcome, double scale) const;
     Value number(std::string_view name, double scale = 1.0, std::uint32_t index = 0);
     void takeProcessor();
     void takeMemory();
     void takeDrives(const std::atomic<bool>& stop);
+    void takeRecord(std::size_t index, bool listed);
     void takeBatteries();
     void takeAdapters();
 
     const bool described_;
     bool first_ = true;
+    UnlistedDrives unlisted_;
     Sample sample_;
 };
 

@@ -34,12 +34,12 @@ class PlainScreen : public WatchScreen {
         put(text + "\x1b[J");
     }
 
-    Key key() override {
+    std::vector<Key> keys() override {
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
         const ScreenSize size = screenSize();
         const bool resized = size.columns != size_.columns || size.rows != size_.rows;
         size_ = size;
-        return resized ? Key::resize : Key::none;
+        return resized ? std::vector{Key::resize} : std::vector<Key>{};
     }
 
   private:
@@ -47,6 +47,8 @@ class PlainScreen : public WatchScreen {
 };
 
 } // namespace
+
+void leaveSignalsToScreen() {}
 
 std::unique_ptr<WatchScreen> openWatchScreen() {
     const char* terminal = std::getenv("TERM");

@@ -5,7 +5,9 @@
 #include "Exports.h"
 #include "Metrics.h"
 #include "Output.h"
+#include "Printable.h"
 #include "Suggestion.h"
+#include "Terminal.h"
 #include "disk_engine/CAtaSmart.h"
 #include "frame/border/TextResults.h"
 #include "frame/border/globals.h"
@@ -61,7 +63,7 @@ void addExplain(CLI::App& app, Options& options) {
     explain.add_flag("--nvme", options.blocks.nvme, "The blocks are an NVMe drive's")->excludes(thresholds);
     explain.add_option("--drive", options.drive, "Read drive N (\\\\.\\PhysicalDriveN) in place of files")
         ->type_name("N")
-        ->check(CLI::Range(0, orv::MAX_SEARCH_PHYSICAL_DRIVE - 1))
+        ->check(CLI::NonNegativeNumber)
         ->excludes("--identify", "--smart", "--thresholds", "--nvme");
     explain.add_flag("--json", options.json, "One JSON object; null where the drive tells nothing");
 }
@@ -100,10 +102,10 @@ int execute(const CLI::App& app, const Options& options) {
         orv::ProcessState::renew(); // what loading made was this machine's
         orv::platform::use(*machine);
         orv::frame::makeRoomForFailures();
-        title = machine->name() + " (" + options.machine + ")";
+        title = tool::printable(machine->name() + " (" + options.machine + ")");
     }
     if (options.trace) tool::traceToStandardError();
-    if (app.got_subcommand("show")) return tool::show(title, options.json);
+    if (app.got_subcommand("show")) return tool::show(title, options.json, machine != nullptr);
     if (app.got_subcommand("call")) return tool::call(options.calls);
     if (app.got_subcommand("explain") && options.drive < 0 &&
         (options.blocks.identify.empty() || options.blocks.smart.empty()))
@@ -193,7 +195,7 @@ int run(int argc, char** argv) {
     } catch (const CLI::ParseError& problem) {
         return refuse(app, problem);
     } catch (const orv::platform::MachineFileError& problem) {
-        std::fprintf(stderr, "%s\n", tool::onOneLine(problem.what()).c_str());
+        std::fprintf(stderr, "%s\n", tool::printable(tool::onOneLine(problem.what())).c_str());
         return tool::kExitUsage;
     }
 }
@@ -201,6 +203,7 @@ int run(int argc, char** argv) {
 } // namespace
 
 int main(int argc, char** argv) {
+    tool::makeLimitAnError();
     try {
         const int status = run(argc, argv);
         tool::put(""); // help and version are written elsewhere

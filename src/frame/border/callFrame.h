@@ -1,7 +1,8 @@
 #pragma once
 
-#include "frame/lastError.h"
+#include "frame/border/TextResults.h"
 #include "json/value.h"
+#include "platform/Cancellation.h"
 
 #include <cmath>
 #include <cstddef>
@@ -14,14 +15,6 @@
 
 namespace orv::frame {
 
-/// The two buffers of a text export: a pointer to one stays valid while the other is written.
-struct TextResult {
-    TextResult() { failure.reserve(kFailureRoom); }
-
-    std::string success;
-    std::string failure;
-};
-
 /// How a text export tells a failure: the text of a reason, and the text for when memory has run out, which
 /// has to fit into the room that is set aside.
 struct FailureForm {
@@ -29,25 +22,35 @@ struct FailureForm {
     const char* withoutMemory;
 };
 
-/// The C++ run-time library's own record of this thread's exceptions. In a host written in C the system makes
-/// it when first asked for, and ends the process when it has no memory: so it is asked for by each call, not
-/// by the first failure.
-inline void makeRoomForExceptions() noexcept {
-    // What looks into it; the value is kept so that the call is.
-    [[maybe_unused]] volatile const int found = std::uncaught_exceptions();
+template <class Body>
+[[gnu::noinline]] auto insideCall(Body& body) {
+    return body();
+}
+
+/// The outermost step of each export: its thread is not cancelled in it. Nothing here has to be destroyed,
+/// nor may anything be put in line that has: a thread that is cancelled at any instruction on its way in or
+/// out is unwound through this frame.
+template <class Body>
+auto entered(Body&& body) {
+    const platform::Cancellation former = platform::holdCancellation();
+    const auto answer = insideCall(body);
+    platform::restoreCancellation(former);
+    return answer;
 }
 
 /// One call of an export: whatever derives from the standard exception stops here and becomes `lastError`
 /// and the failure value. Telling the failure allocates nothing that it could not do without.
 template <class Value, class Body>
 Value guarded(Value failureValue, Body&& body) {
-    makeRoomForExceptions();
-    try {
-        return body();
-    } catch (const std::exception& failure) {
-        setLastError(failure.what());
-        return failureValue;
-    }
+    return entered([&]() -> Value {
+        makeRoomForExceptions();
+        try {
+            return body();
+        } catch (const std::exception& failure) {
+            setLastError(failure.what());
+            return failureValue;
+        }
+    });
 }
 
 /// As above for a reading, which is a number in any case.
@@ -71,16 +74,19 @@ inline const char* tellFailure(TextResult& result, const FailureForm& form, cons
     return result.failure.c_str();
 }
 
-/// As above for a text export: `body` gives the text.
+/// As above for a text export: `body` gives the text, which the export's place among the results keeps.
 template <class Body>
-const char* guardedText(TextResult& result, Body&& body, const FailureForm& form) {
-    makeRoomForExceptions();
-    try {
-        result.success = body();
-        return result.success.c_str();
-    } catch (const std::exception& failure) {
-        return tellFailure(result, form, failure.what());
-    }
+const char* guardedText(TextResult TextResults::*place, Body&& body, const FailureForm& form) {
+    return entered([&] {
+        makeRoomForExceptions();
+        TextResult& result = processWide<TextResults>().*place;
+        try {
+            result.success = body();
+            return result.success.c_str();
+        } catch (const std::exception& failure) {
+            return tellFailure(result, form, failure.what());
+        }
+    });
 }
 
 /// {"error":REASON}

@@ -5,7 +5,7 @@
 #include "battery/BatteryReport.h"
 #include "cpu/cpu.h"
 #include "disk/DiskReport.h"
-#include "frame/border/TextResults.h"
+#include "frame/border/callFrame.h"
 #include "frame/sehGuard.h"
 #include "frame/supportedArch.h"
 #include "gpu/Gpu.h"
@@ -18,12 +18,9 @@ using namespace orv;
 using frame::guarded;
 using frame::guardedReading;
 using frame::guardedText;
+using frame::TextResults;
 
 namespace {
-
-frame::TextResults& texts() noexcept {
-    return processWide<frame::TextResults>();
-}
 
 /// The text of a report builder that runs under the hardware-fault guard.
 template <class Builder>
@@ -83,7 +80,7 @@ int32_t getMemoryLoad(void) {
 }
 
 const char* getMemoryManufacturerAndModel(void) {
-    return guardedText(texts().memoryManufacturerAndModel, memory::manufacturerAndModelReport,
+    return guardedText(&TextResults::memoryManufacturerAndModel, memory::manufacturerAndModelReport,
                        frame::kCodeObject);
 }
 
@@ -93,7 +90,7 @@ int32_t initDisk(void) {
 
 const char* getAllDiskType(void) {
     return guardedText(
-        texts().allDiskType,
+        &TextResults::allDiskType,
         [] {
             return underSehGuard([] {
                 initDisk(); // a failure is told by getLastError; the report is that of no drives
@@ -109,12 +106,12 @@ double getDiskTemperature(uint32_t index) {
 
 const char* getDiskReadWriteSpeed(uint32_t index) {
     return guardedText(
-        texts().diskReadWriteSpeed, [&] { return disk::speedReport(frame::at(disk::diskList(), index)); },
-        frame::kBoundedError<1024>);
+        &TextResults::diskReadWriteSpeed,
+        [&] { return disk::speedReport(frame::at(disk::diskList(), index)); }, frame::kBoundedError<1024>);
 }
 
 const char* getDiskNameWhichOsInstalled(void) {
-    return guardedText(texts().diskNameWhichOsInstalled, disk::systemDiskReport, frame::kCodeObject);
+    return guardedText(&TextResults::diskNameWhichOsInstalled, disk::systemDiskReport, frame::kCodeObject);
 }
 
 int32_t initBattery(void) {
@@ -123,28 +120,33 @@ int32_t initBattery(void) {
 
 const char* getBatteryAllMessage(uint32_t index) {
     return guardedText(
-        texts().batteryAllMessage, [&] { return battery::report(frame::at(battery::batteryList(), index)); },
+        &TextResults::batteryAllMessage,
+        [&] { return battery::report(frame::at(battery::batteryList(), index)); },
         frame::kBoundedError<4096>);
 }
 
 const char* getNetCardMessage(void) {
     return guardedText(
-        texts().netCardMessage, [] { return underSehGuard(net::netCardReport); }, frame::kErrorObject);
+        &TextResults::netCardMessage, [] { return underSehGuard(net::netCardReport); }, frame::kErrorObject);
 }
 
 const char* getNetCurrentSpeed(void) {
     return guardedText(
-        texts().netCurrentSpeed, [] { return underSehGuard(wlan::currentSpeedReport); }, frame::kErrorObject);
+        &TextResults::netCurrentSpeed, [] { return underSehGuard(wlan::currentSpeedReport); },
+        frame::kErrorObject);
 }
 
 void releaseRing0(void) {
-    try {
-        WinRing0Release();
-    } catch (const std::exception&) {
-        // No failure is reported. Without memory for its state the access was never begun.
-    }
+    frame::entered([] {
+        try {
+            WinRing0Release();
+        } catch (const std::exception&) {
+            // No failure is reported. Without memory for its state the access was never begun.
+        }
+        return 0;
+    });
 }
 
 const char* getLastError(void) {
-    return processWide<frame::LastError>().text.c_str();
+    return frame::entered([] { return processWide<frame::LastError>().text.c_str(); });
 }

@@ -10,10 +10,31 @@
 #include "log/Logger.h"
 #include "log/log.h"
 #include "memory/MemoryTables.h"
+#include "platform/Cancellation.h"
 #include "platform/Platform.h"
 #include "platform/floatingPoint.h"
 
 namespace orv {
+
+namespace {
+
+// Loading and unloading are calls too: the thread that does either is not cancelled from the first of these
+// objects to the last.
+constinit platform::Cancellation formerCancellation;
+
+struct FirstObject {
+    FirstObject() { formerCancellation = platform::holdCancellation(); }
+    ~FirstObject() noexcept(false) { platform::restoreCancellation(formerCancellation); }
+};
+
+struct LastObject {
+    LastObject() { platform::restoreCancellation(formerCancellation); }
+    ~LastObject() noexcept(false) { formerCancellation = platform::holdCancellation(); }
+};
+
+const FirstObject firstObject;
+
+} // namespace
 
 const std::unordered_map<std::uint32_t, std::string> sehExceptionNames = {
     {0xC0000005, "EXCEPTION_ACCESS_VIOLATION"},
@@ -114,6 +135,8 @@ const bool failuresHaveRoom = (frame::makeRoomForFailures(), true);
 // The one engine: it asks the platform for the system's version and its mutex, so it comes after it. It logs
 // nothing, and its place among the loggers could not be told.
 const bool engineMade = (processWide<CAtaSmart>(), true);
+
+const LastObject lastObject;
 
 } // namespace
 

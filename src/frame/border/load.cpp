@@ -3,7 +3,13 @@
 // behind when it reads nothing.
 
 #include "log/Logger.h"
+#include "platform/Cancellation.h"
 
 namespace {
-[[maybe_unused]] const bool logFileOpened = (orv::log::openFile(), true);
+[[maybe_unused]] const bool logFileOpened = [] {
+    const auto former = orv::platform::holdCancellation();
+    orv::log::openFile();
+    orv::platform::restoreCancellation(former);
+    return true;
+}();
 } // namespace

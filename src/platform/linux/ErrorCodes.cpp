@@ -13,12 +13,12 @@ struct Row {
 
 // The first row of an errno serves errno to code, the first row of a code serves code to errno.
 constexpr Row kRows[] = {
-    {EINVAL, 87},        // ERROR_INVALID_PARAMETER
-    {ENOENT, 2},         // ERROR_FILE_NOT_FOUND
-    {ENOENT, 3},         // ERROR_PATH_NOT_FOUND
-    {ENOTDIR, 3},        // ERROR_PATH_NOT_FOUND
-    {EMFILE, 4},         // ERROR_TOO_MANY_OPEN_FILES
-    {ENFILE, 4},         // ERROR_TOO_MANY_OPEN_FILES
+    {EINVAL, 87}, // ERROR_INVALID_PARAMETER
+    {ENOENT, 2},  // ERROR_FILE_NOT_FOUND
+    {ENOENT, 3},  // ERROR_PATH_NOT_FOUND
+    {ENOTDIR, 3}, // ERROR_PATH_NOT_FOUND
+    {EMFILE, kTooManyOpenFiles},
+    {ENFILE, kTooManyOpenFiles},
     {EACCES, 5},         // ERROR_ACCESS_DENIED
     {EPERM, 5},          // ERROR_ACCESS_DENIED
     {EROFS, 19},         // ERROR_WRITE_PROTECT

@@ -1,5 +1,6 @@
 #include "platform/linux/LinuxPlatform.h"
 
+#include "platform/Cancellation.h"
 #include "state/HeldMutex.h"
 
 #include <atomic>
@@ -13,7 +14,12 @@ namespace {
 void watchForks() {
     constinit static std::atomic<bool> watching{false};
     if (watching.exchange(true)) return;
-    ::pthread_atfork(ForkSteps::before, ForkSteps::afterInParent, [] {
+    const auto before = [] {
+        const Cancellation former = holdCancellation(); // it waits
+        ForkSteps::before();
+        restoreCancellation(former);
+    };
+    ::pthread_atfork(before, ForkSteps::afterInParent, [] {
         ForkSteps::afterInChild();
         forgetGuardsOfOtherThreads();
     });

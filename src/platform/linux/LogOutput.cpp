@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <poll.h>
+#include <sys/auxv.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -63,6 +64,11 @@ class SignalsHeld {
     sigset_t former_;
     sigset_t pending_;
 };
+
+/// False in a set-user-ID process and its like: its environment is somebody else's.
+bool environmentIsOurs() {
+    return ::getauxval(AT_SECURE) == 0;
+}
 
 /// Whether the process may write files of a limited size only. Asked once: a limit that a host sets later is
 /// its own affair.
@@ -185,7 +191,8 @@ int writeToSocket(int stream, std::string_view text) noexcept {
 class Console final : public LogOutput {
   public:
     explicit Console(int stream)
-        : stream_(stream), coloured_(::isatty(stream) == 1 && spdlog::details::os::is_color_terminal()),
+        : stream_(stream),
+          coloured_(::isatty(stream) == 1 && environmentIsOurs() && spdlog::details::os::is_color_terminal()),
           limited_(filesAreLimited()) {}
 
     bool write(LogLines lines) noexcept override {
@@ -261,7 +268,7 @@ std::unique_ptr<LogOutput> openLogFile(const std::string& directory, const std::
 }
 
 std::optional<std::string> environmentVariable(const char* name) {
-    const char* text = std::getenv(name);
+    const char* text = environmentIsOurs() ? std::getenv(name) : nullptr;
     return text ? std::optional<std::string>(text) : std::nullopt;
 }
 

@@ -20,6 +20,9 @@ class LinuxServices : public ManagementServices {
         using Answer = Result<std::unique_ptr<ManagementEnumerator>>;
         const auto query = readManagementQuery(wql);
         if (!query) return Answer::failed(kManagementClass);
+        // Without a descriptor there would be no drives, which is no answer.
+        if (const auto blocks = files_.list("/sys/block"); blocks.error == kTooManyOpenFiles)
+            return Answer::failed(kComWin32 | blocks.error);
         if (auto rows = answerDriveQuery(disks_, *query, latest_)) return {enumerate(std::move(*rows))};
         if (query->associators || !sameName(query->className, L"Win32_PhysicalMemory"))
             return Answer::failed(kManagementClass);

@@ -101,8 +101,8 @@ std::vector<LogicalProcessorRecord> LinuxProcessor::records() {
     RecordList list;
     for (const std::uint32_t processor : processors_.numbers()) {
         const std::string folder = processorFolder(processor);
-        list.add(bits(folder + "/topology/thread_siblings"), plain(kCore));
-        list.add(bits(folder + "/topology/core_siblings"), plain(kPackage));
+        list.add(processors_.bitsOf(coreOf(files_, processor)), plain(kCore));
+        list.add(processors_.bitsOf(packageOf(files_, processor)), plain(kPackage));
         for (const std::uint32_t index : numberedEntries(files_, folder + "/cache", "index")) {
             const std::string cache = folder + "/cache/index" + std::to_string(index);
             list.add(bits(cache + "/shared_cpu_map"), cacheRecord(files_, cache));

@@ -27,7 +27,23 @@ AffinityMask onLine(const RootedFiles& files) {
     return text.empty() ? AffinityMask().set() : setOfRanges(text);
 }
 
+/// A set by its present name, else by the one that older kernels have alone and newer ones may leave out.
+AffinityMask sharing(const RootedFiles& files, std::uint32_t number, const char* name,
+                     const char* olderName) {
+    const std::string folder = processorFolder(number) + "/topology/";
+    const std::string text = files.line(folder + name);
+    return setOfWords(text.empty() ? files.line(folder + olderName) : text);
+}
+
 } // namespace
+
+AffinityMask coreOf(const RootedFiles& files, std::uint32_t number) {
+    return sharing(files, number, "core_cpus", "thread_siblings");
+}
+
+AffinityMask packageOf(const RootedFiles& files, std::uint32_t number) {
+    return sharing(files, number, "package_cpus", "core_siblings");
+}
 
 std::string processorFolder(std::uint32_t number) {
     return kProcessors + std::string("/cpu") + std::to_string(number);
@@ -80,9 +96,9 @@ void ProcessorSet::find() {
     const AffinityMask usable = permitted(files_) & onLine(files_);
     for (const std::uint32_t number : numberedEntries(files_, kProcessors, "cpu")) {
         if (number >= usable.size() || !usable[number]) continue;
-        const std::string package = files_.line(processorFolder(number) + "/topology/core_siblings");
-        if (package.empty()) continue; // as it is while the processor is off line
-        inside_ = setOfWords(package) & usable;
+        const AffinityMask package = packageOf(files_, number);
+        if (package.none()) continue; // as it is while the processor is off line
+        inside_ = package & usable;
         break;
     }
     if (inside_.none()) inside_ = AffinityMask(0xFFFFFFFF);
@@ -93,6 +109,8 @@ void ProcessorSet::find() {
         else
             inside_.reset(i);
     }
+    for (const std::uint32_t number : numbers_)
+        cores_.push_back(bitsOf(coreOf(files_, number)));
 }
 
 const std::vector<std::uint32_t>& ProcessorSet::numbers() {
@@ -121,6 +139,13 @@ std::uint32_t ProcessorSet::bitsOf(const AffinityMask& kernelSet) {
     for (std::size_t i = 0; i < numbers().size(); ++i)
         bits |= std::uint32_t{kernelSet[numbers_[i]]} << i;
     return bits;
+}
+
+std::optional<std::size_t> ProcessorSet::standInFor(std::size_t bit) {
+    const std::uint32_t usable = bitsOf(onLine(files_));
+    if ((usable >> bit & 1) != 0) return std::nullopt;
+    const std::uint32_t ofCore = usable & cores_[bit];
+    return lowestBit(ofCore != 0 ? ofCore : usable);
 }
 
 AffinityMask ProcessorSet::toKernel(const AffinityMask& mask) {

@@ -27,6 +27,9 @@ class ProcessorSet {
     std::optional<std::size_t> lowestBit(std::uint32_t mask);
     /// The bits of a set of the kernel's numbers.
     std::uint32_t bitsOf(const AffinityMask& kernelSet);
+    /// For a processor that has gone off line, by its bit: the lowest on-line one of its core, else of the
+    /// set. None for one that is on line.
+    std::optional<std::size_t> standInFor(std::size_t bit);
 
     /// An affinity in bits of the set to one in the kernel's numbers, and back. Bits from 32 on stand for the
     /// processors outside the set in their order, so that any affinity comes back as it was.
@@ -40,11 +43,15 @@ class ProcessorSet {
 
     const RootedFiles& files_;
     std::vector<std::uint32_t> numbers_;
+    std::vector<std::uint32_t> cores_; // the bits of each one's core: off line it has none
     AffinityMask inside_;
 };
 
 /// Folder of a processor's facts by the kernel's number.
 std::string processorFolder(std::uint32_t number);
+/// The processors of a processor's core and of its package; empty while it is off line.
+AffinityMask coreOf(const RootedFiles& files, std::uint32_t number);
+AffinityMask packageOf(const RootedFiles& files, std::uint32_t number);
 /// Numbers N of the entries "prefixN" of a folder, in their order.
 std::vector<std::uint32_t> numberedEntries(const RootedFiles& files, std::string_view folder,
                                            std::string_view prefix);

@@ -121,7 +121,8 @@ ErrorCode LinuxRing0::writeAt(const std::string& path, std::uint64_t offset, con
 }
 
 ErrorCode LinuxRing0::openRegisters() const {
-    const OpenFile device(files_.full(registerDevice(processors_.numbers().front())), O_RDONLY);
+    const std::size_t bit = processors_.standInFor(0).value_or(0);
+    const OpenFile device(files_.full(registerDevice(processors_.numbers()[bit])), O_RDONLY);
     return device.get() < 0 ? errorFromErrno(errno) : kSuccess;
 }
 
@@ -161,11 +162,18 @@ std::optional<std::uint32_t> LinuxRing0::thermalStatus(std::size_t bit) {
 Ring0Answer LinuxRing0::RdmsrTx(std::uint32_t index, std::uint32_t affinityMask) {
     const auto bit = processors_.lowestBit(affinityMask);
     if (!bit) return Ring0Answer::failed(kInvalidParameter);
-    const auto itself = [&] {
+    const auto registerOf = [&](std::size_t processor) {
         std::uint64_t value = 0;
         const ErrorCode error =
-            readAt(registerDevice(processors_.numbers()[*bit]), index, &value, sizeof value);
+            readAt(registerDevice(processors_.numbers()[processor]), index, &value, sizeof value);
         return error == kSuccess ? Ring0Answer::read(value) : Ring0Answer::failed(error);
+    };
+    const auto itself = [&] {
+        const Ring0Answer answer = registerOf(*bit);
+        const auto other = answer.result == 1 ? std::nullopt : processors_.standInFor(*bit);
+        if (!other) return answer;
+        const auto status = index == kThermStatus ? thermalStatus(*other) : std::nullopt;
+        return status ? Ring0Answer::read(*status) : registerOf(*other);
     };
     if (index != kThermStatus) return itself();
     return byDriver([&] { return thermalStatus(*bit); }, itself);

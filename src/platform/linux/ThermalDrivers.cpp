@@ -54,20 +54,24 @@ void ThermalDrivers::findCores() {
         if (files_.line(folder + "/name") == "coretemp") monitors.push_back(coreMonitor(files_, folder));
     }
     const auto& numbers = processors_.numbers();
-    const std::string package =
-        files_.line(processorFolder(numbers.front()) + "/topology/physical_package_id");
+    coreIds_.resize(numbers.size());
+    for (std::size_t bit = 0; bit < numbers.size(); ++bit) {
+        const std::string topology = processorFolder(numbers[bit]) + "/topology/";
+        if (package_.empty()) package_ = files_.line(topology + "physical_package_id");
+        if (coreIds_[bit].empty()) coreIds_[bit] = files_.line(topology + "core_id");
+    }
     std::map<std::string, std::string> cores;
     for (CoreMonitor& monitor : monitors) {
-        const bool ours =
-            monitor.package.empty()
-                ? monitors.size() == 1 || files_.linkName(monitor.folder + "/device") == "coretemp." + package
-                : monitor.package == package;
+        const bool ours = monitor.package.empty()
+                              ? monitors.size() == 1 ||
+                                    files_.linkName(monitor.folder + "/device") == "coretemp." + package_
+                              : monitor.package == package_;
         if (ours) cores.merge(monitor.cores);
     }
     cores_.assign(numbers.size(), {});
     if (cores.empty()) return;
     for (std::size_t bit = 0; bit < numbers.size(); ++bit)
-        cores_[bit] = cores[files_.line(processorFolder(numbers[bit]) + "/topology/core_id")];
+        cores_[bit] = cores[coreIds_[bit]];
 }
 
 /// Older kernels, and older families in all of them, give the control temperature without a label; some give

@@ -34,6 +34,9 @@ class ThermalDrivers {
     const RootedFiles& files_;
     ProcessorSet& processors_;
     std::vector<std::string> cores_; // a file a bit; empty where the driver has none
+    // Numbers of the package and of each bit's core, kept for when a processor is off line and tells none.
+    std::string package_;
+    std::vector<std::string> coreIds_;
     std::string control_;
 };
 

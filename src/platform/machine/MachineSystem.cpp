@@ -1,5 +1,6 @@
 #include "platform/machine/MachineSystem.h"
 
+#include "platform/ManagementData.h"
 #include "platform/machine/Node.h"
 #include "platform/text.h"
 
@@ -120,7 +121,10 @@ void MachineSystemFacts::showMessage(std::wstring_view title, std::wstring_view 
 }
 
 std::wstring MachineSystemFacts::errorText(ErrorCode code) {
-    const auto found = errorTexts_.find(code);
+    auto found = errorTexts_.find(code);
+    // A system error that travelled as an HRESULT has the same sentence.
+    if (found == errorTexts_.end() && (code & 0xFFFF0000) == kComWin32)
+        found = errorTexts_.find(code & 0xFFFF);
     return found == errorTexts_.end() ? std::wstring() : found->second;
 }
 

@@ -27,7 +27,11 @@ inline constexpr std::uint8_t SCSI_IOCTL_DATA_IN = 1;
 inline constexpr std::uint32_t kFixedMedia = 12; // MEDIA_TYPE FixedMedia
 
 // STORAGE_BUS_TYPE
+inline constexpr std::uint32_t kBusTypeScsi = 1;
+inline constexpr std::uint32_t kBusTypeFibre = 6;
 inline constexpr std::uint32_t kBusTypeUsb = 7;
+inline constexpr std::uint32_t kBusTypeIscsi = 9;
+inline constexpr std::uint32_t kBusTypeSas = 10;
 inline constexpr std::uint32_t kBusTypeNvme = 17;
 
 #pragma pack(push, 1)

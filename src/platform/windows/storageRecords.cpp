@@ -61,6 +61,8 @@ constexpr std::array<std::uint32_t, kOurNumbers.size()> kSystemNumbers = {
 };
 static_assert(kOurNumbers == kSystemNumbers);
 static_assert(kFixedMedia == FixedMedia && kBusTypeUsb == BusTypeUsb && kBusTypeNvme == BusTypeNvme);
+static_assert(kBusTypeScsi == BusTypeScsi && kBusTypeFibre == BusTypeFibre && kBusTypeIscsi == BusTypeiScsi &&
+              kBusTypeSas == BusTypeSas);
 static_assert(kStorageAdapterProtocolSpecific == StorageAdapterProtocolSpecificProperty &&
               kProtocolTypeNvme == ProtocolTypeNvme && kNvmeDataTypeIdentify == NVMeDataTypeIdentify &&
               kNvmeDataTypeLogPage == NVMeDataTypeLogPage);

@@ -21,7 +21,7 @@ pinger=$!
 # octets DIRECTION: the interface's own counter, with the clock in hundredths of a second.
 octets() { echo "$(cat "/sys/class/net/eth0/statistics/$1_bytes") $(cut -d' ' -f1 /proc/uptime)"; }
 received=$(octets rx) sent=$(octets tx)
-rates=$(line "$(call getNetCurrentSpeed sleep:2000 getNetCurrentSpeed)" 2)
+rates=$(line "$(call getNetCurrentSpeed sleep:5000 getNetCurrentSpeed)" 2)
 received="$received $(octets rx)" sent="$sent $(octets tx)"
 kill $pinger
 

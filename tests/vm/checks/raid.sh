@@ -3,7 +3,7 @@
 # shellcheck shell=sh
 
 tries=0
-until [ "$(echo /sys/block/sd* | wc -w)" = 2 ] || [ $tries = 20 ]; do
+until [ "$(echo /sys/block/sd* | wc -w)" = 2 ] || [ $tries = 120 ]; do
   sleep 1
   tries=$((tries + 1))
 done

@@ -16,15 +16,10 @@ prepare() {
 
 devices() {
   cat <<'TEXT'
--smbios
-file=build/vm/amd/module1
--netdev
-user,id=n1,restrict=on
--device
-rtl8139,netdev=n1,mac=52:54:00:0a:0b:03,romfile=
--netdev
-user,id=n2,restrict=on
--device
-e1000,netdev=n2,mac=52:54:00:0a:0b:04,romfile=
+-smbios file=build/vm/amd/module1
+-netdev user,id=n1,restrict=on
+-device rtl8139,netdev=n1,mac=52:54:00:0a:0b:03,romfile=
+-netdev user,id=n2,restrict=on
+-device e1000,netdev=n2,mac=52:54:00:0a:0b:04,romfile=
 TEXT
 }

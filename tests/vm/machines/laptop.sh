@@ -1,8 +1,5 @@
 # A board with a battery and an unplugged mains adapter, which a firmware table of our own adds: QEMU's
 # boards have none.
-board=q35
-cpu=Skylake-Client
-smp=2
 modules="battery ac"
 
 prepare() {
@@ -12,7 +9,6 @@ prepare() {
 
 devices() {
   cat <<'TEXT'
--acpitable
-file=build/vm/laptop/battery.aml
+-acpitable file=build/vm/laptop/battery.aml
 TEXT
 }

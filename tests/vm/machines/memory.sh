@@ -1,8 +1,5 @@
 # Two unequal DDR4 modules told by structures of our own, and eight EEPROMs behind the SMBus controller,
 # which start as zeros and which a check fills.
-board=q35
-cpu=Skylake-Client
-smp=2
 modules="msr i2c-i801 i2c-dev"
 
 manufacturer_1="Acme Memory" serial_1=1A2B3C4D part_1=AM4-8G-3200
@@ -16,9 +13,7 @@ prepare() {
 
 devices() {
   cat <<'TEXT'
--smbios
-file=build/vm/memory/module1
--smbios
-file=build/vm/memory/module2
+-smbios file=build/vm/memory/module1
+-smbios file=build/vm/memory/module2
 TEXT
 }
