@@ -151,7 +151,7 @@ TEST(ScsiDisks, LogPagesAndSenseData) {
         {{{0x0D, with(kDegrees, 13, 3)}},
          {},
          degrees + told + " ! log page 0Dh: parameter 0001h runs over its end"},
-        {{{0x0D, with(kDegrees, 3, 6)}}, {}, degrees + told}, // bytes behind the page's end are none of it
+        {{{0x0D, with(pageOf(0x0D, {{0, {0, 38}}, {1, {0, 30}}}), 3, 6)}}, {}, degrees + told}, // cut off
         {{{0x11, pageOf(0x11, {{1, {0, 7}}})}},
          {},
          nothing + " ! log page 11h: parameter 0001h has 2 bytes, not 4"},
@@ -287,8 +287,8 @@ TEST(ScsiDisks, DisksThatRefuseOrFail) {
     const auto answer = [](const char* what) {
         return fmt::format(R"(, "answers": [{{"path": "scsi", {}}}])", what);
     };
-    const auto attention = [](const ScsiBytes& sense) {
-        return fmt::format(R"(, "unitAttention": "{}")", hexOf(sense));
+    const auto attentions = [](const ScsiBytes& one, const ScsiBytes& two) {
+        return fmt::format(R"(, "unitAttentions": ["{}", "{}"])", hexOf(one), hexOf(two));
     };
     const std::string keys = scsiKeys("", R"("0d": ")" + hexOf(kDegrees) + '"'),
                       good = "degrees 38 good: nothing that it tells is wrong",
@@ -303,10 +303,12 @@ TEST(ScsiDisks, DisksThatRefuseOrFail) {
         {scsiDrive(noLogs),
          {nothing + " ! log page 00h is refused (05/20/00)"},
          {nothing + " ! log page 00h is refused (05/20/00)"}},
-        {scsiDrive(scsiKeys(attention(senseOf(6, 0x29, 0)), R"("0d": ")" + hexOf(kDegrees) + '"')),
+        {scsiDrive(scsiKeys(attentions(senseOf(6, 0x29, 0), senseOf(6, 0x2A, 1)),
+                            R"("0d": ")" + hexOf(kDegrees) + '"')),
          {good},
          {good}},
-        {scsiDrive(scsiKeys(attention(senseOf(6, 0x5D, 0x10)), R"("0d": ")" + hexOf(kDegrees) + '"')),
+        {scsiDrive(scsiKeys(attentions(senseOf(6, 0x29, 0), senseOf(6, 0x5D, 0x10)),
+                            R"("0d": ")" + hexOf(kDegrees) + '"')),
          {"degrees 38 failing: it predicts its failure: hardware, general failure (5D/10, REQUEST SENSE)"},
          {"degrees 38 failing: it predicts its failure: hardware, general failure (5D/10, REQUEST SENSE)"}},
         {scsiDrive(scsiKeys("", R"("15": ")" + hexOf(longPage) + '"')),

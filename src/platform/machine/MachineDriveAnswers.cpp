@@ -484,7 +484,7 @@ Result<ScsiReply> performScsi(MachineDrive& drive, DriveWay way, std::span<const
     const DriveAnswer* answer = drive.answerFor(way, std::nullopt);
     if (const ErrorCode error = planned(drive, answer, timeOutSeconds)) return Ended::failed(error);
     if (const ErrorCode error = drive.awaken(timeOutSeconds)) return Ended::failed(error);
-    ScsiReply reply = answerScsi(*drive.facts().scsi, drive.attentionGiven, cdb);
+    ScsiReply reply = answerScsi(*drive.facts().scsi, drive.attentionsGiven, cdb);
     if (answer && answer->data) reply = {0, *answer->data, {}};
     return {std::move(reply)};
 }

@@ -202,7 +202,7 @@ class MachineDrive {
     bool gone = false; ///< by an answer that makes it vanish
     /// What the request before asked for, of a pair that is not complete.
     std::optional<std::pair<DriveWay, DriveOperation>> pending;
-    bool attentionGiven = false; ///< its unit attention, of a SCSI disk
+    std::size_t attentionsGiven = 0; ///< unit attentions of a SCSI disk
 
     bool isNvme() const;
     bool present() const { return !gone && facts().present; }

@@ -134,7 +134,8 @@ ScsiDiskFacts readScsiDisk(const Node& scsi) {
     disk.rotationRate = static_cast<std::uint16_t>(scsi.number("rotationRate", 0xFFFF, 0));
     disk.inquiry = blockOf(scsi, "inquiry");
     disk.sense = blockOf(scsi, "sense");
-    disk.unitAttention = blockOf(scsi, "unitAttention");
+    for (const Node& attention : scsi.list("unitAttentions"))
+        disk.unitAttentions.push_back(attention.asBytes());
     if (const auto pages = scsi.find("logPages")) {
         auto& into = disk.logPages.emplace();
         for (const std::string& key : pages->keys())
@@ -149,7 +150,7 @@ ScsiReply refusedByScsi() {
     return refused(kInvalidCommand);
 }
 
-ScsiReply answerScsi(const ScsiDiskFacts& disk, bool& attentionGiven, Cdb cdb) {
+ScsiReply answerScsi(const ScsiDiskFacts& disk, std::size_t& attentionsGiven, Cdb cdb) {
     constexpr std::uint8_t testUnitReady = 0x00, requestSense = 0x03, inquiry = 0x12, readCapacity10 = 0x25,
                            logSenseCode = 0x4D, serviceActionIn16 = 0x9E, readCapacity16 = 0x10;
     constexpr std::uint8_t groupOf10 = 10;
@@ -157,11 +158,10 @@ ScsiReply answerScsi(const ScsiDiskFacts& disk, bool& attentionGiven, Cdb cdb) {
     const std::uint8_t code = cdb[0];
     if (cdb.size() < (code < 0x20 ? 6 : code == serviceActionIn16 ? 16 : groupOf10))
         return refused(kInvalidField);
-    const bool attentionWaits = disk.unitAttention && !attentionGiven;
-    if (attentionWaits && code != inquiry) {
-        attentionGiven = true;
-        if (code == requestSense) return given(*disk.unitAttention, cdb[4]);
-        return {kCheckCondition, {}, *disk.unitAttention};
+    if (attentionsGiven < disk.unitAttentions.size() && code != inquiry) {
+        const Block& attention = disk.unitAttentions[attentionsGiven++];
+        if (code == requestSense) return given(attention, cdb[4]);
+        return {kCheckCondition, {}, attention};
     }
     switch (code) {
     case testUnitReady:

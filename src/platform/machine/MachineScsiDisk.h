@@ -22,8 +22,8 @@ struct ScsiDiskFacts {
     std::optional<Block> inquiry;   ///< in place of the data made of the texts
     /// None: the disk has no LOG SENSE. A page without bytes is listed and refused.
     std::optional<std::map<std::uint8_t, std::optional<Block>>> logPages;
-    std::optional<Block> sense;         ///< data of REQUEST SENSE in place of "no sense"
-    std::optional<Block> unitAttention; ///< sense data that the first command gets which can have them
+    std::optional<Block> sense;        ///< data of REQUEST SENSE in place of "no sense"
+    std::vector<Block> unitAttentions; ///< sense data that the first commands get which can have them
 };
 
 ScsiDiskFacts readScsiDisk(const Node& scsi);
@@ -40,7 +40,8 @@ struct ScsiReply {
 /// Check condition: illegal request, invalid operation code.
 ScsiReply refusedByScsi();
 
-/// Carries a command block out. `attentionGiven` is the disk's memory of its unit attention.
-ScsiReply answerScsi(const ScsiDiskFacts& disk, bool& attentionGiven, std::span<const std::uint8_t> cdb);
+/// Carries a command block out. `attentionsGiven` is the disk's memory of its unit attentions.
+ScsiReply answerScsi(const ScsiDiskFacts& disk, std::size_t& attentionsGiven,
+                     std::span<const std::uint8_t> cdb);
 
 } // namespace orv::platform

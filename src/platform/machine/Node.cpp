@@ -238,14 +238,17 @@ bool Node::flag(std::string_view key, bool fallback) const {
 }
 
 std::vector<std::uint8_t> Node::bytes(std::string_view key) const {
-    const Node node = required(key);
+    return required(key).asBytes();
+}
+
+std::vector<std::uint8_t> Node::asBytes() const {
     std::string digits;
-    for (const char letter : node.asText()) {
+    for (const char letter : asText()) {
         if (std::isspace(static_cast<unsigned char>(letter))) continue;
-        if (!std::isxdigit(static_cast<unsigned char>(letter))) node.fail("must be hexadecimal bytes");
+        if (!std::isxdigit(static_cast<unsigned char>(letter))) fail("must be hexadecimal bytes");
         digits.push_back(letter);
     }
-    if (digits.size() % 2 != 0) node.fail("must be whole bytes of two hexadecimal digits");
+    if (digits.size() % 2 != 0) fail("must be whole bytes of two hexadecimal digits");
     std::vector<std::uint8_t> bytes(digits.size() / 2);
     for (std::size_t i = 0; i < bytes.size(); ++i)
         std::from_chars(&digits[2 * i], &digits[2 * i] + 2, bytes[i], 16);

@@ -51,6 +51,7 @@ class Node {
 
     /// This place itself as a value, for arrays of plain values.
     std::string asText() const;
+    std::vector<std::uint8_t> asBytes() const;
     std::uint64_t asNumber(std::uint64_t largest) const;
     bool isText() const;
     bool isObject() const;
