@@ -353,6 +353,8 @@ TEST(LinuxDrives, PathsAndTheirCommands) {
          {LR"(\\.\PhysicalDrive)", LR"(\\.\PhysicalDrive4294967296)", LR"(\\.\Scsi130999:)", L""})
         EXPECT_EQ(kFileNotFound, system.deviceFiles().open(path, {}).error) << wideToUtf8(path);
 
+    EXPECT_EQ(L"The device did not answer in time\r\n", system.systemFacts().errorText(kTimedOut));
+
     // A file that is no device is no node, and a disk that has gone is not there.
     tree.file("dev/sda", "a trap");
     auto file = system.deviceFiles().open(drive(0), {}).value;
