@@ -1,3 +1,4 @@
+#include "platform/records/NvmeRecords.h"
 #include "support/DriveControls.h"
 #include "support/ManagementRows.h"
 
@@ -96,6 +97,37 @@ TEST(MachineDrivesTest, RowsAreMadeOfDrivesAndControllers) {
     for (const auto& [query, rows] : cases)
         EXPECT_EQ(rows,
                   test::rowsOf(machine->managementData(), query, query == cases[0].first ? ofDrives : named));
+}
+
+TEST(MachineDrivesTest, TheHealthPageIsOfAllNamespaces) {
+    const auto machine = machineOf(drive("storageQuery nvmeMini"));
+    const auto mini = [&](std::uint32_t space) {
+        NvmeMiniportBlock block{};
+        block.header.HeaderLength = sizeof block.header;
+        std::memcpy(block.header.Signature, "NvmeMini", sizeof block.header.Signature);
+        block.command[0] = kNvmeGetLogPage;
+        block.command[1] = space;
+        block.command[10] = kNvmeHealthLog;
+        block.dataLength = 4096;
+        return send(*machine, {LR"(\\.\Scsi2:)", IOCTL_SCSI_MINIPORT, bytesOf(block), sizeof block}).error;
+    };
+    const auto query = [&](std::uint32_t subValue) {
+        const STORAGE_PROPERTY_QUERY block{kStorageAdapterProtocolSpecific,
+                                           0,
+                                           kProtocolTypeNvme,
+                                           kNvmeDataTypeLogPage,
+                                           kNvmeHealthLog,
+                                           subValue,
+                                           40,
+                                           4096,
+                                           0,
+                                           {}};
+        return send(*machine, {kDrive, IOCTL_STORAGE_QUERY_PROPERTY, bytesOf(block, 4144), 4144}).error;
+    };
+    EXPECT_EQ(kIoDevice, mini(0));
+    EXPECT_EQ(kSuccess, mini(kNvmeAllNamespaces));
+    EXPECT_EQ(kSuccess, query(0)) << "an offset";
+    EXPECT_EQ(kInvalidFunction, query(8));
 }
 
 TEST(MachineDrivesTest, VolumesTellTheirDisks) {

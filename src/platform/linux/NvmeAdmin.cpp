@@ -11,7 +11,6 @@ namespace orv::platform {
 
 namespace {
 
-constexpr std::uint32_t kUsualSeconds = 2;
 constexpr std::uint32_t kMostSeconds = 600;
 constexpr std::size_t kHealthLogBytes = 512;
 
@@ -38,8 +37,9 @@ Result<nvme_admin_cmd> nvmeCommandOf(const DriveRequest& request) {
     command.nsid = request.namespaceId;
     command.cdw10 = request.commandDword10;
     command.cdw11 = request.commandDword11;
-    const std::uint32_t seconds = request.timeOutSeconds == 0 ? kUsualSeconds : request.timeOutSeconds;
-    command.timeout_ms = std::min(seconds, kMostSeconds) * 1000;
+    // 0 is the kernel's own time-out. When an admin command runs out of time, the kernel resets the
+    // controller.
+    command.timeout_ms = std::min(request.timeOutSeconds, kMostSeconds) * 1000;
     std::size_t bytes = kNvmeDataBytes;
     if (request.nvmeOpcode == kNvmeGetLogPage) {
         if (request.path == DrivePath::storageQuery && command.cdw10 >> 16 == 0)
@@ -53,11 +53,19 @@ Result<nvme_admin_cmd> nvmeCommandOf(const DriveRequest& request) {
     return {command};
 }
 
+ErrorCode nvmeErrorOf(int status, int error) {
+    constexpr int withoutHints = 0x7FF; // status code and its type, without "more" and "do not retry"
+    constexpr int hostAborted = 0x371;
+    // No signal ends the wait for an admin command: EINTR is one that the kernel gave up.
+    if (status < 0) return error == EINTR ? kTimedOut : errorFromErrno(error);
+    if ((status & withoutHints) == hostAborted) return kTimedOut;
+    return status == 0 ? kSuccess : errorFromErrno(EIO);
+}
+
 ErrorCode sendNvme(int file, nvme_admin_cmd command, std::span<std::uint8_t> data) {
     command.addr = reinterpret_cast<std::uintptr_t>(data.data());
     const int status = ::ioctl(file, NVME_IOCTL_ADMIN_CMD, &command);
-    if (status < 0) return errorFromErrno(errno);
-    return status == 0 ? kSuccess : errorFromErrno(EIO); // above 0: the status that the drive gave
+    return nvmeErrorOf(status, errno);
 }
 
 } // namespace orv::platform

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <scsi/sg.h>
 #include <sys/ioctl.h>
 
@@ -11,7 +12,9 @@ namespace orv::platform {
 
 namespace {
 
-constexpr std::uint32_t kUsualSeconds = 2;
+/// More than a disk takes to spin up. At the end of a time-out the kernel aborts the command and resets what
+/// does not let go of it, the port of the system's disk too.
+constexpr std::uint32_t kUsualSeconds = 60;
 constexpr std::uint32_t kMostSeconds = 600;
 constexpr std::size_t kSenseRoom = 252;
 
@@ -75,6 +78,20 @@ ScsiCommand asGiven(const DriveRequest& request) {
     return command;
 }
 
+/// What the drive's SCSI status, sense data and length of transfer were, in the answer's head.
+void writeScsiEnd(const DriveRequest& request, const ScsiOutcome& outcome, std::span<std::byte> out) {
+    SCSI_PASS_THROUGH head;
+    if (out.size() < sizeof head) return;
+    std::memcpy(&head, out.data(), sizeof head);
+    const std::size_t sense = std::min(request.senseBytes, outcome.sense.size());
+    head.ScsiStatus = outcome.status;
+    head.SenseInfoLength = static_cast<std::uint8_t>(sense);
+    head.DataTransferLength = static_cast<std::uint32_t>(dataOf(outcome));
+    std::memcpy(out.data(), &head, sizeof head);
+    if (request.senseAt >= sizeof head && request.senseAt + sense <= out.size() && sense > 0)
+        std::memcpy(out.data() + request.senseAt, outcome.sense.data(), sense);
+}
+
 int directionOf(DataWay way) {
     if (way == DataWay::none) return SG_DXFER_NONE;
     return way == DataWay::toDevice ? SG_DXFER_TO_DEV : SG_DXFER_FROM_DEV;
@@ -106,8 +123,12 @@ bool tellsAtaError(std::span<const std::uint8_t> sense) {
 }
 
 ErrorCode errorOf(const DriveRequest& request, const ScsiOutcome& outcome) {
-    constexpr std::uint16_t driverSense = 8; // the driver has sense data: no error of its own
+    constexpr std::uint16_t driverSense = 8;    // the driver has sense data: no error of its own
+    constexpr std::uint16_t hostTimedOut = 3;   // DID_TIME_OUT
+    constexpr std::uint16_t driverTimedOut = 6; // DRIVER_TIMEOUT, of older kernels
     const ErrorCode failed = errorFromErrno(EIO);
+    if (outcome.hostStatus == hostTimedOut || (outcome.driverStatus & 0x0F) == driverTimedOut)
+        return kTimedOut;
     if (outcome.hostStatus != 0 || (outcome.driverStatus & 0x0F & ~driverSense) != 0) return failed;
     if (outcome.status == 0) return kSuccess;
     if (outcome.status != kScsiCheckCondition || tellsAtaError(outcome.sense)) return failed;
@@ -116,6 +137,16 @@ ErrorCode errorOf(const DriveRequest& request, const ScsiOutcome& outcome) {
 
 std::size_t dataOf(const ScsiOutcome& outcome) {
     return endedBadly(outcome) ? 0 : outcome.transferred;
+}
+
+Result<std::uint32_t> writeScsiAnswer(const DriveRequest& request, const ScsiOutcome& outcome,
+                                      std::span<const std::byte> in, std::span<const std::uint8_t> data,
+                                      std::span<std::byte> out) {
+    if (const ErrorCode error = errorOf(request, outcome)) return Result<std::uint32_t>::failed(error);
+    const std::size_t came = std::min({dataOf(outcome), request.dataBytes, data.size()});
+    const auto answer = writeDriveAnswer(request, in, data.first(came), out);
+    if (answer.ok() && request.path == DrivePath::scsiPassThrough) writeScsiEnd(request, outcome, out);
+    return answer;
 }
 
 Result<ScsiOutcome> sendScsi(int file, const ScsiCommand& command, std::span<std::uint8_t> data) {

@@ -114,6 +114,8 @@ void LinuxSystemFacts::showMessage(std::wstring_view title, std::wstring_view te
 
 std::wstring LinuxSystemFacts::errorText(ErrorCode code) {
     if ((code & 0xFFFF0000) == kComWin32) code &= 0xFFFF; // a system error that travelled as an HRESULT
+    if (code == kTimedOut)
+        return L"The device did not answer in time\r\n"; // the system's text speaks of a connection
     const int value = errnoFromError(code);
     if (value == 0) return {};
     char buffer[256] = {};

@@ -137,8 +137,7 @@ std::optional<DriveCommand> readNvmeCommand(DriveWay way, const DriveRequest& re
     command.operation = DriveOperation::namespaceData;
     if (is(kNvmeIdentify, kNvmeIdentifyNamespace) && request.namespaceId == 1) return command;
     command.operation = DriveOperation::health;
-    const bool wholeDrive = request.namespaceId == 0 || request.namespaceId == kNvmeAllNamespaces;
-    if (is(kNvmeGetLogPage, kNvmeHealthLog) && wholeDrive) return command;
+    if (is(kNvmeGetLogPage, kNvmeHealthLog) && request.namespaceId == kNvmeAllNamespaces) return command;
     return std::nullopt;
 }
 

@@ -176,6 +176,13 @@ Request storageQuery(std::span<const std::byte> in) {
     request.nvmeOpcode = identify ? kNvmeIdentify : kNvmeGetLogPage;
     request.commandDword10 = query->ProtocolDataRequestValue;
     request.namespaceId = query->ProtocolDataRequestSubValue;
+    if (!identify) {
+        // Of a log page the sub-value is the low half of an offset, and all its bits set is how "of all
+        // namespaces" was told before there were offsets. Nothing here reads a page from elsewhere than its
+        // beginning.
+        if (request.namespaceId != 0 && request.namespaceId != kNvmeAllNamespaces) return std::nullopt;
+        request.namespaceId = kNvmeAllNamespaces;
+    }
     request.dataAt = offsetof(STORAGE_PROPERTY_QUERY, ProtocolType) + query->ProtocolDataOffset;
     request.dataBytes = query->ProtocolDataLength;
     return request;
