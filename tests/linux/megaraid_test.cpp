@@ -73,8 +73,9 @@ TEST(LinuxMegaRaid, WhichHostsTakeARequest) {
     };
     const MegaRaidHead list = headOf(kMegaRaidFirmware, 1024);
     EXPECT_EQ(kFileNotFound, ask(LR"(\\.\Scsi0:)", list, 4284)); // the driver made no node
-    tree.file("proc/devices",
-              "Character devices:\n  1 mem\n239 megaraid_sas_ioctl\n\nBlock devices:\n  8 sd\n");
+    tree.file("proc/devices", "Character devices:\n  1 mem\n238 megaraid_sas_ioctl2\n239 megaraid_sas_ioctl\n"
+                              "240 megaraid\n\nBlock devices:\n  8 sd\n241 megaraid_sas_ioctl\n");
+    EXPECT_EQ("239:0", megaRaidNode(RootedFiles(tree.root())).number);
     tree.file("dev/megaraid_sas_ioctl_node", "a trap");
     EXPECT_EQ(kFileNotFound, ask(LR"(\\.\Scsi0:)", list, 4284));
     EXPECT_EQ(kInvalidFunction, ask(LR"(\\.\Scsi0:)", list, 1211)); // no room

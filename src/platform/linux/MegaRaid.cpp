@@ -1,6 +1,5 @@
 #include "platform/linux/MegaRaid.h"
 
-#include "platform/linux/DriveNode.h"
 #include "platform/linux/ErrorCodes.h"
 
 #include <algorithm>
@@ -43,6 +42,10 @@ std::string nodeNumber(const RootedFiles& files) {
 
 } // namespace
 
+DriveNode megaRaidNode(const RootedFiles& files) {
+    return {kNode, nodeNumber(files), false};
+}
+
 bool isMegaRaidHost(const RootedFiles& files, std::uint64_t host) {
     return files.line("/sys/class/scsi_host/host" + std::to_string(host) + "/proc_name") == "megaraid_sas";
 }
@@ -75,8 +78,7 @@ Answer runMegaRaid(const RootedFiles& files, std::uint64_t host, const MegaRaidH
     std::vector<std::byte> data(request.frame.dataBytes);
     auto packet = megaRaidPacketOf(request, host, data);
     if (!packet.ok()) return Answer::failed(packet.error);
-    const DriveNode node{kNode, nodeNumber(files), false};
-    const auto file = openNode(files, node);
+    const auto file = openNode(files, megaRaidNode(files));
     if (!file.ok()) return Answer::failed(file.error);
     if (::ioctl(file.value.get(), kSendPacket, &packet.value) < 0)
         return Answer::failed(errorFromErrno(errno));

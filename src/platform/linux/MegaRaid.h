@@ -2,7 +2,7 @@
 
 // Requests to the firmware of a MegaRAID controller by the control code of its driver, megaraid_sas.
 
-#include "platform/linux/RootedFiles.h"
+#include "platform/linux/DriveNode.h"
 #include "platform/records/MegaRaidRecords.h"
 
 #include <cstddef>
@@ -29,6 +29,9 @@ static_assert(offsetof(MegaRaidPacket, frame) == 20 && offsetof(MegaRaidPacket, 
               sizeof(MegaRaidPacket) == 148 + 16 * 2 * sizeof(void*));
 
 #pragma pack(pop)
+
+/// The driver's node. Its number is empty where the kernel has no such driver, and then no device has it.
+DriveNode megaRaidNode(const RootedFiles& files);
 
 bool isMegaRaidHost(const RootedFiles& files, std::uint64_t host);
 
