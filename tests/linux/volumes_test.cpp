@@ -14,11 +14,11 @@ namespace {
 using namespace platform; // NOLINT(google-build-using-namespace): the whole file is on its services
 
 /// Folder and number of a block device, the sector where a partition starts, what a device is built of.
-constexpr char kDevices[] =
-    "sda 8:0;sda/sda1 8:1 2;sda/sda2 8:2 10;sdb 8:16;sdb/sdb1 8:17 4;sdc 8:32;"
-    "nvme0n1 259:0;nvme0n1/nvme0n1p3 259:3 6;dm-0 252:0 - nvme0n1p3;dm-1 252:1 - dm-0;"
-    "md0 9:0 - sda2 sdb1;md0/md0p1 259:9 8;dm-2 252:2 - dm-3;dm-3 252:3 - dm-2 sda1;"
-    "loop0 7:0";
+constexpr char kDevices[] = "sda 8:0;sda/sda1 8:1 2;sda/sda2 8:2 10;sdb 8:16;sdb/sdb1 8:17 4;sdc 8:32;"
+                            "nvme0n1 259:0;nvme0n1/nvme0n1p3 259:3 6;nvme0n2 259:4;nvme1n1 259:5;dm-0 252:0 "
+                            "- nvme0n1p3;dm-1 252:1 - dm-0;"
+                            "md0 9:0 - sda2 sdb1;md0/md0p1 259:9 8;dm-2 252:2 - dm-3;dm-3 252:3 - dm-2 sda1;"
+                            "loop0 7:0";
 
 void addDevices(const Tree& tree) {
     std::istringstream rows(kDevices);
@@ -74,6 +74,8 @@ TEST(LinuxVolumes, LettersFollowTheMountTable) {
         {"27 1 0:31 / / rw - btrfs /dev/mapper/se\\040cret rw\n28 1 0:32 / /a rw - btrfs /dev/sda1 rw\n"
          "29 1 0:33 / /b rw - btrfs  rw\n",
          "C3 0:5120+3584 3:3072+3584;D3 0:1024+3584;"},
+        // All namespaces of a controller are its first one's drive.
+        {"26 1 259:4 / / rw - ext4 x rw\n27 1 259:5 / /a rw - ext4 x rw\n", "C3 3:0+3584;D3 5:0+3584;"},
         // Of lines that end early, or hardly ever, the one counts that tells all.
         {"\n26\n26 1 8:1 / / rw\n26 1 8:1 / / rw -\n26 1 8:1 / / rw " + longWord + "\n - - -\n27 1 8:17 / /" +
              longWord + " rw - ext4 \\04",

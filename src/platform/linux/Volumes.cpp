@@ -1,5 +1,7 @@
 #include "platform/linux/Volumes.h"
 
+#include "platform/linux/DiskFacts.h"
+
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -100,13 +102,25 @@ std::string wholeDevice(const RootedFiles& files, const std::string& device) {
     return std::string(lastOf(std::string_view(folder).substr(0, folder.rfind('/'))));
 }
 
-DISK_EXTENT extentOn(const RootedFiles& files, const NumberedDisk& disk, const std::string& device) {
+/// The number by which a disk is told. Namespaces of one NVMe controller have its model and serial number,
+/// and only the first of them to be searched, that of the lowest number, becomes a drive of its own: that one
+/// stands for all.
+std::uint32_t numberFor(const std::vector<NumberedDisk>& disks, const NumberedDisk& disk) {
+    const auto space = nvmeNumbers(disk.name);
+    const auto first = std::ranges::find_if(disks, [&](const NumberedDisk& other) {
+        const auto numbers = nvmeNumbers(other.name);
+        return space && numbers && numbers->controller == space->controller;
+    });
+    return first == disks.end() ? disk.number : first->number;
+}
+
+DISK_EXTENT extentOn(const RootedFiles& files, std::uint32_t number, const std::string& device) {
     constexpr std::uint64_t sectorBytes = 512;
     const auto bytes = [&](const char* file) {
         const auto sectors = wholeNumber(files.line(deviceFolder(device) + file));
         return static_cast<std::int64_t>(sectors.value_or(0) * sectorBytes);
     };
-    return {disk.number, 0, bytes("/start"), bytes("/size")}; // a whole disk has no start
+    return {number, 0, bytes("/start"), bytes("/size")}; // a whole disk has no start
 }
 
 /// The disks and partitions of disks that devices are built of in the end: the device mapper and md name what
@@ -119,7 +133,7 @@ std::vector<DISK_EXTENT> extentsOf(const RootedFiles& files, const std::vector<N
         const std::string whole = wholeDevice(files, devices[at]);
         const auto disk = std::ranges::find(disks, whole, &NumberedDisk::name);
         if (disk != disks.end()) {
-            extents.push_back(extentOn(files, *disk, devices[at]));
+            extents.push_back(extentOn(files, numberFor(disks, *disk), devices[at]));
             continue;
         }
         for (const std::string& below : files.list(deviceFolder(whole) + "/slaves").value)
