@@ -26,7 +26,7 @@ time_drive() {
 
 # Disks appear one after another.
 tries=0
-until [ "$(echo /sys/block/sd* /sys/block/nvme* | wc -w)" = 6 ] || [ $tries = 20 ]; do
+until [ "$(echo /sys/block/sd* /sys/block/nvme* | wc -w)" = 7 ] || [ $tries = 20 ]; do
   sleep 1
   tries=$((tries + 1))
 done

@@ -70,7 +70,7 @@ std::wstring GetControllerDeviceId(std::int32_t physicalDriveId) {
 PcieLink GetPcieLink(std::int32_t physicalDriveId) {
     const std::wstring wanted = GetControllerDeviceId(physicalDriveId);
     if (wanted.empty()) return {};
-    const auto devices = platform::current().deviceTree().devicesOf(platform::kScsiAdapterClass);
+    const auto devices = platform::current().deviceTree().devicesWith(platform::kScsiAdapterClass, wanted);
     if (!devices.ok()) return {};
     for (std::uint32_t index = 0;; ++index) {
         const auto device = devices.value->at(index);

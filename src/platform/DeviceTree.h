@@ -8,6 +8,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <string_view>
 
 namespace orv::platform {
 
@@ -68,6 +69,11 @@ class DeviceTree {
     virtual Result<std::unique_ptr<DeviceInterfaces>> interfacesOf(const Guid& deviceClass) = 0;
     /// As above, by a setup class.
     virtual Result<std::unique_ptr<Devices>> devicesOf(const Guid& setupClass) = 0;
+    /// A list that has the class's device of an id, if there is one. A side that finds a device by its id
+    /// lists that one alone.
+    virtual Result<std::unique_ptr<Devices>> devicesWith(const Guid& setupClass, std::wstring_view /*id*/) {
+        return devicesOf(setupClass);
+    }
 };
 
 } // namespace orv::platform

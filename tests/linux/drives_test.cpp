@@ -31,6 +31,7 @@ class DriveTree : public Tree {
   public:
     static constexpr char kAhci[] = "0000:00:1f.2";
     static constexpr char kIde[] = "0000:00:01.1";
+    static constexpr char kAtaDma[] = "0000:00:04.0";
     static constexpr char kUsb[] = "0000:00:14.0";
     static constexpr char kSas[] = "0000:00:02.0/0000:03:00.0";
     static constexpr char kNvme[] = "0000:00:1d.0/0000:01:00.0";
@@ -38,6 +39,7 @@ class DriveTree : public Tree {
     DriveTree() {
         pci(kAhci, "0x010601", "0x2922");
         pci(kIde, "0x01018a", "0x7010");
+        pci(kAtaDma, "0x010520", "0x0001");
         pci(kUsb, "0x0c0330", "0xa36d");
         pci(kSas, "0x010700", "0x0097");
         pci(kNvme, "0x010802", "0xa808");
@@ -55,6 +57,7 @@ class DriveTree : public Tree {
 
         nvmeController(0, "Samsung SSD 970 EVO 1TB                 ", "live");
         block("nvme0n2", std::string(kPci) + kNvme + "/nvme/nvme0");
+        file("sys/block/nvme0n2/wwid", "eui.1\n");
         for (const char* controller : {"nvme10", "nvme9", "nvme2"}) // the paths of one subsystem
             file(std::string("sys/devices/virtual/nvme-subsystem/nvme-subsys1/") + controller, "");
         nvmeController(2, "dead path", "connecting");
@@ -62,9 +65,11 @@ class DriveTree : public Tree {
         nvmeController(10, "another", "live");
         block("nvme1n1", "sys/devices/virtual/nvme-subsystem/nvme-subsys1");
         block("vda", "sys/devices/virtual/virtio1");
+        file("sys/block/vda/diskseq", "5\n");
         block("mmcblk0", "sys/devices/platform/mmc0");
         file("sys/devices/platform/mmc0/type", "SD\n");
-        for (const char* other : {"loop0", "sda1", "nvme0c0n2", "mmcblk0boot0", "sd", "sdA", "nvmen1"})
+        for (const char* other : {"loop0", "sda1", "nvme0c0n2", "nvme1c2n1", "nvme1c9n1", "nvme1c2n10",
+                                  "mmcblk0boot0", "sd", "sdA", "nvmen1"})
             block(other, std::string("sys/devices/virtual/") + other);
         link("sys/block/sdc", "../devices/gone/block/sdc");
     }
@@ -80,7 +85,8 @@ class DriveTree : public Tree {
     }
     void scsi(const std::string& name, const std::string& way, const std::string& place, const char* vendor,
               const char* model) const {
-        const std::string device = kPci + way + "/host/target/" + place;
+        const std::string device =
+            kPci + way + "/host" + place.substr(0, place.find(':')) + "/target/" + place;
         block(name, device);
         file(device + "/vendor", std::string(vendor) + "\n");
         file(device + "/model", std::string(model) + "\n");
@@ -172,14 +178,76 @@ TEST(LinuxDrives, StandInOrderAndKeepTheirNumbers) {
     DiskInventory inventory(files);
     EXPECT_THAT(names(inventory), ElementsAre("0 sda", "1 sdb", "2 sdz", "3 sdaa", "4 sdab", "5 nvme0n2",
                                               "6 nvme1n1", "7 vda", "8 mmcblk0"));
+    // Another disk by the name of one that went, and that one again elsewhere.
     tree.remove("sys/block/sdz");
     tree.block("sdd", "sys/devices/virtual/late");
+    tree.scsi("sdz", std::string(DriveTree::kUsb) + "/usb2/2-3/2-3:1.0", "7:0:2:0", "ASMT    ",
+              "2115            ");
     EXPECT_EQ("", inventory.nameOf(2));
     EXPECT_EQ("sdaa", inventory.nameOf(3));
-    EXPECT_EQ("sdd", inventory.nameOf(9));
-    tree.block("sdz", "sys/devices/virtual/again");
-    EXPECT_EQ("sdz", inventory.nameOf(2));
-    EXPECT_EQ("", inventory.nameOf(10));
+    EXPECT_THAT((std::vector{inventory.nameOf(9), inventory.nameOf(10), inventory.nameOf(11)}),
+                ElementsAre("sdd", "sdz", ""));
+    tree.scsi("sde", std::string(DriveTree::kUsb) + "/usb2/2-2/2-2:1.0", "17:0:2:0", "ASMT    ",
+              "2115            ");
+    EXPECT_EQ("sde", inventory.nameOf(2));
+
+    // A folder that the kernel saw anew is the same disk's, and nothing is read while it did not.
+    tree.file("sys/block/sdaa/seen", "");
+    EXPECT_EQ("sdaa", inventory.nameOf(3));
+    tree.file("sys/block/sdaa/device/model", "OTHER\n");
+    EXPECT_EQ("sdaa", inventory.nameOf(3));
+    tree.file("sys/block/sdaa/again", "");
+    EXPECT_EQ("", inventory.nameOf(3));
+    // Two ways to one disk are two disks; one of which nothing is known comes back as another.
+    for (const char* name : {"sdx", "sdy"}) {
+        tree.scsi(name, std::string(DriveTree::kSas) + "/host8/" + name, "8:0:1:0", "HGST    ", "TWO WAYS");
+        tree.file(std::string("sys/block/") + name + "/device/wwid", "naa.5\n");
+    }
+    tree.file("sys/block/vda/seen", "");
+    EXPECT_THAT(
+        (std::vector{inventory.nameOf(11), inventory.nameOf(12), inventory.nameOf(13), inventory.nameOf(7)}),
+        ElementsAre("sdaa", "sdx", "sdy", "vda"));
+    tree.file("sys/block/vda/diskseq", "6\n");
+    tree.file("sys/block/vda/anew", "");
+    EXPECT_EQ("", inventory.nameOf(7));
+}
+
+TEST(LinuxDrives, AnOpenDriveNeverAnswersForAnother) {
+    const DriveTree tree;
+    LinuxPlatform system(tree.root());
+    const std::string counts = " 1 0 5000 0 1 0 100 0 0\n", anew = " 1 0 7 0 1 0 300 0 0\n";
+    tree.file("sys/block/nvme0n2/stat", counts);
+    const auto file = system.deviceFiles().open(drive(5), {}).value;
+    const Bytes descriptor(12);
+    const auto errors = [&] {
+        std::vector<ErrorCode> told;
+        std::array<std::byte, 4300> out{};
+        for (const auto& [code, in] : {std::pair(IOCTL_DISK_PERFORMANCE, Bytes()),
+                                       {IOCTL_DISK_GET_DRIVE_GEOMETRY, {}},
+                                       {IOCTL_STORAGE_QUERY_PROPERTY, descriptor},
+                                       {IOCTL_SCSI_MINIPORT, {}}})
+            told.push_back(file->control(code, std::as_bytes(std::span(in)), out).error);
+        return told;
+    };
+    const auto read = [&] {
+        return ask(system, drive(5), IOCTL_DISK_PERFORMANCE, {}, 88).as<DISK_PERFORMANCE>().BytesRead / 512;
+    };
+    EXPECT_THAT(errors(), ElementsAre(kSuccess, kSuccess, kSuccess, kInvalidFunction));
+    EXPECT_EQ(5000, read());
+    tree.remove("sys/block/nvme0n2");
+    tree.block("nvme0n2", "sys/devices/other/nvme/nvme0");
+    tree.file("sys/block/nvme0n2/stat", counts);
+    EXPECT_THAT(errors(), ElementsAre(kFileNotFound, kFileNotFound, kFileNotFound, kFileNotFound));
+    EXPECT_EQ(kFileNotFound, system.deviceFiles().open(drive(5), {}).error);
+    // The drive is back under another name, its counters from their beginning: they go on.
+    tree.block("nvme7n1", std::string(kPci) + "0000:00:1c.0/nvme/nvme0");
+    tree.file("sys/block/nvme7n1/wwid", "eui.1\n");
+    tree.file("sys/block/nvme7n1/stat", anew);
+    EXPECT_EQ(5000, read());
+    tree.file("sys/block/nvme7n1/stat", " 1 0 10 0 1 0 100 0 0\n");
+    EXPECT_EQ(5003, read());
+    EXPECT_THAT(errors(),
+                ElementsAre(kFileNotFound, kFileNotFound, kFileNotFound, kFileNotFound)); // another name
 }
 
 TEST(LinuxDrives, DescriptorAndAddressOfEachKind) {
@@ -235,6 +303,18 @@ TEST(LinuxDrives, GeometryAndCounters) {
                                    counters.WriteTime, counters.ReadCount, counters.WriteCount,
                                    counters.QueueDepth}),
         ElementsAre(32697082LL * 512, 8589934592LL * 512, 5940770000LL, 6993370000LL, 621882, 426264, 3));
+    // A namespace with several paths, on a kernel that counts on these alone; one of them is lost.
+    tree.file("sys/block/nvme1n1/stat", "0 0 0 0 0 0 0 0 0\n");
+    tree.file("sys/block/nvme1c2n1/stat", "1 0 70 0 0 0 8 0 0\n");
+    tree.file("sys/block/nvme1c9n1/stat", "1 0 30 0 0 0 0 0 0\n");
+    tree.file("sys/block/nvme1c2n10/stat", "1 0 900 0 0 0 0 0 0\n");
+    const auto paths = [&] {
+        const auto sum = ask(system, drive(6), IOCTL_DISK_PERFORMANCE, {}, 88).as<DISK_PERFORMANCE>();
+        return std::pair(sum.BytesRead / 512, sum.BytesWritten / 512);
+    };
+    EXPECT_THAT(paths(), testing::Pair(100, 8));
+    tree.remove("sys/block/nvme1c9n1");
+    EXPECT_THAT(paths(), testing::Pair(100, 8));
     for (const char* text : {"1 2 3", "1 2 3 4 5 6 -7 8 9\n"}) {
         tree.file("sys/block/sda/stat", text);
         EXPECT_EQ(13U, ask(system, drive(0), IOCTL_DISK_PERFORMANCE).error) << text;
@@ -272,6 +352,8 @@ TEST(LinuxDrives, PathsAndTheirCommands) {
     for (const wchar_t* path :
          {LR"(\\.\PhysicalDrive)", LR"(\\.\PhysicalDrive4294967296)", LR"(\\.\Scsi130999:)", L""})
         EXPECT_EQ(kFileNotFound, system.deviceFiles().open(path, {}).error) << wideToUtf8(path);
+
+    EXPECT_EQ(L"The device did not answer in time\r\n", system.systemFacts().errorText(kTimedOut));
 
     // A file that is no device is no node, and a disk that has gone is not there.
     tree.file("dev/sda", "a trap");
@@ -335,6 +417,9 @@ TEST(LinuxDrives, ManagementDataTellsOfDrivesAndControllers) {
                 L"SCSIBus", L"PNPDeviceID"}));
 
     const std::string uas = R"(USB\VID_174C&PID_55AA\6&2-2)";
+    const auto ide = [](const char* place, const char* device) {
+        return fmt::format("PCI\\VEN_8086&DEV_{}&SUBSYS_11001AF4&REV_02\\3&000000{}\n", device, place);
+    };
     const std::pair<const wchar_t*, std::string> queries[] = {
         {LR"(ASSOCIATORS OF {Win32_DiskDrive.DeviceID='\\.\PhysicalDrive5'} WHERE ResultClass=Win32_PnPEntity)",
          "SCSI\\DISK&VEN_NVME&PROD_SAMSUNG_SSD_970\\5&00000080&0&000001\n"},
@@ -345,6 +430,11 @@ TEST(LinuxDrives, ManagementDataTellsOfDrivesAndControllers) {
         {LR"(ASSOCIATORS OF {Win32_USBController.DeviceID="PCI\\VEN_8086&DEV_A36D&SUBSYS_11001AF4&REV_02\\3&00000000&0&A0"} WHERE AssocClass = Win32_USBControllerDevice)",
          "USB\\VID_152D&PID_0578\\12_34\nUSBSTOR\\DISK&VEN_JMICRON&PROD_GENERIC&REV_2.5+\\12_34&1\n" + uas +
              "\nSCSI\\DISK&VEN_ASMT&PROD_2115\\5&00000007&0&000200\n"},
+        {L"select DeviceID from Win32_IDEController",
+         ide("00&0&09", "7010") + ide("00&0&20", "0001") + ide("00&0&FA", "2922")},
+        {L"select DeviceID from Win32_SCSIController",
+         kNvmeId + std::string("\nPCI\\VEN_8086&DEV_0097&SUBSYS_11001AF4&REV_02\\3&00000003&0&00\n") + uas +
+             "\n"},
         {L"SELECT * FROM Win32_Fan", "failed"},
     };
     for (const auto& [wql, expected] : queries)
@@ -363,12 +453,18 @@ TEST(LinuxDrives, TheLinkOfAnNvmeController) {
     const std::string folder = std::string(kPci) + DriveTree::kNvme;
     const auto devices = system.deviceTree().devicesOf(kScsiAdapterClass);
     std::unique_ptr<Device> found;
-    for (std::uint32_t index = 0; !found && index < 4; ++index) // the storage controllers alone
+    for (std::uint32_t index = 0; !found && index < 5; ++index) // the storage controllers alone
         if (auto device = devices.value->at(index); device.value->id(260).value == utf8ToWide(kNvmeId))
             found = std::move(device.value);
     ASSERT_TRUE(found);
     EXPECT_EQ(kInsufficientBuffer, found->id(sizeof kNvmeId - 1).error);
-    EXPECT_EQ(kNoMoreItems, devices.value->at(4).error);
+    EXPECT_EQ(kNoMoreItems, devices.value->at(5).error);
+    // By its id it is found without a look at the others, and a function of another class is none.
+    const auto one = system.deviceTree().devicesWith(kScsiAdapterClass, utf8ToWide(kNvmeId));
+    EXPECT_EQ(found->id(260).value, one.value->at(0).value->id(260).value);
+    EXPECT_EQ(kNoMoreItems, one.value->at(1).error);
+    for (const wchar_t* other : {L"", LR"(X\3&01&0&00)", LR"(X\3&00000001&0&08)", LR"(X\3&00000000&0&A0)"})
+        EXPECT_EQ(kNoMoreItems, system.deviceTree().devicesWith(kScsiAdapterClass, other).value->at(0).error);
     DevicePropertyKey key{{0x3AB22E31, 0x8264, 0x4B4E, {0x9A, 0xF5, 0xA8, 0xD2, 0xD8, 0xE3, 0x3E, 0x62}}, 0};
     const auto property = [&](std::uint32_t id) {
         key.id = id;

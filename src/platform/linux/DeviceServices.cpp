@@ -56,10 +56,11 @@ constexpr std::array kLinkProperties = {
 
 class PciDevice : public Device {
   public:
-    PciDevice(const RootedFiles& files, std::string folder) : files_(files), folder_(std::move(folder)) {}
+    PciDevice(const RootedFiles& files, PciFunctionFacts& facts, std::string folder)
+        : files_(files), facts_(facts), folder_(std::move(folder)) {}
 
     Result<std::wstring> id(std::uint32_t room) override {
-        std::wstring id = utf8ToWide(pciDeviceId(files_, folder_));
+        std::wstring id = utf8ToWide(facts_.of(folder_).id);
         if (id.size() >= room) return Result<std::wstring>::failed(kInsufficientBuffer);
         return {std::move(id)};
     }
@@ -79,28 +80,30 @@ class PciDevice : public Device {
 
   private:
     const RootedFiles& files_;
+    PciFunctionFacts& facts_;
     std::string folder_;
 };
 
 class PciDevices : public Devices {
   public:
-    PciDevices(const RootedFiles& files, std::vector<std::string> folders)
-        : files_(files), folders_(std::move(folders)) {}
+    PciDevices(const RootedFiles& files, PciFunctionFacts& facts, std::vector<std::string> folders)
+        : files_(files), facts_(facts), folders_(std::move(folders)) {}
 
     Result<std::unique_ptr<Device>> at(std::uint32_t index) override {
         if (index >= folders_.size()) return Result<std::unique_ptr<Device>>::failed(kNoMoreItems);
-        return {std::make_unique<PciDevice>(files_, folders_[index])};
+        return {std::make_unique<PciDevice>(files_, facts_, folders_[index])};
     }
 
   private:
     const RootedFiles& files_;
+    PciFunctionFacts& facts_;
     std::vector<std::string> folders_;
 };
 
 } // namespace
 
-LinuxDeviceTree::LinuxDeviceTree(const RootedFiles& files)
-    : files_(files), supplies_(files, std::string(kPowerSupplies)) {}
+LinuxDeviceTree::LinuxDeviceTree(const RootedFiles& files, DiskInventory& disks)
+    : files_(files), pciFunctions_(disks.pciFunctions()), supplies_(files, std::string(kPowerSupplies)) {}
 
 Result<std::unique_ptr<DeviceInterfaces>> LinuxDeviceTree::interfacesOf(const Guid& deviceClass) {
     using Answer = Result<std::unique_ptr<DeviceInterfaces>>;
@@ -122,7 +125,16 @@ Result<std::unique_ptr<Devices>> LinuxDeviceTree::devicesOf(const Guid& setupCla
     std::vector<std::string> folders;
     if (setupClass == kScsiAdapterClass)
         folders = pciFunctions(files_, kFirstStorageClass, kLastStorageClass);
-    return {std::make_unique<PciDevices>(files_, std::move(folders))};
+    return {std::make_unique<PciDevices>(files_, pciFunctions_, std::move(folders))};
+}
+
+Result<std::unique_ptr<Devices>> LinuxDeviceTree::devicesWith(const Guid& setupClass, std::wstring_view id) {
+    std::vector<std::string> folders;
+    std::string folder =
+        setupClass == kScsiAdapterClass ? pciFolderOf(files_, wideToUtf8(id)) : std::string();
+    const std::uint32_t code = pciFunctions_.of(folder).code >> 8;
+    if (code >= kFirstStorageClass && code <= kLastStorageClass) folders.push_back(std::move(folder));
+    return {std::make_unique<PciDevices>(files_, pciFunctions_, std::move(folders))};
 }
 
 std::uint32_t LinuxDeviceFiles::driveType(std::wstring_view root) {

@@ -11,12 +11,14 @@ namespace orv::platform {
 /// The setup class of SCSI adapters: the PCI functions of the storage classes, with what their links do.
 class LinuxDeviceTree : public DeviceTree {
   public:
-    explicit LinuxDeviceTree(const RootedFiles& files);
+    LinuxDeviceTree(const RootedFiles& files, DiskInventory& disks);
     Result<std::unique_ptr<DeviceInterfaces>> interfacesOf(const Guid& deviceClass) override;
     Result<std::unique_ptr<Devices>> devicesOf(const Guid& setupClass) override;
+    Result<std::unique_ptr<Devices>> devicesWith(const Guid& setupClass, std::wstring_view id) override;
 
   private:
     const RootedFiles& files_;
+    PciFunctionFacts& pciFunctions_;
     PolledFolder supplies_;
 };
 

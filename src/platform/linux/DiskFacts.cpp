@@ -21,15 +21,30 @@ std::string_view parentOf(std::string_view path) {
     return slash == path.npos ? std::string_view() : path.substr(0, slash);
 }
 
-/// True when a component of the path begins so and goes on with a digit.
+/// True when a name begins so and goes on with a digit.
+bool isNumbered(std::string_view name, std::string_view prefix) {
+    return name.size() > prefix.size() && name.starts_with(prefix) && name[prefix.size()] >= '0' &&
+           name[prefix.size()] <= '9';
+}
+
+/// True for a path with such a component.
 bool hasNumbered(std::string_view path, std::string_view prefix) {
+    for (; !path.empty(); path = parentOf(path))
+        if (isNumbered(lastPart(path), prefix)) return true;
+    return false;
+}
+
+/// The part of a disk's folder that tells a place of the machine: what the kernel numbers as it comes is
+/// below.
+std::string_view placeOnMachine(std::string_view path) {
+    std::string_view place = path;
     for (; !path.empty(); path = parentOf(path)) {
         const std::string_view part = lastPart(path);
-        if (part.size() > prefix.size() && part.starts_with(prefix) && part[prefix.size()] >= '0' &&
-            part[prefix.size()] <= '9')
-            return true;
+        if (part == "block" || part == "nvme" || part == "nvme-subsystem" || part == "mmc_host" ||
+            isNumbered(part, "host"))
+            place = parentOf(path);
     }
-    return false;
+    return place;
 }
 
 /// "1:0:2:3" of a SCSI device's folder.
@@ -155,7 +170,7 @@ void takeNvme(const RootedFiles& files, DiskFacts& facts) {
         facts.place = ScsiPlace{kFirstNvmePort + *facts.nvmeController, 0, 0, space == 0 ? 0 : space - 1};
         for (const char* way : {"", "/device"})
             if (facts.pciController.empty())
-                facts.pciController = pciFunctionOf(files.resolved(controller + way).value);
+                facts.pciController = pciFunctionOf(files.deviceFolder(controller + way));
     }
     facts.model = files.line(controller + "/model");
     facts.serial = files.line(controller + "/serial");
@@ -191,6 +206,31 @@ std::optional<NvmeNumbers> nvmeNumbers(std::string_view name) {
     return NvmeNumbers{*controller, *space};
 }
 
+bool isPathOf(const NvmeNumbers& space, std::string_view name) {
+    const std::string head = std::string(kNvmePrefix) + std::to_string(space.controller) + "c";
+    const std::string tail = "n" + std::to_string(space.space);
+    return name.size() > head.size() + tail.size() && name.starts_with(head) && name.ends_with(tail) &&
+           wholeNumber(name.substr(head.size(), name.size() - head.size() - tail.size()));
+}
+
+std::string diskIdentity(const RootedFiles& files, const std::string& name) {
+    const std::string folder = diskFolder(name);
+    const DiskFacts facts = readDiskFacts(files, name);
+    std::string wwid = files.line(folder + "/wwid");
+    if (wwid.empty()) wwid = files.line(folder + "/device/wwid");
+    std::string identity = wwid + "\n" + facts.model + "\n" + facts.serial;
+    if (wwid.empty()) {
+        identity.append("\n").append(placeOnMachine(files.deviceFolder(folder)));
+        if (const auto& place = facts.place)
+            for (const std::uint64_t part : {place->channel, place->target, place->lun})
+                identity += ":" + std::to_string(part);
+    }
+    // A worldwide name of the vendor's own text and the model alone is shared by cheap devices.
+    if (facts.serial.empty() && (wwid.empty() || wwid.starts_with("t10.")))
+        identity += "\n" + files.line(folder + "/diskseq");
+    return identity;
+}
+
 DiskFacts readCommandWay(const RootedFiles& files, const std::string& name) {
     DiskFacts facts;
     facts.name = name;
@@ -207,7 +247,8 @@ DiskFacts readDiskFacts(const RootedFiles& files, const std::string& name) {
     const std::string path = files.deviceFolder(folder);
     facts.pciController = pciFunctionOf(path);
     facts.sectors = wholeNumber(files.line(folder + "/size")).value_or(0);
-    facts.removable = files.line(folder + "/removable") == "1";
+    // A namespace never is.
+    facts.removable = !name.starts_with(kNvmePrefix) && files.line(folder + "/removable") == "1";
     if (name.starts_with("sd")) {
         takeScsi(files, path, facts);
     } else if (name.starts_with(kNvmePrefix)) {

@@ -23,8 +23,16 @@ struct NvmeNumbers {
 };
 std::optional<NvmeNumbers> nvmeNumbers(std::string_view name);
 
+/// True for the name "nvmeCcKnN" of a hidden path to a namespace "nvmeCnN".
+bool isPathOf(const NvmeNumbers& space, std::string_view name);
+
 DiskFacts readDiskFacts(const RootedFiles& files, const std::string& name);
 /// Of the facts only what decides how a command reaches the disk: its USB device and its NVMe controller.
 DiskFacts readCommandWay(const RootedFiles& files, const std::string& name);
+
+/// What tells a disk from any other, at another time and under another name: its worldwide name, model and
+/// serial number; without a worldwide name where it hangs too. A disk of which nothing of that is sure to be
+/// its own is the same only as long as it stays, where the kernel counts its disks (5.15).
+std::string diskIdentity(const RootedFiles& files, const std::string& name);
 
 } // namespace orv::platform

@@ -61,11 +61,12 @@ bool isIdeDisk(const RootedFiles& files, const std::string& name) {
     return media.empty() || media == "disk";
 }
 
-std::vector<std::string> presentDisks(const RootedFiles& files) {
+/// Their folders may be gone.
+std::vector<std::string> namedDisks(const RootedFiles& files) {
     std::vector<std::pair<Rank, std::string>> found;
     for (const std::string& name : files.list("/sys/block").value) {
         const auto rank = rankOf(name);
-        if (!rank || !files.exists(diskFolder(name))) continue;
+        if (!rank) continue;
         if (!name.starts_with("hd") || isIdeDisk(files, name)) found.emplace_back(*rank, name);
     }
     std::sort(found.begin(), found.end());
@@ -85,32 +86,90 @@ std::optional<std::uint64_t> wholeNumber(std::string_view text, int base) {
 }
 
 std::vector<NumberedDisk> DiskInventory::disks() {
-    const std::vector<std::string> present = presentDisks(files_);
     const std::scoped_lock hold(mutex_);
+    return scan();
+}
+
+/// Numbers the present disks: those whose folders have the stamps of before keep theirs, and of the others
+/// each takes the number that an absent disk of its identity had, the one of its name before any other. The
+/// identity of a disk is read only when its stamp is new.
+std::vector<NumberedDisk> DiskInventory::scan() {
+    struct Found {
+        Entry disk;
+        std::size_t number;
+    };
+    std::vector<Found> found;
+    std::vector<bool> taken(numbered_.size());
+    const auto numberIf = [&](const auto& isIt) {
+        std::size_t at = 0;
+        while (at < taken.size() && (taken[at] || !isIt(numbered_[at])))
+            ++at;
+        return at;
+    };
+    const auto take = [&](Found& disk, std::size_t number) {
+        disk.number = number;
+        if (number < taken.size()) taken[number] = true;
+    };
+    for (std::string& name : namedDisks(files_)) {
+        const auto stamp = files_.stamp(diskFolder(name));
+        if (!stamp) continue;
+        Found& disk = found.emplace_back(Found{{{}, std::move(name), *stamp}, 0});
+        take(disk, numberIf([&](const Entry& known) {
+                 return known.name == disk.disk.name && known.stamp == disk.disk.stamp;
+             }));
+    }
+    const auto isNew = [&](const Found& disk) { return disk.number == taken.size(); };
+    for (Found& disk : found)
+        if (isNew(disk)) disk.disk.identity = diskIdentity(files_, disk.disk.name);
+    for (const bool sameName : {true, false})
+        for (Found& disk : found)
+            if (isNew(disk))
+                take(disk, numberIf([&](const Entry& known) {
+                         return known.identity == disk.disk.identity &&
+                                (!sameName || known.name == disk.disk.name);
+                     }));
     std::vector<NumberedDisk> disks;
-    for (const std::string& name : present) {
-        const auto known = std::find(numbered_.begin(), numbered_.end(), name);
-        disks.push_back({static_cast<std::uint32_t>(known - numbered_.begin()), name});
-        if (known == numbered_.end()) numbered_.push_back(name);
+    for (Found& disk : found) {
+        if (isNew(disk)) {
+            disk.number = numbered_.size();
+            numbered_.push_back(disk.disk);
+        }
+        Entry& entry = numbered_[disk.number];
+        entry.name = disk.disk.name;
+        entry.stamp = disk.disk.stamp;
+        disks.push_back({static_cast<std::uint32_t>(disk.number), entry.name});
     }
     std::ranges::sort(disks, {}, &NumberedDisk::number);
     return disks;
 }
 
 std::string DiskInventory::nameOf(std::uint32_t number) {
-    std::string name;
-    {
-        const std::scoped_lock hold(mutex_);
-        if (number < numbered_.size()) name = numbered_[number];
+    const std::scoped_lock hold(mutex_);
+    if (number < numbered_.size()) {
+        const Entry& entry = numbered_[number];
+        if (files_.stamp(diskFolder(entry.name)) == entry.stamp) return entry.name;
     }
-    if (!name.empty()) return files_.exists(diskFolder(name)) ? name : std::string();
-    for (NumberedDisk& disk : disks())
+    for (NumberedDisk& disk : scan())
         if (disk.number == number) return std::move(disk.name);
     return {};
 }
 
-DiskFacts DiskInventory::facts(const std::string& name) const {
-    return readDiskFacts(files_, name);
+std::optional<DiskFacts> DiskInventory::facts(const NumberedDisk& disk) {
+    DiskFacts facts = readDiskFacts(files_, disk.name);
+    return holds(disk) ? std::optional(std::move(facts)) : std::nullopt;
+}
+
+DiskCounters DiskInventory::cumulative(const NumberedDisk& disk, const DiskCounters& kernels) {
+    const std::scoped_lock hold(mutex_);
+    if (disk.number >= numbered_.size()) return kernels;
+    Entry& entry = numbered_[disk.number];
+    DiskCounters counters{};
+    for (std::size_t at = 0; at < kernels.size(); ++at) {
+        if (kernels[at] < entry.latest[at]) entry.before[at] += entry.latest[at] - kernels[at];
+        counters[at] = kernels[at] + entry.before[at];
+    }
+    entry.latest = kernels;
+    return counters;
 }
 
 } // namespace orv::platform

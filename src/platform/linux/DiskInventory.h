@@ -1,8 +1,10 @@
 #pragma once
 
+#include "platform/linux/PciFunctions.h"
 #include "platform/linux/RootedFiles.h"
 #include "state/HeldMutex.h"
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -31,6 +33,20 @@ struct NumberedDisk {
     std::string name;
 };
 
+/// The counters of a disk's file `stat` (kernel documentation, block/stat), times in milliseconds.
+enum DiskCounter {
+    reads,
+    readsMerged,
+    readSectors,
+    readMs,
+    writes,
+    writesMerged,
+    writtenSectors,
+    writeMs,
+    kDiskCounters
+};
+using DiskCounters = std::array<std::uint64_t, kDiskCounters>;
+
 /// What sysfs tells of a disk; the disk itself is not asked. A text is empty where sysfs has none.
 struct DiskFacts {
     std::string name;
@@ -53,9 +69,10 @@ struct DiskFacts {
 /// The disks of the machine: sda, sdb, ... sdz, sdaa, then IDE disks (hda), NVMe namespaces by controller and
 /// number (nvme0n1), then the disks that know no SMART: virtio (vda), Xen (xvda), cards (mmcblk0).
 ///
-/// A disk has the number that it takes in this order when disks are first asked for. One that comes later
-/// takes the next number, and one that went keeps its own, so that a number never tells of another disk than
-/// before. Whether a disk is there is looked up each time.
+/// A disk has the number that it takes in this order when disks are first asked for, and one that comes later
+/// takes the next number. A number is the disk's, by its identity, and not its name's: the number of one that
+/// went fails, whichever disk has the name now, until that very disk is back, under whatever name. Whether it
+/// is there is looked up each time.
 class DiskInventory {
   public:
     explicit DiskInventory(const RootedFiles& files) : files_(files) {}
@@ -64,14 +81,32 @@ class DiskInventory {
     std::vector<NumberedDisk> disks();
     /// The name of a number's disk; empty when it is not there.
     std::string nameOf(std::uint32_t number);
-    DiskFacts facts(const std::string& name) const;
+    /// True while a disk has its name still. What was read or opened by the name before is that disk's then.
+    bool holds(const NumberedDisk& disk) { return nameOf(disk.number) == disk.name; }
+    /// Empty when the disk is not there.
+    std::optional<DiskFacts> facts(const NumberedDisk& disk);
+    /// Counters of a present disk that never fall: where those of the kernel do, for the disk came back or
+    /// lost one of its paths, they go on from where they were.
+    DiskCounters cumulative(const NumberedDisk& disk, const DiskCounters& kernels);
 
     const RootedFiles& files() const { return files_; }
+    /// Of the controllers that disks hang on.
+    PciFunctionFacts& pciFunctions() { return pciFunctions_; }
 
   private:
+    struct Entry {
+        std::string identity;
+        std::string name; ///< latest
+        FolderStamp stamp;
+        DiskCounters latest{}; ///< of the kernel
+        DiskCounters before{}; ///< what they lost when they fell
+    };
+    std::vector<NumberedDisk> scan();
+
     const RootedFiles& files_;
+    PciFunctionFacts pciFunctions_{files_};
     HeldMutex mutex_;
-    std::vector<std::string> numbered_; // by number, gone ones too
+    std::vector<Entry> numbered_; // by number, gone ones too
 };
 
 /// Folder of sysfs of a disk.

@@ -1,5 +1,6 @@
 #include "platform/linux/DriveAnswers.h"
 
+#include "platform/linux/DiskFacts.h"
 #include "platform/records/StorageRecords.h"
 
 #include <algorithm>
@@ -76,18 +77,47 @@ Answer descriptor(const DiskFacts& facts, std::span<std::byte> out) {
     return {static_cast<std::uint32_t>(given)};
 }
 
-/// Fields of the file `stat` (kernel documentation, block/stat).
-enum StatField {
-    reads,
-    readsMerged,
-    readSectors,
-    readMs,
-    writes,
-    writesMerged,
-    writtenSectors,
-    writeMs,
-    inFlight
+struct DiskStat {
+    DiskCounters counters{};
+    std::uint64_t inFlight = 0;
 };
+
+Result<DiskStat> statOf(const RootedFiles& files, std::string_view name) {
+    using Stat = Result<DiskStat>;
+    const auto text = files.read(diskFolder(name) + "/stat");
+    if (!text.ok()) return Stat::failed(text.error);
+    std::string_view rest = text.value;
+    const auto next = [&] {
+        rest.remove_prefix(std::min(rest.find_first_not_of(" \t"), rest.size()));
+        const auto end = std::min(rest.find_first_of(" \t\n"), rest.size());
+        const auto number = wholeNumber(rest.substr(0, end));
+        rest.remove_prefix(end);
+        return number;
+    };
+    DiskStat stat;
+    for (std::uint64_t& counter : stat.counters) {
+        const auto number = next();
+        if (!number) return Stat::failed(kInvalidData);
+        counter = *number;
+    }
+    const auto inFlight = next();
+    if (!inFlight) return Stat::failed(kInvalidData);
+    stat.inFlight = *inFlight;
+    return {stat};
+}
+
+/// Of a namespace with several paths older kernels, and those that were told to count nothing for it, count
+/// on the paths alone.
+DiskStat sumOfPaths(const RootedFiles& files, const NvmeNumbers& space) {
+    DiskStat sum;
+    for (const std::string& name : files.list("/sys/block").value) {
+        const auto path = isPathOf(space, name) ? statOf(files, name) : Result<DiskStat>();
+        for (std::size_t at = 0; path.ok() && at < sum.counters.size(); ++at)
+            sum.counters[at] += path.value.counters[at];
+        sum.inFlight += path.value.inFlight;
+    }
+    return sum;
+}
 
 std::int64_t now100ns() {
     constexpr std::int64_t secondsFrom1601To1970 = 11'644'473'600;
@@ -96,21 +126,15 @@ std::int64_t now100ns() {
     return (static_cast<std::int64_t>(now.tv_sec) + secondsFrom1601To1970) * 10'000'000 + now.tv_nsec / 100;
 }
 
-Answer performance(const RootedFiles& files, const NumberedDisk& disk, std::span<std::byte> out) {
+Answer performance(DiskInventory& inventory, const NumberedDisk& disk, std::span<std::byte> out) {
     constexpr std::string_view manager = "PhysDisk";
     constexpr std::uint64_t ticksPerMs = 10'000;
-    const auto text = files.read(diskFolder(disk.name) + "/stat");
-    if (!text.ok()) return Answer::failed(text.error);
-    std::array<std::uint64_t, inFlight + 1> fields{};
-    std::string_view rest = text.value;
-    for (std::uint64_t& field : fields) {
-        rest.remove_prefix(std::min(rest.find_first_not_of(" \t"), rest.size()));
-        const auto end = std::min(rest.find_first_of(" \t\n"), rest.size());
-        const auto number = wholeNumber(rest.substr(0, end));
-        if (!number) return Answer::failed(kInvalidData);
-        field = *number;
-        rest.remove_prefix(end);
-    }
+    auto stat = statOf(inventory.files(), disk.name);
+    if (!stat.ok()) return Answer::failed(stat.error);
+    if (const auto space = nvmeNumbers(disk.name); space && stat.value.counters == DiskCounters{})
+        stat.value = sumOfPaths(inventory.files(), *space);
+    if (!inventory.holds(disk)) return Answer::failed(kFileNotFound);
+    const DiskCounters fields = inventory.cumulative(disk, stat.value.counters);
     DISK_PERFORMANCE record{};
     record.BytesRead = static_cast<std::int64_t>(fields[readSectors] * kSectorBytes);
     record.BytesWritten = static_cast<std::int64_t>(fields[writtenSectors] * kSectorBytes);
@@ -118,7 +142,7 @@ Answer performance(const RootedFiles& files, const NumberedDisk& disk, std::span
     record.WriteTime = static_cast<std::int64_t>(fields[writeMs] * ticksPerMs);
     record.ReadCount = static_cast<std::uint32_t>(fields[reads]);
     record.WriteCount = static_cast<std::uint32_t>(fields[writes]);
-    record.QueueDepth = static_cast<std::uint32_t>(fields[inFlight]);
+    record.QueueDepth = static_cast<std::uint32_t>(stat.value.inFlight);
     record.QueryTime = now100ns();
     record.StorageDeviceNumber = disk.number;
     std::copy(manager.begin(), manager.end(), record.StorageManagerName);
@@ -135,22 +159,18 @@ bool asksForDescriptor(std::span<const std::byte> in) {
 
 } // namespace
 
-std::optional<Answer> answerFromSysfs(const RootedFiles& files, const NumberedDisk& disk,
-                                      const std::function<const DiskFacts&()>& facts, std::uint32_t code,
+std::optional<Answer> answerFromSysfs(DiskInventory& inventory, const NumberedDisk& disk,
+                                      std::optional<DiskFacts>& facts, std::uint32_t code,
                                       std::span<const std::byte> in, std::span<std::byte> out) {
-    switch (code) {
-    case IOCTL_DISK_PERFORMANCE:
-        return performance(files, disk, out);
-    case IOCTL_DISK_GET_DRIVE_GEOMETRY:
-        return geometry(facts(), out);
-    case IOCTL_SCSI_GET_ADDRESS:
-        return address(facts(), out);
-    case IOCTL_STORAGE_QUERY_PROPERTY:
-        if (!asksForDescriptor(in)) return std::nullopt;
-        return descriptor(facts(), out);
-    default:
+    if (code == IOCTL_DISK_PERFORMANCE) return performance(inventory, disk, out);
+    const bool descriptorAsked = code == IOCTL_STORAGE_QUERY_PROPERTY && asksForDescriptor(in);
+    if (!descriptorAsked && code != IOCTL_DISK_GET_DRIVE_GEOMETRY && code != IOCTL_SCSI_GET_ADDRESS)
         return std::nullopt;
-    }
+    if (facts && !inventory.holds(disk)) facts.reset();
+    if (!facts) facts = inventory.facts(disk);
+    if (!facts) return Answer::failed(kFileNotFound);
+    if (descriptorAsked) return descriptor(*facts, out);
+    return code == IOCTL_DISK_GET_DRIVE_GEOMETRY ? geometry(*facts, out) : address(*facts, out);
 }
 
 } // namespace orv::platform

@@ -5,16 +5,15 @@
 #include "platform/linux/DiskInventory.h"
 
 #include <cstddef>
-#include <functional>
+#include <optional>
 #include <span>
 
 namespace orv::platform {
 
-/// Empty for a code that only the device itself can answer. `facts` gives the disk's facts, for the codes
-/// that need them.
-std::optional<Result<std::uint32_t>> answerFromSysfs(const RootedFiles& files, const NumberedDisk& disk,
-                                                     const std::function<const DiskFacts&()>& facts,
-                                                     std::uint32_t code, std::span<const std::byte> in,
-                                                     std::span<std::byte> out);
+/// Empty for a code that only the device itself can answer; kFileNotFound when the disk is not there. `facts`
+/// keeps the disk's facts from the first code on that needs them.
+std::optional<Result<std::uint32_t>> answerFromSysfs(DiskInventory& inventory, const NumberedDisk& disk,
+                                                     std::optional<DiskFacts>& facts, std::uint32_t code,
+                                                     std::span<const std::byte> in, std::span<std::byte> out);
 
 } // namespace orv::platform

@@ -10,7 +10,6 @@
 #include "platform/servers/MegaRaidRequests.h"
 #include "platform/text.h"
 
-#include <algorithm>
 #include <cstring>
 
 namespace orv::platform {
@@ -23,20 +22,6 @@ std::string nvmeControllerFolder(std::uint64_t number) {
     return "/sys/class/nvme/nvme" + std::to_string(number);
 }
 
-/// What the drive's SCSI status, sense data and length of transfer were, in the answer's head.
-void writeScsiEnd(const DriveRequest& request, const ScsiOutcome& outcome, std::span<std::byte> out) {
-    SCSI_PASS_THROUGH head;
-    if (out.size() < sizeof head) return;
-    std::memcpy(&head, out.data(), sizeof head);
-    const std::size_t sense = std::min(request.senseBytes, outcome.sense.size());
-    head.ScsiStatus = outcome.status;
-    head.SenseInfoLength = static_cast<std::uint8_t>(sense);
-    head.DataTransferLength = static_cast<std::uint32_t>(dataOf(outcome));
-    std::memcpy(out.data(), &head, sizeof head);
-    if (request.senseAt >= sizeof head && request.senseAt + sense <= out.size() && sense > 0)
-        std::memcpy(out.data() + request.senseAt, outcome.sense.data(), sense);
-}
-
 Answer runScsi(int file, const DriveRequest& request, std::span<const std::byte> in,
                std::span<std::byte> out) {
     const ScsiCommand command = scsiCommandOf(request);
@@ -44,21 +29,14 @@ Answer runScsi(int file, const DriveRequest& request, std::span<const std::byte>
     if (command.way == DataWay::toDevice) std::memcpy(data.data(), in.data() + request.dataAt, data.size());
     const auto outcome = sendScsi(file, command, data);
     if (!outcome.ok()) return Answer::failed(outcome.error);
-    if (const ErrorCode error = errorOf(request, outcome.value)) return Answer::failed(error);
-    const std::size_t came = std::min(dataOf(outcome.value), request.dataBytes);
-    const auto answer = writeDriveAnswer(request, in, std::span(data).first(came), out);
-    if (answer.ok() && request.path == DrivePath::scsiPassThrough) writeScsiEnd(request, outcome.value, out);
-    return answer;
+    return writeScsiAnswer(request, outcome.value, in, data, out);
 }
 
-Answer runNvme(const RootedFiles& files, const DriveNode& node, const DriveRequest& request,
-               std::span<const std::byte> in, std::span<std::byte> out) {
-    const auto command = nvmeCommandOf(request);
-    if (!command.ok()) return Answer::failed(command.error);
-    const auto file = openNode(files, node);
+Answer runNvme(const Result<OwnedDescriptor>& file, const nvme_admin_cmd& command,
+               const DriveRequest& request, std::span<const std::byte> in, std::span<std::byte> out) {
     if (!file.ok()) return Answer::failed(file.error);
-    std::vector<std::uint8_t> data(command.value.data_len);
-    if (const ErrorCode error = sendNvme(file.value.get(), command.value, data)) return Answer::failed(error);
+    std::vector<std::uint8_t> data(command.data_len);
+    if (const ErrorCode error = sendNvme(file.value.get(), command, data)) return Answer::failed(error);
     return writeDriveAnswer(request, in, data, out);
 }
 
@@ -92,37 +70,44 @@ bool understands(const DiskFacts& facts, const DriveRequest& request) {
 
 class PhysicalDrive : public DeviceFile {
   public:
-    PhysicalDrive(const DiskInventory& inventory, NumberedDisk disk)
+    PhysicalDrive(DiskInventory& inventory, NumberedDisk disk)
         : inventory_(inventory), disk_(std::move(disk)) {}
 
     Answer control(std::uint32_t code, std::span<const std::byte> in, std::span<std::byte> out) override {
-        const RootedFiles& files = inventory_.files();
-        if (!files.exists(diskFolder(disk_.name))) return Answer::failed(kFileNotFound);
-        const auto facts = [&]() -> const DiskFacts& {
-            if (!facts_) facts_ = inventory_.facts(disk_.name);
-            return *facts_;
-        };
-        if (const auto answer = answerFromSysfs(files, disk_, facts, code, in, out)) return *answer;
+        if (const auto answer = answerFromSysfs(inventory_, disk_, facts_, code, in, out)) return *answer;
+        if (!inventory_.holds(disk_)) return Answer::failed(kFileNotFound);
         const auto request = readDriveRequest(code, in, out.size());
         if (!request) return Answer::failed(kInvalidFunction);
+        const RootedFiles& files = inventory_.files();
         const DiskFacts way = readCommandWay(files, disk_.name);
         if (!understands(way, *request)) return Answer::failed(kInvalidFunction);
-        if (request->isNvme())
-            return runNvme(files, controllerNode(files, *way.nvmeController), *request, in, out);
-        const auto file = openNode(files, diskNode(files, disk_.name));
-        return file.ok() ? runScsi(file.value.get(), *request, in, out) : Answer::failed(file.error);
+        if (!request->isNvme()) {
+            const auto file = openedAs(diskNode(files, disk_.name));
+            return file.ok() ? runScsi(file.value.get(), *request, in, out) : Answer::failed(file.error);
+        }
+        const auto command = nvmeCommandOf(*request);
+        if (!command.ok()) return Answer::failed(command.error);
+        return runNvme(openedAs(controllerNode(files, *way.nvmeController)), command.value, *request, in,
+                       out);
     }
 
     Answer read(std::uint64_t offset, std::span<std::byte> into) override {
         const RootedFiles& files = inventory_.files();
-        const auto file = openNode(files, diskNode(files, disk_.name), true);
-        if (!file.ok()) return Answer::failed(file.error);
         const auto block = wholeNumber(files.line(diskFolder(disk_.name) + "/queue/logical_block_size"));
+        const auto file = openedAs(diskNode(files, disk_.name), true);
+        if (!file.ok()) return Answer::failed(file.error);
         return readPastCache(file.value.get(), block.value_or(0), offset, into);
     }
 
   private:
-    const DiskInventory& inventory_;
+    /// What an open file is of does not change, so a look after the open tells that it is this disk's.
+    Result<OwnedDescriptor> openedAs(const DriveNode& node, bool direct = false) {
+        auto file = openNode(inventory_.files(), node, direct);
+        if (file.ok() && !inventory_.holds(disk_)) return Result<OwnedDescriptor>::failed(kFileNotFound);
+        return file;
+    }
+
+    DiskInventory& inventory_;
     NumberedDisk disk_;
     std::optional<DiskFacts> facts_; // read once in the handle's short life
 };
@@ -140,7 +125,10 @@ class ScsiPort : public DeviceFile {
         const auto request = readDriveRequest(code, in, out.size());
         const bool miniport = request && request->isNvme() && request->path != DrivePath::storageQuery;
         if (!miniport || port_ < kFirstNvmePort) return Answer::failed(kInvalidFunction);
-        return runNvme(files_, controllerNode(files_, port_ - kFirstNvmePort), *request, in, out);
+        const auto command = nvmeCommandOf(*request);
+        if (!command.ok()) return Answer::failed(command.error);
+        return runNvme(openNode(files_, controllerNode(files_, port_ - kFirstNvmePort)), command.value,
+                       *request, in, out);
     }
     Answer read(std::uint64_t, std::span<std::byte>) override { return Answer::failed(kInvalidFunction); }
 

@@ -90,8 +90,10 @@ std::string modelOf(const DiskFacts& facts) {
     }
 }
 
-Drive named(const DiskInventory& inventory, const NumberedDisk& disk) {
-    Drive drive{disk.number, inventory.facts(disk.name), {}, {}};
+std::optional<Drive> named(DiskInventory& inventory, const NumberedDisk& disk) {
+    auto facts = inventory.facts(disk);
+    if (!facts) return std::nullopt;
+    Drive drive{disk.number, std::move(*facts), {}, {}};
     drive.id = pnpId(inventory.files(), drive.facts, disk.number);
     drive.model = modelOf(drive.facts);
     return drive;
@@ -102,8 +104,8 @@ Drive named(const DiskInventory& inventory, const NumberedDisk& disk) {
 std::optional<Drive> driveOf(DiskInventory& inventory, std::uint32_t number) {
     const std::string name = inventory.nameOf(number);
     if (name.empty()) return std::nullopt;
-    Drive drive = named(inventory, {number, name});
-    if (drive.facts.bus != kBusUsb) return drive; // its place on the machine stands in its id
+    auto drive = named(inventory, {number, name});
+    if (!drive || drive->facts.bus != kBusUsb) return drive; // its place on the machine stands in its id
     for (Drive& other : drivesOf(inventory))
         if (other.number == number) return std::move(other);
     return std::nullopt;
@@ -112,12 +114,13 @@ std::optional<Drive> driveOf(DiskInventory& inventory, std::uint32_t number) {
 std::vector<Drive> drivesOf(DiskInventory& inventory) {
     std::vector<Drive> drives;
     for (const NumberedDisk& disk : inventory.disks()) {
-        Drive drive = named(inventory, disk);
+        auto drive = named(inventory, disk);
+        if (!drive) continue;
         // Cheap USB devices share one serial number.
         const bool taken =
-            std::ranges::any_of(drives, [&](const Drive& other) { return other.id == drive.id; });
-        if (taken) drive.id += "&" + idPart(disk.name, disk.name.size());
-        drives.push_back(std::move(drive));
+            std::ranges::any_of(drives, [&](const Drive& other) { return other.id == drive->id; });
+        if (taken) drive->id += "&" + idPart(disk.name, disk.name.size());
+        drives.push_back(std::move(*drive));
     }
     return drives;
 }

@@ -51,16 +51,16 @@ ManagementColumns deviceRow(const std::string& id, const std::string& name) {
     return {{L"DeviceID", textOrNull(id)}, {L"PNPDeviceID", textOrNull(id)}, {L"Name", textOrNull(name)}};
 }
 
-Controller pciController(const RootedFiles& files, const std::string& folder) {
-    const std::uint32_t code = pciClass(files, folder) >> 8;
-    const auto* const row = std::ranges::find(kClassKinds, code, &ClassKind::code);
-    return {row == kClassKinds.end() ? Kind::other : row->kind, pciDeviceId(files, folder), folder};
+Controller pciController(DiskInventory& inventory, const std::string& folder) {
+    const PciFunctionFacts::Facts facts = inventory.pciFunctions().of(folder);
+    const auto* const row = std::ranges::find(kClassKinds, facts.code >> 8, &ClassKind::code);
+    return {row == kClassKinds.end() ? Kind::other : row->kind, facts.id, folder};
 }
 
 /// A disk by UAS hangs on its USB device, which is a SCSI controller then; any other on its PCI function.
-Controller controllerOf(const RootedFiles& files, const Drive& drive) {
-    if (drive.facts.usbAttachedScsi) return {Kind::scsi, usbDeviceId(files, drive.facts), {}};
-    return pciController(files, drive.facts.pciController);
+Controller controllerOf(DiskInventory& inventory, const Drive& drive) {
+    if (drive.facts.usbAttachedScsi) return {Kind::scsi, usbDeviceId(inventory.files(), drive.facts), {}};
+    return pciController(inventory, drive.facts.pciController);
 }
 
 ManagementColumns controllerRow(const RootedFiles& files, const Controller& controller) {
@@ -75,13 +75,13 @@ Rows controllerRows(DiskInventory& inventory, Kind kind) {
     Rows rows;
     for (const std::string& folder : pciFunctions(files, usb ? kUsbControllerClass : kFirstStorageClass,
                                                   usb ? kUsbControllerClass : kLastStorageClass)) {
-        const Controller controller = pciController(files, folder);
+        const Controller controller = pciController(inventory, folder);
         if (controller.kind == kind) rows.push_back(controllerRow(files, controller));
     }
     if (kind != Kind::scsi) return rows;
     std::vector<std::string> known;
     for (const Drive& drive : drivesOf(inventory)) {
-        const Controller controller = controllerOf(files, drive);
+        const Controller controller = controllerOf(inventory, drive);
         if (!drive.facts.usbAttachedScsi || std::ranges::count(known, controller.id) > 0) continue;
         known.push_back(controller.id); // a device may have several units
         rows.push_back(controllerRow(files, controller));
@@ -170,7 +170,7 @@ Rows controllerOfEntity(const Question& question) {
             if (!found && isAsked(drive)) found = std::move(drive);
     }
     if (!found) return {};
-    const Controller controller = controllerOf(question.disks.files(), *found);
+    const Controller controller = controllerOf(question.disks, *found);
     if (controller.kind != Kind::scsi) return {};
     return {deviceRow(controller.id, {})}; // without its name, for which a large database would be read
 }
@@ -183,7 +183,7 @@ Rows devicesOn(DiskInventory& inventory, Kind kind, const std::wstring& id) {
     for (const Drive& drive : drivesOf(inventory)) {
         const bool usb = kind == Kind::usb;
         const Controller controller =
-            usb ? pciController(files, drive.facts.pciController) : controllerOf(files, drive);
+            usb ? pciController(inventory, drive.facts.pciController) : controllerOf(inventory, drive);
         if (controller.kind != kind || !sameId(utf8ToWide(controller.id), id)) continue;
         if (usb)
             rows.push_back(deviceRow(usbDeviceId(files, drive.facts),

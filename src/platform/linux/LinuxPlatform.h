@@ -43,7 +43,7 @@ struct LinuxServices {
     LinuxPerformanceCounters performanceCounters{files};
     DiskInventory disks{files};
     LinuxManagementData managementData{files, disks};
-    LinuxDeviceTree deviceTree{files};
+    LinuxDeviceTree deviceTree{files, disks};
     LinuxDeviceFiles deviceFiles{files, disks};
     LinuxRegistry registry{files, interfaceNames};
     LinuxPrivileges privileges{files};

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdio>
+#include <mutex>
 
 namespace orv::platform {
 
@@ -103,6 +104,36 @@ std::string pciDeviceId(const RootedFiles& files, const std::string& folder) {
                   static_cast<unsigned>(address->bus),
                   static_cast<unsigned>(address->device << 3 | address->function));
     return text;
+}
+
+PciFunctionFacts::Facts PciFunctionFacts::of(const std::string& folder) {
+    const auto stamp = folder.empty() ? std::nullopt : files_.stamp(folder);
+    if (!stamp) return {};
+    const std::scoped_lock hold(mutex_);
+    auto& [seen, facts] = known_[folder];
+    if (seen == *stamp) return facts;
+    facts = {pciClass(files_, folder), pciDeviceId(files_, folder)};
+    seen = *stamp;
+    return facts;
+}
+
+std::string pciFolderOf(const RootedFiles& files, std::string_view id) {
+    constexpr std::string_view instance = "\\3&";
+    constexpr std::size_t busDigits = 2;
+    const auto at = id.rfind(instance);
+    if (at == id.npos) return {};
+    const std::string_view numbers = id.substr(at + instance.size());
+    const auto split = numbers.find("&0&");
+    if (split == numbers.npos || split < busDigits) return {};
+    const auto domain = wholeNumber(numbers.substr(0, split - busDigits), 16);
+    const auto bus = wholeNumber(numbers.substr(split - busDigits, busDigits), 16);
+    const auto function = wholeNumber(numbers.substr(split + 3), 16);
+    if (!domain || !bus || !function) return {};
+    char name[64];
+    std::snprintf(name, sizeof name, "%s/%04llx:%02x:%02x.%x", kFunctions,
+                  static_cast<unsigned long long>(*domain), static_cast<unsigned>(*bus),
+                  static_cast<unsigned>(*function >> 3), static_cast<unsigned>(*function & 7));
+    return files.deviceFolder(name);
 }
 
 std::string pciName(const RootedFiles& files, const std::string& folder) {

@@ -1,11 +1,14 @@
 #pragma once
 
 #include "platform/linux/RootedFiles.h"
+#include "state/HeldMutex.h"
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace orv::platform {
@@ -28,6 +31,27 @@ inline constexpr std::uint32_t kUsbControllerClass = 0x0C03;
 /// "PCI\VEN_8086&DEV_2922&SUBSYS_11001AF4&REV_02\3&00000000&0&FA": the instance is domain and bus, then
 /// device and function in one byte.
 std::string pciDeviceId(const RootedFiles& files, const std::string& folder);
+
+/// The folder of the function whose place such an id tells; empty when there is none. Whether the function
+/// has that id is another question.
+std::string pciFolderOf(const RootedFiles& files, std::string_view id);
+
+/// Class and id of PCI functions. They are read once for a folder, as long as that is the same device's.
+class PciFunctionFacts {
+  public:
+    struct Facts {
+        std::uint32_t code = 0; ///< as pciClass
+        std::string id;         ///< as pciDeviceId
+    };
+
+    explicit PciFunctionFacts(const RootedFiles& files) : files_(files) {}
+    Facts of(const std::string& folder);
+
+  private:
+    const RootedFiles& files_;
+    HeldMutex mutex_;
+    std::map<std::string, std::pair<FolderStamp, Facts>> known_;
+};
 
 /// Vendor and product by the hardware database, or what the class is called where there is none.
 std::string pciName(const RootedFiles& files, const std::string& folder);

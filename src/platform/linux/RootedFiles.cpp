@@ -9,6 +9,7 @@
 #include <cstring>
 #include <dirent.h>
 #include <memory>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace orv::platform {
@@ -100,6 +101,12 @@ Result<std::vector<std::string>> RootedFiles::list(std::string_view path) const 
 
 bool RootedFiles::exists(std::string_view path) const {
     return ::access(full(path).c_str(), F_OK) == 0;
+}
+
+std::optional<FolderStamp> RootedFiles::stamp(std::string_view path) const {
+    struct stat found {};
+    if (::stat(full(path).c_str(), &found) != 0) return std::nullopt;
+    return FolderStamp{found.st_ino, found.st_ctim.tv_sec, found.st_ctim.tv_nsec};
 }
 
 std::string RootedFiles::linkTarget(std::string_view path) const {

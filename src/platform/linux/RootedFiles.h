@@ -2,11 +2,24 @@
 
 #include "platform/Result.h"
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace orv::platform {
+
+/// Tells a folder of sysfs from another one of the same name, for the price of one look at it. The kernel
+/// gives the inode numbers of removed folders to no other one before it has run through them all; those
+/// before 4.14 do, but not with the time at which they saw the folder first. So the same stamp is the same
+/// device. Another one may be the same device too, when the kernel had forgotten the inode in between.
+struct FolderStamp {
+    std::uint64_t inode = 0;
+    std::int64_t seconds = 0;
+    std::int64_t nanoseconds = 0;
+    bool operator==(const FolderStamp&) const = default;
+};
 
 /// A text's first line without its line end and surrounding blanks.
 std::string firstLine(std::string text);
@@ -28,6 +41,8 @@ class RootedFiles {
     /// Names in a folder, sorted, without "." and "..".
     Result<std::vector<std::string>> list(std::string_view path) const;
     bool exists(std::string_view path) const;
+    /// Of the folder that a path leads to; empty when there is none.
+    std::optional<FolderStamp> stamp(std::string_view path) const;
     /// What a symbolic link points to, as it stands in it; empty when there is none.
     std::string linkTarget(std::string_view path) const;
     /// Last component of what a symbolic link points to; empty when there is none.

@@ -4,7 +4,7 @@
 
 # USB storage waits before it looks for its disks.
 tries=0
-until [ "$(echo /sys/block/sd* /sys/block/nvme* | wc -w)" = 6 ] || [ $tries = 20 ]; do
+until [ "$(echo /sys/block/sd* /sys/block/nvme* | wc -w)" = 7 ] || [ $tries = 20 ]; do
   sleep 1
   tries=$((tries + 1))
 done
@@ -81,7 +81,7 @@ refused_to_user() {
   has "$1: an ordinary user is told the right" "$(cat /tmp/stderr)" "access denied; run as root"
 }
 
-is "drives: all are there" "$disks" "sda sdb sdc sdd sde nvme0n1"
+is "drives: all are there" "$disks" "sda sdb sdc sdd sde nvme0n1 nvme0n2"
 for driver in ahci ata_piix; do
   find_disk $driver
   read_drive $driver ATA
@@ -139,7 +139,8 @@ report() {
 }
 smart_disks=
 for disk in $disks; do
-  ! smart_of "$disk" || smart_disks="$smart_disks $disk"
+  # A further namespace is its drive once more.
+  [ "$disk" = nvme0n2 ] || ! smart_of "$disk" || smart_disks="$smart_disks $disk"
 done
 # shellcheck disable=SC2086 # a list of words
 set -- $smart_disks
@@ -241,14 +242,21 @@ answers=$(call getDiskNameWhichOsInstalled getAllDiskType)
 is "letters: a drive on D is not the root's" "$(line "$answers" 1)" "$none"
 # shellcheck disable=SC2046 # a list of words
 is "letters: a drive with one comes first" "$(line "$answers" 2)" "$(report "$disk" $(echo "$smart_disks" | sed "s/$disk//"))"
-mkdir /disk/bin /disk/lib
-cp /bin/hwprobe /disk/bin/
-cp /lib/*.so* /disk/lib/
-cp -r /lib64 /disk/
-for folder in proc sys dev tmp; do
-  mkdir "/disk/$folder"
-  mount --bind "/$folder" "/disk/$folder"
-done
-smart_of "$disk"
-is "letters: the drive of the root" "$(chroot /disk /bin/hwprobe call getDiskNameWhichOsInstalled)" \
-  "{\"code\":1,\"diskName\":\"$(smart model_name)\"}"
+# finds_root NAME DISK FOLDER: with the folder as its root the tool finds the drive.
+finds_root() {
+  mkdir "$3/bin" "$3/lib"
+  cp /bin/hwprobe "$3/bin/"
+  cp /lib/*.so* "$3/lib/"
+  cp -r /lib64 "$3/"
+  for folder in proc sys dev tmp; do
+    mkdir "$3/$folder"
+    mount --bind "/$folder" "$3/$folder"
+  done
+  smart_of "$2"
+  is "$1" "$(chroot "$3" /bin/hwprobe call getDiskNameWhichOsInstalled)" "{\"code\":1,\"diskName\":\"$(smart model_name)\"}"
+}
+finds_root "letters: the drive of the root" "$disk" /disk
+mke2fs /dev/nvme0n2 >/dev/null
+mkdir /second
+mount -t ext4 /dev/nvme0n2 /second
+finds_root "letters: the root on a further namespace" nvme0n1 /second
