@@ -174,7 +174,7 @@ static void count(int signal) {
 static void* sendFaults(void* target) {
     while (!stop) {
         sleepFor(1000000);
-        if (pthread_kill(*(pthread_t*)target, SIGSEGV) == 0) ++sent;
+        sent += pthread_kill(*(pthread_t*)target, SIGSEGV) == 0;
     }
     return NULL;
 }
