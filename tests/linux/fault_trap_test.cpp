@@ -118,20 +118,10 @@ TEST_F(LinuxFaultTrap, HandlersStackMaskAndFloatingPointModesComeBack) {
         .join();
 }
 
-__attribute__((noinline)) int withoutEnd(volatile char* outer) {
-    volatile char room[4000];
-    room[0] = *outer;
-    if (room[0] == 0) return 0; // never
-    return withoutEnd(room) + room[0];
-}
-
 TEST_F(LinuxFaultTrap, AStackOverflowHasItsName) {
     const auto overflow = [&] {
         for (int i = 0; i < 3; ++i)
-            EXPECT_EQ(0xC00000FDu, run([] {
-                          volatile char start = 1;
-                          withoutEnd(&start);
-                      }));
+            EXPECT_EQ(0xC00000FDu, run([] { useUpStack(); }));
         EXPECT_EQ(kAccessViolation, run(nullWrite));
     };
     overflow();

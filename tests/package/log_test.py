@@ -14,9 +14,9 @@ LIBRARY = os.path.abspath(sys.argv[1])
 
 # What every host below starts with. say() goes to standard error as the answer of the host.
 HOST = """
-import ctypes, fcntl, json, os, resource, signal, sys
-signal.signal(signal.SIGPIPE, signal.SIG_DFL)
-signal.signal(signal.SIGXFSZ, signal.SIG_DFL)
+import ctypes, fcntl, json, os, resource, signal, socket, sys
+for number in signal.SIGPIPE, signal.SIGXFSZ: signal.signal(number, signal.SIG_DFL)
+def sockets(): return [end.detach() for end in socket.socketpair()]
 def load(): return ctypes.CDLL(%r)
 def say(answer): os.write(2, json.dumps(answer).encode())
 def fill(stream):
@@ -35,16 +35,13 @@ SEPARATOR = r"\[init\] \[info\] -+file log init-+\n"
 
 class Log(unittest.TestCase):
     def setUp(self):
-        temporary = tempfile.TemporaryDirectory()
-        self.addCleanup(temporary.cleanup)
-        self.folder = Path(temporary.name)
+        self.folder = Path(self.enterContext(tempfile.TemporaryDirectory()))
         self.logs = self.folder / "resources/log/cpp"
 
     def host(self, body, **variables):
         """Runs a host to its end and gives its standard output and what it said."""
-        environment = {"PATH": os.environ["PATH"], "TERM": "xterm", **variables}
-        done = subprocess.run([sys.executable, "-c", HOST + body], cwd=self.folder, env=environment, timeout=20,
-                              capture_output=True)
+        done = subprocess.run([sys.executable, "-c", HOST + body], cwd=self.folder, timeout=20, capture_output=True,
+                              env={"PATH": os.environ["PATH"], "TERM": "xterm", **variables})
         self.assertEqual(0, done.returncode, done.stderr)
         return done.stdout.decode(), json.loads(done.stderr or "null")
 
@@ -67,27 +64,19 @@ class Log(unittest.TestCase):
     def test_the_environment_chooses_what_console_and_file_take(self):
         # Variables of console and file; whether the info and the trace line are in each; None: no file at all.
         for console, file, on_console, in_file in [
-            (None, None, (1, 0), (1, 0)),
-            ("trace", "trace", (1, 1), (1, 1)),
-            ("warning", "error", (0, 0), (0, 0)),
-            ("off", "info", (0, 0), (1, 0)),
-            ("debug", "off", (1, 0), None),
-            ("loud", "", (1, 0), (1, 0)),
+            (None, None, (1, 0), (1, 0)), ("trace", "trace", (1, 1), (1, 1)), ("warning", "error", (0, 0), (0, 0)),
+            ("off", "info", (0, 0), (1, 0)), ("debug", "off", (1, 0), None), ("loud", "", (1, 0), (1, 0)),
             ("TRACE", "offf", (1, 0), (1, 0)),
         ]:
-            with self.subTest(console=console, file=file):
-                named = {"HWPROBE_LOG_CONSOLE": console, "HWPROBE_LOG_FILE": file}
-                found = self.poll(**{name: value for name, value in named.items() if value is not None})
-                count = lambda text: (len(re.findall(INFO, text)), len(re.findall(TRACE, text)))
-                self.assertEqual(on_console, count(found))
-                self.assertEqual(in_file is not None, (self.folder / "resources").exists())
-                if in_file is not None:
-                    self.assertEqual(in_file, count(self.log_file().read_text()))
-                    self.assertRegex(self.log_file().read_text(), SEPARATOR)
-                    self.log_file().unlink()
-                    self.logs.rmdir()
-                    self.logs.parent.rmdir()
-                    self.logs.parent.parent.rmdir()
+            named = {"HWPROBE_LOG_CONSOLE": console, "HWPROBE_LOG_FILE": file}
+            found = self.poll(**{name: value for name, value in named.items() if value is not None})
+            count = lambda text: (len(re.findall(INFO, text)), len(re.findall(TRACE, text)))
+            self.assertEqual(on_console, count(found), named)
+            self.assertEqual(in_file is not None, (self.folder / "resources").exists(), named)
+            if in_file is not None:
+                self.assertEqual(in_file, count(self.log_file().read_text()), named)
+                self.assertRegex(self.log_file().read_text(), SEPARATOR)
+                shutil.rmtree(self.folder / "resources")
 
     def test_a_host_with_rights_that_its_caller_lacks_does_not_read_the_callers_environment(self):
         if os.geteuid() != 0 or os.statvfs(self.folder).f_flag & os.ST_NOSUID:
@@ -110,42 +99,35 @@ class Log(unittest.TestCase):
 
     def test_what_somebody_planted_is_not_written_to(self):
         self.poll()
-        name = self.log_file().name
-        self.log_file().unlink()
-        victim = self.folder / "victim"
+        file, victim, elsewhere = self.log_file(), self.folder / "victim", self.folder / "elsewhere"
         victim.write_text("untouched")
-        elsewhere = self.folder / "elsewhere"
         (elsewhere / "log/cpp").mkdir(parents=True)
         (elsewhere / "cpp").mkdir()
 
         def foreign():
-            (self.logs / name).write_text("untouched")
-            os.chown(self.logs / name, 65534, 65534)
+            file.write_text("untouched")
+            os.chown(file, 65534, 65534)
 
-        planted = {
-            "a link as the file": lambda: (self.logs / name).symlink_to(victim),
-            "a second name": lambda: os.link(victim, self.logs / name),
-            "a FIFO": lambda: os.mkfifo(self.logs / name),
-            "a folder": lambda: (self.logs / name).mkdir(),
-        }
+        for what, plant in {"a link": lambda: file.symlink_to(victim), "a second name": lambda: file.hardlink_to(victim),
+                            "a FIFO": lambda: os.mkfifo(file), "a folder": file.mkdir,
+                            **({"a file of another user": foreign} if os.geteuid() == 0 else {})}.items():
+            file.unlink()
+            plant()
+            self.assertRegex(self.poll(), INFO, what)
+            self.assertEqual("untouched", victim.read_text(), what)
+            if what == "a folder":
+                file.rmdir()
+                file.touch()
         if os.geteuid() == 0:
-            planted["a file of another user"] = foreign
-        for what, plant in planted.items():
-            with self.subTest(what):
-                plant()
-                self.assertRegex(self.poll(), INFO)
-                self.assertEqual("untouched", victim.read_text())
-                if what == "a file of another user":
-                    self.assertEqual("untouched", (self.logs / name).read_text())
-                (self.logs / name).rmdir() if what == "a folder" else (self.logs / name).unlink()
+            self.assertEqual("untouched", file.read_text())
+        file.unlink()
         for folder, target in [(self.logs, elsewhere / "cpp"), (self.logs.parent, elsewhere / "log"),
                                (self.logs.parent.parent, elsewhere)]:
-            with self.subTest(folder=folder.name):
-                folder.rmdir()
-                folder.symlink_to(target)
-                self.assertRegex(self.poll(), INFO)
-                self.assertEqual([], [path for path in elsewhere.rglob("*") if not path.is_dir()])
-                folder.unlink()
+            folder.rmdir()
+            folder.symlink_to(target)
+            self.assertRegex(self.poll(), INFO, folder)
+            self.assertEqual([], [path for path in elsewhere.rglob("*") if not path.is_dir()])
+            folder.unlink()
 
     def test_a_host_without_standard_streams_keeps_their_numbers(self):
         _, descriptors = self.host("""
@@ -157,12 +139,10 @@ for number in os.listdir("/proc/self/fd"):
         mine[number] = [os.readlink("/proc/self/fd/" + number), fcntl.fcntl(int(number), fcntl.F_GETFD)]
     except OSError: pass # the listing itself
 say(mine)""")
-        opened = {path.rsplit("/", 1)[-1]: (int(number), flags)
-                  for number, (path, flags) in descriptors.items() if int(number) != 2}
-        self.assertLessEqual({"meminfo", self.log_file().name}, set(opened))
-        for number, flags in opened.values():
-            self.assertGreater(number, 2)
-            self.assertEqual(1, flags)  # not for a child
+        del descriptors["2"]
+        self.assertLessEqual({"meminfo", self.log_file().name}, {Path(path).name for path, _ in descriptors.values()})
+        self.assertGreater(min(map(int, descriptors)), 2)
+        self.assertEqual({1}, {flags for _, flags in descriptors.values()})  # not for a child
         # A file that becomes descriptor 1 later is the host's.
         self.host("""
 os.close(1)
@@ -171,41 +151,28 @@ assert os.open("data", os.O_RDWR | os.O_CREAT) == 1
 library.getMemoryLoad()""")
         self.assertEqual("", (self.folder / "data").read_text())
 
-    def test_a_reader_that_goes_away_ends_the_console_alone(self):
-        for kind in ["os.pipe()", "[end.detach() for end in __import__('socket').socketpair()]"]:
-            with self.subTest(kind):
-                _, pending = self.host(f"""
-reader, writer = {kind}
+    def test_a_reader_that_goes_away_ends_the_console_alone_and_raises_no_signal(self):
+        for kind, blocked in ("os.pipe", True), ("sockets", True), ("os.pipe", False):
+            _, pending = self.host(f"""
+reader, writer = {kind}()
 os.dup2(writer, 1), os.close(writer)
 library = load()
 os.close(reader)
-signal.pthread_sigmask(signal.SIG_BLOCK, [signal.SIGPIPE])
+if {blocked}: signal.pthread_sigmask(signal.SIG_BLOCK, [signal.SIGPIPE])
 library.getMemoryLoad()
 say(len(signal.sigpending()))
 signal.pthread_sigmask(signal.SIG_UNBLOCK, [signal.SIGPIPE])
 library.getMemoryLoad()
 os.dup2(os.open("later", os.O_WRONLY | os.O_CREAT), 1)
 library.getMemoryLoad()""")
-                self.assertEqual(0, pending)
-                self.assertEqual("", (self.folder / "later").read_text())
-                self.assertEqual(3, len(re.findall(INFO, self.log_file().read_text())))
-                self.log_file().unlink()
-
-    def test_a_reader_that_goes_away_raises_no_signal(self):
-        self.host("""
-reader, writer = os.pipe()
-os.dup2(writer, 1)
-library = load()
-os.close(reader)
-library.getMemoryLoad()""")
+            self.assertEqual((0, ""), (pending, (self.folder / "later").read_text()), kind)
+            self.assertEqual(3, len(re.findall(INFO, self.log_file().read_text())))
+            self.log_file().unlink()
 
     def test_a_reader_that_stands_still_stops_nobody(self):
-        pairs = {"pipe": "os.pipe()", "socket": "[end.detach() for end in __import__('socket').socketpair()]",
-                 "terminal": "os.openpty()"}
-        for kind, pair in pairs.items():
-            with self.subTest(kind):
-                _, (same_flags, first, later) = self.host(f"""
-reader, writer = {pair}
+        for kind in "os.pipe", "sockets", "os.openpty":
+            _, (same_flags, first, later) = self.host(f"""
+reader, writer = {kind}()
 os.dup2(writer, 1)
 library = load()
 fill(1)
@@ -221,10 +188,10 @@ def drain():
 first = drain()
 library.getMemoryLoad()
 say([same_flags, first, drain()])""")
-                self.assertTrue(same_flags)
-                if kind != "terminal":  # the system may make room in one meanwhile
-                    self.assertEqual("", first)
-                self.assertIn("MemoryStatus: memLoad: ", later)
+            self.assertTrue(same_flags, kind)
+            if kind != "os.openpty":  # the system may make room in one meanwhile
+                self.assertEqual("", first, kind)
+            self.assertIn("MemoryStatus: memLoad: ", later, kind)
 
     def test_a_terminal_shows_the_level_in_colour(self):
         _, shown = self.host("""
@@ -240,8 +207,7 @@ resource.setrlimit(resource.RLIMIT_FSIZE, (150, 150))
 os.dup2(os.open("console", os.O_WRONLY | os.O_CREAT), 1)
 library = load()
 for _ in range(3): assert 0 <= library.getMemoryLoad() <= 100""")
-        self.assertEqual(150, self.log_file().stat().st_size)
-        self.assertEqual(150, (self.folder / "console").stat().st_size)
+        self.assertEqual([150] * 2, [file.stat().st_size for file in (self.log_file(), self.folder / "console")])
 
 
 if __name__ == "__main__":

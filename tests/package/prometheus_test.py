@@ -19,14 +19,10 @@ MACHINES = ["laptop", "amd-ryzen-desktop"]  # of one or the other everything tha
 SECONDS = 60
 
 
-@contextlib.contextmanager
-def running(*command, **options):
-    process = subprocess.Popen(command, **options)
-    try:
-        yield process
-    finally:
-        process.terminate()
-        process.wait(30)
+def start(*command, **options):
+    process = stack.enter_context(subprocess.Popen(command, **options))
+    stack.callback(process.terminate)
+    return process
 
 
 def get(url):
@@ -42,17 +38,16 @@ def port_of(server):
 
 
 with contextlib.ExitStack() as stack:
-    servers = [stack.enter_context(running(TOOL, "metrics", "--listen", "127.0.0.1:0", "--machine",
-                                           str(SOURCE / "machines" / f"{machine}.json"),
-                                           stderr=subprocess.PIPE, text=True)) for machine in MACHINES]
+    servers = [start(TOOL, "metrics", "--listen", "127.0.0.1:0", "--machine", str(SOURCE / "machines" / f"{machine}.json"),
+                     stderr=subprocess.PIPE, text=True) for machine in MACHINES]
     targets = [f"127.0.0.1:{port_of(server)}" for server in servers]
     (WORK / "prometheus.yml").write_text(json.dumps({
         "global": {"scrape_interval": "1s"}, "rule_files": [str(SOURCE / "docs/prometheus/hwprobe-rules.yml")],
         "scrape_configs": [{"job_name": "hwprobe", "static_configs": [{"targets": targets}]}]}))
     with socket.create_server(("127.0.0.1", 0)) as free:
         own = f"127.0.0.1:{free.getsockname()[1]}"
-    stack.enter_context(running("prometheus", f"--config.file={WORK}/prometheus.yml", f"--web.listen-address={own}",
-                                f"--storage.tsdb.path={WORK}/data", stderr=(WORK / "log").open("w")))
+    start("prometheus", f"--config.file={WORK}/prometheus.yml", f"--web.listen-address={own}",
+          f"--storage.tsdb.path={WORK}/data", stderr=(WORK / "log").open("w"))
 
     def ask(question):
         found = json.loads(get(f"http://{own}/api/v1/query?" + urllib.parse.urlencode({"query": question})))

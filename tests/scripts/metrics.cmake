@@ -1,7 +1,6 @@
 get_target_property(HAS_METRICS hwprobe HAS_METRICS)
 if(HAS_METRICS)
-  python_test(metrics tool/metrics_test.py $<TARGET_FILE:hwprobe> "${PROJECT_SOURCE_DIR}")
   # The most memory in mebibytes: what the sanitizers keep is far more than the server's own.
-  python_test(metrics_server tool/server_test.py $<TARGET_FILE:hwprobe> "${PROJECT_SOURCE_DIR}"
+  python_test(metrics tool/metrics_test.py $<TARGET_FILE:hwprobe> "${PROJECT_SOURCE_DIR}"
     $<IF:$<BOOL:${HWPROBE_SANITIZE}>,512,64>)
 endif()

@@ -3,5 +3,4 @@ python_test(explain tool/explain_test.py ${TOOL_COMMAND} "${PROJECT_SOURCE_DIR}"
 get_target_property(watch_screen hwprobe HAS_WATCH_SCREEN)
 if(watch_screen)
   python_test(watch tool/watch_test.py $<TARGET_FILE:hwprobe> "${PROJECT_SOURCE_DIR}")
-  python_test(terminal tool/terminal_test.py $<TARGET_FILE:hwprobe> "${PROJECT_SOURCE_DIR}")
 endif()

@@ -11,6 +11,14 @@ __attribute__((noinline, no_sanitize("undefined", "address", "thread"))) inline 
     *static_cast<volatile int*>(nullptr) = 1; // NOLINT(clang-analyzer-core.NullDereference): its purpose
 }
 
+/// Calls itself until the stack is used up.
+__attribute__((noinline)) inline int useUpStack(char outer = 1) {
+    volatile char room[4000];
+    room[0] = outer;
+    if (room[0] == 0) return 0; // never
+    return useUpStack(room[0]) + room[0];
+}
+
 /// What is allocated in this scope may be lost: a fault ends a call without running its destructors.
 class MayLoseMemory {
   public:

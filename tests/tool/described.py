@@ -1,11 +1,23 @@
 """Machine files for tests of the tool: samples with what a test changes. Importers set dont_write_bytecode before."""
+import itertools
 import json
 import sys
+import tempfile
 from pathlib import Path
 
 MACHINES = Path(__file__).resolve().parents[2] / "machines"
 sys.path.append(str(MACHINES / "drives"))
 import make_drives
+
+FOLDER = tempfile.TemporaryDirectory()
+numbers = itertools.count()
+
+
+def file_of(machine):
+    """The path of a file with the machine, which is an object or a text."""
+    file = Path(FOLDER.name) / f"{next(numbers)}.json"
+    file.write_text(machine if isinstance(machine, str) else json.dumps(machine))
+    return str(file)
 
 
 def sample(name):

@@ -1,28 +1,39 @@
-"""Scrapes `hwprobe metrics` as Prometheus would: metrics_test.py TOOL SOURCE_DIR"""
-
+"""Scrapes `hwprobe metrics` as Prometheus would, and shows what it stands: hostile clients, runs beside it and full
+disks: metrics_test.py TOOL SOURCE_DIR MIB"""
+import concurrent.futures
+import fcntl
 import http.client
 import json
 import math
 import os
 import re
+import resource
 import signal
+import socket
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 from pathlib import Path
 
 sys.dont_write_bytecode = True  # nothing is left among the sources
-from described import odd_drives, sample, silent, unknown_processor
+from described import MACHINES, file_of, odd_drives, sample, silent, unknown_processor
 
-TOOL, SOURCE = sys.argv[1], Path(sys.argv[2])
+TOOL, SOURCE, MOST_MEBIBYTES = sys.argv[1], Path(sys.argv[2]), int(sys.argv[3])
 PATIENCE = 20  # seconds; the machine may be busy
-LAPTOP = str(SOURCE / "machines" / "laptop.json")
+LAPTOP = str(MACHINES / "laptop.json")
 TEXT = "text/plain; version=0.0.4; charset=utf-8"
 OPEN = "application/openmetrics-text; version=1.0.0; charset=utf-8"
 DOCUMENTED = set(re.findall(r"^\| `(hwprobe_\w+)", (SOURCE / "docs" / "metrics.md").read_text(), re.M))
 LABEL = r'\w+="(?:[^"\\\0-\x1f]|\\[\\"n])*"'
 SERIES = re.compile(rf"(\w+)(?:\{{({LABEL}(?:,{LABEL})*)\}})? (-?[\d.]+(?:e[+-]\d+)?)")
+GET = b"GET /metrics HTTP/1.1\r\n"
+HOSTILE = [GET + b"Range: bytes=" + b"0-," * 2600 + b"0-\r\n\r\n", GET + b"Range: bytes=0-9,5-,-3\r\n\r\n",
+           GET + b"X: " + b"x" * 4_000_000, GET + b"X: y\r\n" * 300_000, b"GET /" + b"x" * 4_000_000,
+           b"POST /metrics HTTP/1.1\r\nContent-Length: 4000000\r\n\r\n" + b"x" * 4_000_000,
+           GET + b"Content-Length: 9\r\nExpect: 100-continue\r\n\r\n", (GET + b"\r\n") * 3000,
+           GET + b"Accept-Encoding: br, gzip\r\n\r\n", b"\x16\x03\x01\0\xff\r\n\r\n"]
 SUFFIX = {"counter": "_total", "info": "_info", "gauge": ""}
 
 
@@ -46,19 +57,17 @@ def parse(text, open_metrics):
     return series
 
 
-def hwprobe(*arguments):
-    done = subprocess.run([TOOL, "metrics", *arguments], capture_output=True, text=True, timeout=60)
+def hwprobe(*arguments, machine=LAPTOP):
+    done = subprocess.run([TOOL, "metrics", "--machine", machine, *arguments], capture_output=True, text=True, timeout=60)
     return done.returncode, done.stderr
 
 
 def written(machine):
     """The series of the text file of a machine that is described by an object."""
-    with tempfile.TemporaryDirectory() as folder:
-        file, text = Path(folder) / "machine.json", Path(folder) / "text"
-        file.write_text(json.dumps(machine))
-        status, errors = hwprobe("--machine", str(file), "--textfile", str(text))
+    with tempfile.NamedTemporaryFile() as text:
+        status, errors = hwprobe("--textfile", text.name, machine=file_of(machine))
         assert status == 0, errors
-        return parse(text.read_text(), open_metrics=False)
+        return parse(Path(text.name).read_text(), open_metrics=False)
 
 
 def short(series):
@@ -71,8 +80,8 @@ class Served:
     """A server on a free port, ended by a signal; `errors` is what it said then."""
 
     def __init__(self, *arguments, machine=LAPTOP, ending=signal.SIGTERM):
-        command = [TOOL, "metrics", "--listen", "127.0.0.1:0", "--machine", machine, *arguments]
-        self.process = subprocess.Popen(command, stderr=subprocess.PIPE, text=True)
+        self.process = subprocess.Popen([TOOL, "metrics", "--listen", "127.0.0.1:0", "--machine", machine, *arguments],
+                                        stderr=subprocess.PIPE, text=True)
         self.ending = ending
 
     def __enter__(self):
@@ -100,23 +109,19 @@ class Text(unittest.TestCase):
         seen = set()
         with tempfile.TemporaryDirectory() as folder:
             file = Path(folder) / "hwprobe.prom"
-            for machine in sorted((SOURCE / "machines").glob("*.json")):
+            for machine in sorted(MACHINES.glob("*.json")):
                 file.write_text("old")
                 old = file.stat().st_ino
-                status, errors = hwprobe("--machine", str(machine), "--textfile", str(file))
+                status, errors = hwprobe("--textfile", str(file), machine=str(machine))
                 self.assertEqual(0, status, errors)
-                self.assertEqual((0o100644, True, [file]), (file.stat().st_mode, file.stat().st_ino != old,
-                                                            list(Path(folder).iterdir())))
+                self.assertEqual((0o100644, [file]), (file.stat().st_mode, list(Path(folder).iterdir())))
+                self.assertNotEqual(old, file.stat().st_ino)
                 series = parse(file.read_text(), open_metrics=False)
                 seen |= {name for name, _ in series}
                 for (name, _), value in series.items():
                     least, most = (-50, 150) if "celsius" in name else (-100 if "watts" in name else 0, 1e15)
                     self.assertTrue(least <= value <= most, (machine.name, name, value))
         self.assertEqual(DOCUMENTED, seen)
-        board = json.loads((SOURCE / "docs" / "grafana" / "hwprobe.json").read_text())
-        asked = set(re.findall(r"hwprobe_\w+", json.dumps([p.get("targets") for p in board["panels"]])))
-        self.assertTrue(asked)
-        self.assertEqual(set(), asked - DOCUMENTED)
 
     def test_texts_of_hardware_are_escaped_and_alike_ones_told_apart_and_unknown_values_left_out(self):
         machine = json.loads(json.dumps(sample("laptop")).replace("ACME Wireless-AC 9560", r'A\"\\\nB')
@@ -132,28 +137,26 @@ class Text(unittest.TestCase):
         with tempfile.TemporaryDirectory() as folder:
             os.mkfifo(f"{folder}/fifo")
             for path in f"{folder}/none/x.prom", f"{folder}/fifo", folder:
-                status, errors = hwprobe("--machine", LAPTOP, "--textfile", path)
+                status, errors = hwprobe("--textfile", path)
                 self.assertEqual(4, status, errors)
                 self.assertRegex(errors.splitlines()[-1], f"^{path}: cannot be written: .")
             self.assertEqual(["fifo"], os.listdir(folder))
 
-    def test_a_drives_own_degrees_no_number_that_it_does_not_tell_and_who_has_no_record(self):
+    def test_what_a_drive_or_a_processor_does_not_tell_is_left_out(self):
         machine = odd_drives()
         machine["drives"] += [machine["drives"][0] | {"number": number, "scsiAddress": {"port": number}, "openError": 5}
                               for number in (2, 3)]
-        whole = written(machine)
-        unread = "".join(sorted(labels for name, labels in whole if name == "hwprobe_disk_unread_info"))
-        self.assertRegex(unread, r'^number="2",model="\S[^"]*",reason="noAnswer"number="3",model="\S[^"]*",reason="noAnswer"$')
-        series = short(whole)
-        self.assertEqual([32, 40], [series[f"disk_temperature_celsius:{drive}"] for drive in (0, 1)])
-        self.assertEqual(12, series["disk_power_cycles_total:1"])
-        self.assertFalse({"disk_power_cycles_total:0", "disk_host_read_bytes_total:1"} & series.keys())
-
-    def test_an_unknown_processor_has_load_and_clock_by_the_system(self):
-        series = short(written(unknown_processor()))
-        self.assertEqual([1, 4.14e9], [series[f"cpu_{name}"] for name in ("by_system_counters", "frequency_hertz")])
-        self.assertGreater(series["cpu_load_ratio"], 0)
-        self.assertNotIn("cpu_temperature_celsius", series)
+        series = written(machine)
+        drives = short(series)
+        self.assertEqual([32, 40, 12], [drives[f"disk_{name}"] for name in (
+            "temperature_celsius:0", "temperature_celsius:1", "power_cycles_total:1")])
+        self.assertFalse({"disk_power_cycles_total:0", "disk_host_read_bytes_total:1"} & drives.keys())
+        unread = sorted(labels for name, labels in series if name == "hwprobe_disk_unread_info")
+        self.assertRegex(" ".join(unread), r'^number="2",model="\S.*",reason="noAnswer" number="3",model="\S.*",reason="noAnswer"$')
+        processor = short(written(unknown_processor()))  # load and clock are the system's
+        self.assertEqual([1, 4.14e9], [processor[f"cpu_{name}"] for name in ("by_system_counters", "frequency_hertz")])
+        self.assertGreater(processor["cpu_load_ratio"], 0)
+        self.assertNotIn("cpu_temperature_celsius", processor)
         self.assertEqual(0, short(written(sample("laptop")))["cpu_by_system_counters"])
 
 
@@ -182,42 +185,118 @@ class Serving(unittest.TestCase):
         self.assertEqual(0, server.status)
 
     def test_a_drive_that_falls_silent_has_no_series_of_its_smart_data(self):
-        with tempfile.TemporaryDirectory() as folder:
-            (machine := Path(folder) / "machine.json").write_text(json.dumps(silent(present=False)))
-            before = short(written(silent(present=False)))
-            with Served("--interval", "100", machine=str(machine)) as server:
-                end = time.monotonic() + PATIENCE
-                while short(series := parse(server.ask()[2], open_metrics=False))["disk_answering:0"]:
-                    self.assertLess(time.monotonic(), end, "it answers for ever")
-                    time.sleep(0.1)
+        before = short(written(silent(present=False)))
+        with Served("--interval", "100", machine=file_of(silent(present=False))) as server:
+            end = time.monotonic() + PATIENCE
+            while short(series := parse(server.ask()[2], open_metrics=False))["disk_answering:0"]:
+                self.assertLess(time.monotonic(), end, "it answers for ever")
+                time.sleep(0.1)
         gone = before.keys() - short(series).keys()
         self.assertEqual({"disk_temperature_celsius:0", "disk_life_ratio:0", "disk_power_on_seconds_total:0",
                           "disk_power_cycles_total:0", "disk_host_read_bytes_total:0", "disk_host_written_bytes_total:0"},
                          {name for name in gone if "per_second" not in name})
+        self.assertEqual(1, before["disk_answering:0"])
         states = {labels[-9:]: value for (name, labels), value in series.items() if name == "hwprobe_disk_health"}
         self.assertEqual((1, 0), (states['"unknown"'], states['te="good"']))
-        self.assertTrue(before["disk_answering:0"] and 0 < short(series)["disk_last_answer_timestamp_seconds:0"] <= time.time())
+        self.assertTrue(0 < short(series)["disk_last_answer_timestamp_seconds:0"] <= time.time())
 
-    def test_scrapers_within_the_interval_see_one_reading(self):
+    def test_one_reading_an_interval_other_paths_and_methods_and_addresses_that_cannot_be_had(self):
         with Served("--interval", "60000") as server:
             self.assertEqual(server.ask(), server.ask())
-
-    def test_other_paths_and_methods(self):
-        with Served() as server:
             self.assertIn("/metrics", server.ask(path="/")[2])
             self.assertEqual([404, 405, 405, (200, "")],
                              [server.ask(path="/metrics/x")[0], server.ask("POST", body="x" * 9000)[0],
                               server.ask("DELETE")[0], server.ask("HEAD")[::2]])
-
-    def test_an_address_that_cannot_be_had_ends_it(self):
-        with Served() as server:
             for address, status, hint in [
                 (f"127.0.0.1:{server.port}", 4, "in use"), ("203.0.113.7:9477", 4, "assign"),
                 *[(bad, 2, "ADDRESS:PORT") for bad in ("localhost:9477", "[::1:9477", "127.0.0.1:65536", "9477")],
             ]:
-                got, errors = hwprobe("--machine", LAPTOP, "--listen", address)
+                got, errors = hwprobe("--listen", address)
                 self.assertEqual((status, 1), (got, errors.count("\n")), errors)
                 self.assertIn(hint, errors)
+
+
+class Hostile(unittest.TestCase):
+    def test_they_neither_hold_a_scrape_up_nor_fill_memory_nor_get_more_than_one_answer(self):
+        def answer(request):
+            with socket.create_connection(("127.0.0.1", server.port), timeout=60) as connection:
+                got = b""
+                try:
+                    connection.sendall(request)
+                    while more := connection.recv(65536):
+                        got += more
+                except ConnectionError:
+                    pass  # it takes no more of what it does not want
+                return got
+
+        with Served("--interval", "100") as server, concurrent.futures.ThreadPoolExecutor(50) as pool:
+            def connected():
+                return self.enterContext(socket.create_connection(("127.0.0.1", server.port)))
+            silent = [connected() for _ in range(300)]
+            silent[200].sendall(b"GET /m")
+            silent[200].setblocking(False)
+            status, _, text = server.ask()
+            with self.assertRaises(BlockingIOError):  # the scrape did not wait for those before it to be given up
+                silent[200].recv(1)
+            for _ in range(100):  # one that does not read its answer
+                connected().sendall(GET + b"\r\n")
+            answers = list(pool.map(answer, HOSTILE * 10))
+            for status, _, text in [(status, None, text), *pool.map(lambda _: server.ask(), range(200))]:
+                self.assertEqual(200, status)
+                parse(text, open_metrics=False)
+            peak = int(re.search(r"VmHWM:\s+(\d+)", Path(f"/proc/{server.process.pid}/status").read_text())[1])
+        self.assertEqual((0, 1), (server.status, server.errors.count("getGpuLoad: No gpu found")))
+        self.assertLess(peak / 1024, MOST_MEBIBYTES)
+        self.assertLess(max(map(len, answers)), 1.2 * len(text) + 1000)
+        first = [answer.split(b"\r\n")[0][9:12] for answer in answers[:10]]
+        self.assertEqual([b"200", b"200", b"200", b"400"], [first[i] for i in (1, 6, 8, 9)])
+
+
+class File(unittest.TestCase):
+    def setUp(self):
+        self.folder = Path(self.enterContext(tempfile.TemporaryDirectory()))
+        self.target, self.temporary = self.folder / "x.prom", self.folder / ".x.prom.hwprobe-new"
+
+    def write(self, **options):
+        command = [TOOL, "metrics", "--machine", LAPTOP, "--textfile", str(self.target)]
+        return subprocess.Popen(command, stderr=subprocess.PIPE, text=True, **options)
+
+    def check(self, process, status, left):
+        errors = process.communicate(timeout=120)[1]
+        self.assertEqual((status, sorted(left)), (process.returncode, sorted(self.folder.iterdir())), errors)
+        return errors
+
+    def test_a_killed_run_leaves_what_the_next_takes_over_and_runs_at_once_wait_for_each_other(self):
+        with open(self.temporary, "w") as left:
+            print("half of it, and longer than the whole " * 2000, file=left, flush=True)
+            fcntl.flock(left, fcntl.LOCK_EX)
+            killed = self.write()
+            killed.send_signal(signal.SIGKILL)
+            self.check(killed, -signal.SIGKILL, [self.temporary])
+        runs = [self.write() for _ in range(6)]
+        for process in runs:
+            process.wait(120)
+        for process in runs:
+            self.check(process, 0, [self.target])
+        parse(self.target.read_text(), open_metrics=False)
+
+    def test_what_is_not_its_own_is_refused_and_stays(self):
+        other = self.folder / "other"
+        for make in (self.temporary.symlink_to, self.temporary.hardlink_to, lambda _: os.mkfifo(self.temporary)):
+            other.write_text("another's")
+            make(other)
+            self.assertIn(f"{self.target}: cannot be written: {self.temporary}: ",
+                          self.check(self.write(), 4, [other, self.temporary]))
+            self.assertEqual("another's", other.read_text())
+            self.temporary.unlink()
+
+    def test_a_limit_of_size_is_status_4_and_leaves_nothing(self):
+        limited = {"preexec_fn": lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (1000, 1000)),
+                   "env": {**os.environ, "HWPROBE_LOG_FILE": "off"}}
+        self.assertIn("File too large", self.check(self.write(**limited), 4, []))
+        with open(self.folder / "out", "wb") as out:
+            shown = subprocess.run([TOOL, "show", "--json", "--machine", LAPTOP], stdout=out, **limited, timeout=120)
+        self.assertEqual(4, shown.returncode)
 
 
 if __name__ == "__main__":

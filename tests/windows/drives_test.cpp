@@ -18,6 +18,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 
 namespace orv::test {
 namespace {
@@ -48,29 +49,37 @@ class WindowsDrives : public ::testing::Test {
     Platform& side() { return *host_; }
     DeviceFiles& files() { return host_->deviceFiles(); }
 
+    Result<std::unique_ptr<DeviceFile>> firstDrive(bool write) {
+        return files().open(L"\\\\.\\PhysicalDrive0", {.write = write, .attributes = 0});
+    }
+
+    /// Shows each row of the management data's answer; they are started and ended around it.
+    void eachRow(const wchar_t* query, const std::function<void(ManagementRow&)>& look) {
+        auto& data = side().managementData();
+        const bool started = data.initialize() == kSuccess;
+        data.initializeSecurity();
+        {
+            const auto locator = data.createLocator();
+            ASSERT_TRUE(locator.ok()) << locator.error;
+            const auto services = locator.value->connectServer(L"\\\\.\\root\\cimv2");
+            ASSERT_TRUE(services.ok()) << services.error;
+            const auto answer = services.value->execQuery(query);
+            ASSERT_TRUE(answer.ok()) << answer.error;
+            while (const auto row = answer.value->next(10'000))
+                look(*row);
+        }
+        if (started) data.uninitialize();
+    }
+
+    /// A file of 16 bytes, which is a device as good as any for opening and reading.
+    const std::wstring path_ = std::filesystem::absolute("sixteen-bytes").wstring();
+    void SetUp() override { std::ofstream(path_.c_str(), std::ios::binary) << "0123456789abcdef"; }
+
   private:
     std::unique_ptr<Platform> host_ = makeHostPlatform();
 };
 
-/// A file of 16 bytes, "0123456789abcdef", which is a device as good as any for opening and reading.
-class SixteenBytes {
-  public:
-    SixteenBytes() { std::ofstream(path_, std::ios::binary) << "0123456789abcdef"; }
-    ~SixteenBytes() {
-        std::error_code ignored;
-        std::filesystem::remove(path_, ignored);
-    }
-    std::wstring path() const { return path_.wstring(); }
-
-  private:
-    std::filesystem::path path_ = std::filesystem::temp_directory_path() / "hwprobe-sixteen-bytes";
-};
-
 TEST_F(WindowsDrives, OpeningTakesRightsSharingAndAttributesAsGiven) {
-    const SixteenBytes bytes;
-    const auto codeOf = [&](const DeviceOpening& opening) {
-        return files().open(bytes.path(), opening).error;
-    };
     struct Case {
         DeviceOpening first, second;
         ErrorCode error;
@@ -84,32 +93,27 @@ TEST_F(WindowsDrives, OpeningTakesRightsSharingAndAttributesAsGiven) {
         {{.write = false}, {.shareWrite = false}, kSuccess},
     };
     for (const Case& row : cases) {
-        const auto held = files().open(bytes.path(), row.first);
+        const auto held = files().open(path_, row.first);
         ASSERT_TRUE(held.ok()) << held.error;
-        EXPECT_EQ(row.error, codeOf(row.second)) << &row - cases;
+        EXPECT_EQ(row.error, files().open(path_, row.second).error) << &row - cases;
     }
-    EXPECT_EQ(kFileNotFound, files().open(bytes.path() + L"-none").error);
-    EXPECT_FALSE(std::filesystem::exists(bytes.path() + L"-none")) << "opening never makes a file";
-    files().open(bytes.path(), {.attributes = FILE_ATTRIBUTE_NORMAL | FILE_FLAG_DELETE_ON_CLOSE});
-    EXPECT_FALSE(std::filesystem::exists(bytes.path()));
+    EXPECT_EQ(kFileNotFound, files().open(path_ + L"-none").error);
+    EXPECT_FALSE(std::filesystem::exists(path_ + L"-none")) << "opening never makes a file";
+    files().open(path_, {.attributes = FILE_ATTRIBUTE_NORMAL | FILE_FLAG_DELETE_ON_CLOSE});
+    EXPECT_FALSE(std::filesystem::exists(path_));
 }
 
 TEST_F(WindowsDrives, ReadingStartsWhereItIsTold) {
-    const SixteenBytes bytes;
-    const auto file = files().open(bytes.path(), {.write = false});
+    const auto file = files().open(path_, {.write = false});
     ASSERT_TRUE(file.ok()) << file.error;
     struct Case {
         std::uint64_t offset;
         const char* text; // null: a failure
     };
     // Backwards and again: nothing of one read stays for the next.
-    for (const auto& [offset, text] : {Case{12, "cdef"},
-                                       {0, "01234567"},
-                                       {0, "01234567"},
-                                       {7, "789abcde"},
-                                       {16, ""},
-                                       {1ULL << 40, ""},
-                                       {~0ULL, nullptr}}) {
+    const Case cases[] = {{12, "cdef"}, {0, "01234567"},  {0, "01234567"}, {7, "789abcde"},
+                          {16, ""},     {1ULL << 40, ""}, {~0ULL, nullptr}};
+    for (const auto& [offset, text] : cases) {
         std::array<std::byte, 8> room;
         room.fill(kUntouched);
         const auto answer = file.value->read(offset, room);
@@ -122,7 +126,7 @@ TEST_F(WindowsDrives, ReadingStartsWhereItIsTold) {
 }
 
 TEST_F(WindowsDrives, ADriveAnswersWithinTheRoomOrNamesItsRefusal) {
-    const auto drive = files().open(L"\\\\.\\PhysicalDrive0", {.attributes = 0});
+    const auto drive = firstDrive(true);
     if (!drive.ok()) GTEST_SKIP() << "no drive, or no right to it: " << drive.error;
     std::array<std::byte, 64> room;
     const auto ask = [&](std::uint32_t code, std::span<const std::byte> in, std::size_t size) {
@@ -149,7 +153,7 @@ TEST_F(WindowsDrives, ADriveAnswersWithinTheRoomOrNamesItsRefusal) {
 }
 
 TEST_F(WindowsDrives, ADriveOpenedForReadingTakesNoCommands) {
-    const auto drive = files().open(L"\\\\.\\PhysicalDrive0", {.write = false, .attributes = 0});
+    const auto drive = firstDrive(false);
     if (!drive.ok()) GTEST_SKIP() << "no drive, or no right to it: " << drive.error;
     std::array<std::byte, 576> block{};
     for (const std::uint32_t code : kWriteCodes)
@@ -169,53 +173,28 @@ TEST_F(WindowsDrives, ADefinedNameOpensTheDeviceOfItsTarget) {
     EXPECT_NE(kSuccess, files().defineDosDevice(L"", L""));
 }
 
-class WindowsDriveRows : public WindowsDrives {
-  protected:
-    void SetUp() override {
-        started_ = data().initialize();
-        data().initializeSecurity();
-        auto locator = data().createLocator();
-        ASSERT_TRUE(locator.ok()) << locator.error;
-        locator_ = std::move(locator.value);
-    }
-    void TearDown() override {
-        locator_ = nullptr;
-        if (started_ == kSuccess) data().uninitialize();
-    }
-    ManagementLocator& locator() { return *locator_; }
-    ManagementData& data() { return side().managementData(); }
-
-  private:
-    ErrorCode started_ = kSuccess;
-    std::unique_ptr<ManagementLocator> locator_;
-};
-
-TEST_F(WindowsDriveRows, AByteArrayComesWhole) {
+TEST_F(WindowsDrives, AByteArrayComesWhole) {
     // The account of everyone has the same binary form on every system.
-    const auto services = locator().connectServer(L"\\\\.\\root\\cimv2");
-    ASSERT_TRUE(services.ok()) << services.error;
-    const auto answer = services.value->execQuery(L"SELECT * FROM Win32_SID WHERE SID='S-1-1-0'");
-    ASSERT_TRUE(answer.ok()) << answer.error;
-    const auto row = answer.value->next(10'000);
-    ASSERT_NE(nullptr, row);
-    const auto value = row->get(L"BinaryRepresentation");
-    ASSERT_TRUE(value.ok()) << value.error;
-    EXPECT_EQ(ManagementType::byteArray, value.value.type);
-    EXPECT_EQ((std::vector<std::uint8_t>{1, 1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0}), value.value.bytes);
-    EXPECT_TRUE(row->get(L"SID").value.bytes.empty());
+    int rows = 0;
+    eachRow(L"SELECT * FROM Win32_SID WHERE SID='S-1-1-0'", [&](ManagementRow& row) {
+        ++rows;
+        const auto value = row.get(L"BinaryRepresentation");
+        EXPECT_EQ(ManagementType::byteArray, value.value.type) << value.error;
+        EXPECT_EQ((std::vector<std::uint8_t>{1, 1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0}), value.value.bytes);
+        EXPECT_TRUE(row.get(L"SID").value.bytes.empty());
+    });
+    EXPECT_EQ(1, rows);
 }
 
-/// What the system itself says of the first drive's counters is what a `Disk` makes of it.
+/// What the first drive says of its counters is what a `Disk` makes of it.
 TEST_F(WindowsDrives, ADiskWantsTheCountersOfItsDrive) {
-    const HANDLE drive =
-        ::CreateFileW(L"\\\\.\\PhysicalDrive0", GENERIC_READ | GENERIC_WRITE,
-                      FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
-    if (drive == INVALID_HANDLE_VALUE) GTEST_SKIP() << "no drive, or no right to it: " << ::GetLastError();
-    std::array<std::byte, 88> room;
-    DWORD written = 0;
-    const bool counts =
-        ::DeviceIoControl(drive, kCounters, nullptr, 0, room.data(), room.size(), &written, nullptr) != FALSE;
-    ::CloseHandle(drive);
+    bool counts = false;
+    {
+        const auto drive = firstDrive(true);
+        if (!drive.ok()) GTEST_SKIP() << "no drive, or no right to it: " << drive.error;
+        std::array<std::byte, 88> room;
+        counts = drive.value->control(kCounters, {}, room).ok();
+    }
     const InUse inUse(side());
     DiskSnapshot first;
     first.PhysicalDriveId = 0;
@@ -237,16 +216,7 @@ TEST_F(WindowsDrives, WithoutSmartDataTheExportsAnswerForAnEmptyList) {
     EXPECT_TRUE(engine.IsWmi);
     if (!engine.vars.empty()) GTEST_SKIP() << "a drive gives SMART data";
     std::size_t rows = 0;
-    {
-        auto& data = side().managementData();
-        ASSERT_EQ(kSuccess, data.initialize());
-        const auto locator = data.createLocator();
-        const auto services = locator.value->connectServer(L"\\\\.\\root\\cimv2");
-        const auto answer = services.value->execQuery(L"SELECT * FROM Win32_DiskDrive");
-        while (answer.value->next(10'000))
-            ++rows;
-    }
-    side().managementData().uninitialize();
+    eachRow(L"SELECT * FROM Win32_DiskDrive", [&](ManagementRow&) { ++rows; });
     EXPECT_EQ(rows, engine.unreadDrives.size());
     for (const UnreadDrive& drive : engine.unreadDrives)
         EXPECT_NE(L"", drive.model) << drive.physicalDriveId;

@@ -13,13 +13,10 @@ milli() { echo $(($(cat "$supply/$1") / 1000)); }
 told=$(call initBattery getBatteryAllMessage:0)
 report=$(line "$told" 2)
 
-is "battery: one here" "$(line "$told" 1)" 1
-has "battery: charge" "$report" "\"capacity\":$(milli energy_now),"
-has "battery: design" "$report" "\"designCapacity\":$(milli energy_full_design),"
-has "battery: full charge" "$report" "\"fullChargedCapacity\":$(milli energy_full),"
-has "battery: voltage" "$report" "\"voltage\":$(milli voltage_now)}"
-has "battery: cycles" "$report" "\"cycleCount\":$(cat $supply/cycle_count),"
-has "battery: maker" "$report" "\"manufacturer\":\"$(cat $supply/manufacturer)\""
-is "battery: the firmware says discharging" "$(cat $supply/status)" Discharging
-has "battery: power is negative" "$report" "\"power\":-$(milli power_now),"
-has "battery: state" "$report" "\"status\":[\"discharging\"]"
+is "battery: one here, which the firmware says discharges" "$(line "$told" 1)$(cat $supply/status)" 1Discharging
+for wanted in "capacity\":$(milli energy_now)," "designCapacity\":$(milli energy_full_design)," \
+  "fullChargedCapacity\":$(milli energy_full)," "voltage\":$(milli voltage_now)}" "power\":-$(milli power_now)," \
+  "cycleCount\":$(cat $supply/cycle_count)," "manufacturer\":\"$(cat $supply/manufacturer)\"" \
+  'status":["discharging"]'; do
+  has "battery: ${wanted%%\"*}" "$report" "\"$wanted"
+done

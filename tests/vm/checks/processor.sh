@@ -19,13 +19,6 @@ speeds=$(call getCpuFrequency sleep:500 getCpuFrequency)
 is "processor: the first speed is nothing" "$(calc "$(line "$speeds" 1)")" 0
 within "processor: speed" "$(line "$speeds" 2)" "$(calc "$megahertz * 0.9")" "$(calc "$megahertz * 1.1")"
 
-# busy_share BEFORE AFTER: the share of busy time between two "cpu" lines of /proc/stat.
-busy_share() {
-  echo "$1 $2" | awk '{
-    for (i = 2; i <= 9; i++) total += $(i + 11) - $i
-    printf "%.17g", 1 - ($16 - $5 + $17 - $6) / total
-  }'
-}
 # One processor is kept busy, so the load is well above nothing and well below everything.
 while :; do :; done &
 burner=$!
@@ -33,7 +26,11 @@ before=$(head -1 /proc/stat)
 loads=$(call getCpuLoad sleep:5000 getCpuLoad)
 after=$(head -1 /proc/stat)
 kill $burner
-share=$(busy_share "$before" "$after")
+# The share of busy time between two "cpu" lines.
+share=$(echo "$before $after" | awk '{
+  for (i = 2; i <= 9; i++) total += $(i + 11) - $i
+  printf "%.17g", 1 - ($16 - $5 + $17 - $6) / total
+}')
 is "processor: the first load is nothing" "$(calc "$(line "$loads" 1)")" 0
 within "processor: load" "$(line "$loads" 2)" "$(calc "$share - 0.12")" "$(calc "$share + 0.12")"
 

@@ -4,8 +4,7 @@
 
 tries=0
 until [ "$(echo /sys/block/sd* | wc -w)" = 2 ] || [ $tries = 120 ]; do
-  sleep 1
-  tries=$((tries + 1))
+  sleep 1 && tries=$((tries + 1))
 done
 
 # requests: how many requests reach the firmware in a search for drives.
