@@ -101,10 +101,8 @@ TEST(GpuAmd, NamesDecideWhichEntriesAreAsked) {
                                                  {full, true}};
     for (const auto& [name, listed] : rows) {
         TestMachine machine(withAmd(card(kLevel5, name)));
-        std::vector<std::string> names;
-        for (const auto& gpu : GetGpuList())
-            names.push_back(gpu->gpuName);
-        EXPECT_EQ(names, std::vector<std::string>(listed ? 1 : 0, name));
+        ASSERT_EQ(GetGpuList().size(), listed ? 1u : 0u) << name;
+        if (listed) EXPECT_EQ(GetGpuList()[0]->gpuName, name);
     }
 }
 

@@ -17,10 +17,10 @@
 namespace orv::memory {
 namespace {
 
-using platform::ManagementType;
-using platform::ManagementValue;
 using platform::bstr;
 using platform::i4;
+using platform::ManagementType;
+using platform::ManagementValue;
 using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;

@@ -21,8 +21,7 @@ bool isFailure(const char* text) {
     return std::strncmp(text, "{\"error\"", 8) == 0 || std::strncmp(text, "{\"code\":0,\"", 11) == 0;
 }
 
-/// How the call after one whose request failed is; of some exports no call
-/// fails by a request.
+/// How the call after one whose request failed is; of some exports no call fails by a request.
 enum class Next { good, any, notSwept };
 
 struct Export {
@@ -30,16 +29,15 @@ struct Export {
     std::string machine; ///< a sample's name, or the text of one
     bool (*fails)();     ///< calls it
     Next next = Next::good;
-    std::uint64_t step = 1; ///< from one failing allocation to the next in a call
-                            ///< that makes thousands
+    std::uint64_t step = 1; ///< from one failing allocation to the next in a call that makes thousands
 };
 
 std::ostream& operator<<(std::ostream& out, const Export& entry) {
     return out << entry.name;
 }
 
-// A graphics driver that could not be started at first use stays away, and a
-// drive that the search could not reach is not searched for again.
+// A counter or a graphics driver that could not be started at first use stays away, and a drive that the
+// search could not reach is not searched for again.
 const Export kExports[] = {
     {"getCpuLoad", "intel-desktop", [] { return isFailure(getCpuLoad()); }},
     {"getCpuTemperature", "amd-ryzen-desktop", [] { return isFailure(getCpuTemperature()); }},
