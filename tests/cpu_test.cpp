@@ -26,38 +26,30 @@ TestMachine described(const std::string& processor, const std::string& more = ""
     return TestMachine(R"({"name": "m", "processor": {)" + processor + "}" + more + "}");
 }
 
-struct Sample {
-    const char* name;
-    double temperature;
-    int baseClock;
-    double load;  // of one second, the second one of the counters' steps
-    double speed; // performance * frequency / 100
-};
-
-// The mean of 55 61 60 56 and of 52 50 51 49; 0x62 less 49; eighths of a degree twice; 106.5 less 49 by the
-// range bit. The last one's counter runs at 3593 MHz: 54 * 66666.66 kHz is the nearest multiple of a bus
-// clock.
-constexpr Sample kSamples[] = {
-    {"intel-desktop", 58.0, 3600, 0.25, 4320.0}, {"laptop", 50.5, 2000, 0.12, 1500.0},
-    {"amd-k8", 49.0, 2000, 0.50, 2000.0},        {"amd-k10", 47.5, 3200, 0.30, 3200.0},
-    {"amd-apu", 52.25, 2100, 0.20, 2310.0},      {"amd-ryzen-desktop", 57.5, 3600, 0.10, 4140.0},
-};
-
 TEST(CpuSamples, GiveWhatTheirRegistersHold) {
-    for (const Sample& sample : kSamples) {
-        SCOPED_TRACE(sample.name);
-        TestMachine machine = TestMachine::sample(sample.name);
-        EXPECT_EQ(sample.baseClock, getCpuBaseFrequency());
-        EXPECT_EQ(sample.temperature, getCpuTemperature());
+    // Temperature, base clock, load of one second (the second one of the counters' steps), and speed, which
+    // is performance * frequency / 100. The temperatures: the mean of 55 61 60 56 and of 52 50 51 49; 0x62
+    // less 49; eighths of a degree twice; 106.5 less 49 by the range bit. The last one's counter runs at 3593
+    // MHz: 54 * 66666.66 kHz is the nearest multiple of a bus clock.
+    constexpr std::tuple<const char*, double, int, double, double> rows[] = {
+        {"intel-desktop", 58.0, 3600, 0.25, 4320.0}, {"laptop", 50.5, 2000, 0.12, 1500.0},
+        {"amd-k8", 49.0, 2000, 0.50, 2000.0},        {"amd-k10", 47.5, 3200, 0.30, 3200.0},
+        {"amd-apu", 52.25, 2100, 0.20, 2310.0},      {"amd-ryzen-desktop", 57.5, 3600, 0.10, 4140.0},
+    };
+    for (const auto& [name, temperature, baseClock, load, speed] : rows) {
+        SCOPED_TRACE(name);
+        TestMachine machine = TestMachine::sample(name);
+        EXPECT_EQ(baseClock, getCpuBaseFrequency());
+        EXPECT_EQ(temperature, getCpuTemperature());
         EXPECT_EQ(0.0, getCpuFrequency());
-        EXPECT_DOUBLE_EQ(sample.speed, getCpuFrequency());
+        EXPECT_DOUBLE_EQ(speed, getCpuFrequency());
         EXPECT_EQ(0.0, getCpuLoad());
         machine->machineClock().sleepNs(100 * kMillisecond); // still in the first step of the load
-        EXPECT_DOUBLE_EQ(sample.load, getCpuLoad());
+        EXPECT_DOUBLE_EQ(load, getCpuLoad());
         releaseRing0();
         EXPECT_EQ(-1.0, getCpuTemperature());
         EXPECT_THAT(getLastError(), HasSubstr(": WinRing0 has been released"));
-        EXPECT_DOUBLE_EQ(sample.speed, getCpuFrequency());
+        EXPECT_DOUBLE_EQ(speed, getCpuFrequency());
     }
 }
 
@@ -123,6 +115,7 @@ TEST(CoreId, DividesTheApicIdByVendor) {
         // Fewer ids than cores: no bit for the thread.
         {"GenuineIntel", 3, 1, 4, R"({"leaf": 4, "eax": "0x0C000000"})", 3},
         {"AuthenticAMD", 70, 0, 1, R"({"leaf": "0x80000008", "ecx": "0x6003"})", 6},
+        {"AuthenticAMD", 70, 0, 1, R"({"leaf": "0x80000008", "ecx": "0x7003"})", 0}, // more than there are
         {"AuthenticAMD", 3, 0, 1, R"({"leaf": "0x80000007"})", 0},
         {"CentaurHauls", 3, 0, 1, R"({"leaf": "0x80000007"})", -1},
     };

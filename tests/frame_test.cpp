@@ -3,8 +3,6 @@
 #include "frame/sehGuard.h"
 #include "frame/supportedArch.h"
 #include "orvane/hwprobe.h"
-#include "platform/Clock.h"
-#include "support/DescribedDrives.h"
 #include "support/Faults.h"
 #include "support/TestMachine.h"
 
@@ -107,97 +105,6 @@ TEST(ProcessStateTest, AFailedMakerRunsAgainAndTheExitListRunsBackwards) {
     ProcessState::current().atExit([] { order += "second "; });
     ProcessState::renew();
     EXPECT_EQ("second first ", order);
-}
-
-/// One export for the fault sweep: its answer as text, and whether that is its failure value.
-struct Swept {
-    const char* name;
-    std::string machine; ///< a sample's name, or the text of one
-    std::string (*call)();
-    bool (*failed)(const std::string&);
-    bool recovers = true; ///< false where a driver that could not be started at first use stays away
-};
-
-bool isMinusOne(const std::string& text) {
-    return text == "-1" || text == std::to_string(-1.0);
-}
-bool isErrorObject(const std::string& text) {
-    return text.starts_with("{\"error\"") || text.starts_with("{\"code\":0");
-}
-
-const Swept kSwept[] = {
-    {"getMemoryLoad", "intel-desktop", [] { return std::to_string(getMemoryLoad()); }, isMinusOne},
-    {"getNetCurrentSpeed", "intel-desktop", [] { return std::string(getNetCurrentSpeed()); }, isErrorObject},
-    {"getMemoryManufacturerAndModel", "intel-desktop",
-     [] { return std::string(getMemoryManufacturerAndModel()); }, isErrorObject},
-    {"getCpuLoad", "intel-desktop", [] { return std::to_string(getCpuLoad()); }, isMinusOne},
-    {"getCpuTemperature", "intel-desktop", [] { return std::to_string(getCpuTemperature()); }, isMinusOne},
-    {"getCpuBaseFrequency", "intel-desktop", [] { return std::to_string(getCpuBaseFrequency()); },
-     isMinusOne},
-    {"getGpuLoad", "intel-desktop", [] { return std::to_string(getGpuLoad()); }, isMinusOne, false},
-    {"getGpuTemperature", "amd-ryzen-desktop", [] { return std::to_string(getGpuTemperature()); }, isMinusOne,
-     false},
-    {"getNetCardMessage", "intel-desktop", [] { return std::string(getNetCardMessage()); }, isErrorObject},
-    {"initBattery", "laptop", [] { return std::to_string(initBattery()); }, isMinusOne},
-    {"getBatteryAllMessage", "laptop",
-     [] {
-         initBattery();
-         return std::string(getBatteryAllMessage(0));
-     },
-     isErrorObject},
-    // A drive that the search could not reach is not searched for again.
-    {"getDiskTemperature", machineWithADrive(),
-     [] {
-         getAllDiskType();
-         return std::to_string(getDiskTemperature(0));
-     },
-     isMinusOne, false},
-    {"getDiskReadWriteSpeed", machineWithADrive(),
-     [] {
-         initDisk();
-         platform::current().clock().sleepNs(1'000'000);
-         return std::string(getDiskReadWriteSpeed(0));
-     },
-     isErrorObject, false},
-};
-
-/// After the first few hundred requests only some fail: an EEPROM is read by thousands of like ones.
-std::uint64_t nextSwept(std::uint64_t number) {
-    return number < 300 ? number + 1 : number + number / 7;
-}
-
-TEST(FaultSweep, AnyRequestMayFailAndTheNextCallIsGood) {
-    for (const Swept& entry : kSwept) {
-        SCOPED_TRACE(entry.name);
-        std::string good;
-        std::uint64_t requests = 0;
-        {
-            TestMachine machine = TestMachine::of(entry.machine);
-            machine->requests().failRequest(0, platform::kSuccess);
-            good = entry.call();
-            requests = machine->requests().count();
-            EXPECT_FALSE(entry.failed(good)) << good;
-        }
-        {
-            TestMachine machine = TestMachine::of(entry.machine);
-            machine->requests().failEveryRequest(platform::kAccessDenied);
-            EXPECT_TRUE(entry.failed(entry.call()));
-            EXPECT_STRNE("", getLastError());
-        }
-        for (std::uint64_t number = 1; number <= requests; number = nextSwept(number)) {
-            SCOPED_TRACE(number);
-            TestMachine machine = TestMachine::of(entry.machine);
-            machine->requests().failRequest(number, platform::kAccessDenied);
-            // A failure that is tolerated gives a good answer; one that is not gives value and text.
-            if (entry.failed(entry.call())) {
-                EXPECT_STRNE("", getLastError());
-            }
-            machine->requests().failRequest(0, platform::kSuccess);
-            if (entry.recovers) {
-                EXPECT_FALSE(entry.failed(entry.call()));
-            }
-        }
-    }
 }
 
 } // namespace

@@ -2,18 +2,23 @@
 #include "log/log.h"
 #include "memory/MemInfo.h"
 #include "memory/SPD.h"
+#include "memory/SPDDecoders.h"
 #include "orvane/hwprobe.h"
+#include "platform/servers/ManagementRows.h"
 #include "support/CapturedLog.h"
-#include "support/MemoryImages.h"
 #include "support/TestMachine.h"
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <map>
+#include <random>
 
 namespace orv::memory {
 namespace {
 
+using platform::bstr;
+using platform::i4;
 using platform::ManagementType;
 using platform::ManagementValue;
 using testing::AllOf;
@@ -22,25 +27,18 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using Columns = std::map<std::wstring, std::vector<ManagementValue>, std::less<>>;
 
-ManagementValue text(std::wstring value) {
-    return {ManagementType::bstr, std::move(value), 0};
-}
-ManagementValue number(std::int32_t value) {
-    return {ManagementType::i4, {}, value};
-}
-
 /// Two modules with every column of its right type.
 Columns twoModules() {
-    return {{L"Manufacturer", {text(L"A"), text(L"B")}},
-            {L"PartNumber", {text(L"a"), text(L"b ")}},
-            {L"Capacity", {text(L"1024"), text(L"2048")}},
-            {L"SerialNumber", {text(L"S1"), text(L"S2")}},
-            {L"Speed", {number(3200), number(3200)}},
-            {L"ConfiguredClockSpeed", {number(2933), number(2933)}},
-            {L"TotalWidth", {number(64), number(72)}},
-            {L"MaxVoltage", {number(1200), number(1350)}},
-            {L"SMBIOSMemoryType", {number(26), number(34)}},
-            {L"FormFactor", {number(8), number(12)}}};
+    return {{L"Manufacturer", {bstr(L"A"), bstr(L"B")}},
+            {L"PartNumber", {bstr(L"a"), bstr(L"b ")}},
+            {L"Capacity", {bstr(L"1024"), bstr(L"2048")}},
+            {L"SerialNumber", {bstr(L"S1"), bstr(L"S2")}},
+            {L"Speed", {i4(3200), i4(3200)}},
+            {L"ConfiguredClockSpeed", {i4(2933), i4(2933)}},
+            {L"TotalWidth", {i4(64), i4(72)}},
+            {L"MaxVoltage", {i4(1200), i4(1350)}},
+            {L"SMBIOSMemoryType", {i4(26), i4(34)}},
+            {L"FormFactor", {i4(8), i4(12)}}};
 }
 
 std::vector<MemoryInfo> read(const Columns& columns) {
@@ -83,12 +81,97 @@ TEST(MemoryRows, AnEntryOfTheWrongTypeOrAColumnWithAWrongCount) {
 
 TEST(MemoryRows, CapacitiesThatAreNoNumber) {
     Columns columns = twoModules();
-    columns[L"Capacity"][0] = text(L" 16 GB");
+    columns[L"Capacity"][0] = bstr(L" 16 GB");
     EXPECT_EQ(16u, read(columns)[0].capacity);
     for (const wchar_t* capacity : {L"18446744073709551616", L"many"}) {
-        columns[L"Capacity"][0] = text(capacity);
+        columns[L"Capacity"][0] = bstr(capacity);
         EXPECT_THROW(read(columns), std::exception);
     }
+}
+
+using Bytes = std::vector<std::uint8_t>;
+using Runs = std::vector<std::pair<std::size_t, Bytes>>;
+
+/// An EEPROM of `size` bytes 0x00 with runs of bytes at offsets.
+Spd spdOf(std::size_t size, const Runs& runs) {
+    Spd spd(size);
+    for (const auto& [offset, bytes] : runs)
+        std::ranges::copy(bytes, spd.begin() + static_cast<long>(offset));
+    return spd;
+}
+
+// Bytes 20 to 23, and 24 to 28.
+TEST(SpdDecoders, HighestLatencyOfEachRange) {
+    const std::pair<Bytes, std::uint32_t> ddr4[] = {{{0x80, 0x00, 0x00, 0x00}, 14},
+                                                    {{0xFF, 0xFF, 0x04, 0x00}, 25},
+                                                    {{0x01, 0x00, 0x00, 0x80}, 23},
+                                                    {{0x00, 0x00, 0x00, 0xBF}, 52}};
+    for (const auto& [bytes, latency] : ddr4)
+        EXPECT_EQ(latency, parseLargeCLDDR4(spdOf(512, {{20, bytes}}))) << latency;
+    EXPECT_EQ(36u, parseLargeCLDDR5(spdOf(1024, {{24, {0xFF, 0x01, 0, 0, 0}}})));
+    EXPECT_EQ(98u, parseLargeCLDDR5(spdOf(1024, {{24, {0, 0, 0, 0, 0x80}}})));
+}
+
+// Times are in units of 125 ps with a correction of -128 to 127 ps.
+TEST(SpdDDR4, TimingRoundsUp) {
+    const std::tuple<const char*, Runs, const wchar_t*> cases[] = {
+        {"the upper half of byte 27 belongs to tRC: 48 ns",
+         {{18, {0x08}}, {20, {0x01}}, {25, {0x08, 0x10, 0x21, 0x80}}},
+         L"07-01-02-48"},
+        {"no clock", {{20, {0x01}}, {25, {0x6E, 0x6E, 0x01, 0x00}}}, L"00-00-00-00"},
+        {"a correction takes the whole clock", {{18, {1}}, {20, {1}}, {125, {0x83}}}, L"00-00-00-00"},
+    };
+    for (const auto& [why, runs, timing] : cases)
+        EXPECT_EQ(timing, parseDDR4TimingBySPD(spdOf(512, runs))) << why;
+}
+
+// Little-endian picoseconds: CK at 20, tRCD, tRP and tRAS from 32 on.
+TEST(SpdDDR5, TimingRoundsUp) {
+    const std::tuple<Bytes, Bytes, Bytes, const wchar_t*> cases[] = {
+        // 416 ps; 16000 / 416 is 38.46, 32000 / 416 is 76.9. Bit 2 of byte 26 is 20 + 2 * 18 = 56.
+        {{0xA0, 0x01}, {0, 0, 0x04}, {0x80, 0x3E, 0x80, 0x3E, 0x00, 0x7D}, L"56-39-39-77"},
+        // 357 ps (0x0165); 14280 / 357 is 40 and 14281 a little more; 65535 is not negative.
+        {{0x65, 0x01}, {0x01}, {0xC8, 0x37, 0xC9, 0x37, 0xFF, 0xFF}, L"20-40-41-184"},
+        {{0x00, 0x00}, {0x01}, {0x80, 0x3E, 0x80, 0x3E, 0x00, 0x7D}, L"00-00-00-00"},
+    };
+    for (const auto& [clock, latencies, times, timing] : cases)
+        EXPECT_EQ(timing, parseDDR5TimingBySPD(spdOf(1024, {{20, clock}, {24, latencies}, {32, times}})));
+}
+
+// Exact arithmetic in whole picoseconds says how many cycles cover a time; in doubles some whole quotients
+// come out a last bit above.
+TEST(SpdDDR4, CyclesAreThoseOfWholePicoseconds) {
+    std::mt19937 random(5);
+    for (int i = 0; i < 20000; ++i) {
+        const auto byte = [&](unsigned most) { return static_cast<std::uint8_t>(random() % (most + 1)); };
+        // A clock that a module can have, and any times.
+        const Bytes clock = {static_cast<std::uint8_t>(4 + byte(8))};
+        const Bytes times = {byte(255), byte(255), byte(15), byte(255)};
+        const Bytes fine = {byte(255), byte(255), 0, 0, byte(255)}; // of tRP, tRCD and, last, the clock
+        const auto ps = [](unsigned medium, std::uint8_t correction) {
+            return static_cast<int>(medium) * 125 + static_cast<std::int8_t>(correction);
+        };
+        const int period = ps(clock[0], fine[4]);
+        const auto cycles = [&](int time) {
+            return time <= 0 ? time / period : (time + period - 1) / period;
+        };
+        EXPECT_EQ(fmt::format(L"14-{:02}-{:02}-{:02}", cycles(ps(times[0], fine[1])),
+                              cycles(ps(times[1], fine[0])), cycles(ps(times[2] * 256u + times[3], 0))),
+                  parseDDR4TimingBySPD(spdOf(512, {{18, clock}, {20, {0x80}}, {25, times}, {121, fine}})));
+    }
+}
+
+TEST(SpdDecoders, UnusableContent) {
+    const std::pair<const char*, void (*)()> cases[] = {
+        {": SPD data size is less than 512, size: 511", [] { parseLargeCLDDR4(Spd(511)); }},
+        {": SPD data size is less than 1024, size: 1023", [] { parseLargeCLDDR5(Spd(1023)); }},
+        {": parseDDR4TimingBySPD failed, timebase is not standard",
+         [] { parseDDR4TimingBySPD(Spd(512, 0xFF)); }},
+        {": parseLargeCLDDR4 failed", [] { parseDDR4TimingBySPD(Spd(512)); }},
+    };
+    for (const auto& [text, call] : cases)
+        EXPECT_THAT(call, testing::ThrowsMessage<HWException>(testing::EndsWith(text)));
+    EXPECT_EQ(L"98-01-01-01", parseDDR5TimingBySPD(Spd(1024, 0xFF)));
 }
 
 MemoryInfo module(const wchar_t* model, std::int32_t type, std::uint64_t capacity,
@@ -121,8 +204,8 @@ TEST(MemoryMerge, SolderedModulesBecomeOneAtTheEnd) {
 }
 
 TEST(MemoryJoin, BySerialNumberAsItStands) {
-    const Spd ddr4 = test::spdOf(
-        512, {{18, {0x05}}, {20, {0, 0x80}}, {25, {0x6E, 0x6E, 1}}, {325, {0, 0x1A, 0xFF, 0x0B}}});
+    const Spd ddr4 =
+        spdOf(512, {{18, {0x05}}, {20, {0, 0x80}}, {25, {0x6E, 0x6E, 1}}, {325, {0, 0x1A, 0xFF, 0x0B}}});
     std::vector<MemoryInfo> modules = {
         module(L"case", 26, 1, L"001aff0b"), module(L"blank", 26, 1, L"001AFF0B "),
         module(L"first", 26, 1, L"001AFF0B"), module(L"second", 26, 1, L"001AFF0B"), module(L"none", 26, 1)};
@@ -139,7 +222,7 @@ TEST(MemoryJoin, BySerialNumberAsItStands) {
     EXPECT_EQ(L"22-22-22-52", modules[0].timing) << "LPDDR4 is read as DDR4";
     // The first module's type chooses the serial number's place, each module's own its timing.
     modules = {module(L"a", 35, 1, L"00000000"), module(L"b", 24, 1, L"01000000")};
-    const Spd ddr5 = test::spdOf(1024, {{517, {1}}});
+    const Spd ddr5 = spdOf(1024, {{517, {1}}});
     joinSpds(modules, {ddr5});
     EXPECT_EQ(L"00-00-00-00", modules[1].timing);
     EXPECT_EQ(ddr5, modules[1].spd);

@@ -11,12 +11,6 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <thread>
 
 namespace orv::test {
 namespace {
@@ -131,104 +125,6 @@ TEST(Mutexes, TheLockReleasesOnEveryPath) {
     EXPECT_THAT(thrown([&] { locked(false); }), HasSubstr("ReleaseMutex failed: error code: 6"));
     EXPECT_EQ("the reading's own failure", thrown([&] { locked(true); }));
     EXPECT_EQ(3, std::ranges::count(machine->requests().record(), "ReleaseMutex Global\\Access_PCI"));
-}
-
-// ---- Two processes ------------------------------------------------------------------------------------
-
-// Every test process has a folder of its own, so the second one is told where the first one writes. Taken
-// before the tests change the folder, in which the program's path may be a relative one.
-const std::filesystem::path kStartFolder = std::filesystem::current_path();
-
-/// What the second process does: owns the PCI bus until a file tells it to release it or to end with it.
-TEST(PciBusHolder, DISABLED_Holds) {
-    const auto host = platform::makeHostPlatform();
-    const InUse inUse(*host);
-    std::uint32_t wait = 0;
-    for (int attempt = 0; attempt < 100; ++attempt)
-        if (wait = Mutexes::WaitPciBus(); wait == 0) break;
-    std::puts(wait == 0 ? "held" : "not held");
-    std::fflush(stdout);
-    const std::string orderFile = testing::internal::GetArgvs().back();
-    std::string order;
-    for (int look = 0; look < 4000 && order.empty(); ++look) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        std::ifstream(orderFile) >> order;
-    }
-    if (order == "end") std::_Exit(0);
-    Mutexes::ReleasePciBus();
-}
-
-class Holder {
-  public:
-    Holder() {
-        const std::string program = (kStartFolder / testing::internal::GetArgvs()[0]).string();
-        const std::string command =
-            "\"" + program +
-            "\" --gtest_filter=PciBusHolder.DISABLED_Holds --gtest_also_run_disabled_tests \"" +
-            orderFile_.string() + "\"";
-#ifdef _WIN32
-        output_ = ::_popen(("\"" + command + "\"").c_str(), "r");
-#else
-        output_ = ::popen(command.c_str(), "r");
-#endif
-        char line[256];
-        while (output_ && !held_ && std::fgets(line, sizeof line, output_))
-            held_ = std::string_view(line).starts_with("held");
-    }
-    ~Holder() { order("end"); }
-    Holder(const Holder&) = delete;
-    Holder& operator=(const Holder&) = delete;
-
-    bool held() const { return held_; }
-    /// Waits for the process to end.
-    void order(const char* word) {
-        if (!output_) return;
-        std::ofstream("order.part") << word;
-        std::filesystem::rename("order.part", orderFile_);
-        char line[256];
-        while (std::fgets(line, sizeof line, output_)) {
-        }
-#ifdef _WIN32
-        ::_pclose(output_);
-#else
-        ::pclose(output_);
-#endif
-        output_ = nullptr;
-        std::filesystem::remove(orderFile_);
-    }
-
-  private:
-    const std::filesystem::path orderFile_ = std::filesystem::absolute("pci-bus-holder.order");
-    std::FILE* output_ = nullptr;
-    bool held_ = false;
-};
-
-TEST(PciBus, AnotherProcessKeepsAReadingAwayFromTheRegisters) {
-    const auto host = platform::makeHostPlatform();
-    TestMachine machine = TestMachine::sample("amd-ryzen-desktop");
-    machine->useMutexes(host->namedMutexes());
-    getCpuTemperature(); // takes the mark of a holder that an earlier, broken run may have left
-    EXPECT_EQ(57.5, getCpuTemperature());
-    for (const char* way : {"release", "end"}) {
-        SCOPED_TRACE(way);
-        Holder holder;
-        ASSERT_TRUE(holder.held());
-        machine->requests().keepRecord(true);
-        machine->requests().clearRecord();
-        const auto start = std::chrono::steady_clock::now();
-        EXPECT_EQ(-1.0, getCpuTemperature());
-        const auto waited = std::chrono::steady_clock::now() - start;
-        EXPECT_GE(waited, std::chrono::milliseconds(9));
-        EXPECT_LT(waited, std::chrono::minutes(1));
-        EXPECT_THAT(getLastError(), HasSubstr("Failed to wait for PCI bus mutex"));
-        EXPECT_THAT(machine->requests().record(), testing::Not(Contains(HasSubstr("PciConfig"))));
-        holder.order(way);
-        // A bus whose holder died is told once, then it is free.
-        if (std::string_view(way) == "end") {
-            EXPECT_EQ(-1.0, getCpuTemperature());
-        }
-        EXPECT_EQ(57.5, getCpuTemperature());
-    }
 }
 
 } // namespace

@@ -1,116 +1,138 @@
 #include "platform/servers/Smbios.h"
 #include "platform/text.h"
-#include "support/MemoryImages.h"
 
 #include <gtest/gtest.h>
+
+#include <span>
 
 namespace orv::platform {
 namespace {
 
-using test::Bytes;
-using test::MemoryDevice;
-using test::structureOf;
-using test::tableOf;
+using Bytes = std::vector<std::uint8_t>;
 
-/// The value of a column, a text in quotes; "-" for a missing one.
-std::string shown(const ManagementColumns& row, const std::wstring& column) {
-    const auto found = row.find(column);
-    if (found == row.end()) return "-";
-    const ManagementValue& value = found->second;
-    if (value.type == ManagementType::null) return "null";
-    if (value.type == ManagementType::i4) return std::to_string(value.number);
-    return "\"" + wideToUtf8(value.text) + "\"";
+#pragma pack(push, 1)
+/// A memory device structure (SMBIOS type 17).
+struct MemoryDevice {
+    std::uint8_t kind = 17, length = 0x5C; // of the formatted part, which is cut to this
+    std::uint16_t handles[3] = {}, width = 64, dataWidth = 64, size = 16384;
+    std::uint8_t form = 9, places[3] = {}, type = 26;
+    std::uint16_t synchronous = 0x80, speed = 3200;
+    std::uint8_t manufacturer = 1, serialNumber = 2, assetTag = 0, partNumber = 3, ranks = 1;
+    std::uint32_t extendedSize = 0;
+    std::uint16_t configured = 2933, lowest = 1100, voltage = 1200, present = 1150;
+    std::uint8_t others[0x2C] = {};
+    std::uint32_t extendedSpeed = 0, extendedConfigured = 0;
+};
+#pragma pack(pop)
+
+Bytes structureOf(const MemoryDevice& device,
+                  std::string_view texts = {"Acme\000001AFF0B\0AM4-16G-3200\0", 27}) {
+    const auto* const start = reinterpret_cast<const std::uint8_t*>(&device);
+    Bytes bytes(start, start + device.length);
+    bytes.insert(bytes.end(), texts.begin(), texts.end());
+    bytes.push_back(0);
+    return bytes;
+}
+
+Bytes operator+(Bytes front, const Bytes& back) {
+    front.insert(front.end(), back.begin(), back.end());
+    return front;
+}
+
+const Bytes kEnd = {127, 4, 0xFE, 0xFE, 0, 0};
+
+/// The table behind a 64-bit entry point, as dump files hold it.
+Bytes dumpOf(const Bytes& table) {
+    Bytes dump = {'_', 'S', 'M', '3', '_', 0, 0x18, 3, 3, 0, 1, 0, static_cast<std::uint8_t>(table.size())};
+    dump.resize(0x20);
+    dump[0x0D] = static_cast<std::uint8_t>(table.size() >> 8);
+    dump[0x10] = 0x20;
+    return dump + table;
+}
+
+std::size_t countOf(std::span<const std::uint8_t> table) {
+    return physicalMemoryRows(table).size();
 }
 
 std::string shown(const ManagementColumns& row) {
     std::string text;
     for (const wchar_t* column :
          {L"Manufacturer", L"PartNumber", L"SerialNumber", L"Capacity", L"Speed", L"ConfiguredClockSpeed",
-          L"TotalWidth", L"MaxVoltage", L"SMBIOSMemoryType", L"FormFactor"})
-        text += (text.empty() ? "" : " ") + shown(row, column);
+          L"TotalWidth", L"MaxVoltage", L"SMBIOSMemoryType", L"FormFactor"}) {
+        const ManagementValue& value = row.at(column);
+        text += value.type == ManagementType::null ? "null "
+                : value.type == ManagementType::i4 ? std::to_string(value.number) + " "
+                                                   : "\"" + wideToUtf8(value.text) + "\" ";
+    }
     return text;
 }
 
-MemoryDevice changed(void (*change)(MemoryDevice&)) {
-    MemoryDevice device;
-    change(device);
-    return device;
-}
-
 TEST(Smbios, MemoryDeviceColumns) {
-    const std::tuple<const char*, void (*)(MemoryDevice&), const char*> cases[] = {
-        {"all known", [](MemoryDevice&) {},
-         R"("Acme" "AM4-16G-3200" "001AFF0B" "17179869184" 3200 2933 64 1200 26 8)"},
-        {"a missing text ends the list", [](MemoryDevice& d) { d.serialNumber.clear(); },
-         R"("Acme" null null "17179869184" 3200 2933 64 1200 26 8)"},
-        {"extended size and speeds, each of 31 bits",
-         [](MemoryDevice& d) {
-             d.size = 0x7FFF;
-             d.extendedSize = 0x80000000 | 131072;
-             d.speed = d.configuredSpeed = 0xFFFF;
-             d.extendedSpeed = 0x80000000 | 70000;
-             d.extendedConfiguredSpeed = 0x80000000 | 66000;
-         },
-         R"("Acme" "AM4-16G-3200" "001AFF0B" "137438953472" 70000 66000 64 1200 26 8)"},
+    constexpr std::uint32_t extended = 0x80000000; // each has 31 bits
+    const std::tuple<const char*, Bytes, std::string> cases[] = {
+        {"all known", structureOf({}),
+         R"("Acme" "AM4-16G-3200" "001AFF0B" "17179869184" 3200 2933 64 1200 26 8 )"},
+        {"a missing text ends the list; kibibytes, and a row of chips",
+         structureOf({.size = 0x8000 + 1024, .form = 11}, {"Acme\0", 5}),
+         R"("Acme" null null "1048576" 3200 2933 64 1200 26 0 )"},
+        {"extended size and speeds",
+         structureOf({.size = 0x7FFF,
+                      .speed = 0xFFFF,
+                      .extendedSize = extended | 131072,
+                      .configured = 0xFFFF,
+                      .extendedSpeed = extended | 70000,
+                      .extendedConfigured = extended | 66000}),
+         R"("Acme" "AM4-16G-3200" "001AFF0B" "137438953472" 70000 66000 64 1200 26 8 )"},
         {"nothing known but that there is one",
-         [](MemoryDevice& d) {
-             d.size = d.totalWidth = 0xFFFF;
-             d.formFactor = d.type = 2;
-             d.speed = d.configuredSpeed = d.maxVoltage = 0;
-         },
-         R"("Acme" "AM4-16G-3200" "001AFF0B" null null null null null 2 null)"},
-        {"an old structure ends behind the type",
-         [](MemoryDevice& d) {
-             d.length = 0x15;
-             d.formFactor = 13;
-         },
-         R"(null null null "17179869184" null null 64 null 26 12)"},
+         structureOf({.width = 0xFFFF,
+                      .size = 0xFFFF,
+                      .form = 2,
+                      .type = 2,
+                      .speed = 0,
+                      .configured = 0,
+                      .voltage = 0}),
+         R"("Acme" "AM4-16G-3200" "001AFF0B" null null null null null 2 null )"},
+        {"an old structure ends behind the type", structureOf({.length = 0x15, .form = 13}),
+         R"(null null null "17179869184" null null 64 null 26 12 )"},
     };
-    for (const auto& [why, change, row] : cases) {
-        const auto rows = physicalMemoryRows(tableOf({changed(change)}));
+    for (const auto& [why, device, row] : cases) {
+        const auto rows = physicalMemoryRows(device + kEnd);
         ASSERT_EQ(1u, rows.size()) << why;
         EXPECT_EQ(row, shown(rows[0])) << why;
     }
 }
 
 TEST(Smbios, BadTablesEndWhereTheyStopMakingSense) {
-    const MemoryDevice emptySlot = changed([](MemoryDevice& d) { d.size = 0; });
-    const Bytes good = tableOf({MemoryDevice{}, emptySlot, MemoryDevice{}});
-    EXPECT_EQ(2u, physicalMemoryRows(good).size());
-    EXPECT_EQ(2u, physicalMemoryRows(smbiosTableOfDump(test::dumpOf(good))).size());
-    const std::size_t one = structureOf(MemoryDevice{}).size();
+    const Bytes device = structureOf({});
+    const Bytes good = device + structureOf({.size = 0}) + device + kEnd; // an empty slot between
+    EXPECT_EQ(2u, countOf(good));
     for (std::size_t cut = 0; cut <= good.size(); ++cut) {
-        const auto rows = physicalMemoryRows(Bytes(good.begin(), good.begin() + static_cast<long>(cut)));
-        EXPECT_EQ(cut < one ? 0u : cut < good.size() - 6 ? 1u : 2u, rows.size()) << cut;
+        const std::size_t rows = (cut >= device.size()) + (cut >= good.size() - kEnd.size());
+        EXPECT_EQ(rows, countOf(Bytes(good.begin(), good.begin() + static_cast<long>(cut)))) << cut;
     }
     Bytes odd = good;
-    odd[one + 1] = 3; // the length of the second structure
-    EXPECT_EQ(1u, physicalMemoryRows(odd).size());
-    Bytes table = good;
-    table[0x17] = 200; // a text number past the end
-    EXPECT_EQ("null", shown(physicalMemoryRows(table).at(0), L"Manufacturer"));
-    table = tableOf({});
-    const Bytes behind = structureOf(MemoryDevice{});
-    table.insert(table.end(), behind.begin(), behind.end());
-    EXPECT_EQ(0u, physicalMemoryRows(table).size()) << "behind the end mark";
+    odd[device.size() + 1] = 3; // the length of the second structure
+    EXPECT_EQ(1u, countOf(odd));
+    odd[0x17] = 200; // a text number past the end
+    EXPECT_EQ(ManagementType::null, physicalMemoryRows(odd).at(0).at(L"Manufacturer").type);
+    EXPECT_EQ(0u, countOf(kEnd + device)) << "behind the end mark";
 }
 
 TEST(Smbios, DumpsWithBadEntryPoints) {
-    const Bytes table = tableOf({MemoryDevice{}});
-    Bytes dump = test::dumpOf(table);
-    dump[0x0C] = 0xFF; // a length past the end
-    dump[0x0D] = 0xFF;
-    EXPECT_EQ(1u, physicalMemoryRows(smbiosTableOfDump(dump)).size());
+    const Bytes table = structureOf({}) + structureOf({}) + kEnd;
+    Bytes dump = dumpOf(table);
+    EXPECT_EQ(2u, countOf(smbiosTableOfDump(dump)));
+    dump[0x0D] = 0xFF; // a length past the end
+    EXPECT_EQ(2u, countOf(smbiosTableOfDump(dump)));
     dump[0x13] = 0x80; // an address past the end
     EXPECT_TRUE(smbiosTableOfDump(dump).empty());
     // The 32-bit form, with the table's length and address at other places.
     Bytes old = {'_', 'S', 'M', '_'};
-    old.resize(0x16);
-    test::append(old, table.size(), 2);
-    test::append(old, 0x20, 4);
     old.resize(0x20);
-    old.insert(old.end(), table.begin(), table.end());
-    EXPECT_EQ(1u, physicalMemoryRows(smbiosTableOfDump(old)).size());
+    old[0x16] = static_cast<std::uint8_t>(table.size());
+    old[0x17] = static_cast<std::uint8_t>(table.size() >> 8);
+    old[0x18] = 0x20;
+    EXPECT_EQ(2u, countOf(smbiosTableOfDump(old + table)));
     EXPECT_EQ(3u, smbiosTableOfDump(Bytes{'_', 'S', 'M'}).size());
 }
 
