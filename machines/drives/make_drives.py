@@ -40,12 +40,16 @@ def disk(inches_code, rpm):
     return {168: inches_code, 217: rpm}
 
 
+# Bit 0 marks what tells of a failure to come; makers mark these.
+FLAGS = dict.fromkeys((1, 3, 5, 7, 10), 0x33)
+
+
 def smart(*attributes):
     """SMART READ DATA of (id, current, worst, raw)."""
     block = bytearray(512)
     struct.pack_into("<H", block, 0, 16)
     for i, (number, current, worst, raw) in enumerate(attributes):
-        struct.pack_into("<BHBB6s", block, 2 + 12 * i, number, 0x32, current, worst, raw.to_bytes(6, "little"))
+        struct.pack_into("<BHBB6s", block, 2 + 12 * i, number, FLAGS.get(number, 0x32), current, worst, raw.to_bytes(6, "little"))
     return check_summed(block)
 
 

@@ -53,6 +53,27 @@ class SampleDrives(unittest.TestCase):
         self.assertEqual({"id": 1, "name": "Critical warning", "current": None, "worst": None, "threshold": None,
                           "raw": 1}, drive["attributes"][0])
         self.assertIsNone(drive["sizeMB"])
+        self.assertEqual(("failing", 0, 206.34), (drive["reading"]["health"], drive["reading"]["life"],
+                                                  round(drive["reading"]["hostReadBytes"] / 1e12, 2)))
+        self.assertEqual("health page, bytes 32 to 47", drive["reading"]["basis"]["hostReadBytes"])
+
+    def test_what_the_drive_says_beside_its_rule(self):
+        used = bytes([1, 0, 0, 0, 0, 0, 0, 0, 1, 7]).ljust(512, b"\0") + bytes([1, 0, 7, 0, 0, 0, 0, 0, 95, 0, 0, 0, 0, 0, 0, 0xC0]).ljust(512, b"\0")
+        with tempfile.TemporaryDirectory() as folder:
+            file = Path(folder) / "statistics"
+            file.write_bytes(used)
+            _, out, err = explain(*blocks(DRIVES, "crucial-mx500"), "--statistics", file, "--json")
+            file.write_bytes(used[:513])
+            refused = explain(*blocks(DRIVES, "crucial-mx500"), "--statistics", file)
+        drive = json.loads(out)
+        self.assertEqual((97, 5, "caution", ["life", "health"], ""),
+                         (drive["life"], drive["reading"]["life"], drive["reading"]["health"], drive["reading"]["differs"], err))
+        self.assertIn("5 % by device statistics, page 7", drive["reading"]["disagreements"][0])
+        self.assertEqual((2, ""), refused[:2])
+        self.assertIn("513 bytes are no whole pages", refused[2])
+        machine = ["--machine", DRIVES.parent / "server-sas.json", "--drive", "2"]
+        self.assertEqual("failing", json.loads(explain(*machine, "--json")[1])["reading"]["health"])
+        self.assertRegex(explain(*machine)[1], r"record +none: a SCSI disk\n(.*\n)*What the drive says\n  health +failing")
 
 
 class ReadDrives(unittest.TestCase):

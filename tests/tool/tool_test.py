@@ -153,7 +153,7 @@ class Show(unittest.TestCase):
         for machine in machines:
             status, out, err = hwprobe("show", "--json", "--machine", str(machine))
             readings = json.loads(out)
-            self.assertEqual(19 + 3 + 3, len(readings))  # the exports, drives with and without a record and counters, the head
+            self.assertEqual(19 + 4 + 3, len(readings))  # the exports, drives with and without a record, SCSI disks and counters, the head
             reasons = [value["error"] for value in readings.values() if isinstance(value, dict) and "error" in value]
             self.assertEqual((1 if reasons else 0, True), (status, all(reasons)), (machine, err))
             self.assertIn(readings["getMemoryLoad"], range(1, 101))
@@ -212,7 +212,7 @@ class Show(unittest.TestCase):
                   ({"smart": ""}, "noSmartData", "gave no SMART data: 1117 ("),
                   ({"mediaType": 11, "descriptor": {"busType": 7, "product": "STICK"}}, "removable", "is left out, as its medium"),
                   ({"model": "StoreMI"}, "tieredStorage", "is left out, as a volume of tiered storage"),
-                  ({"identify": "", "descriptor": {"busType": 10, "vendor": "ACME", "product": "SAS"}}, "noAtaCommands", "is a SCSI disk"),
+                  ({"identify": "", "descriptor": {"busType": 10, "vendor": "ACME", "product": "SAS"}}, "noAtaCommands", "a SCSI disk"),
                   ({"model": "ACME Raid 5"}, "raidVolume", "is a RAID volume")]
         for number, (change, *_) in enumerate(wanted, 2):
             drive = base | {"number": number, "scsiAddress": {"port": number}, "serialNumber": f"X{number}"} | change
@@ -222,7 +222,9 @@ class Show(unittest.TestCase):
         self.assertEqual((len(wanted), 0), (len(readings["unreadDrives"]), unread[2]["twinOf"]))
         for number, (_, word, text) in enumerate(wanted, 2):
             self.assertEqual(word, unread[number]["reason"])
-            self.assertRegex(out, rf"\n  1 drive {re.escape(text)}.*\(drive {number}[ )]")
+            told = rf"\n  1 drive {re.escape(text)}.*\(drive {number}[ )]"
+            scsi = rf"\n  drive {number} .*\n(.*\n)*  drive {number} .*: no record: {text}"
+            self.assertRegex(out, scsi if word == "noAtaCommands" else told)
 
     def test_an_unknown_processor_has_load_and_clock_by_the_system(self):
         out, readings = shown(unknown_processor())
