@@ -157,6 +157,7 @@ TEST(CpuIntel, TheSumOfTheSensorsGoesByTheCoresOfTheRecords) {
 TEST(CpuAmd, EachFailureHasItsText) {
     const std::tuple<const char*, const char*, const char*> rows[] = {
         {"amd-k8", "WaitForSingleObject", ": WaitPciBus failed: 4294967295"},
+        {"amd-ryzen-desktop", "WaitForSingleObject", ": Failed to wait for PCI bus mutex"},
         {"amd-k8", "ReleaseMutex", ": ReleaseMutex failed: error code: 5 "},
         {"amd-ryzen-desktop", "WritePciConfigDwordEx", ": Failed to write PCI config dword, error code: 5 "},
     };

@@ -110,9 +110,8 @@ TEST(Smbios, BadTablesEndWhereTheyStopMakingSense) {
         const std::size_t rows = (cut >= device.size()) + (cut >= good.size() - kEnd.size());
         EXPECT_EQ(rows, countOf(Bytes(good.begin(), good.begin() + static_cast<long>(cut)))) << cut;
     }
+    EXPECT_EQ(0u, countOf(Bytes{1, 3, 0, 0, 0} + device + kEnd)) << "shorter than its head";
     Bytes odd = good;
-    odd[device.size() + 1] = 3; // the length of the second structure
-    EXPECT_EQ(1u, countOf(odd));
     odd[0x17] = 200; // a text number past the end
     EXPECT_EQ(ManagementType::null, physicalMemoryRows(odd).at(0).at(L"Manufacturer").type);
     EXPECT_EQ(0u, countOf(kEnd + device)) << "behind the end mark";
@@ -122,6 +121,7 @@ TEST(Smbios, DumpsWithBadEntryPoints) {
     const Bytes table = structureOf({}) + structureOf({}) + kEnd;
     Bytes dump = dumpOf(table);
     EXPECT_EQ(2u, countOf(smbiosTableOfDump(dump)));
+    EXPECT_EQ(1u, countOf(smbiosTableOfDump(dumpOf(structureOf({})) + table))) << "behind the table";
     dump[0x0D] = 0xFF; // a length past the end
     EXPECT_EQ(2u, countOf(smbiosTableOfDump(dump)));
     dump[0x13] = 0x80; // an address past the end

@@ -307,7 +307,7 @@ class AmdTree : public ProcessorTree {
 
 TEST_F(AmdTree, TheControlTemperatureInEachFamilysRegister) {
     const std::tuple<std::uint32_t, std::uint16_t, Sensors, double> rows[] = {
-        {0x00800F11, 0x1463, {{"Tctl", 57500}, {"Tdie", 37500}, {"Tccd1", 36000}}, 57.5},
+        {0x00800F11, 0x1463, {{"Tdie", 37500}, {"Tctl", 57500}, {"Tccd1", 36000}}, 57.5},
         {0x00660F01, 0x1573, {{"", -1000}}, 0.0}, // a register without a sign
     };
     for (const auto& [version, northbridge, sensors, degrees] : rows) {

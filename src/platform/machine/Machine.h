@@ -71,16 +71,11 @@ class Machine : public PlatformOf<MachineServices> {
     const std::string& name() const { return services_.name; }
     Requests& requests() { return services_.requests; }
     MachineClock& machineClock() { return services_.clock; }
-    /// Another side's mutexes in place of the described ones, to meet other processes on a real system.
-    void useMutexes(NamedMutexes& other) { mutexesInUse_ = &other; }
-    NamedMutexes& namedMutexes() override { return *mutexesInUse_; }
     MachineProcessor& processor() override { return services_.processor; }
     MachineRing0& ring0() override { return services_.ring0; }
 
   private:
     using PlatformOf::PlatformOf;
-
-    NamedMutexes* mutexesInUse_ = &services_.namedMutexes;
 };
 
 } // namespace orv::platform
