@@ -1,7 +1,6 @@
 // From an identify block to the record in the list: the SMART reads of each path, drives met twice, and what
 // refuses a record.
 
-#include "disk_engine/SearchStages.h"
 #include "support/DescribedDrives.h"
 
 #include <gmock/gmock.h>
@@ -9,21 +8,14 @@
 namespace orv::test {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::ElementsAreArray;
-using ::testing::IsEmpty;
+using ::testing::ElementsAre, ::testing::IsEmpty;
 using Labels = std::vector<std::wstring>;
 
 constexpr int kMaster = 0xA0;
 constexpr const wchar_t* kSameBlocks = L"asi.SmartReadData == asi.SmartReadThreshold";
 
 DriveAddress addressOf(std::uint32_t commandType) {
-    return {.physicalDriveId = 1,
-            .scsiPort = 2,
-            .scsiTargetId = 3,
-            .scsiBus = 0,
-            .commandType = commandType,
-            .pnpDeviceId = L"IDE\\DISK"};
+    return {1, 2, 3, 0, kMaster, commandType, 0, nullptr, L"IDE\\DISK"};
 }
 
 bool add(DriveOnMachine& drive, std::uint32_t commandType, AtaBlock block = smartIdentify()) {
@@ -62,11 +54,8 @@ TEST(AddDisk, TheSmartReadsOfAPath) {
                             L"GetSmartAttributeSi(physicalDriveId, &asiCheck)|1";
     const std::wstring same = kSameBlocks, otherCount = L"asi1->AttributeCount != asi2->AttributeCount";
     const std::wstring otherId = L"asi1->Attribute[i].Id != asi2->Attribute[i].Id";
-    const auto data = [](const std::vector<DriveAttribute>& entries) {
-        return R"("data": ")" + smartOf(entries) + '"';
-    };
-    const std::string fewer = data({{.id = 5}}), otherIds = data({{.id = 5}, {.id = 9}}),
-                      error = R"("error": 1)";
+    const std::string fewer = R"("data": ")" + smartOf({{.id = 5}}) + '"', error = R"("error": 1)",
+                      otherIds = R"("data": ")" + smartOf({{.id = 5}, {.id = 9}}) + '"';
     const auto answer = [](const std::string& path, const char* operation, const std::string& what) {
         return fmt::format(R"({{"path": {}, "operation": "{}", {}}})", path, operation, what);
     };
@@ -109,9 +98,9 @@ TEST(AddDisk, TheSmartReadsOfAPath) {
         ASSERT_TRUE(add(drive, row.type));
         EXPECT_EQ(row.labels, labelsOf(drive));
         const AtaSmartInfo& asi = drive.engine->vars.at(0);
-        EXPECT_THAT((std::array{asi.IsSmartEnabled, asi.IsSmartCorrect, asi.IsThresholdCorrect}),
-                    ElementsAre(row.enabled, row.correct, row.thresholds));
-        EXPECT_EQ(row.correct ? 35 : kNoTemperature, asi.Temperature);
+        EXPECT_THAT(
+            (std::array{asi.IsSmartEnabled, asi.IsSmartCorrect, asi.IsThresholdCorrect, asi.Temperature}),
+            ElementsAre(row.enabled, row.correct, row.thresholds, row.correct ? 35 : kNoTemperature));
         const DriveAnswering& answering = asi.answering;
         EXPECT_THAT((std::array{answering.answers, answering.lastAnswerNs >= 0,
                                 answering.failure == platform::kSuccess}),
@@ -155,18 +144,9 @@ TEST(AddDisk, DrivesMetTwice) {
         std::int32_t physicalDriveId;
         const wchar_t* modelWmi = L"";
     };
-    struct Row {
-        std::vector<Known> known;
-        std::uint32_t csmiMode;
-        bool readable;
-        bool added;
-        std::vector<std::wstring> list; ///< model, serial, number, path
-        const wchar_t* label;
-        std::vector<std::wstring> unread;
-    };
-    const std::vector<std::wstring> second = {L"1: it has the model and the serial number of drive 0"};
-    const std::vector<std::wstring> former = {L"0: it has the model and the serial number of drive 1"};
-    const std::vector<std::wstring> itself = {L"1: it has the model and the serial number of drive 1"};
+    const std::wstring reason = L": it has the model and the serial number of drive ";
+    const Labels second = {L"1" + reason + L"0"}, former = {L"0" + reason + L"1"},
+                 itself = {L"1" + reason + L"1"};
     const std::wstring fresh = L"ACME Disk S1 1 pd1";
     const wchar_t* reverse = L"Duplicate Check: ACME Disk:S1";
     const wchar_t* csmi = L"vars[i].CommandType = CMD_TYPE_CSMI_PHYSICAL_DRIVE";
@@ -175,7 +155,14 @@ TEST(AddDisk, DrivesMetTwice) {
     const Known byPort{L"ACME Disk", L"S1", -1, L"ACME"}, mirrored{L"CAEMD si k", L"1S", 0, L"ACME"};
     const std::wstring twinLine = L"ACME Disk S1 0 un", otherLine = L"Other S1 5 un";
     // clang-format off
-    const Row rows[] = {
+    const struct {
+        std::vector<Known> known;
+        std::uint32_t csmiMode;
+        bool readable, added;
+        Labels list; ///< model, serial, number, path
+        const wchar_t* label;
+        Labels unread = {};
+    } rows[] = {
         {{other, {L"ACME Disk", L"S2", 0}, {L"CAEMD si k", L"S1", 0}, {L"Other", L"1S", 0}}, 0, true, true, {otherLine, L"ACME Disk S2 0 un", L"CAEMD si k S1 0 un", L"Other 1S 0 un", fresh}, nullptr},
         {{twin, other}, 0, false, false, {twinLine, otherLine}, nullptr, second},
         {{twin, other, twin, other}, 0, true, true, {twinLine, otherLine, otherLine, fresh}, nullptr, former},
@@ -186,33 +173,27 @@ TEST(AddDisk, DrivesMetTwice) {
         {{twin, byPort}, 0, true, false, {twinLine, L"ACME Disk S1 1 un"}, nullptr, itself},
     };
     // clang-format on
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(&row - rows);
         DriveOnMachine drive(row.readable ? ataDrive(R"("ataPassThrough")") : kDeadDrive);
         drive.engine->CsmiMode = row.csmiMode;
-        for (const Known& known : row.known) {
+        for (const auto& [model, serial, number, modelWmi] : row.known) {
             AtaSmartInfo& asi = drive.engine->vars.emplace_back();
-            asi.Model = known.model;
-            asi.SerialNumber = known.serial;
-            asi.PhysicalDriveId = known.physicalDriveId;
-            asi.ModelWmi = known.modelWmi;
-            asi.CommandTypeString = L"un";
+            std::tie(asi.Model, asi.SerialNumber, asi.PhysicalDriveId, asi.ModelWmi, asi.CommandTypeString) =
+                std::tuple(model, serial, number, modelWmi, L"un");
         }
         EXPECT_EQ(row.added, add(drive, CMD_TYPE_PHYSICAL_DRIVE));
         if (!row.added) drive.engine->noteUnread(1, L"");
-        std::vector<std::wstring> unread;
-        for (const UnreadDrive& twin : drive.engine->unreadDrives)
-            unread.push_back(std::to_wstring(twin.physicalDriveId) + L": " + whyUnread(twin));
-        EXPECT_THAT(unread, ElementsAreArray(row.unread));
-        std::vector<std::wstring> list;
+        EXPECT_EQ(row.unread, drive.unread());
+        Labels list;
         for (const AtaSmartInfo& asi : drive.engine->vars) {
             list.push_back(asi.Model + L" " + asi.SerialNumber + L" " + std::to_wstring(asi.PhysicalDriveId) +
                            L" " + asi.CommandTypeString);
             EXPECT_EQ(asi.CommandTypeString == L"cp", asi.CommandType == CMD_TYPE_CSMI_PHYSICAL_DRIVE);
         }
-        EXPECT_THAT(list, ElementsAreArray(row.list));
-        const Labels marks = drive.traceWithout({L"GetSmartAttribute", L"SendAta", kSameBlocks});
-        EXPECT_THAT(marks, ElementsAreArray(row.label ? Labels{row.label} : Labels{}));
+        EXPECT_EQ(row.list, list);
+        EXPECT_EQ(row.label ? Labels{row.label} : Labels{},
+                  drive.traceWithout({L"GetSmartAttribute", L"SendAta", kSameBlocks}));
     }
 }
 
@@ -279,19 +260,17 @@ TEST(AddDiskNvme, TheLinkOfItsController) {
 }
 
 TEST(AddDiskNvme, AFailedHealthReadLeavesTheRecordAsItWas) {
-    const std::pair<std::uint32_t, const char*> paths[] = {{CMD_TYPE_NVME_STORAGE_QUERY, "storageQuery"},
-                                                           {CMD_TYPE_NVME_REALTEK, "realtekNvme"}};
-    for (const auto& [type, path] : paths) {
+    for (const auto& [type, path] :
+         {std::pair(CMD_TYPE_NVME_STORAGE_QUERY, "storageQuery"), {CMD_TYPE_NVME_REALTEK, "realtekNvme"}}) {
         const auto failing = fmt::format(R"({{"path": "{}", "operation": "health", "error": 1117}})", path);
         DriveOnMachine drive(nvmeDrive(fmt::format("\"{}\"", path), answers(failing)));
         ASSERT_TRUE(addNvme(drive, type)) << path;
         const AtaSmartInfo& asi = drive.engine->vars.at(0);
         EXPECT_EQ(type == CMD_TYPE_NVME_REALTEK ? INTERFACE_TYPE_USB : INTERFACE_TYPE_NVME,
                   asi.InterfaceType);
-        EXPECT_THAT((std::array{static_cast<int>(asi.AttributeCount), asi.Temperature, asi.Life}),
-                    ElementsAre(0, -1000, -1));
-        EXPECT_EQ(std::pair(false, platform::kIoDevice),
-                  std::pair(asi.answering.answers, asi.answering.failure));
+        EXPECT_EQ(std::tuple(0u, -1000, -1, false, platform::kIoDevice),
+                  std::tuple(asi.AttributeCount, asi.Temperature, asi.Life, asi.answering.answers,
+                             asi.answering.failure));
     }
     // The vendor command of this one has a second way.
     DriveOnMachine second(nvmeDrive(R"("samsung", "nvmeMini")",
@@ -323,14 +302,57 @@ TEST(AddDiskNvme, WhatRefusesARecord) {
     for (const std::int32_t number : {-1, 7, 7, -1})
         EXPECT_FALSE(addAs(number, "Another"));
     EXPECT_FALSE(addAs(8, "ACME NV")); // a twin, which is told with its probe
-    std::vector<std::wstring> unread;
-    for (const UnreadDrive& each : drive.engine->unreadDrives)
-        unread.push_back(std::to_wstring(each.physicalDriveId) + L" " + each.model + L": " + whyUnread(each));
-    EXPECT_THAT(unread, ElementsAre(L"-1 ACME Disk: the list takes no more than 80 drives",
-                                    L"7 Another: the list takes no more than 80 drives"));
+    EXPECT_THAT(drive.unread(), ElementsAre(L"-1: the list takes no more than 80 drives",
+                                            L"7: the list takes no more than 80 drives"));
+    EXPECT_EQ(L"ACME Disk Another",
+              drive.engine->unreadDrives[0].model + L" " + drive.engine->unreadDrives[1].model);
     drive.engine->vars.resize(79);
     EXPECT_TRUE(add(nvmeIdentifyOf("Another")));
     EXPECT_EQ(80u, drive.engine->vars.size());
+}
+
+// ---- The link of a controller
+
+const std::string kLinkedDrive = R"("number": 0, "pnpDeviceId": "SCSI\\DISK&VEN_NVME\\4&1")";
+const std::string kController = R"("controllerId": "PCI\\VEN_144D&DEV_A808\\3&2")";
+const std::string kLink = R"("link": {"maxSpeed": 4, "maxWidth": 4, "currentSpeed": 3, "currentWidth": 2})";
+
+/// On a machine with a drive of these keys, and what else stands in its file.
+std::string linkOn(const std::string& keys, const std::string& more = "", const std::string& fault = "") {
+    TestMachine machine(
+        fmt::format(R"({{"name": "m", "drives": [{{{}, {}}}]{}}})", kLinkedDrive, keys, more));
+    machine->managementData().initialize();
+    if (!fault.empty()) machine->requests().plan({fault, 0, platform::kModuleNotFound});
+    const PcieLink link = GetPcieLink(0);
+    machine->managementData().uninitialize();
+    EXPECT_THAT(machine->requests().unmetFaults(), IsEmpty());
+    return fmt::format("{} {} {} {}", link.MaxLinkSpeed, link.MaxLinkWidth, link.CurrentLinkSpeed,
+                       link.CurrentLinkWidth);
+}
+
+TEST(DiskLinkTest, OfTheControllerInTheDeviceTree) {
+    const std::string described = kController + ", " + kLink;
+    const std::string others = R"(, "controllers": [{"id": "PCI\\VEN_1", "link": {"maxSpeed": 1}}])";
+    const std::string otherNames = R"(, "controllers": [{"id": "PCI\\VEN_144D&DEV_a808\\3&2", )" + kLink +
+                                   R"(}, {"id": "PCI\\VEN_144D&DEV_A808\\3&", )" + kLink + "}]";
+    EXPECT_EQ("4 4 3 2", linkOn(described));
+    EXPECT_EQ("4 4 3 2", linkOn(described, others));
+    EXPECT_EQ("0 0 0 0", linkOn(kController, others)) << "not listed";
+    EXPECT_EQ("0 0 0 0", linkOn(kController, otherNames));
+    for (const char* request : {"deviceProperty", "devices", "device", "deviceId"})
+        EXPECT_EQ("0 0 0 0", linkOn(described, "", request)) << request;
+}
+
+TEST(DiskLinkTest, TheLastRowNamesTheController) {
+    TestMachine machine(R"({"name": "m", "management": {"associators": [
+        {"of": "Win32_DiskDrive", "id": "\\\\.\\PhysicalDrive0", "filter": "Win32_PnPEntity",
+         "rows": [{"DeviceID": "A"}, {"DeviceID": "B\\1"}, {"Name": "no id"}]},
+        {"of": "Win32_PnPEntity", "id": "B\\1", "filter": "Win32_SCSIControllerDevice",
+         "rows": [{"DeviceID": "C"}, {"DeviceID": "PCI\\D"}]}]}})");
+    machine->managementData().initialize();
+    EXPECT_EQ(LR"(PCI\D)", GetControllerDeviceId(0));
+    EXPECT_EQ(L"", GetControllerDeviceId(1)) << "a drive that has no device";
+    machine->managementData().uninitialize();
 }
 
 } // namespace

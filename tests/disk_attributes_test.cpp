@@ -10,6 +10,8 @@
 namespace orv::test {
 namespace {
 
+using Asi = AtaSmartInfo;
+
 /// A record whose values differ from those that say "none", so that a rule which gives none is seen.
 AtaSmartInfo usedDrive() {
     AtaSmartInfo asi;
@@ -27,18 +29,15 @@ std::string changes(const AtaSmartInfo& before, const AtaSmartInfo& after) {
         if (before.*field == after.*field) return;
         text += (text.empty() ? "" : " ") + std::string(name) + "=" + std::to_string(after.*field);
     };
-    note("Temperature", &AtaSmartInfo::Temperature);
-    note("PowerOnCount", &AtaSmartInfo::PowerOnCount);
-    note("PowerOnRawValue", &AtaSmartInfo::PowerOnRawValue);
-    note("DetectedPowerOnHours", &AtaSmartInfo::DetectedPowerOnHours);
-    note("MeasuredPowerOnHours", &AtaSmartInfo::MeasuredPowerOnHours);
-    note("MeasuredTimeUnitType", &AtaSmartInfo::MeasuredTimeUnitType);
-    note("HostWrites", &AtaSmartInfo::HostWrites);
-    note("HostReads", &AtaSmartInfo::HostReads);
-    note("NandWrites", &AtaSmartInfo::NandWrites);
-    note("GBytesErased", &AtaSmartInfo::GBytesErased);
-    note("WearLevelingCount", &AtaSmartInfo::WearLevelingCount);
-    note("Life", &AtaSmartInfo::Life);
+    // clang-format off
+    for (const auto& [name, field] : {
+             std::pair("Temperature", &Asi::Temperature), {"PowerOnRawValue", &Asi::PowerOnRawValue}, {"DetectedPowerOnHours", &Asi::DetectedPowerOnHours},
+             {"MeasuredPowerOnHours", &Asi::MeasuredPowerOnHours}, {"HostWrites", &Asi::HostWrites}, {"HostReads", &Asi::HostReads}, {"NandWrites", &Asi::NandWrites},
+             {"GBytesErased", &Asi::GBytesErased}, {"WearLevelingCount", &Asi::WearLevelingCount}, {"Life", &Asi::Life}})
+        note(name, field);
+    // clang-format on
+    note("PowerOnCount", &Asi::PowerOnCount);
+    note("MeasuredTimeUnitType", &Asi::MeasuredTimeUnitType);
     return text;
 }
 
@@ -210,16 +209,13 @@ TEST(DiskAttributes, EntriesAreKeptInOrderWithoutGaps) {
 
 TEST(DiskAttributes, WhatNothingTellsIsUnknown) {
     using Cycles = std::optional<std::uint32_t>;
-    for (const auto& [isNvme, isCorrect, id, cycles] : {std::tuple{0, 1, 12, Cycles(0)},
-                                                        {0, 1, 9, {}},
-                                                        {0, 0, 12, {}},
-                                                        {0, 1, 0, {}},
-                                                        {1, 1, 9, Cycles(0)},
-                                                        {1, 1, 0, {}}}) {
+    const std::tuple<BOOL, BOOL, std::uint8_t, Cycles> cases[] = {
+        {0, 1, 12, 0}, {0, 1, 9, {}}, {0, 0, 12, {}}, {0, 1, 0, {}}, {1, 1, 9, 0}, {1, 1, 0, {}}};
+    for (const auto& [isNvme, isCorrect, id, cycles] : cases) {
         AtaSmartInfo asi;
         asi.IsNVMe = isNvme;
         asi.IsSmartCorrect = isCorrect;
-        putBlocks(asi, {{static_cast<std::uint8_t>(id)}});
+        putBlocks(asi, {{id}});
         FillSmartData(asi);
         EXPECT_EQ(cycles, powerCyclesOf(asi)) << isNvme << isCorrect << id;
     }
@@ -236,9 +232,8 @@ TEST(DiskAttributes, ThresholdsStandBesideTheirAttributes) {
     FillSmartData(asi);
     putBlocks(asi, {{9, 0, 0, 30}, {0, 0, 0, 99}, {5, 0, 0, 10}, {77, 0, 0, 50}, {9, 0, 0, 31}});
     EXPECT_TRUE(FillSmartThreshold(asi));
-    const std::uint8_t expected[] = {10, 31, 0, 31, 0};
-    for (int i = 0; i < 5; ++i)
-        EXPECT_EQ(expected[i], asi.Threshold[i].ThresholdValue) << i;
+    for (int i = 0; const int value : {10, 31, 0, 31, 0})
+        EXPECT_EQ(value, asi.Threshold[i++].ThresholdValue) << i;
     asi.AttributeCount = 0;
     EXPECT_FALSE(FillSmartThreshold(asi));
 }
@@ -255,6 +250,128 @@ TEST(DiskAttributes, OneDialectMayKeepThresholdsInItsAttributes) {
         EXPECT_TRUE(FillSmartThreshold(asi));
         EXPECT_EQ(first, asi.Threshold[0].ThresholdValue);
         EXPECT_EQ(second, asi.Threshold[1].ThresholdValue);
+    }
+}
+
+// ---- Health
+
+constexpr DriveFlag ssd = &AtaSmartInfo::IsSsd, values8 = &AtaSmartInfo::IsRawValues8;
+constexpr DriveFlag thresholdBug = &AtaSmartInfo::IsThresholdBug;
+constexpr DiskHealth UNKNOWN = DISK_STATUS_UNKNOWN, GOOD = DISK_STATUS_GOOD, CAUTION = DISK_STATUS_CAUTION,
+                     BAD = DISK_STATUS_BAD;
+
+using AlarmLimit = std::uint16_t AtaSmartInfo::*;
+constexpr AlarmLimit reallocated = &Asi::AlarmLimitReallocated, pending = &Asi::AlarmLimitPending,
+                     uncorrectable = &Asi::AlarmLimitUncorrectable, life = &Asi::AlarmLimitLife;
+
+AtaSmartInfo driveOf(const std::vector<DriveFlag>& flags, const std::vector<DriveAttribute>& attributes) {
+    AtaSmartInfo asi;
+    asi.IsSmartCorrect = asi.IsThresholdCorrect = 1;
+    for (const DriveFlag flag : flags)
+        asi.*flag = 1;
+    for (const DriveAttribute& attribute : attributes) {
+        asi.Attribute[asi.AttributeCount] = entryOf(attribute);
+        asi.Threshold[asi.AttributeCount++] = {attribute.id, attribute.threshold, {}};
+    }
+    return asi;
+}
+
+struct Judged {
+    const char* what;
+    std::vector<DriveFlag> flags;
+    DiskVendor vendor;
+    std::vector<DriveAttribute> attributes; // id, current value, raw value, threshold
+    DiskHealth health;
+    std::uint32_t unit = HOST_UNIT_NONE;
+    AlarmLimit limitOf10 = nullptr;
+};
+
+// clang-format off
+const Judged drives[] = {
+    // Hard disks: thresholds, of some ids only.
+    {"sectors and no failing threshold", {}, VENDOR_GENERAL, {{5, 100, 0, 36}, {9, 50, 0, 50}}, GOOD},
+    {"an id without a judged threshold", {}, VENDOR_GENERAL, {{5}, {190, 40, 0, 45}, {194, 1, 0, 2}, {14, 1, 0, 2}, {241, 1, 0, 2}}, GOOD},
+    {"an id twice, after a failing threshold", {}, VENDOR_GENERAL, {{9, 1, 0, 50}, {5}, {5}}, UNKNOWN},
+    {"a firmware with wrong thresholds", {thresholdBug}, VENDOR_GENERAL, {{5, 1, 0, 36}}, UNKNOWN},
+
+    // SSDs: any threshold, or a row that tells life.
+    {"below a threshold of any id", {ssd}, VENDOR_GENERAL_SSD, {{14, 1, 0, 2}}, BAD},
+    {"a temperature is not compared, but tells", {ssd}, VENDOR_GENERAL_SSD, {{194, 1, 0, 2}}, GOOD},
+    {"values that are raw bytes are not compared", {ssd, values8}, VENDOR_INDILINX, {{1, 1, 0, 2}}, GOOD},
+    {"an error rate that was never counted", {ssd}, VENDOR_SANDFORCE, {{1, 0, 0x10000, 50}}, GOOD},
+    {"an error rate with a count", {ssd}, VENDOR_SANDFORCE, {{1, 0, 0x100, 50}}, BAD},
+
+    // The rows that tell life.
+    {"169 in its unit", {ssd}, VENDOR_KINGSTON, {{169, 0}}, BAD, HOST_UNIT_32MB},
+    {"169 in another unit", {ssd}, VENDOR_KINGSTON, {{169, 0}}, UNKNOWN, HOST_UNIT_GB},
+    {"230 used more than up", {ssd}, VENDOR_WDC, {{230, 0, 0xFF00}}, BAD},
+    {"230 in hundredths, used up", {ssd, hundredths}, VENDOR_WDC, {{230, 0, 9999 + 1}}, BAD},
+    {"230 hidden", {ssd, hidden}, VENDOR_WDC, {{230, 0, 100 << 8}}, GOOD},
+    {"231 that is read and not judged", {ssd}, VENDOR_SEAGATE, {{231, 0}}, UNKNOWN},
+    {"a life below its threshold", {values8}, VENDOR_PLEXTOR, {{232, 9, 0, 10}}, BAD},
+    {"a life at its threshold", {values8}, VENDOR_PLEXTOR, {{232, 10, 0, 10}}, GOOD},
+    {"no raw life left", {ssd, raw}, VENDOR_INTEL, {{233, 50, 0}}, BAD},
+    {"a raw life has no threshold", {raw}, VENDOR_PLEXTOR, {{232, 0, 5, 10}}, GOOD},
+    {"an inverted life, before a raw one", {ssd, raw, inverted}, VENDOR_SKHYNIX, {{231, 0, 0}}, GOOD},
+    {"an inverted life at its end", {ssd, inverted}, VENDOR_SKHYNIX, {{231, 50, 100}}, BAD},
+    {"an inverted life below that", {ssd, inverted}, VENDOR_SKHYNIX, {{231, 50, 102}}, CAUTION},
+
+    // Alarm limits of 10, each of its own id.
+    {"reallocated at it", {}, VENDOR_GENERAL, {{5, 100, 10}}, CAUTION, 0, reallocated},
+    {"uncorrectable above it", {}, VENDOR_GENERAL, {{198, 100, 0x100}}, CAUTION, 0, uncorrectable},
+    {"a count of two raw bytes", {}, VENDOR_GENERAL, {{197, 100, 0x10000}}, GOOD, 0, pending},
+    {"nearly one that is not kept", {}, VENDOR_GENERAL, {{197, 100, 0x00FEFFFFFF}}, CAUTION, 0, pending},
+    {"a count on an SSD", {ssd}, VENDOR_GENERAL_SSD, {{5, 100, 10, 1}}, GOOD, 0, reallocated},
+    {"a life at it", {ssd}, VENDOR_INTEL, {{233, 10}}, CAUTION, 0, life},
+};
+// clang-format on
+
+TEST(DiskHealth, OfAnAtaDrive) {
+    for (const Judged& drive : drives) {
+        AtaSmartInfo asi = driveOf(drive.flags, drive.attributes);
+        asi.DiskVendorId = drive.vendor;
+        asi.HostReadsWritesUnit = drive.unit;
+        if (drive.limitOf10) asi.*drive.limitOf10 = 10;
+        EXPECT_EQ(drive.health, CheckDiskStatus(asi)) << drive.what;
+    }
+}
+
+TEST(DiskHealth, TellsNothingWithoutGoodReads) {
+    AtaSmartInfo asi = driveOf({}, {{5}});
+    asi.IsThresholdCorrect = 0;
+    EXPECT_EQ(UNKNOWN, CheckDiskStatus(asi));
+    asi = driveOf({ssd}, {{231, 50}});
+    asi.DiskVendorId = VENDOR_JMICRON;
+    asi.IsThresholdCorrect = 0;
+    EXPECT_EQ(GOOD, CheckDiskStatus(asi)); // an SSD needs no thresholds
+    asi.IsSmartCorrect = 0;
+    EXPECT_EQ(UNKNOWN, CheckDiskStatus(asi));
+}
+
+TEST(DiskHealth, StoresTheLifeThatItIsReadFrom) {
+    for (const DriveAttribute& at : {DriveAttribute{201, 150}, {201, 42}, {230, 150}}) {
+        AtaSmartInfo asi = driveOf({ssd}, {at});
+        asi.DiskVendorId = at.id == 201 ? VENDOR_SANDISK_HP : VENDOR_SANDISK_LENOVO;
+        Explanation why;
+        EXPECT_EQ(GOOD, CheckDiskStatus(asi, &why));
+        EXPECT_EQ(at.current == 42 ? 42 : 100, asi.Life);
+        EXPECT_EQ(std::to_string(at.id) + ": current value, at most 100 percent left", why.life);
+    }
+}
+
+TEST(DiskHealth, OfAnNvmeDrive) {
+    const std::tuple<const wchar_t*, std::uint64_t, std::uint64_t, std::uint64_t, int, DiskHealth> cases[] = {
+        {L"Drive", 0, 10, 10, 50, CAUTION}, {L"Drive", 0, 9, 10, 50, BAD},
+        {L"Drive", 0, 0, 0, 50, GOOD},      {L"Drive", 0, 50, 101, 50, GOOD},
+        {L"Drive", 0x80, 100, 10, 50, BAD}, {L"Drive", 0, 100, 10, 0, CAUTION},
+        {L"My QEMU", 1, 9, 10, 0, BAD},     {L"QEMU NVMe", 1, 9, 10, 0, UNKNOWN},
+    };
+    for (const auto& [model, warning, spare, spareThreshold, left, health] : cases) {
+        AtaSmartInfo asi = driveOf({}, {{1, 0, warning}, {2, 0, 310}, {3, 0, spare}, {4, 0, spareThreshold}});
+        asi.DiskVendorId = VENDOR_NVME;
+        asi.Model = model;
+        asi.Life = left;
+        EXPECT_EQ(health, CheckDiskStatus(asi)) << spare << " of " << spareThreshold;
     }
 }
 

@@ -15,8 +15,7 @@ using Ids = std::vector<std::uint8_t>;
 
 struct Case {
     std::string row;
-    const wchar_t* models; ///< with '|' between them
-    const wchar_t* firmware;
+    const wchar_t *models, *firmware; ///< with '|' between models
     Ids ids;
     std::string outcome; ///< id, key, code ("-": empty), unit, flags
 };
@@ -43,14 +42,13 @@ std::string outcome(const AtaSmartInfo& asi) {
     const char* units[] = {"none", "512B", "1MB", "16MB", "32MB", "GB"};
     std::string text = std::to_string(asi.DiskVendorId) + " " + narrow(asi.SmartKeyName) + " " +
                        narrow(asi.SsdVendorString) + " " + units[asi.HostReadsWritesUnit];
-    if (asi.LifeIsRaw) text += " Raw";
-    if (asi.LifeIsRawInverted) text += " RawInverted";
-    if (asi.LifeHidden) text += " Hidden";
-    if (asi.LifeIsRawHundredths) text += " RawHundredths";
-    if (asi.LifeIsRawHighByte) text += " RawHighByte";
-    if (asi.LifeIsCurrent) text += " Current";
-    if (asi.IsRawValues7) text += " Values7";
-    if (asi.IsRawValues8) text += " Values8";
+    // clang-format off
+    const std::pair<const char*, BOOL> flags[] = {
+        {" Raw", asi.LifeIsRaw}, {" RawInverted", asi.LifeIsRawInverted}, {" Hidden", asi.LifeHidden}, {" RawHundredths", asi.LifeIsRawHundredths},
+        {" RawHighByte", asi.LifeIsRawHighByte}, {" Current", asi.LifeIsCurrent}, {" Values7", asi.IsRawValues7}, {" Values8", asi.IsRawValues8}};
+    // clang-format on
+    for (const auto& [name, set] : flags)
+        text += set ? name : "";
     return text;
 }
 

@@ -8,124 +8,75 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 
-#include <functional>
 #include <limits>
 
 namespace orv::test {
 namespace {
 
-using ::testing::Each;
-using ::testing::ElementsAreArray;
-using ::testing::HasSubstr;
-
-/// The record of requests as one text, which is begun anew.
-std::string recordOf(platform::Machine& machine) {
-    const auto text = fmt::format("{}\n", fmt::join(requestsOf(machine), "\n"));
-    machine.requests().clearRecord();
-    return text;
-}
+using ::testing::Each, ::testing::ElementsAreArray, ::testing::HasSubstr;
 
 // ---- What has to be sent
 
 /// A way to a drive that has this one alone, and what the drive is sent.
 struct PathCase {
     std::string path;
-    std::function<bool(CAtaSmart&, NvmeIdentifyBlock, std::uint32_t&)> identify;
-    std::function<bool(CAtaSmart&, AtaSmartInfo&)> health;
-    std::string opening;
-    std::string identifyRequests;
-    std::string healthRequests;
+    bool (*identify)(CAtaSmart&, NvmeIdentifyBlock, std::uint32_t&);
+    bool (*health)(CAtaSmart&, AtaSmartInfo&);
+    std::string opening, identifyRequests, healthRequests;
     std::size_t dataAt;
-    bool sumTest = true;
-    bool sized = false; ///< it tells the size
+    bool sumTest = true, sized = false; ///< whether it tells the size
     std::size_t identifyBytes = 4096;
 };
 
-template <class... More>
-auto identifyBy(bool (CAtaSmart::*operation)(std::int32_t, NvmeIdentifyBlock, More...), More... more) {
-    return [=](CAtaSmart& engine, NvmeIdentifyBlock block, std::uint32_t&) {
-        return (engine.*operation)(3, block, more...);
-    };
-}
-auto identifyBy(bool (CAtaSmart::*operation)(std::int32_t, std::int32_t, std::int32_t, NvmeIdentifyBlock,
-                                             std::uint32_t&)) {
-    return [=](CAtaSmart& engine, NvmeIdentifyBlock block, std::uint32_t& size) {
-        return (engine.*operation)(3, 9, 9, block, size); // the port is that of the drive's address
-    };
-}
-auto healthBy(bool (CAtaSmart::*operation)(std::int32_t, AtaSmartInfo&)) {
-    return [=](CAtaSmart& engine, AtaSmartInfo& asi) { return (engine.*operation)(3, asi); };
-}
-auto healthBy(bool (CAtaSmart::*operation)(std::int32_t, std::int32_t, std::int32_t, AtaSmartInfo&)) {
-    return [=](CAtaSmart& engine, AtaSmartInfo& asi) { return (engine.*operation)(3, 9, 9, asi); };
-}
-
 using E = CAtaSmart;
+using A = AtaSmartInfo;
+using B = NvmeIdentifyBlock;
+using Size = std::uint32_t;
 const std::string kOpen = "openDevice \\\\.\\PhysicalDrive3 attributes 0x0\n";
+const std::string kTakeMutex = "WaitForSingleObject Global\\Access_JMicron_SMART\n";
 const std::string kGiveMutex = "ReleaseMutex Global\\Access_JMicron_SMART\n";
 // clang-format off
-const std::string kJMicronHealth = R"(WaitForSingleObject Global\Access_JMicron_SMART
-PhysicalDrive3 0x4d004 580 580: 0=2c 6=0c18 13=02 16=02 20=44 24=2c 28=a180 32=02 68=4e564d45 76=02 78=56 80=ffffffff 101=407a 116=02 118=7f
-PhysicalDrive3 0x4d004 580 580: 0=2c 6=0c1801 13=02 16=02 20=44 24=2c 28=a182 32=02
-ReleaseMutex Global\Access_JMicron_SMART
-)";
+const std::string kAddress = kOpen + "PhysicalDrive3 0x41018 8 0:\n";
+const std::string kJMicronHealth = kTakeMutex + "PhysicalDrive3 0x4d004 580 580: 0=2c 6=0c18 13=02 16=02 20=44 24=2c 28=a180 32=02 68=4e564d45 76=02 78=56 80=ffffffff 101=407a 116=02 118=7f\n"
+         "PhysicalDrive3 0x4d004 580 580: 0=2c 6=0c1801 13=02 16=02 20=44 24=2c 28=a182 32=02\n" + kGiveMutex;
 const std::vector<PathCase> kPaths = {
-    {"storageQuery", identifyBy(&E::DoIdentifyDeviceNVMeStorageQuery), healthBy(&E::GetSmartAttributeNVMeStorageQuery),
-     R"(openDevice \\.\PhysicalDrive3
-)", R"(PhysicalDrive3 0x2d1400 4144 4144: 0=31 8=03 12=01 20=01 24=28 29=10
-PhysicalDrive3 0x2d1400 4144 4144: 0=31 8=03 12=01 16=01 24=28 29=10
-)", R"(PhysicalDrive3 0x2d1400 4144 4144: 0=31 8=03 12=02 16=02 24=28 29=10
-)", 48, false, true},
-    {"nvmeMini", identifyBy(&E::DoIdentifyDeviceNVMeIntel), healthBy(&E::GetSmartAttributeNVMeIntel),
-     R"(openDevice \\.\PhysicalDrive3 attributes 0x0
-PhysicalDrive3 0x41018 8 0:
-openDevice \\.\SCSI1:
-)", R"(SCSI1: 0x4d008 4248 4248: 0=1c 4=4e766d654d696e6928 17=20 19=e0 24=7c10 52=06 56=01 132=02 141=10 148=9810
-SCSI1: 0x4d008 4248 4248: 0=1c 4=4e766d654d696e6928 17=20 19=e0 24=7c10 52=06 92=01 132=02 141=10 148=9810
-)", R"(SCSI1: 0x4d008 4248 4248: 0=1c 4=4e766d654d696e6928 17=20 19=e0 24=7c10 52=02 56=ffffffff 92=02 94=7f 132=02 141=10 148=9810
-)", 152, true, true},
-    {"intelNvm", identifyBy(&E::DoIdentifyDeviceNVMeIntelRst), healthBy(&E::GetSmartAttributeNVMeIntelRst),
-     R"(openDevice \\.\PhysicalDrive3 attributes 0x0
-PhysicalDrive3 0x41018 8 0:
-openDevice \\.\Scsi1: attributes 0x0
-)", R"(Scsi1: 0x4d008 4260 4260: 0=1c 4=496e74656c4e766d0a 16=0828 19=f0 24=8810 28=0102 32=06 36=01 116=a4 121=10
-Scsi1: 0x4d008 4260 4260: 0=1c 4=496e74656c4e766d0a 16=0828 19=f0 24=8810 28=0102 32=06 72=01 116=a4 121=10
-)", R"(Scsi1: 0x4d008 4260 4260: 0=1c 4=496e74656c4e766d0a 16=0828 19=f0 24=8810 28=0102 32=02 36=ffffffff 72=02 74=7f 116=a4 121=10
-)", 164, false, true},
-    {"nvmeRaid", identifyBy(&E::DoIdentifyDeviceNVMeIntelVroc), healthBy(&E::GetSmartAttributeNVMeIntelVroc),
-     R"(openDevice \\.\PhysicalDrive3 attributes 0x0
-PhysicalDrive3 0x41018 8 0:
-openDevice \\.\Scsi1:
-)", R"(Scsi1: 0x4d008 4248 4248: 0=1c 4=4e766d655241494428 17=20 19=e0040502867c10 52=06 56=01 132=02 141=10 148=9810 152=01
-Scsi1: 0x4d008 4248 4248: 0=1c 4=4e766d655241494428 17=20 19=e0040502867c10 52=06 92=01 132=02 141=10 148=9810 152=01
-)", R"(Scsi1: 0x4d008 4248 4248: 0=1c 4=4e766d655241494428 17=20 19=e0040502867c10 52=02 56=ffffffff 92=02 94=7f 132=02 141=10 148=9810 152=01
-)", 152, true, true},
-    {"samsung", identifyBy(&E::DoIdentifyDeviceNVMeSamsung), healthBy(&E::GetSmartAttributeNVMeSamsung),
-     kOpen, R"(PhysicalDrive3 0x4d004 4164 4164: 0=2c 6=1018 13=10 16=02 20=44 24=2c 28=b5fe 31=05 37=40 68=01
-PhysicalDrive3 0x4d004 4164 4164: 0=2c 6=101801 13=10 16=02 20=44 24=2c 28=a2fe 31=05 36=01
-)", R"(PhysicalDrive3 0x4d004 580 580: 0=2c 6=1018 13=02 16=02 20=44 24=2c 28=b5fe 31=06 37=40 68=02 72=ffffffff
-PhysicalDrive3 0x4d004 580 580: 0=2c 6=101801 13=02 16=02 20=44 24=2c 28=a2fe 31=06 36=01
-)", 68},
-    {"jmicronNvme", identifyBy<bool>(&E::DoIdentifyDeviceNVMeJMicron, false), healthBy(&E::GetSmartAttributeNVMeJMicron),
-     kOpen, R"(WaitForSingleObject Global\Access_JMicron_SMART
-PhysicalDrive3 0x4d004 4164 4164: 0=2c 6=0c18 13=10 16=02 20=44 24=2c 28=a180 32=02 68=4e564d45 76=06 116=01
-PhysicalDrive3 0x4d004 4164 4164: 0=2c 6=0c1801 13=10 16=02 20=44 24=2c 28=a182 32=02
-ReleaseMutex Global\Access_JMicron_SMART
-)", kJMicronHealth, 68},
-    {"jmicronNvmeUsb2", identifyBy<bool>(&E::DoIdentifyDeviceNVMeJMicron, true), healthBy(&E::GetSmartAttributeNVMeJMicron),
-     kOpen, R"(WaitForSingleObject Global\Access_JMicron_SMART
-PhysicalDrive3 0x4d004 580 580: 0=2c 6=0c18 13=02 16=02 20=44 24=2c 28=a180 32=02 68=4e564d45 76=06 116=01
-PhysicalDrive3 0x4d004 580 580: 0=2c 6=0c1801 13=02 16=02 20=44 24=2c 28=a182 32=02
-ReleaseMutex Global\Access_JMicron_SMART
-)", kJMicronHealth, 68, true, false, 512},
-    {"asmediaNvme", identifyBy(&E::DoIdentifyDeviceNVMeASMedia), healthBy(&E::GetSmartAttributeNVMeASMedia),
-     kOpen, R"(PhysicalDrive3 0x4d004 4176 4176: 0=2c 6=101801 13=10 16=02 20=50 24=30 28=e606 31=01
-)", R"(PhysicalDrive3 0x4d004 592 592: 0=2c 6=101801 13=02 16=02 20=50 24=30 28=e602 31=02 35=7f
-)", 80},
-    {"realtekNvme", identifyBy(&E::DoIdentifyDeviceNVMeRealtek), healthBy(&E::GetSmartAttributeNVMeRealtek),
-     kOpen, R"(PhysicalDrive3 0x4d004 4176 4176: 0=2c 6=102001 13=10 16=02 20=50 24=30 28=e4 30=100601
-)", R"(PhysicalDrive3 0x4d004 592 592: 0=2c 6=102001 13=02 16=02 20=50 24=30 28=e4 30=0202
-)", 80},
+    {"storageQuery", [](E& e, B b, Size& s) { return e.DoIdentifyDeviceNVMeStorageQuery(3, 9, 9, b, s); }, [](E& e, A& a) { return e.GetSmartAttributeNVMeStorageQuery(3, a); },
+     "openDevice \\\\.\\PhysicalDrive3\n",
+     "PhysicalDrive3 0x2d1400 4144 4144: 0=31 8=03 12=01 20=01 24=28 29=10\n"
+     "PhysicalDrive3 0x2d1400 4144 4144: 0=31 8=03 12=01 16=01 24=28 29=10\n",
+     "PhysicalDrive3 0x2d1400 4144 4144: 0=31 8=03 12=02 16=02 24=28 29=10\n", 48, false, true},
+    {"nvmeMini", [](E& e, B b, Size& s) { return e.DoIdentifyDeviceNVMeIntel(3, 9, 9, b, s); }, [](E& e, A& a) { return e.GetSmartAttributeNVMeIntel(3, a); },
+     kAddress + "openDevice \\\\.\\SCSI1:\n",
+     "SCSI1: 0x4d008 4248 4248: 0=1c 4=4e766d654d696e6928 17=20 19=e0 24=7c10 52=06 56=01 132=02 141=10 148=9810\n"
+     "SCSI1: 0x4d008 4248 4248: 0=1c 4=4e766d654d696e6928 17=20 19=e0 24=7c10 52=06 92=01 132=02 141=10 148=9810\n",
+     "SCSI1: 0x4d008 4248 4248: 0=1c 4=4e766d654d696e6928 17=20 19=e0 24=7c10 52=02 56=ffffffff 92=02 94=7f 132=02 141=10 148=9810\n", 152, true, true},
+    {"intelNvm", [](E& e, B b, Size& s) { return e.DoIdentifyDeviceNVMeIntelRst(3, 9, 9, b, s); }, [](E& e, A& a) { return e.GetSmartAttributeNVMeIntelRst(3, 9, 9, a); },
+     kAddress + "openDevice \\\\.\\Scsi1: attributes 0x0\n",
+     "Scsi1: 0x4d008 4260 4260: 0=1c 4=496e74656c4e766d0a 16=0828 19=f0 24=8810 28=0102 32=06 36=01 116=a4 121=10\n"
+     "Scsi1: 0x4d008 4260 4260: 0=1c 4=496e74656c4e766d0a 16=0828 19=f0 24=8810 28=0102 32=06 72=01 116=a4 121=10\n",
+     "Scsi1: 0x4d008 4260 4260: 0=1c 4=496e74656c4e766d0a 16=0828 19=f0 24=8810 28=0102 32=02 36=ffffffff 72=02 74=7f 116=a4 121=10\n", 164, false, true},
+    {"nvmeRaid", [](E& e, B b, Size& s) { return e.DoIdentifyDeviceNVMeIntelVroc(3, 9, 9, b, s); }, [](E& e, A& a) { return e.GetSmartAttributeNVMeIntelVroc(3, 9, 9, a); },
+     kAddress + "openDevice \\\\.\\Scsi1:\n",
+     "Scsi1: 0x4d008 4248 4248: 0=1c 4=4e766d655241494428 17=20 19=e0040502867c10 52=06 56=01 132=02 141=10 148=9810 152=01\n"
+     "Scsi1: 0x4d008 4248 4248: 0=1c 4=4e766d655241494428 17=20 19=e0040502867c10 52=06 92=01 132=02 141=10 148=9810 152=01\n",
+     "Scsi1: 0x4d008 4248 4248: 0=1c 4=4e766d655241494428 17=20 19=e0040502867c10 52=02 56=ffffffff 92=02 94=7f 132=02 141=10 148=9810 152=01\n", 152, true, true},
+    {"samsung", [](E& e, B b, Size&) { return e.DoIdentifyDeviceNVMeSamsung(3, b); }, [](E& e, A& a) { return e.GetSmartAttributeNVMeSamsung(3, a); }, kOpen,
+     "PhysicalDrive3 0x4d004 4164 4164: 0=2c 6=1018 13=10 16=02 20=44 24=2c 28=b5fe 31=05 37=40 68=01\n"
+     "PhysicalDrive3 0x4d004 4164 4164: 0=2c 6=101801 13=10 16=02 20=44 24=2c 28=a2fe 31=05 36=01\n",
+     "PhysicalDrive3 0x4d004 580 580: 0=2c 6=1018 13=02 16=02 20=44 24=2c 28=b5fe 31=06 37=40 68=02 72=ffffffff\n"
+     "PhysicalDrive3 0x4d004 580 580: 0=2c 6=101801 13=02 16=02 20=44 24=2c 28=a2fe 31=06 36=01\n", 68},
+    {"jmicronNvme", [](E& e, B b, Size&) { return e.DoIdentifyDeviceNVMeJMicron(3, b, false); }, [](E& e, A& a) { return e.GetSmartAttributeNVMeJMicron(3, a); }, kOpen,
+     kTakeMutex + "PhysicalDrive3 0x4d004 4164 4164: 0=2c 6=0c18 13=10 16=02 20=44 24=2c 28=a180 32=02 68=4e564d45 76=06 116=01\n"
+     "PhysicalDrive3 0x4d004 4164 4164: 0=2c 6=0c1801 13=10 16=02 20=44 24=2c 28=a182 32=02\n" + kGiveMutex, kJMicronHealth, 68},
+    {"jmicronNvmeUsb2", [](E& e, B b, Size&) { return e.DoIdentifyDeviceNVMeJMicron(3, b, true); }, [](E& e, A& a) { return e.GetSmartAttributeNVMeJMicron(3, a); }, kOpen,
+     kTakeMutex + "PhysicalDrive3 0x4d004 580 580: 0=2c 6=0c18 13=02 16=02 20=44 24=2c 28=a180 32=02 68=4e564d45 76=06 116=01\n"
+     "PhysicalDrive3 0x4d004 580 580: 0=2c 6=0c1801 13=02 16=02 20=44 24=2c 28=a182 32=02\n" + kGiveMutex, kJMicronHealth, 68, true, false, 512},
+    {"asmediaNvme", [](E& e, B b, Size&) { return e.DoIdentifyDeviceNVMeASMedia(3, b); }, [](E& e, A& a) { return e.GetSmartAttributeNVMeASMedia(3, a); }, kOpen,
+     "PhysicalDrive3 0x4d004 4176 4176: 0=2c 6=101801 13=10 16=02 20=50 24=30 28=e606 31=01\n",
+     "PhysicalDrive3 0x4d004 592 592: 0=2c 6=101801 13=02 16=02 20=50 24=30 28=e602 31=02 35=7f\n", 80},
+    {"realtekNvme", [](E& e, B b, Size&) { return e.DoIdentifyDeviceNVMeRealtek(3, b); }, [](E& e, A& a) { return e.GetSmartAttributeNVMeRealtek(3, a); }, kOpen,
+     "PhysicalDrive3 0x4d004 4176 4176: 0=2c 6=102001 13=10 16=02 20=50 24=30 28=e4 30=100601\n",
+     "PhysicalDrive3 0x4d004 592 592: 0=2c 6=102001 13=02 16=02 20=50 24=30 28=e4 30=0202\n", 80},
 };
 // clang-format on
 
@@ -157,6 +108,12 @@ struct Drive {
         std::fill(std::begin(asi.SmartReadData), std::end(asi.SmartReadData), kFormer);
         machine->requests().keepRecord(true);
     }
+    /// The record of requests as one text, which is begun anew.
+    std::string record() {
+        const auto text = fmt::format("{}\n", fmt::join(requestsOf(*machine), "\n"));
+        machine->requests().clearRecord();
+        return text;
+    }
     bool identifyBy(const PathCase& path) { return path.identify(engine, identify, diskSize); }
     bool healthBy(const PathCase& path) { return path.health(engine, asi); }
 
@@ -184,21 +141,20 @@ TEST(NvmePathsTest, EachPathSendsItsBlocksAndReadsTheDrive) {
         SCOPED_TRACE(path.path);
         Drive drive(path.path);
         EXPECT_TRUE(drive.identifyBy(path));
-        EXPECT_EQ(path.opening + path.identifyRequests, recordOf(*drive.machine));
+        EXPECT_EQ(path.opening + path.identifyRequests, drive.record());
         NvmeBlock expected = kIdentify;
         std::fill(expected.begin() + static_cast<std::ptrdiff_t>(path.identifyBytes), expected.end(), 0);
         EXPECT_EQ(expected, drive.identify);
         EXPECT_EQ(path.sized ? 1'099'511U : kUnset, drive.diskSize);
         EXPECT_TRUE(drive.healthBy(path));
-        EXPECT_EQ(path.opening + path.healthRequests, recordOf(*drive.machine));
+        EXPECT_EQ(path.opening + path.healthRequests, drive.record());
         EXPECT_THAT(drive.asi.SmartReadData, ElementsAreArray(kHealth));
         EXPECT_EQ(platform::kSuccess, drive.engine.probeFailure());
     }
 }
 
 TEST(NvmePathsTest, NothingIsKeptOfAFailure) {
-    const std::string error = R"("error": 1117)";
-    const std::string zeros = R"("data": "00")";
+    const std::string error = R"("error": 1117)", zeros = R"("data": "00")";
     for (const PathCase& path : kPaths) {
         SCOPED_TRACE(path.path);
         const std::size_t whole = path.dataAt + path.identifyBytes;
@@ -238,10 +194,9 @@ TEST(NvmePathsTest, TheSizeOfANamespace) {
         {1, 19, 0},
         {1, 20, 1},
         {4'294'967'294'999'999, 0, largest - 1},
-        {fits + 2, 12, largest}, // without its upper bits it would be 4096 bytes
         {2, 63, largest},
         {1, 64, kUnset},
-    };
+        {fits + 2, 12, largest}}; // without its upper bits the last would be 4096 bytes
     NvmeDataBlock block{};
     for (const auto& [sectors, exponent, megabytes] : cases) {
         putLittleEndian(block, 0, sectors);
@@ -266,7 +221,7 @@ TEST(NvmePathsTest, TheHealthQueryIsSentAgainForAllNamespaces) {
     EXPECT_TRUE(drive.healthBy(path));
     const std::string again =
         "PhysicalDrive3 0x2d1400 4144 4144: 0=31 8=03 12=02 16=02 20=ffffffff28 29=10\n";
-    EXPECT_EQ(path.opening + path.healthRequests + again, recordOf(*drive.machine));
+    EXPECT_EQ(path.opening + path.healthRequests + again, drive.record());
     EXPECT_THAT(drive.asi.SmartReadData, ElementsAreArray(kHealth));
 
     Drive refused(path.path, answer(path.path, "health", R"("error": 1117)"));
@@ -281,14 +236,14 @@ TEST(NvmePathsTest, TheHealthQueryIsSentAgainForAllNamespaces) {
 TEST(NvmePathsTest, ADriveThatIsKnownByItsPort) {
     Drive raid("nvmeRaid", "", R"("scsiAddress": {"port": 2, "target": 3})");
     EXPECT_TRUE(raid.engine.DoIdentifyDeviceNVMeIntelVroc(-1, 2, 3, raid.identify, raid.diskSize));
-    EXPECT_THAT(recordOf(*raid.machine), HasSubstr("Scsi2: 0x4d008 4248 4248: 0=1c 4=4e766d655241494428 "
-                                                   "17=20 19=e0 21=03 23=867c10 52=06"));
+    EXPECT_THAT(raid.record(), HasSubstr("Scsi2: 0x4d008 4248 4248: 0=1c 4=4e766d655241494428 "
+                                         "17=20 19=e0 21=03 23=867c10 52=06"));
     EXPECT_TRUE(raid.engine.GetSmartAttributeNVMeIntelVroc(-2, 2, 3, raid.asi));
     EXPECT_FALSE(raid.engine.GetSmartAttributeNVMeIntelVroc(-2, 2, 4, raid.asi)) << "another drive";
 
     Drive rst("intelNvm", "", R"("scsiAddress": {"port": 2, "path": 3})");
     EXPECT_TRUE(rst.engine.DoIdentifyDeviceNVMeIntelRst(-1, 2, 3, rst.identify, rst.diskSize));
-    EXPECT_THAT(recordOf(*rst.machine), HasSubstr(" 28=0103 "));
+    EXPECT_THAT(rst.record(), HasSubstr(" 28=0103 "));
     EXPECT_TRUE(rst.engine.GetSmartAttributeNVMeIntelRst(-1, 2, 3, rst.asi));
     EXPECT_FALSE(rst.engine.GetSmartAttributeNVMeIntelRst(-2, 2, 3, rst.asi)) << "-1 alone stands for none";
     EXPECT_FALSE(rst.engine.GetSmartAttributeNVMeIntelRst(-1, 2, 4, rst.asi)) << "another drive";
@@ -298,15 +253,15 @@ TEST(NvmePathsTest, TheMutexIsGivenBackAfterEveryFailure) {
     const PathCase& path = pathCase("jmicronNvme");
     Drive refused(path.path, answer(path.path, "request", R"("error": 1117)"));
     EXPECT_FALSE(refused.identifyBy(path));
-    EXPECT_THAT(recordOf(*refused.machine), ::testing::EndsWith(kGiveMutex));
+    EXPECT_THAT(refused.record(), ::testing::EndsWith(kGiveMutex));
 
     Drive silent(path.path, answer(path.path, "health", R"("hang": true)"));
     EXPECT_FALSE(silent.healthBy(path));
-    EXPECT_EQ(kOpen + kJMicronHealth, recordOf(*silent.machine));
+    EXPECT_EQ(kOpen + kJMicronHealth, silent.record());
 
     Drive absent(path.path, "", R"("number": 4)");
     EXPECT_FALSE(absent.identifyBy(path));
-    EXPECT_EQ(kOpen, recordOf(*absent.machine)) << "nothing to lock for";
+    EXPECT_EQ(kOpen, absent.record()) << "nothing to lock for";
 }
 
 TEST(NvmePathsTest, SumsThatAreNoAnswer) {

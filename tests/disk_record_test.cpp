@@ -16,19 +16,14 @@ namespace {
 using ::testing::ElementsAre;
 
 TEST(IdentifyWords, Versions) {
-    const std::pair<int, unsigned> majors[] = {{0, 0}, {0xFFFF, 0}, {0x8001, 0}, {0x01F0, 8}, {0x4000, 14}};
-    std::wstring texts;
-    for (const auto& [word, major] : majors) {
-        std::wstring version = L"before";
-        EXPECT_EQ(major, GetAtaMajorVersion(static_cast<std::uint16_t>(word), version)) << word;
-        texts += version + L"|";
-    }
+    std::wstring texts, version = L"before";
+    for (const std::uint16_t word : {0, 0xFFFF, 0x8001, 0x01F0, 0x4000})
+        texts += std::to_wstring(GetAtaMajorVersion(word, version)) + version + L"|";
     for (const std::uint16_t word : {0, 32, 283, 0xFFFF}) {
-        std::wstring version;
         GetAtaMinorVersion(word, version);
         texts += L"|" + version;
     }
-    EXPECT_EQ(L"||----|ATA8-ACS|ACS-7||----|---- [0020h]|ACS-3 Revision 4|----", texts);
+    EXPECT_EQ(L"0|0|0----|8ATA8-ACS|14ACS-7||----|---- [0020h]|ACS-3 Revision 4|----", texts);
 }
 
 TEST(IdentifyWords, TransferModes) {
@@ -55,9 +50,6 @@ TEST(IdentifyWords, UnitOfThePowerOnCounter) {
         {L"SAMSUNG HD103SJ", L"1AJ100-23", 8, 11, TIME_UNIT_HOURS},
         {L"SAMSUNG HD160JJ", L"ZM100-33", 7, 10, TIME_UNIT_HALF_MINUTES},
         {L"SAMSUNG SV0411N", L"UA100-07", 7, 9, TIME_UNIT_HALF_MINUTES},
-        {L"SAMSUNG SP0411N", L"TW100-11", 7, 9, TIME_UNIT_HALF_MINUTES},
-        {L"SAMSUNG HM160JI", L"AD100-16", 7, 10, TIME_UNIT_HALF_MINUTES},
-        {L"SAMSUNG MP0402H", L"UC100-10", 7, 9, TIME_UNIT_HALF_MINUTES},
         {L"SAMSUNG HD160JJ", L"ZM100-41", 7, 10, TIME_UNIT_HOURS},
         {L"PLEXTOR PX-128M2P", L"1.05", 8, 12, TIME_UNIT_10_MINUTES},
         {L"INTEL SSDSC2CW120A3", L"400i", 8, 12, TIME_UNIT_INTEL},
@@ -76,12 +68,12 @@ AtaSmartInfo recordOf(AtaBlock& block, std::uint32_t commandType = CMD_TYPE_PHYS
 }
 
 TEST(AtaRecord, AHardDiskOfATerabyte) {
-    AtaBlock block =
-        identifyOf({{1, 16383},    {3, 16},       {6, 63},       {21, 0x4000}, {60, 0xFFFF}, {61, 0x0FFF},
-                    {63, 0x0007},  {76, 0x850E},  {77, 0x0006},  {78, 0x0100}, {80, 0x03FE}, {81, 0x006D},
-                    {82, 0x0001},  {83, 0x0408},  {84, 0x0030},  {86, 0x0008}, {88, 0x407F}, {100, 0x6DB0},
-                    {101, 0x7470}, {106, 0x6003}, {168, 0x0002}, {217, 0x1C20}},
-                   "WDC WD10EZEX-08WN4A0", "01.01A01", "WD-WCC6Y1ABCDEF");
+    // clang-format off
+    const IdentifyWords words = {
+        {1, 16383}, {3, 16}, {6, 63}, {21, 0x4000}, {60, 0xFFFF}, {61, 0x0FFF}, {63, 0x0007}, {76, 0x850E}, {77, 0x0006}, {78, 0x0100}, {80, 0x03FE}, {81, 0x006D}, {82, 0x0001},
+        {83, 0x0408}, {84, 0x0030}, {86, 0x0008}, {88, 0x407F}, {100, 0x6DB0}, {101, 0x7470}, {106, 0x6003}, {168, 0x0002}, {217, 0x1C20}};
+    // clang-format on
+    AtaBlock block = identifyOf(words, "WDC WD10EZEX-08WN4A0", "01.01A01", "WD-WCC6Y1ABCDEF");
     const AtaSmartInfo asi = recordOf(block);
     EXPECT_THAT((std::array{asi.Model, asi.ModelReverse, asi.SerialNumber, asi.FirmwareRev, asi.ModelSerial,
                             asi.CommandTypeString, asi.MajorVersion, asi.MinorVersion,
@@ -189,20 +181,13 @@ TEST(AtaRecord, TheEndOfARecord) {
     }
 }
 
-NvmeBlock nvmeIdentify() {
+TEST(NvmeRecord, IdentifyAndHealthPage) {
     NvmeBlock block{};
     putText(block, 4, 20, " S1234");
     putText(block, 24, 40, "ACME NV: 1TB");
     putText(block, 64, 8, "2B4QFXO7");
     block[81] = 4;
     block[82] = 1;
-    block[520] = 4;
-    block[525] = 1;
-    return block;
-}
-
-TEST(NvmeRecord, IdentifyAndHealthPage) {
-    NvmeBlock block = nvmeIdentify();
     AtaSmartInfo asi = startRecord({.physicalDriveId = 2, .commandType = CMD_TYPE_NVME_STORAGE_QUERY});
     ASSERT_TRUE(readNvmeIdentify(asi, block, 1000204));
     // Trimmed at its end only.

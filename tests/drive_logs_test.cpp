@@ -11,7 +11,6 @@
 namespace orv::test {
 namespace {
 
-using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using Lines = std::vector<std::string>;
 
@@ -20,13 +19,14 @@ constexpr const char* kStatistics = R"("deviceStatistics": {"powerOnHours": 300,
 constexpr const char* kRaidPorts = R"(, "raidPorts": [{"port": 2, "csmi": {}, "megaRaid": {}}])";
 
 /// A described drive with one path, its record, and a reader of its logs.
-struct LogDrive {
+struct LogDrive : DriveOnMachine {
     LogDrive(const std::string& path, std::uint32_t commandType, const std::string& keys = kStatistics,
              const std::string& sections = kRaidPorts)
-        : machine(fmt::format(
-              R"({{"name": "m", "drives": [{{"number": 0, "scsiAddress": {{"port": 2, "target": 3}}, "paths": ["{}"], )"
-              R"("identify": "{}", {}}}]{}}})",
-              path, hexOf(smartIdentify()), keys, sections)) {
+        : DriveOnMachine(
+              fmt::format(
+                  R"({{"number": 0, "scsiAddress": {{"port": 2, "target": 3}}, "paths": ["{}"], "identify": "{}", {}}})",
+                  path, hexOf(smartIdentify()), keys),
+              sections) {
         asi.CommandType = commandType;
         asi.Target = 0xA0;
         asi.PhysicalDriveId = 0;
@@ -43,7 +43,7 @@ struct LogDrive {
     }
     const AtaLogs& read(std::int64_t atMostEveryNs = 0) {
         machine->requests().clearRecord();
-        return reader.read(engine, asi, atMostEveryNs);
+        return reader.read(*engine, asi, atMostEveryNs);
     }
     /// The control codes of the latest read.
     Lines sent() {
@@ -52,66 +52,50 @@ struct LogDrive {
         return lines;
     }
 
-    TestMachine machine;
-    CAtaSmart engine;
     AtaSmartInfo asi;
     AtaLogReader reader;
 };
 
-/// Each of the tails behind the head.
-Lines sending(const std::string& head, std::initializer_list<const char*> tails,
-              const std::string& status = {}) {
-    Lines lines;
-    for (const char* tail : tails)
-        lines.push_back(head + tail);
-    if (!status.empty()) lines.push_back(status);
-    return lines;
-}
-
 TEST(DriveLogs, CommandsOfEachPathByteForByte) {
     const std::string csmi = "0=1c 4=43534d49534153 12=3c 16=19 24=";
+    // clang-format off
     const struct {
         const char* path;
         std::uint32_t commandType;
-        Lines sent; // the directory, pages 0, 1 and 7 of log 04h, the status
-        bool tellsStatus = true;
+        std::string head;
+        Lines tails; // of the directory, and of pages 0, 1 and 7 of log 04h
+        std::string status; // empty: the path cannot tell it
     } paths[] = {
-        {"ataPassThrough", CMD_TYPE_PHYSICAL_DRIVE,
-         sending("PhysicalDrive0 0x4d02c 556 556: 0=28 2=0a 9=02 12=0a 20=2c 33=01",
-                 {" 37=a02f 44=cf", "04 37=a02f 44=cf", "0401 37=a02f 44=cf", "0407 37=a02f 44=cf"},
-                 "PhysicalDrive0 0x4d02c 44 44: 0=28 12=0a 20=2c 32=da01014fc2a0b0")},
-        {"sat", CMD_TYPE_SAT,
-         sending("PhysicalDrive0 0x4d004 592 44: 0=2c 6=101801 13=02 16=0a 20=50 24=30 28=85090e 34=01",
-                 {" 41=a02f", " 36=04 41=a02f", " 36=04 38=01 41=a02f", " 36=04 38=07 41=a02f"},
-                 "PhysicalDrive0 0x4d004 80 44: 0=2c 6=0c1801 16=0a 20=50 24=30 28=a10620da 33=014fc2a0b0")},
-        {"csmi", CMD_TYPE_CSMI,
-         sending("Scsi2: 0x4d008 680 680: " + csmi + "8c02 28=0303 44=27802f",
-                 {" 51=a0 56=01 64=11 69=02", " 48=04 51=a0 56=01 64=11 69=02",
-                  " 48=0401 51=a0 56=01 64=11 69=02", " 48=0407 51=a0 56=01 64=11 69=02"},
-                 "Scsi2: 0x4d008 168 168: " + csmi + "8c 28=0303 44=2780b0da014fc2a0 64=04")},
-        {"megaRaid", CMD_TYPE_MEGARAID,
-         sending("Scsi2: 0x4d008 4284 4284: 0=1c 4=4c53494c4f474943 24=bc02 28=04 30=ff 32=03 34=10 44=10 "
-                 "49=02 60=85090e 66=01",
-                 {" 74=2f", " 68=04 74=2f", " 68=04 70=01 74=2f", " 68=04 70=07 74=2f"}),
-         false},
+        {"ataPassThrough", CMD_TYPE_PHYSICAL_DRIVE, "PhysicalDrive0 0x4d02c 556 556: 0=28 2=0a 9=02 12=0a 20=2c 33=01",
+         {" 37=a02f 44=cf", "04 37=a02f 44=cf", "0401 37=a02f 44=cf", "0407 37=a02f 44=cf"}, "PhysicalDrive0 0x4d02c 44 44: 0=28 12=0a 20=2c 32=da01014fc2a0b0"},
+        {"sat", CMD_TYPE_SAT, "PhysicalDrive0 0x4d004 592 44: 0=2c 6=101801 13=02 16=0a 20=50 24=30 28=85090e 34=01",
+         {" 41=a02f", " 36=04 41=a02f", " 36=04 38=01 41=a02f", " 36=04 38=07 41=a02f"}, "PhysicalDrive0 0x4d004 80 44: 0=2c 6=0c1801 16=0a 20=50 24=30 28=a10620da 33=014fc2a0b0"},
+        {"csmi", CMD_TYPE_CSMI, "Scsi2: 0x4d008 680 680: " + csmi + "8c02 28=0303 44=27802f",
+         {" 51=a0 56=01 64=11 69=02", " 48=04 51=a0 56=01 64=11 69=02", " 48=0401 51=a0 56=01 64=11 69=02", " 48=0407 51=a0 56=01 64=11 69=02"},
+         "Scsi2: 0x4d008 168 168: " + csmi + "8c 28=0303 44=2780b0da014fc2a0 64=04"},
+        {"megaRaid", CMD_TYPE_MEGARAID, "Scsi2: 0x4d008 4284 4284: 0=1c 4=4c53494c4f474943 24=bc02 28=04 30=ff 32=03 34=10 44=10 49=02 60=85090e 66=01",
+         {" 74=2f", " 68=04 74=2f", " 68=04 70=01 74=2f", " 68=04 70=07 74=2f"}, ""},
     };
+    // clang-format on
     for (const auto& path : paths) {
         SCOPED_TRACE(path.path);
+        Lines sent;
+        for (const std::string& tail : path.tails)
+            sent.push_back(path.head + tail);
+        if (!path.status.empty()) sent.push_back(path.status);
         const auto told = [&](const std::string& more) {
             LogDrive drive(path.path, path.commandType, kStatistics + more);
             const AtaLogs logs = drive.read();
-            EXPECT_EQ(path.sent, drive.sent());
+            EXPECT_EQ(sent, drive.sent());
             EXPECT_EQ("", logs.note);
             const DeviceStatistics statistics = readDeviceStatistics(logs.deviceStatistics);
             EXPECT_TRUE(statistics.fault.empty() && statistics.powerOnHours == 300U);
             EXPECT_EQ(4U, statistics.percentageUsed);
             return logs.saysItFails;
         };
-        const auto unless = [&](bool fails) {
-            return path.tellsStatus ? std::optional(fails) : std::nullopt;
-        };
-        EXPECT_EQ(unless(false), told(""));
-        EXPECT_EQ(unless(true), told(R"(, "returnStatus": "exceeded")"));
+        const std::optional<bool> none;
+        EXPECT_EQ(path.status.empty() ? none : false, told(""));
+        EXPECT_EQ(path.status.empty() ? none : true, told(R"(, "returnStatus": "exceeded")"));
     }
 }
 
@@ -127,81 +111,73 @@ std::string directoryOf(const char* pages) {
 }
 
 TEST(DriveLogs, NothingIsSentThatTheDriveDoesNotSayItHas) {
-    const struct {
-        const char* what;
-        std::uint32_t commandType;
-        std::uint16_t word84, word87;
-        BOOL smart, nvme;
-        std::size_t sent; // requests: four for the logs, one for the status
-        std::string keys = kStatistics;
-    } cases[] = {
-        {"the second word alone", CMD_TYPE_PHYSICAL_DRIVE, 0, 0x4020, 0, 0, 4},
-        {"no logs", CMD_TYPE_PHYSICAL_DRIVE, 0x4000, 0x4000, 1, 0, 1},
-        {"words that do not count", CMD_TYPE_PHYSICAL_DRIVE, 0x0020, 0xFFFF, 1, 0, 1},
-        {"no statistics", CMD_TYPE_PHYSICAL_DRIVE, 0x4020, 0, 1, 0, 2,
-         kStatistics + answer("log", directoryOf("00"), 1)},
-        {"an older way that has no high bytes", CMD_TYPE_SCSI_MINIPORT, 0x4020, 0x4020, 1, 0, 0},
-        {"a bridge of its own kind", CMD_TYPE_JMICRON, 0x4020, 0x4020, 1, 0, 0},
-        {"the management data", CMD_TYPE_WMI, 0x4020, 0x4020, 1, 0, 0},
-        {"another standard", CMD_TYPE_PHYSICAL_DRIVE, 0x4020, 0x4020, 1, 1, 0},
+    const std::string noStatistics = kStatistics + answer("log", directoryOf("00"), 1);
+    // Words 84 and 87, whether SMART is enabled, and the requests: four for the logs, one for the status.
+    using Words = std::pair<std::uint16_t, std::uint16_t>;
+    const std::tuple<const char*, std::uint32_t, Words, BOOL, std::size_t, std::string> cases[] = {
+        {"the second word alone", CMD_TYPE_PHYSICAL_DRIVE, {0, 0x4020}, 0, 4, kStatistics},
+        {"no logs", CMD_TYPE_PHYSICAL_DRIVE, {0x4000, 0x4000}, 1, 1, kStatistics},
+        {"words that do not count", CMD_TYPE_PHYSICAL_DRIVE, {0x0020, 0xFFFF}, 1, 1, kStatistics},
+        {"no statistics", CMD_TYPE_PHYSICAL_DRIVE, {0x4020, 0}, 1, 2, noStatistics},
+        {"an older way that has no high bytes", CMD_TYPE_SCSI_MINIPORT, {0x4020, 0x4020}, 1, 0, kStatistics},
+        {"a bridge of its own kind", CMD_TYPE_JMICRON, {0x4020, 0x4020}, 1, 0, kStatistics},
+        {"the management data", CMD_TYPE_WMI, {0x4020, 0x4020}, 1, 0, kStatistics},
+        {"another standard", CMD_TYPE_PHYSICAL_DRIVE, {0x4020, 0x4020}, 1, 0, kStatistics},
     };
-    for (const auto& test : cases) {
-        SCOPED_TRACE(test.what);
-        LogDrive drive("ataPassThrough", test.commandType, test.keys);
-        drive.setWord(84, test.word84);
-        drive.setWord(87, test.word87);
-        drive.asi.IsSmartEnabled = test.smart;
-        drive.asi.IsNVMe = test.nvme;
+    for (const auto& [what, commandType, words, smart, sent, keys] : cases) {
+        SCOPED_TRACE(what);
+        LogDrive drive("ataPassThrough", commandType, keys);
+        drive.setWord(84, words.first);
+        drive.setWord(87, words.second);
+        drive.asi.IsSmartEnabled = smart;
+        drive.asi.IsNVMe = what == std::string_view("another standard");
         EXPECT_EQ("", drive.read().note);
-        EXPECT_EQ(test.sent, drive.sent().size());
+        EXPECT_EQ(sent, drive.sent().size());
     }
 }
 
 TEST(DriveLogs, BadAnswersAreToldAndWhatIsRefusedIsNotAskedAgain) {
-    const struct {
-        std::string answer;
-        const char* note;
-        std::size_t pages;     // that are left of the statistics
-        std::size_t sent;      // requests of the first read
-        std::size_t sentLater; // and of the second, with the list kept: pages 1 and 7, and the status
-    } cases[] = {
+    const auto refused = [](const char* what) { return std::string(what) + ": refused with error "; };
+    // The pages that are left of the statistics, the requests of the first read, and those of the second with
+    // the list kept: pages 1 and 7, and the status.
+    // clang-format off
+    const std::tuple<std::string, std::string, std::size_t, std::size_t, std::size_t> cases[] = {
         {"", "", 3, 5, 3},
-        {answer("log", R"("error": 1117)"), "log directory: refused with error 1117", 0, 2, 1},
+        {answer("log", R"("error": 1117)"), refused("log directory") + "1117", 0, 2, 1},
         {answer("log", R"("data": "00")", 1), "log directory: it has revision 0", 0, 2, 1},
         {answer("log", R"("data": "ff ff")", 1), "log directory: it has revision 65535", 0, 2, 1},
-        {answer("log", R"("bytes": 555)", 1), "log directory: refused with error 13", 0, 2, 1}, // 511 of data
-        {answer("log", R"("bytes": 557)", 2), "device statistics: refused with error 13", 0, 3, 1},
+        {answer("log", R"("bytes": 555)", 1), refused("log directory") + "13", 0, 2, 1}, // 511 of data
+        {answer("log", R"("bytes": 557)", 2), refused("device statistics") + "13", 0, 3, 1},
         {answer("log", R"("data": "01 00 07 00")", 2), "", 1, 3, 1}, // another page in place of the list
-        {answer("log", directoryOf("07"), 1),
-         "device statistics, page 7: it is listed, and the directory tells of 7 pages", 2, 4, 2},
-        {answer("log", R"("error": 1117)", 3), "device statistics, page 1: refused with error 1117", 2, 5, 2},
+        {answer("log", directoryOf("07"), 1), "device statistics, page 7: it is listed, and the directory tells of 7 pages", 2, 4, 2},
+        {answer("log", R"("error": 1117)", 3), refused("device statistics, page 1") + "1117", 2, 5, 2},
         {answer("log", R"("error": 5)", 3), "device statistics, page 1 could not be read: error 5", 2, 5, 3},
         {answer("log", R"("hang": true)", 1), "log directory: the drive did not answer in time", 0, 1, 0},
-        {answer("status", R"("error": 1117)"), "SMART status: refused with error 1117", 3, 5, 2},
+        {answer("status", R"("error": 1117)"), refused("SMART status") + "1117", 3, 5, 2},
         {R"(, "returnStatus": "none")", "SMART status: the path does not tell it", 3, 5, 2},
-        {R"(, "smartEnabled": false)", "SMART status: refused with error 1117", 3, 5, 2},
+        {R"(, "smartEnabled": false)", refused("SMART status") + "1117", 3, 5, 2},
     };
-    for (const auto& test : cases) {
-        SCOPED_TRACE(test.answer);
-        LogDrive drive("ataPassThrough", CMD_TYPE_PHYSICAL_DRIVE, kStatistics + test.answer);
+    // clang-format on
+    for (const auto& [keys, note, pages, sent, sentLater] : cases) {
+        SCOPED_TRACE(keys);
+        LogDrive drive("ataPassThrough", CMD_TYPE_PHYSICAL_DRIVE, kStatistics + keys);
         const AtaLogs first = drive.read();
-        EXPECT_EQ(test.note, first.note);
-        EXPECT_EQ(test.pages * 512, first.deviceStatistics.size());
-        EXPECT_EQ(test.sent, drive.sent().size());
-        const bool passes = first.note.find("could not") != first.note.npos;
-        EXPECT_EQ(passes ? "" : first.note, drive.read().note);
-        EXPECT_EQ(test.sentLater, drive.sent().size());
-        EXPECT_EQ(platform::kSuccess, drive.engine.probeFailure()) << "which is of probes alone";
+        EXPECT_EQ(note, first.note);
+        EXPECT_EQ(pages * 512, first.deviceStatistics.size());
+        EXPECT_EQ(sent, drive.sent().size());
+        const bool passes = note.find("could not") != note.npos;
+        EXPECT_EQ(passes ? "" : note, drive.read().note);
+        EXPECT_EQ(sentLater, drive.sent().size());
+        EXPECT_EQ(platform::kSuccess, drive.engine->probeFailure()) << "which is of probes alone";
     }
     // A drive that has no logs although its words say so, and one that is behind a bridge that tells a
     // refusal by sense data.
     LogDrive none("ataPassThrough", CMD_TYPE_PHYSICAL_DRIVE, R"("model": "M")");
     EXPECT_EQ("log directory: refused with error 1117", none.read().note);
     for (const char* lie : {R"("status": 1)", R"("bytes": 675)", R"("error": 1117)"}) {
+        const std::string once = fmt::format(R"({{"request": "csmiPassThrough", "nth": 1, {}}})", lie);
         LogDrive hidden("csmi", CMD_TYPE_CSMI, kStatistics,
-                        fmt::format(R"(, "raidPorts": [{{"port": 2, "csmi":
-            {{"answers": [{{"request": "csmiPassThrough", "nth": 1, {}}}]}}}}])",
-                                    lie));
+                        R"(, "raidPorts": [{"port": 2, "csmi": {"answers": [)" + once + "]}}]");
         EXPECT_THAT(hidden.read().note, HasSubstr("log directory: refused with error 1")) << lie;
     }
     LogDrive bridge("sat", CMD_TYPE_SAT, R"("rejection": "checkCondition")");

@@ -1,8 +1,10 @@
 #include "platform/records/NvmeRecords.h"
-#include "support/DriveControls.h"
+#include "support/AtaPaths.h"
 #include "support/ManagementRows.h"
 
 #include <gmock/gmock.h>
+
+#include <numeric>
 
 namespace orv::platform::drives {
 namespace {
@@ -11,53 +13,42 @@ using testing::HasSubstr;
 
 TEST(MachineDrivesTest, SleepCostsTheSpinUpOrTheTimeOut) {
     const std::string asleep = R"("asleep": {"spinUpMilliseconds": 5000})";
-    auto machine = machineOf(drive("ataPassThrough smartIoctl", asleep));
-    const auto waited = [&](const auto& request) {
-        const std::int64_t before = machine->machineClock().now();
-        const ErrorCode error = request();
-        return std::pair(error, (machine->machineClock().now() - before) / kSecond);
+    const auto identify = [](test::AtaPath& path) {
+        std::array<std::uint8_t, 512> data{};
+        return path.engine->SendAtaCommandPd(0, 0xA0, 0xEC, 0, 1, data);
     };
-    const auto identify = [&] { return send(*machine, ataIdentify()).error; };
-    EXPECT_THAT(waited(identify), testing::Pair(kTimedOut, 2));
-    EXPECT_THAT(waited(identify), testing::Pair(kTimedOut, 2));
-    EXPECT_THAT(waited(identify), testing::Pair(kSuccess, 1));
-    EXPECT_THAT(waited(identify), testing::Pair(kSuccess, 0));
-
-    machine = machineOf(drive("ataPassThrough", asleep));
-    const auto wakeUp = [&] {
-        Bytes sector(512, std::byte{1});
-        return machine->deviceFiles().open(kDrive).value->read(0, sector).error;
+    const auto waited = [](test::AtaPath& path, const auto& request) {
+        const std::int64_t before = path.machine->machineClock().now();
+        const bool answers = request(path);
+        return std::pair<bool, int>(answers, (path.machine->machineClock().now() - before) / kSecond);
     };
-    EXPECT_THAT(waited(wakeUp), testing::Pair(kSuccess, 5));
-    EXPECT_THAT(waited(identify), testing::Pair(kSuccess, 0));
-
-    machine = machineOf(drive("smartIoctl", asleep));
-    EXPECT_THAT(waited([&] { return send(*machine, smartIdentify()).error; }), testing::Pair(kSuccess, 5))
-        << "a block without a time-out waits";
-}
-
-std::string textAt(const Sent& sent, std::size_t at) {
-    std::string text;
-    for (; sent.at(at) != 0; ++at)
-        text.push_back(static_cast<char>(sent.at(at)));
-    return text;
+    test::AtaPath path(drive("ataPassThrough", asleep));
+    for (const auto& expected : {std::pair(false, 2), {false, 2}, {true, 1}, {true, 0}})
+        EXPECT_EQ(expected, waited(path, identify));
+    test::AtaPath woken(drive("ataPassThrough", asleep));
+    const auto wakeUp = [](test::AtaPath& sleeper) {
+        sleeper.engine->WakeUp(0);
+        return true;
+    };
+    EXPECT_EQ(std::pair(true, 5), waited(woken, wakeUp));
+    EXPECT_EQ(std::pair(true, 0), waited(woken, identify));
+    test::AtaPath patient(drive("idePassThrough", asleep));
+    patient.engine->FlagAtaPassThrough = 0;
+    EXPECT_EQ(std::pair(true, 5), waited(patient, identify)) << "a block without a time-out waits";
 }
 
 TEST(MachineDrivesTest, TextsAreWrittenIntoTheIdentifyBlock) {
-    const auto machine = machineOf(
+    test::AtaPath path(
         R"({"number": 0, "paths": ["ataPassThrough", "sat"], "model": "AB C", "serialNumber": "S\u00e91"})");
-    const Sent identify = send(*machine, ataIdentify());
-    EXPECT_EQ('B', identify.at(44 + 54));
-    unsigned sum = 0;
-    for (std::size_t i = 0; i < 512; ++i)
-        sum += identify.at(44 + i);
-    EXPECT_EQ(0U, sum % 256);
+    EXPECT_TRUE(path.ask(test::identify));
+    EXPECT_EQ('B', path.asi.Identify[54]);
+    EXPECT_EQ(0, std::accumulate(path.asi.Identify, path.asi.Identify + 512, std::uint8_t{}));
 
     const STORAGE_PROPERTY_QUERY ask{};
-    const Sent answer = send(*machine, {kDrive, IOCTL_STORAGE_QUERY_PROPERTY, bytesOf(ask, 12), 4096});
+    const Sent answer = send(*path.machine, kDrive, IOCTL_STORAGE_QUERY_PROPERTY, bytesOf(ask, 12), 4096);
     const auto descriptor = answer.as<STORAGE_DEVICE_DESCRIPTOR>();
     EXPECT_EQ(answer.bytes, descriptor.Size);
-    EXPECT_EQ("AB C", textAt(answer, descriptor.ProductIdOffset));
+    EXPECT_STREQ("AB C", reinterpret_cast<const char*>(&answer.out.at(descriptor.ProductIdOffset)));
     EXPECT_EQ(kBusTypeUsb, descriptor.BusType) << "behind a bridge";
 }
 
@@ -74,6 +65,7 @@ TEST(MachineDrivesTest, RowsAreMadeOfDrivesAndControllers) {
          "managementRow": {"Model": "O", "PNPDeviceID": null, "FirmwareRevision": 7}})",
                                    R"(, "controllers": [{"id": "I", "name": "AHCI", "kind": "ide"},
         {"id": "U", "name": "XHCI", "kind": "usb"}, {"id": "S", "name": "UAS", "kind": "scsi"}])");
+    // clang-format off
     const std::pair<std::wstring, const char*> cases[] = {
         {L"SELECT * FROM Win32_DiskDrive",
          R"(\\.\PHYSICALDRIVE0|M|8225280|F1|IDE|Fixed hard disk media|SCSI\DISK&VEN_&PROD_M\5&00000002&0&010300|2|1|3
@@ -81,22 +73,19 @@ TEST(MachineDrivesTest, RowsAreMadeOfDrivesAndControllers) {
 \\.\PHYSICALDRIVE12|A SCSI Disk Device|||SCSI|Removable Media|SCSI\A|||
 \\.\PHYSICALDRIVE5|O||7|SCSI|Fixed hard disk media||||
 )"},
-        {LR"(ASSOCIATORS OF {Win32_SCSIController.DeviceID="S"} WHERE AssocClass = Win32_SCSIControllerDevice)",
-         "SCSI\\A|A SCSI Disk Device\nSCSI\\DISK&VEN_&PROD_N\\5&FFFFFFFF&0&000005|O\n"},
+        {LR"(ASSOCIATORS OF {Win32_SCSIController.DeviceID="S"} WHERE AssocClass = Win32_SCSIControllerDevice)", "SCSI\\A|A SCSI Disk Device\nSCSI\\DISK&VEN_&PROD_N\\5&FFFFFFFF&0&000005|O\n"},
         {LR"(ASSOCIATORS OF {Win32_USBController.DeviceID="U"} WHERE AssocClass = Win32_USBControllerDevice)",
-         "USB\\VID_152D&PID_0578\\S9|USB Mass Storage Device\nUSBSTOR\\DISK&VEN_&PROD_U&REV_\\S9&0|u USB "
-         "Device\n"},
-        {LR"(ASSOCIATORS OF {Win32_PnPEntity.DeviceID="SCSI\\A"} WHERE AssocClass = Win32_SCSIControllerDevice)",
-         "S|UAS\n"},
+         "USB\\VID_152D&PID_0578\\S9|USB Mass Storage Device\nUSBSTOR\\DISK&VEN_&PROD_U&REV_\\S9&0|u USB Device\n"},
+        {LR"(ASSOCIATORS OF {Win32_PnPEntity.DeviceID="SCSI\\A"} WHERE AssocClass = Win32_SCSIControllerDevice)", "S|UAS\n"},
     };
-    const std::vector<const wchar_t*> named = {L"DeviceID", L"Name"},
-                                      ofDrives = {L"DeviceID",         L"Model",         L"Size",
-                                                  L"FirmwareRevision", L"InterfaceType", L"MediaType",
-                                                  L"PNPDeviceID",      L"SCSIPort",      L"SCSIBus",
-                                                  L"SCSITargetId"};
-    for (const auto& [query, rows] : cases)
-        EXPECT_EQ(rows,
-                  test::rowsOf(machine->managementData(), query, query == cases[0].first ? ofDrives : named));
+    // clang-format on
+    std::vector<const wchar_t*> columns = {
+        L"DeviceID",  L"Model",       L"Size",     L"FirmwareRevision", L"InterfaceType",
+        L"MediaType", L"PNPDeviceID", L"SCSIPort", L"SCSIBus",          L"SCSITargetId"};
+    for (const auto& [query, rows] : cases) {
+        EXPECT_EQ(rows, test::rowsOf(machine->managementData(), query, columns));
+        columns = {L"DeviceID", L"Name"};
+    }
 }
 
 TEST(MachineDrivesTest, TheHealthPageIsOfAllNamespaces) {
@@ -109,20 +98,13 @@ TEST(MachineDrivesTest, TheHealthPageIsOfAllNamespaces) {
         block.command[1] = space;
         block.command[10] = kNvmeHealthLog;
         block.dataLength = 4096;
-        return send(*machine, {LR"(\\.\Scsi2:)", IOCTL_SCSI_MINIPORT, bytesOf(block), sizeof block}).error;
+        return send(*machine, LR"(\\.\Scsi2:)", IOCTL_SCSI_MINIPORT, bytesOf(block), sizeof block).error;
     };
     const auto query = [&](std::uint32_t subValue) {
-        const STORAGE_PROPERTY_QUERY block{kStorageAdapterProtocolSpecific,
-                                           0,
-                                           kProtocolTypeNvme,
-                                           kNvmeDataTypeLogPage,
-                                           kNvmeHealthLog,
-                                           subValue,
-                                           40,
-                                           4096,
-                                           0,
-                                           {}};
-        return send(*machine, {kDrive, IOCTL_STORAGE_QUERY_PROPERTY, bytesOf(block, 4144), 4144}).error;
+        constexpr std::uint32_t property = kStorageAdapterProtocolSpecific, type = kProtocolTypeNvme;
+        const STORAGE_PROPERTY_QUERY block{
+            property, 0, type, kNvmeDataTypeLogPage, kNvmeHealthLog, subValue, 40, 4096, 0, {}};
+        return send(*machine, kDrive, IOCTL_STORAGE_QUERY_PROPERTY, bytesOf(block, 4144), 4144).error;
     };
     EXPECT_EQ(kIoDevice, mini(0));
     EXPECT_EQ(kSuccess, mini(kNvmeAllNamespaces));
@@ -134,14 +116,10 @@ TEST(MachineDrivesTest, VolumesTellTheirDisks) {
     const auto machine = machineOf("", R"(, "volumes": [{"letter": "C", "extents": [
         {"disk": 3, "start": 4096, "length": 8192}, {"disk": 300, "length": 0}]}, {"letter": "X", "type": 5}])");
     const auto extents = [&](const wchar_t* path, std::size_t room) {
-        return send(*machine, {path, IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS, {}, room});
+        return send(*machine, path, IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS, {}, room);
     };
     const Sent whole = extents(LR"(\\.\C:)", sizeof(VOLUME_DISK_EXTENTS));
     EXPECT_EQ(8U + 2 * 24, whole.bytes);
-    const auto told = whole.as<VOLUME_DISK_EXTENTS>();
-    EXPECT_EQ(2U, told.NumberOfDiskExtents);
-    EXPECT_EQ(3U, told.Extents[0].DiskNumber);
-    EXPECT_EQ(300U, told.Extents[1].DiskNumber);
     const Sent part = extents(LR"(\\.\C:)", 8 + 24 + 23);
     EXPECT_EQ(kMoreData, part.error);
     EXPECT_EQ(2U, part.at(0));
@@ -151,30 +129,25 @@ TEST(MachineDrivesTest, VolumesTellTheirDisks) {
 }
 
 TEST(MachineDrivesTest, FileErrorsNameTheirPlace) {
-    const struct {
-        std::string drives;
-        const char* place;
-        const char* reason;
-    } cases[] = {
-        {R"({"number": 0, "paths": ["sta"]})", "drives[0].paths[0]", R"(no path is named "sta")"},
-        {R"({"number": 0, "paths": ["sat", "samsung"]})", "drives[0].paths[1]", "either ATA or NVMe"},
-        {R"({"number": 0, "identify": "00"})", "drives[0].identify", "must be 512 bytes, not 1"},
-        {R"({"number": 0, "changes": [{"atSeconds": 2}, {"atSeconds": 1}]})", "drives[0].changes[1]",
-         "before"},
-        {R"({"number": 0}, {"number": 0})", "drives[1].number", "another drive has this number"},
-        {R"({"number": 0, "answers": [{"path": "sat", "error": 1}]})", "drives[0].answers[0].path",
-         "no path of this"},
-        {R"({"number": 0, "colour": 1})", "drives[0]", "unknown key"},
+    // clang-format off
+    const std::tuple<std::string, const char*, const char*> cases[] = {
+        {R"({"number": 0, "paths": ["sta"]})", ": drives[0].paths[0]: ", R"(no path is named "sta")"},
+        {R"({"number": 0, "paths": ["sat", "samsung"]})", ": drives[0].paths[1]: ", "either ATA or NVMe"},
+        {R"({"number": 0, "identify": "00"})", ": drives[0].identify: ", "must be 512 bytes, not 1"},
+        {R"({"number": 0, "changes": [{"atSeconds": 2}, {"atSeconds": 1}]})", ": drives[0].changes[1]: ", "before"},
+        {R"({"number": 0}, {"number": 0})", ": drives[1].number: ", "another drive has this number"},
+        {R"({"number": 0, "answers": [{"path": "sat", "error": 1}]})", ": drives[0].answers[0].path: ", "no path of this"},
+        {R"({"number": 0, "colour": 1})", ": drives[0]: ", "unknown key"},
     };
-    for (const auto& test : cases) {
+    // clang-format on
+    for (const auto& [drives, place, reason] : cases) {
+        std::string told = "taken";
         try {
-            machineOf(test.drives);
-            ADD_FAILURE() << test.drives << " was taken";
+            machineOf(drives);
         } catch (const MachineFileError& error) {
-            EXPECT_THAT(error.what(), testing::AllOf(HasSubstr(std::string(": ") + test.place + ": "),
-                                                     HasSubstr(test.reason)))
-                << test.drives;
+            told = error.what();
         }
+        EXPECT_THAT(told, testing::AllOf(HasSubstr(place), HasSubstr(reason))) << drives;
     }
 }
 

@@ -25,7 +25,6 @@ std::string reasonOf(Make make) {
 std::string nested(std::size_t depth) {
     return R"({"name": "m", "x": )" + std::string(depth, '[') + "1" + std::string(depth, ']') + "}";
 }
-
 std::string smbus(const std::string& eeproms) {
     return R"({"name": "m", "smbus": {"controller": "amd", "base": "0x0B00", "eeproms": [)" + eeproms + "]}}";
 }

@@ -3,16 +3,11 @@
 
 #include "platform/text.h"
 #include "support/AtaPaths.h"
-#include "support/DescribedDrives.h"
-
-#include <gmock/gmock.h>
 
 namespace orv::test {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::ElementsAreArray;
-using ::testing::IsEmpty;
+using ::testing::ElementsAre, ::testing::IsEmpty;
 using Lines = std::vector<std::string>;
 using Labels = std::vector<std::wstring>;
 
@@ -31,16 +26,9 @@ std::string members(const std::string& path, int count) {
 }
 
 /// A machine whose port 2 has a RAID driver, and an engine with the standard paths.
-struct RaidMachine {
-    RaidMachine(const std::string& drives, const std::string& sections)
-        : machine("{\"name\": \"x\", \"drives\": [" + drives + "]" + sections + "}") {
-        start();
-    }
-    explicit RaidMachine(const std::string& sample) : machine(TestMachine::sample(sample)) { start(); }
-    ~RaidMachine() { setDebugListener({}); }
-    void start() {
-        setDebugListener([this](std::wstring_view text) { trace.emplace_back(text); });
-        engine.emplace();
+struct RaidMachine : DriveOnMachine {
+    explicit RaidMachine(const std::string& drives, const std::string& sections = {})
+        : DriveOnMachine(drives, sections) {
         engine->UseStandardPaths();
         machine->requests().keepRecord(true);
         machine->requests().clearRecord();
@@ -55,16 +43,11 @@ struct RaidMachine {
                                         asi.ScsiTargetId, asi.IsSmartCorrect ? "smart" : "none"));
         return lines;
     }
-    Labels traced(std::initializer_list<std::wstring_view> heads) const {
-        Labels found;
-        for (const std::wstring& text : trace)
-            if (std::ranges::any_of(heads, [&](std::wstring_view head) { return text.starts_with(head); }))
-                found.push_back(text);
+    Labels traced(std::wstring_view head) const {
+        Labels found = trace;
+        std::erase_if(found, [&](const std::wstring& text) { return !text.starts_with(head); });
         return found;
     }
-    std::vector<std::wstring> trace;
-    TestMachine machine;
-    std::optional<CAtaSmart> engine;
 };
 
 /// Each of the requests with the opening of the port in front of it.
@@ -74,11 +57,6 @@ Lines opened(const std::string& head, std::initializer_list<std::string> request
         lines.insert(lines.end(), {kOpenPort, head + tail});
     return lines;
 }
-Lines joined(Lines first, const Lines& second) {
-    first.insert(first.end(), second.begin(), second.end());
-    return first;
-}
-
 std::string csmiPort(const std::string& keys, const std::string& name = "iaStor") {
     return R"(, "raidPorts": [{"port": 2, "csmi": {"driver": {"name": ")" + name +
            R"(", "revision": [1, 2, 3, 4], "csmiRevision": [5, 6]})" + (keys.empty() ? "" : ", ") + keys +
@@ -118,11 +96,7 @@ TEST(RaidDrives, CsmiAnswersThatFailOrLie) {
     const std::wstring noConfig = L"FAILED: CC_CSMI_SAS_GET_RAID_CONFIG",
                        noMemory = L"FAILED: PCSMI_SAS_RAID_CONFIG_BUFFER Memory Alloc";
     const std::string set = R"("sets": [{"drives": [{"model": "M", "target": 0}]}], )";
-    const struct {
-        std::string keys;
-        std::size_t records;
-        Labels failures;
-    } rows[] = {
+    const std::tuple<std::string, std::size_t, Labels> rows[] = {
         {"", 2, {}},
         {set + failing("raidConfig", "\"error\": 55"), 0, {noConfig}},
         {set + failing("raidConfig", "\"error\": 87"), 2, {}},
@@ -137,16 +111,15 @@ TEST(RaidDrives, CsmiAnswersThatFailOrLie) {
         {R"("numberOfSets": 4294967295, "drivesPerSet": 4294967295)", 0, {noMemory}},
         {R"("numberOfSets": 4294967295)", 0, {noMemory}}, // no drives, but as many requests
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.keys);
-        RaidMachine raid(members(R"("csmi")", 2), csmiPort(row.keys));
+    for (const auto& [keys, records, failures] : rows) {
+        RaidMachine raid(members(R"("csmi")", 2), csmiPort(keys));
         raid.engine->AddDiskCsmi(2);
-        EXPECT_EQ(row.records, raid.engine->vars.size());
-        EXPECT_THAT(raid.traced({L"FAILED"}), ElementsAreArray(row.failures));
+        EXPECT_EQ(records, raid.engine->vars.size()) << keys;
+        EXPECT_EQ(failures, raid.traced(L"FAILED")) << keys;
     }
     RaidMachine none(members(R"("csmi")", 1), csmiPort(""));
     none.engine->AddDiskCsmi(7);
-    EXPECT_THAT(none.traced({L"FAILED"}), ElementsAre(L"FAILED: INVALID_HANDLE_VALUE"));
+    EXPECT_THAT(none.traced(L"FAILED"), ElementsAre(L"FAILED: INVALID_HANDLE_VALUE"));
     const std::uint8_t phy[64] = {};
     AtaBlock unanswered{};
     EXPECT_FALSE(none.engine->DoIdentifyDeviceCsmi(7, phy, unanswered));
@@ -159,33 +132,30 @@ TEST(RaidDrives, CsmiAnswersThatFailOrLie) {
 
 TEST(RaidDrives, CsmiPhysThatAreTried) {
     const std::string set = R"("sets": [{"drives": [{"model": "M", "target": 1}]}])";
-    const struct {
-        const char* driver;
-        std::string keys;
-        std::uint32_t mode;
-        std::size_t phys;
-        std::size_t records;
-    } rows[] = {
+    const std::tuple<const char*, std::string, std::uint32_t, int, std::size_t> rows[] = {
         {"iaStor", set, 1, 4, 4},
         {"iaStor", set, 2, 4, 1},
         {"rcraid", R"("numberOfPhys": 1, "maxPhysicalDrives": 40)", 1, 36, 32}, // the table's entries
         {"rcraid2", R"("numberOfPhys": 1, "maxPhysicalDrives": 4)", 1, 4, 1},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.driver + row.keys);
-        RaidMachine raid(members(R"("csmi")", static_cast<int>(row.phys)), csmiPort(row.keys, row.driver));
-        raid.engine->CsmiMode = row.mode;
+    for (const auto& [driver, keys, mode, phys, records] : rows) {
+        SCOPED_TRACE(driver + keys);
+        RaidMachine raid(members(R"("csmi")", phys), csmiPort(keys, driver));
+        raid.engine->CsmiMode = mode;
         raid.engine->AddDiskCsmi(2);
-        ASSERT_EQ(row.records, raid.engine->vars.size());
+        ASSERT_EQ(records, raid.engine->vars.size());
         const AtaSmartInfo& last = raid.engine->vars.back();
-        EXPECT_EQ(row.records - 1 + (row.mode == 2 ? 1 : 0), last.sasPhyEntity[28]);
+        EXPECT_EQ(records - 1 + (mode == 2 ? 1 : 0), last.sasPhyEntity[28]);
         EXPECT_EQ(last.sasPhyEntity[28], last.sasPhyEntity[56]);
     }
 }
 
 TEST(RaidDrives, ADriveOnCsmiAndAsAPhysicalDrive) {
     const std::string both = R"("csmi", "ataPassThrough")";
-    const std::string numbered = R"(, "number": 1)";
+    const std::string
+        numbered = R"(, "number": 1)",
+        noThresholds =
+            R"(, "answers": [{"path": "ataPassThrough", "operation": "thresholds", "error": 1117}])";
     RaidMachine raid(member(both, 0, numbered), csmiPort(""));
     raid.engine->AddDiskCsmi(2);
     raid.engine->GetDiskInfo({.physicalDriveId = 1, .interfaceType = INTERFACE_TYPE_SATA});
@@ -194,19 +164,12 @@ TEST(RaidDrives, ADriveOnCsmiAndAsAPhysicalDrive) {
     EXPECT_EQ(1, raid.engine->vars[0].PhysicalDriveId);
 
     // The SMART reads of such a record: the physical drive's, and CSMI's where something is left open.
-    RaidMachine drive(
-        member(both, 0,
-               numbered +
-                   R"(, "answers": [{"path": "ataPassThrough", "operation": "thresholds", "error": 1117}])"),
-        csmiPort(""));
+    RaidMachine drive(member(both, 0, numbered + noThresholds), csmiPort(""));
     const std::uint8_t entity[64] = {};
     AtaBlock identify = smartIdentify();
-    EXPECT_TRUE(drive.engine->AddDisk({.physicalDriveId = 1,
-                                       .scsiPort = 2,
-                                       .commandType = CMD_TYPE_CSMI_PHYSICAL_DRIVE,
-                                       .sasPhyEntity = entity},
-                                      identify));
-    EXPECT_THAT(drive.traced({L"GetSmartAttribute"}),
+    EXPECT_TRUE(
+        drive.engine->AddDisk({1, 2, -1, -1, 0xA0, CMD_TYPE_CSMI_PHYSICAL_DRIVE, 0, entity}, identify));
+    EXPECT_THAT(drive.traced(L"GetSmartAttribute"),
                 ElementsAre(L"GetSmartAttributePd(1) - 1 CSMI", L"GetSmartAttributePd(1) - 1A CSMI",
                             L"GetSmartAttributeCsmi - 1 CSMI", L"GetSmartAttributeCsmi",
                             L"GetSmartAttributeCsmi"));
@@ -223,10 +186,10 @@ TEST(RaidDrives, MegaRaidRequestsAndAnswersThatLie) {
     {
         RaidMachine raid(member(R"("megaRaid")", 9), section(R"("enclosures": [3])"));
         EXPECT_TRUE(raid.engine->AddDiskMegaRaid(2));
-        const std::string head = "Scsi2: 0x4d008 4284 4284: 0=1c 4=4c53494c4f474943 24=bc", list = " 54=0102";
-        const std::string command = "02 28=04 30=ff 32=09 34=0c 44=10 49=02 60=a1080e",
+        const std::string head = "Scsi2: 0x4d008 4284 4284: 0=1c 4=4c53494c4f474943 24=bc",
                           smart = " 66=4fc2 69=b0";
-        EXPECT_EQ(opened(head, {"04 28=05 49=04" + list, command + " 64=01 69=ec", command + "d001" + smart,
+        const std::string command = "02 28=04 30=ff 32=09 34=0c 44=10 49=02 60=a1080e";
+        EXPECT_EQ(opened(head, {"04 28=05 49=04 54=0102", command + " 64=01 69=ec", command + "d001" + smart,
                                 command + "d001" + smart, command + "d101" + smart}),
                   requestsOf(*raid.machine));
         EXPECT_THAT(raid.records(), ElementsAre("S9 mr 2 9 smart"));
@@ -235,12 +198,8 @@ TEST(RaidDrives, MegaRaidRequestsAndAnswersThatLie) {
                   requestsOf(*raid.machine).back());
         EXPECT_FALSE(raid.engine->SendPassThroughMegaRaid(2, 9, {}, {}));
     }
-    const struct {
-        std::string keys;
-        bool listed;
-        std::size_t records;
-        std::size_t questions; ///< about the list
-    } rows[] = {
+    // Whether there is a list, the records, and the questions about the list.
+    const std::tuple<std::string, bool, std::size_t, std::size_t> rows[] = {
         {"", true, 2, 1},
         {R"("count": 4294967295)", true, 2, 1}, // the entries behind are no disks that answer
         {R"("total": 31)", true, 0, 1},         // no whole entry
@@ -254,19 +213,18 @@ TEST(RaidDrives, MegaRaidRequestsAndAnswersThatLie) {
         {answer("megaRaidPassThrough", R"("bytes": 699, "nth": 1)"), true, 1, 1},
         {answer("megaRaidPassThrough", R"("status": 255, "nth": 2)"), true, 2, 1},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.keys);
-        RaidMachine raid(members(R"("megaRaid")", 2), section(row.keys));
-        EXPECT_EQ(row.listed, raid.engine->AddDiskMegaRaid(2));
-        EXPECT_EQ(row.records, raid.engine->vars.size());
-        const Lines record = requestsOf(*raid.machine);
-        EXPECT_EQ(row.questions,
-                  static_cast<std::size_t>(std::ranges::count_if(record, [](const std::string& line) {
-                      return line.ends_with(" 54=0102"); // the code of the list
-                  })));
-        if (row.questions == 2) {
+    for (const auto& [keys, listed, records, questions] : rows) {
+        SCOPED_TRACE(keys);
+        RaidMachine raid(members(R"("megaRaid")", 2), section(keys));
+        EXPECT_EQ(listed, raid.engine->AddDiskMegaRaid(2));
+        EXPECT_EQ(records, raid.engine->vars.size());
+        Lines asked = requestsOf(*raid.machine);
+        std::erase_if(asked,
+                      [](const std::string& line) { return !line.ends_with(" 54=0102"); }); // for the list
+        ASSERT_EQ(questions, asked.size());
+        if (questions == 2) {
             EXPECT_EQ("Scsi2: 0x4d008 6188 6188: 0=1c 4=4c53494c4f474943 24=2c18 28=05 48=7017 54=0102",
-                      record[2]);
+                      asked[1]);
         }
     }
 }
@@ -286,9 +244,9 @@ TEST(RaidDrives, TheAmdLibrary) {
     EXPECT_TRUE(amd.engine->AddDiskAMD_RC2());
     const Lines smartReads(2, "AMD_RC2_GetSmartData 0");
     const Lines scan =
-        joined(joined({"AMD_RC2_GetDrives", "AMD_RC2_GetIdentify size 256 version 1 index 0"}, smartReads),
-               {"AMD_RC2_GetSmartData 0 into one block", "AMD_RC2_GetIdentify size 256 version 1 index 1",
-                "AMD_RC2_GetSmartData 1"});
+        plus(plus(Lines{"AMD_RC2_GetDrives", "AMD_RC2_GetIdentify size 256 version 1 index 0"}, smartReads),
+             {"AMD_RC2_GetSmartData 0 into one block", "AMD_RC2_GetIdentify size 256 version 1 index 1",
+              "AMD_RC2_GetSmartData 1"});
     const Lines loading = {"mainModule", "publisher AMD_RC2t7x86.dll", "loadLibrary AMD_RC2t7x86.dll",
                            "libraryFunction AMD_RC2_Init", "libraryFunction AMD_RC2_GetStatus"};
     const auto asked = [&] { // but for the link of the NVMe drive
@@ -296,42 +254,36 @@ TEST(RaidDrives, TheAmdLibrary) {
         std::erase_if(record, [](const std::string& line) { return !line.starts_with("AMD"); });
         return record;
     };
-    EXPECT_EQ(joined({"AMD_RC2_Init"}, scan), asked());
+    EXPECT_EQ(plus(Lines{"AMD_RC2_Init"}, scan), asked());
     EXPECT_THAT(amd.records(), ElementsAre("A1 rc 0 0 smart", "N1 rc 0 0 smart"));
-    const AtaSmartInfo& first = amd.engine->vars[0];
-    EXPECT_EQ(L"SATA/600", first.CurrentTransferMode);
+    const AtaSmartInfo &first = amd.engine->vars[0], &second = amd.engine->vars[1];
+    EXPECT_EQ(L"SATA/600 PCIe 3.0 x4", first.CurrentTransferMode + L" " + second.CurrentTransferMode);
     EXPECT_TRUE(first.IsSsd && first.IsThresholdCorrect && first.PhysicalDriveId == 3);
     EXPECT_EQ(0, first.Threshold[0].ThresholdId); // the thresholds' read is not kept
     EXPECT_EQ(0, first.NominalMediaRotationRate);
-    EXPECT_EQ(1000204U, amd.engine->vars[1].TotalDiskSize);
-    EXPECT_EQ(L"PCIe 3.0 x4", amd.engine->vars[1].CurrentTransferMode);
-    EXPECT_EQ(27, amd.engine->vars[1].Temperature);
+    EXPECT_EQ(std::pair(1000204U, 27), std::pair(second.TotalDiskSize, second.Temperature));
     amd.machine->requests().clearRecord();
     amd.engine->vars.clear();
     EXPECT_TRUE(amd.engine->AddDiskAMD_RC2()); // it is loaded already
-    EXPECT_EQ(joined({"AMD_RC2_Reload"}, scan), asked());
+    EXPECT_EQ(plus(Lines{"AMD_RC2_Reload"}, scan), asked());
 
-    const struct {
-        std::string keys;
-        bool added;
-        Lines secondScan; ///< what the first one after it asks
-        Labels status;
-    } rows[] = {
-        {R"(, "publisher": "Advanced Micro Devices, inc.")", false, {"mainModule", loading[1]}, {}},
-        {R"(, "missing": ["AMD_RC2_GetStatus"])", false, loading, {}},
-        {R"(, "initStatus": 9)", false, {}, {L"AMD_RC2_not_admin"}},
-        {R"(, "numberOfDrives": -1)", false, {"AMD_RC2_Reload", "AMD_RC2_GetDrives"}, {}},
+    // The library's keys, what the scan after the first one asks, and what is traced of the first.
+    const std::tuple<std::string, Lines, Labels> rows[] = {
+        {R"(, "publisher": "Advanced Micro Devices, inc.")", {"mainModule", loading[1]}, {}},
+        {R"(, "missing": ["AMD_RC2_GetStatus"])", loading, {}},
+        {R"(, "initStatus": 9)", {}, {L"AMD_RC2_not_admin"}},
+        {R"(, "numberOfDrives": -1)", {"AMD_RC2_Reload", "AMD_RC2_GetDrives"}, {}},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.keys);
-        RaidMachine other("", library(row.keys));
-        EXPECT_EQ(row.added, other.engine->AddDiskAMD_RC2());
-        EXPECT_THAT(other.traced({L"AMD_RC2_"}), ElementsAreArray(row.status));
+    for (const auto& [keys, secondScan, status] : rows) {
+        SCOPED_TRACE(keys);
+        RaidMachine other("", library(keys));
+        EXPECT_FALSE(other.engine->AddDiskAMD_RC2());
+        EXPECT_EQ(status, other.traced(L"AMD_RC2_"));
         other.machine->requests().clearRecord();
         other.engine->AddDiskAMD_RC2();
-        EXPECT_EQ(row.secondScan, other.machine->requests().record());
+        EXPECT_EQ(secondScan, other.machine->requests().record());
         AtaSmartInfo asi;
-        EXPECT_EQ(row.keys.find("number") != row.keys.npos, other.engine->GetSmartAttributeAmdRc2(0, asi));
+        EXPECT_EQ(keys.find("number") != keys.npos, other.engine->GetSmartAttributeAmdRc2(0, asi));
     }
     // A hard disk behind the library, whose numbers can be any: an order, and no overflow.
     const auto numbered = [](const char* id, const char* serial) {
@@ -339,11 +291,12 @@ TEST(RaidDrives, TheAmdLibrary) {
             R"({{"physicalId": {}, "model": "ACME", "serialNumber": "{}", "firmware": "F1", {}}})", id,
             serial, smartKeys(kSomeAttributes));
     };
+    const std::string driver =
+        R"(, "management": {"Win32_PnPSignedDriver": [{"DeviceName": "AMD-RAID Config", "DriverVersion": )"
+        R"("9.3"}]}, "amdRaid": {"drives": [)";
     for (const BOOL byLetter : {0, 1}) {
         RaidMachine sorted(R"({"number": 5})",
-                           R"(, "management": {"Win32_PnPSignedDriver": [{"DeviceName": "AMD-RAID Config",
-            "DriverVersion": "9.3"}]}, "amdRaid": {"drives": [)" +
-                               numbered("2147483647", "A1") + ", " + numbered("8388608", "A2") + ", " +
+                           driver + numbered("2147483647", "A1") + ", " + numbered("8388608", "A2") + ", " +
                                numbered("2147483648", "A3") + ", " + numbered("1", "A4") + "]}");
         sorted.engine->Init(1, 0, nullptr, 0, 1, byLetter);
         EXPECT_THAT(sorted.records(),

@@ -2,20 +2,14 @@
 // made or refused, and what it says lies in its ranges. The first byte chooses the path that the drive
 // answers on.
 
+#include "Answering.h"
 #include "disk_engine/DriveRecord.h"
 #include "disk_engine/Interpretation.h"
 
-#include <algorithm>
-#include <cstdlib>
-#include <cstring>
-
 using namespace orv;
+using namespace orv::fuzz;
 
 namespace {
-
-void require(bool holds) {
-    if (!holds) std::abort();
-}
 
 void ataRecord(AtaSmartInfo& asi, const std::uint8_t* bytes, std::size_t size) {
     std::uint8_t block[kIdentifyBytes] = {};

@@ -15,23 +15,6 @@ using namespace orv::fuzz;
 
 namespace {
 
-class Input {
-  public:
-    Input(const std::uint8_t* bytes, std::size_t size) : left_(bytes, size) {}
-
-    std::uint8_t byte() { return take(1).empty() ? 0 : last_; }
-    std::span<const std::uint8_t> take(std::size_t count) {
-        const auto taken = left_.first(std::min(count, left_.size()));
-        left_ = left_.subspan(taken.size());
-        if (!taken.empty()) last_ = taken.back();
-        return taken;
-    }
-
-  private:
-    std::span<const std::uint8_t> left_;
-    std::uint8_t last_ = 0;
-};
-
 /// The blocks of the drive, by the two bits of an answer that choose one.
 struct Drive {
     std::array<std::array<std::uint8_t, kNvmeIdentifyBytes>, 4> blocks{};
@@ -43,7 +26,8 @@ class AnsweringFile : public platform::DeviceFile {
   public:
     platform::Result<std::uint32_t> control(std::uint32_t code, std::span<const std::byte>,
                                             std::span<std::byte> out) override {
-        const std::uint8_t answer = plan->byte();
+        const std::uint8_t answer = plan.empty() ? 0 : plan[0];
+        plan = plan.subspan(plan.empty() ? 0 : 1);
         if ((answer & 1) == 0) return {0, platform::kInvalidFunction};
         const std::size_t which = answer >> 1 & 3;
         const std::size_t behind = code == platform::IOCTL_SCSI_MINIPORT && (answer & 8) ? 1 : 0;
@@ -60,7 +44,7 @@ class AnsweringFile : public platform::DeviceFile {
         return {static_cast<std::uint32_t>(into.size()), platform::kSuccess};
     }
 
-    static inline Input* plan = nullptr;
+    static inline std::span<const std::uint8_t> plan;
     static inline Drive drive;
 };
 
@@ -77,11 +61,11 @@ void setFlags(CAtaSmart& engine, unsigned bits) {
     engine.FlagAtaPassThroughSmart = engine.FlagAtaPassThrough;
 }
 
-DriveSighting sightingOf(Input& input) {
+DriveSighting sightingOf() {
     static constexpr std::uint32_t vendors[] = {0,      0x0789, 0x05E3, 0x152D, 0x0BDA,
                                                 0x04BB, 0x04FC, 0x04B4, 0x13FD, 0x0928};
-    const std::uint8_t how = input.byte();
-    const std::uint8_t usb = input.byte();
+    const std::uint8_t how = nextByte();
+    const std::uint8_t usb = nextByte();
     DriveSighting drive;
     drive.interfaceType = how & 7;
     drive.physicalDriveId = (how & 8) ? -1 : 1;
@@ -107,17 +91,13 @@ void checkRecord(CAtaSmart& engine, const AtaSmartInfo& asi) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     static AnsweringMachine<AnsweringFile> machine;
     platform::use(machine);
-    Input input(bytes, size);
-    const DriveSighting drive = sightingOf(input);
-    const unsigned flags = input.byte() | input.byte() << 8;
-    Input plan = [&] {
-        const auto run = input.take(input.byte());
-        return Input(run.data(), run.size());
-    }();
-    AnsweringFile::plan = &plan;
+    input = {bytes, size};
+    const DriveSighting drive = sightingOf();
+    const unsigned low = nextByte(), flags = low | nextByte() << 8;
+    AnsweringFile::plan = take(nextByte());
     AnsweringFile::drive = {};
     for (std::size_t i = 0; i < 4; ++i)
-        std::ranges::copy(input.take(AnsweringFile::drive.sizes[i]), AnsweringFile::drive.blocks[i].begin());
+        std::ranges::copy(take(AnsweringFile::drive.sizes[i]), AnsweringFile::drive.blocks[i].begin());
 
     CAtaSmart engine;
     setFlags(engine, flags);

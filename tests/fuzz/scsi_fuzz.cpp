@@ -3,25 +3,19 @@
 // The input: answer after answer, each a byte that tells which it is, and one that tells how many bytes of it
 // there are, in units of two.
 
+#include "Answering.h"
 #include "drive_reading/ScsiReading.h"
 
-#include <algorithm>
-#include <cstdlib>
-
 using namespace orv;
+using namespace orv::fuzz;
 
 namespace {
 
-void require(bool holds) {
-    if (!holds) std::abort();
-}
-
-ScsiAnswers answersOf(std::span<const std::uint8_t> input) {
+ScsiAnswers answersOf() {
     ScsiAnswers answers;
     while (input.size() > 2) {
-        const std::uint8_t which = input[0];
-        const auto bytes = input.subspan(2, std::min<std::size_t>(input[1] * 2U, input.size() - 2));
-        input = input.subspan(2 + bytes.size());
+        const std::uint8_t which = nextByte();
+        const auto bytes = take(nextByte() * 2U);
         const ScsiBytes data(bytes.begin(), bytes.end());
         if (which < 0x40) answers.logPages[which] = data;
         if (which == 0x40) answers.inquiry = data;
@@ -33,15 +27,15 @@ ScsiAnswers answersOf(std::span<const std::uint8_t> input) {
     return answers;
 }
 
-template <class T>
-void requireBasis(const Told<T>& told) {
-    require(told.value.has_value() == !told.basis.empty());
+void requireBasis(const auto&... told) {
+    (require(told.value.has_value() == !told.basis.empty()), ...);
 }
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-    const ScsiAnswers answers = answersOf({bytes, size});
+    input = {bytes, size};
+    const ScsiAnswers answers = answersOf();
     isScsiDisk(answers.inquiry);
     for (const auto& [number, page] : answers.logPages) {
         std::string fault;
@@ -49,13 +43,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     }
     const ScsiDisk disk = scsiDiskOf(answers);
     const DriveReading& reading = disk.reading;
-    requireBasis(reading.life);
-    requireBasis(reading.powerOnHours);
-    requireBasis(reading.powerCycles);
-    requireBasis(reading.hostReadBytes);
-    requireBasis(reading.hostWrittenBytes);
-    requireBasis(reading.temperature);
-    requireBasis(reading.solidState);
+    requireBasis(reading.life, reading.powerOnHours, reading.powerCycles, reading.hostReadBytes,
+                 reading.hostWrittenBytes, reading.temperature, reading.solidState);
     require(!reading.life || (*reading.life.value >= 0 && *reading.life.value <= 100));
     require(!reading.temperature || (*reading.temperature.value >= 0 && *reading.temperature.value < 255));
     require(!reading.healthReason.empty());

@@ -1,37 +1,25 @@
 // Any bytes as a drive's two SMART blocks, read by any dialect: the record stays within its bounds, and what
 // it is classified as by its attributes stays when it is classified again.
 
+#include "Answering.h"
 #include "disk_engine/AttributeNames.h"
 #include "disk_engine/Interpretation.h"
 
-#include <algorithm>
-#include <cstdlib>
-#include <cstring>
 #include <tuple>
 
 using namespace orv;
+using namespace orv::fuzz;
 
 namespace {
 
 constexpr std::size_t kSettings = 6; ///< bytes before the blocks: vendor, unit, two time units, two of flags
 
-void require(bool holds) {
-    if (!holds) std::abort();
-}
-
 void configure(AtaSmartInfo& asi, const std::uint8_t* setting) {
-    static constexpr BOOL AtaSmartInfo::*flags[] = {
-        &AtaSmartInfo::LifeIsRaw,
-        &AtaSmartInfo::LifeIsRawInverted,
-        &AtaSmartInfo::LifeHidden,
-        &AtaSmartInfo::LifeIsRawHundredths,
-        &AtaSmartInfo::LifeIsRawHighByte,
-        &AtaSmartInfo::LifeIsCurrent,
-        &AtaSmartInfo::IsSsd,
-        &AtaSmartInfo::IsRawValues8,
-        &AtaSmartInfo::IsThresholdCorrect,
-        &AtaSmartInfo::IsThresholdBug,
-    };
+    using Asi = AtaSmartInfo;
+    static constexpr BOOL Asi::*flags[] = {
+        &Asi::LifeIsRaw,          &Asi::LifeIsRawInverted, &Asi::LifeHidden, &Asi::LifeIsRawHundredths,
+        &Asi::LifeIsRawHighByte,  &Asi::LifeIsCurrent,     &Asi::IsSsd,      &Asi::IsRawValues8,
+        &Asi::IsThresholdCorrect, &Asi::IsThresholdBug};
     static constexpr const wchar_t* models[] = {L"Drive", L"Intel SSD", L"SAMSUNG SV0411N", L"QEMU HARDDISK"};
     asi.DiskVendorId = setting[0];
     asi.HostReadsWritesUnit = setting[1] % (HOST_UNIT_GB + 1u);

@@ -1,22 +1,14 @@
 // Any bytes as a drive's log of device statistics: what is read of it keeps to what the log says, and what is
 // told of the drive to what a drive can tell.
 
+#include "Answering.h"
 #include "drive_reading/DeviceStatistics.h"
 #include "drive_reading/DriveReading.h"
 
-#include <algorithm>
-#include <cstdlib>
 #include <vector>
 
 using namespace orv;
-
-namespace {
-
-void require(bool holds) {
-    if (!holds) std::abort();
-}
-
-} // namespace
+using namespace orv::fuzz;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     const std::vector<std::uint8_t> log(bytes,

@@ -1,14 +1,20 @@
 // The commands that a Linux kernel gets for a drive's requests, and how it tells their end.
 
+#include "linux/CapturedTree.h"
 #include "linux/RequestBlocks.h"
+#include "platform/linux/MegaRaid.h"
 #include "platform/linux/NvmeAdmin.h"
 #include "platform/linux/ScsiGeneric.h"
 #include "platform/records/AtaSense.h"
+#include "platform/records/CsmiRecords.h"
 #include "platform/records/NvmeRecords.h"
 
 #include <gmock/gmock.h>
 
 #include <cerrno>
+#include <cstring>
+#include <map>
+#include <numeric>
 
 namespace orv::test {
 namespace {
@@ -39,18 +45,9 @@ TEST(LinuxDrives, CommandBlocksThatTheKernelGets) {
     const auto status = scsiCommandOf(ataRequest({0xDA, 1, 1, 0x4F, 0xC2, 0xA0, 0xB0, 0}, 0));
     EXPECT_EQ(0x20, status.cdb[2]) << "the registers shall come back";
 
-    ATA_PASS_THROUGH_EX head{sizeof head,
-                             ATA_FLAGS_DATA_IN | ATA_FLAGS_48BIT_COMMAND,
-                             0,
-                             0,
-                             0,
-                             0,
-                             512,
-                             10,
-                             0,
-                             40,
-                             {1, 2, 3, 4, 5, 0, 0, 0},
-                             {6, 1, 8, 9, 10, 0xA0, 0x2F, 0}};
+    constexpr std::uint16_t flags = ATA_FLAGS_DATA_IN | ATA_FLAGS_48BIT_COMMAND;
+    const IDEREGS high{1, 2, 3, 4, 5, 0, 0, 0}, low{6, 1, 8, 9, 10, 0xA0, 0x2F, 0};
+    ATA_PASS_THROUGH_EX head{sizeof head, flags, 0, 0, 0, 0, 512, 10, 0, 40, high, low};
     const auto log = readDriveRequest(IOCTL_ATA_PASS_THROUGH, std::as_bytes(std::span(&head, 1)), 552);
     ASSERT_TRUE(log);
     EXPECT_THAT(scsiCommandOf(*log).cdb,
@@ -58,8 +55,7 @@ TEST(LinuxDrives, CommandBlocksThatTheKernelGets) {
 
     DriveRequest bridge;
     bridge.path = DrivePath::scsiPassThrough;
-    for (std::uint8_t at = 0; at < 16; ++at)
-        bridge.cdb[at] = static_cast<std::uint8_t>(0xA1 + at);
+    std::iota(bridge.cdb.begin(), bridge.cdb.end(), std::uint8_t{0xA1});
     bridge.cdbLength = 12;
     bridge.timeOutSeconds = 0xFFFFFFFF;
     bridge.dataBytes = 4096;
@@ -72,20 +68,15 @@ TEST(LinuxDrives, CommandBlocksThatTheKernelGets) {
 
 TEST(LinuxDrives, HowACommandEnded) {
     const auto registers = [](std::uint8_t key, std::uint8_t status) {
-        return Bytes{0x72, key, 0, 0, 0, 0, 0, 18, 2, 2, 0, 0, 9,
-                     12,   0,   4, 0, 0, 0, 0, 0,  0, 0, 0, 0, status};
+        return blockOf(
+            26, {{0, 0x72}, {1, key}, {7, 18}, {8, 2}, {9, 2}, {12, 9}, {13, 12}, {15, 4}, {25, status}});
     };
     const Bytes whole = registers(1, 0x51);
     Bytes second = blockOf(12, {{0, 0x72}, {1, 1}, {9, 2}}); // after a descriptor of another kind
     second.insert(second.end(), whole.begin() + 8, whole.end());
     const Bytes cut(whole.begin(), whole.begin() + 13);
     const Bytes fixed = blockOf(18, {{0, 0x70}, {2, 1}, {4, 0x51}, {13, 0x1D}});
-    const struct {
-        const char* what;
-        ScsiOutcome outcome;
-        ErrorCode ata;
-        ErrorCode scsi;
-    } cases[] = {
+    const std::tuple<const char*, ScsiOutcome, ErrorCode, ErrorCode> cases[] = {
         {"illegal request", {2, 0, 8, 0, {0x70, 0, 5}}, kIoDevice, kSuccess},
         {"registers that tell success", {2, 0, 8, 0, registers(1, 0x50)}, kSuccess, kSuccess},
         {"a descriptor that is cut", {2, 0, 8, 0, cut}, kSuccess, kSuccess},
@@ -99,16 +90,16 @@ TEST(LinuxDrives, HowACommandEnded) {
     EXPECT_FALSE(tellsAtaError(std::span(whole).first(25))); // nothing past the end
     // The registers of SMART RETURN STATUS, in either format; they stand in the answer in place of the
     // question's.
-    const Bytes described = {0x72, 1, 0, 0x1D, 0, 0, 0,    14, 9,    12,   0,
-                             0,    0, 1, 0,    2, 0, 0xF4, 0,  0x2C, 0xA0, 0x50};
-    const Bytes inPlace = blockOf(
-        18, {{0, 0x70}, {2, 1}, {4, 0x50}, {5, 0xA0}, {6, 1}, {9, 2}, {10, 0xF4}, {11, 0x2C}, {13, 0x1D}});
+    // clang-format off
+    const Bytes described{0x72, 1, 0, 0x1D, 0, 0, 0, 14, 9, 12, 0, 0, 0, 1, 0, 2, 0, 0xF4, 0, 0x2C, 0xA0, 0x50};
+    const Bytes inPlace = blockOf(18, {{0, 0x70}, {2, 1}, {4, 0x50}, {5, 0xA0}, {6, 1}, {9, 2}, {10, 0xF4}, {11, 0x2C}, {13, 0x1D}});
+    // clang-format on
     for (const Bytes& sense : {described, inPlace}) {
         std::array<std::byte, 40> answer{};
         writeAtaRegisters(ataRequest({}, 0), ataRegistersOf(sense).value(), answer);
-        EXPECT_THAT(std::span(answer).subspan(32),
-                    ElementsAre(std::byte{0}, std::byte{1}, std::byte{2}, std::byte{0xF4}, std::byte{0x2C},
-                                std::byte{0xA0}, std::byte{0x50}, std::byte{0}));
+        std::array<std::uint8_t, 8> told{};
+        std::memcpy(told.data(), answer.data() + 32, told.size());
+        EXPECT_THAT(told, ElementsAre(0, 1, 2, 0xF4, 0x2C, 0xA0, 0x50, 0));
     }
     for (const Bytes& none : {Bytes{}, Bytes{0x70, 0, 5}, Bytes(described.begin(), described.end() - 1),
                               blockOf(18, {{0, 0x70}})})
@@ -118,9 +109,9 @@ TEST(LinuxDrives, HowACommandEnded) {
     EXPECT_EQ(300U, dataOf({0, 0, 0, 300, {}}));
     DriveRequest bridge;
     bridge.path = DrivePath::scsiPassThrough;
-    for (const auto& test : cases) {
-        EXPECT_EQ(test.ata, errorOf(ataRequest({}, 512), test.outcome)) << test.what;
-        EXPECT_EQ(test.scsi, errorOf(bridge, test.outcome)) << test.what;
+    for (const auto& [what, outcome, ata, scsi] : cases) {
+        EXPECT_EQ(ata, errorOf(ataRequest({}, 512), outcome)) << what;
+        EXPECT_EQ(scsi, errorOf(bridge, outcome)) << what;
     }
 
     // A command block's answer tells the end of its command, a task file's has no place for it.
@@ -144,61 +135,125 @@ TEST(LinuxDrives, HowACommandEnded) {
 }
 
 TEST(LinuxDrives, NvmeCommandsThatTheKernelGets) {
-    const struct {
-        DrivePath path;
-        std::uint8_t opcode;
-        std::uint32_t space, dword10;
-        std::size_t room;
-        std::uint32_t sent10, bytes;
-        ErrorCode error;
-    } cases[] = {
-        {DrivePath::storageQuery, 6, 1, 0, 4096, 0, 4096, kSuccess},
-        {DrivePath::storageQuery, 2, 0xFFFFFFFF, 2, 4096, 0x007F0002, 512, kSuccess},
-        {DrivePath::nvmeMini, 2, 0xFFFFFFFF, 2, 4096, 2, 4, kSuccess}, // as the block says
-        {DrivePath::intelNvm, 6, 0, 1, 512, 0, 0, kInvalidParameter},  // the drive would write past the room
-        {DrivePath::nvmeRaid, 2, 0, 0x04000002, 4096, 0, 0, kInvalidParameter},
-        {DrivePath::nvmeMini, 0x80, 1, 0, 4096, 0, 0, kInvalidFunction}, // Format NVM
+    using Sent = std::vector<std::uint32_t>; // opcode, namespace, word 10, bytes, milliseconds
+    const auto sentFor = [](DrivePath path, std::uint8_t opcode, std::uint32_t space, std::uint32_t word10,
+                            std::size_t room) {
+        DriveRequest request;
+        request.path = path;
+        request.nvmeOpcode = opcode;
+        request.namespaceId = space;
+        request.commandDword10 = word10;
+        request.commandDword11 = 0;
+        request.dataBytes = room;
+        request.timeOutSeconds = 40;
+        const auto command = nvmeCommandOf(request);
+        const auto& sent = command.value;
+        return command.ok() ? Sent{sent.opcode, sent.nsid, sent.cdw10, sent.data_len, sent.timeout_ms}
+                            : Sent{command.error};
     };
+    constexpr std::uint32_t all = kNvmeAllNamespaces;
+    EXPECT_EQ((Sent{6, 1, 0, 4096, 40'000}), sentFor(DrivePath::storageQuery, 6, 1, 0, 4096));
+    EXPECT_EQ((Sent{2, all, 0x007F0002, 512, 40'000}), sentFor(DrivePath::storageQuery, 2, all, 2, 4096));
+    EXPECT_EQ((Sent{2, all, 2, 4, 40'000}), sentFor(DrivePath::nvmeMini, 2, all, 2, 4096))
+        << "as the block says";
+    EXPECT_EQ(Sent{kInvalidParameter}, sentFor(DrivePath::intelNvm, 6, 0, 1, 512)) << "past the room";
+    EXPECT_EQ(Sent{kInvalidParameter}, sentFor(DrivePath::nvmeRaid, 2, 0, 0x04000002, 4096));
+    EXPECT_EQ(Sent{kInvalidFunction}, sentFor(DrivePath::nvmeMini, 0x80, 1, 0, 4096)) << "Format NVM";
     DriveRequest without;
     without.nvmeOpcode = kNvmeIdentify;
     without.dataBytes = 4096;
     EXPECT_EQ(0U, nvmeCommandOf(without).value.timeout_ms); // the kernel's own
 
     // Of a log page the sub-value is no namespace, and no drive has a health page of namespace 0.
-    const auto spaceOf = [](int type, int value,
-                            std::initializer_list<std::pair<std::size_t, int>> subValue) {
-        Bytes block = blockOf(4144, {{0, 49}, {8, 3}, {12, type}, {16, value}, {24, 40}, {29, 0x10}});
-        for (const auto& [at, byte] : subValue)
-            block[at] = static_cast<std::uint8_t>(byte);
+    const auto spaceOf = [](int type, int value, int subValue, int upper = 0) {
+        const Bytes block = blockOf(4144, {{0, 49},
+                                           {8, 3},
+                                           {12, type},
+                                           {16, value},
+                                           {20, subValue},
+                                           {21, upper},
+                                           {22, upper},
+                                           {23, upper},
+                                           {24, 40},
+                                           {29, 0x10}});
         const auto request =
             readDriveRequest(IOCTL_STORAGE_QUERY_PROPERTY, std::as_bytes(std::span(block)), 4144);
         return request ? nvmeCommandOf(*request).value.nsid : 77;
     };
-    EXPECT_THAT((std::vector{spaceOf(2, 2, {}), spaceOf(2, 2, {{20, 255}, {21, 255}, {22, 255}, {23, 255}}),
-                             spaceOf(2, 2, {{20, 8}}), spaceOf(1, 0, {{20, 1}}), spaceOf(1, 1, {})}),
-                ElementsAre(kNvmeAllNamespaces, kNvmeAllNamespaces, 77, 1, 0));
+    EXPECT_THAT((std::array{spaceOf(2, 2, 0), spaceOf(2, 2, 255, 255), spaceOf(2, 2, 8), spaceOf(1, 0, 1),
+                            spaceOf(1, 1, 0)}),
+                ElementsAre(all, all, 77, 1, 0));
 
     EXPECT_THAT((std::vector{nvmeErrorOf(0, EIO), nvmeErrorOf(0x400B, 0), nvmeErrorOf(-1, EACCES),
                              nvmeErrorOf(-1, EINTR), nvmeErrorOf(0x4371, 0)}),
                 ElementsAre(kSuccess, kIoDevice, kAccessDenied, kTimedOut, kTimedOut));
-    for (const auto& test : cases) {
-        SCOPED_TRACE(&test - cases);
-        DriveRequest request;
-        request.path = test.path;
-        request.nvmeOpcode = test.opcode;
-        request.namespaceId = test.space;
-        request.commandDword10 = test.dword10;
-        request.commandDword11 = 0;
-        request.dataBytes = test.room;
-        request.timeOutSeconds = 40;
-        const auto command = nvmeCommandOf(request);
-        EXPECT_EQ(test.error, command.error);
-        if (!command.ok()) continue;
-        const auto& sent = command.value;
-        EXPECT_THAT((std::array<std::uint32_t, 5>{sent.opcode, sent.nsid, sent.cdw10, sent.data_len,
-                                                  sent.timeout_ms}),
-                    ElementsAre(test.opcode, test.space, test.sent10, test.bytes, 40'000));
-    }
+}
+
+// ---- MegaRAID
+
+MegaRaidHead headOf(std::uint8_t command, std::uint32_t dataBytes) {
+    MegaRaidHead head{};
+    kMegaRaidSignature.copy(head.header.Signature, sizeof head.header.Signature);
+    head.frame.command = command;
+    head.frame.status = 0xFF;
+    head.frame.deviceId = 9;
+    head.frame.cdbLength = 12;
+    head.frame.dataBytes = dataBytes;
+    if (command == kMegaRaidFirmware) head.frame.firmwareCommand = kMegaRaidDriveList;
+    head.frame.cdb[9] = 0xEC;
+    return head;
+}
+
+TEST(LinuxMegaRaid, PacketsThatTheDriverGets) {
+    std::vector<std::byte> data(512);
+    const auto packet = megaRaidPacketOf(headOf(kMegaRaidPassThrough, 512), 7, data).value;
+    std::uint8_t bytes[sizeof packet];
+    std::memcpy(bytes, &packet, sizeof packet);
+    std::vector<std::uint8_t> wanted(sizeof packet);
+    // Host, place of the scatter list, its entries, then the frame.
+    const std::map<std::size_t, std::uint8_t> fields = {{0, 7},     {4, 48}, {8, 1},    {20, 4},
+                                                        {22, 0xFF}, {24, 9}, {26, 12},  {27, 1},
+                                                        {36, 16},   {41, 2}, {61, 0xEC}};
+    for (const auto& [at, value] : fields)
+        wanted[at] = value;
+    const iovec scatter{data.data(), data.size()};
+    std::memcpy(wanted.data() + 148, &scatter, sizeof scatter);
+    EXPECT_THAT(bytes, testing::ElementsAreArray(wanted));
+
+    const auto none = megaRaidPacketOf(headOf(kMegaRaidPassThrough, 0), 7, {}).value;
+    EXPECT_EQ(0U, none.scatterEntries + none.frame.scatterEntries + none.frame.flags);
+    const auto list = megaRaidPacketOf(headOf(kMegaRaidFirmware, 512), 0xFFFF, data).value;
+    EXPECT_EQ(40U, list.scatterAt);
+    EXPECT_EQ(16, list.frame.flags);
+    MegaRaidHead other = headOf(kMegaRaidFirmware, 512);
+    other.frame.firmwareCommand = 0x01010000; // would change something
+    EXPECT_EQ(kInvalidFunction, megaRaidPacketOf(other, 7, data).error);
+    EXPECT_EQ(kInvalidFunction, megaRaidPacketOf(headOf(3, 512), 7, data).error);
+    EXPECT_EQ(kInvalidParameter, megaRaidPacketOf(headOf(kMegaRaidFirmware, 512), 0x10000, data).error);
+}
+
+TEST(LinuxMegaRaid, WhichHostsTakeARequest) {
+    const Tree tree;
+    tree.file("sys/class/scsi_host/host0/proc_name", "megaraid_sas\n");
+    tree.file("sys/class/scsi_host/host1/proc_name", "ahci\n");
+    LinuxPlatform system(tree.root());
+    const auto ask = [&](const wchar_t* path, const MegaRaidHead& head, std::size_t room) {
+        std::vector<std::byte> block(room);
+        std::memcpy(block.data(), &head, std::min(room, sizeof head));
+        return system.deviceFiles().open(path, {}).value->control(IOCTL_SCSI_MINIPORT, block, block).error;
+    };
+    const MegaRaidHead list = headOf(kMegaRaidFirmware, 1024);
+    EXPECT_EQ(kFileNotFound, ask(LR"(\\.\Scsi0:)", list, 4284)); // the driver made no node
+    tree.file("proc/devices", "Character devices:\n  1 mem\n238 megaraid_sas_ioctl2\n239 megaraid_sas_ioctl\n"
+                              "240 megaraid\n\nBlock devices:\n  8 sd\n241 megaraid_sas_ioctl\n");
+    EXPECT_EQ("239:0", megaRaidNode(RootedFiles(tree.root())).number);
+    tree.file("dev/megaraid_sas_ioctl_node", "a trap");
+    EXPECT_EQ(kFileNotFound, ask(LR"(\\.\Scsi0:)", list, 4284));
+    EXPECT_EQ(kInvalidFunction, ask(LR"(\\.\Scsi0:)", list, 1211)); // no room
+    EXPECT_EQ(kInvalidFunction, ask(LR"(\\.\Scsi1:)", list, 4284));
+    MegaRaidHead csmi = list;
+    std::memcpy(csmi.header.Signature, CSMI_ALL_SIGNATURE, sizeof csmi.header.Signature);
+    EXPECT_EQ(kInvalidFunction, ask(LR"(\\.\Scsi0:)", csmi, 4284));
 }
 
 } // namespace

@@ -17,6 +17,8 @@
 
 #include <cstring>
 #include <fcntl.h>
+#include <map>
+#include <sstream>
 
 namespace orv::test {
 namespace {
@@ -24,17 +26,14 @@ namespace {
 using namespace platform; // NOLINT(google-build-using-namespace): the whole file is on its services
 using ::testing::ElementsAre;
 
-constexpr char kPci[] = "sys/devices/pci0000:00/";
+const std::string kPci = "sys/devices/pci0000:00/";
 
 /// A machine with a disk of each kind. A controller's folder stands below kPci.
 class DriveTree : public Tree {
   public:
-    static constexpr char kAhci[] = "0000:00:1f.2";
-    static constexpr char kIde[] = "0000:00:01.1";
-    static constexpr char kAtaDma[] = "0000:00:04.0";
-    static constexpr char kUsb[] = "0000:00:14.0";
-    static constexpr char kSas[] = "0000:00:02.0/0000:03:00.0";
-    static constexpr char kNvme[] = "0000:00:1d.0/0000:01:00.0";
+    static inline const std::string kAhci = "0000:00:1f.2", kIde = "0000:00:01.1", kAtaDma = "0000:00:04.0",
+                                    kUsb = "0000:00:14.0", kSas = "0000:00:02.0/0000:03:00.0",
+                                    kNvme = "0000:00:1d.0/0000:01:00.0";
 
     DriveTree() {
         pci(kAhci, "0x010601", "0x2922");
@@ -44,19 +43,18 @@ class DriveTree : public Tree {
         pci(kSas, "0x010700", "0x0097");
         pci(kNvme, "0x010802", "0xa808");
 
-        scsi("sda", std::string(kAhci) + "/ata1", "0:0:0:0", "ATA     ", "ST1000DM003-1CH1");
+        scsi("sda", kAhci + "/ata1", "0:0:0:0", "ATA     ", "ST1000DM003-1CH1");
         binary("sda", "vpd_pg89", std::string(60, '\0') + identify());
-        scsi("sdb", std::string(kUsb) + "/usb2/2-1/2-1:1.0", "6:0:0:1", "JMicron ", "Generic         ");
+        scsi("sdb", kUsb + "/usb2/2-1/2-1:1.0", "6:0:0:1", "JMicron ", "Generic         ");
         usb("2-1", "usb-storage", "152d", "0578", "12/34");
-        scsi("sdz", std::string(kUsb) + "/usb2/2-2/2-2:1.0", "7:0:2:0", "ASMT    ", "2115            ");
+        scsi("sdz", kUsb + "/usb2/2-2/2-2:1.0", "7:0:2:0", "ASMT    ", "2115            ");
         usb("2-2", "uas", "174c", "55aa", "");
-        scsi("sdaa", std::string(kSas) + "/host8/port-8:0/end_device-8:0", "8:0:11:0", "HGST    ",
-             "HUS726T4TALA6L4 ");
+        scsi("sdaa", kSas + "/host8/port-8:0/end_device-8:0", "8:0:11:0", "HGST    ", "HUS726T4TALA6L4 ");
         binary("sdaa", "vpd_pg80", std::string("\0\x80\0\x08VDHR1234", 12));
-        scsi("sdab", std::string(kIde) + "/ata3", "9:0:1:0", "ATA     ", "QEMU HARDDISK   ");
+        scsi("sdab", kIde + "/ata3", "9:0:1:0", "ATA     ", "QEMU HARDDISK   ");
 
         nvmeController(0, "Samsung SSD 970 EVO 1TB                 ", "live");
-        block("nvme0n2", std::string(kPci) + kNvme + "/nvme/nvme0");
+        block("nvme0n2", kPci + kNvme + "/nvme/nvme0");
         file("sys/block/nvme0n2/wwid", "eui.1\n");
         for (const char* controller : {"nvme10", "nvme9", "nvme2"}) // the paths of one subsystem
             file(std::string("sys/devices/virtual/nvme-subsystem/nvme-subsys1/") + controller, "");
@@ -77,9 +75,7 @@ class DriveTree : public Tree {
     /// /sys/block/NAME as a link into the device's folder, and back by `device`.
     void block(const std::string& name, const std::string& device) const {
         const std::string folder = device + "/block/" + name;
-        file(folder + "/size", "2000000\n");
-        file(folder + "/removable", "0\n");
-        file(folder + "/dev", "8:0\n");
+        files(folder, "size 2000000;removable 0;dev 8:0");
         link(folder + "/device", root() + "/" + device);
         link("sys/block/" + name, root() + "/" + folder);
     }
@@ -88,9 +84,13 @@ class DriveTree : public Tree {
         const std::string device =
             kPci + way + "/host" + place.substr(0, place.find(':')) + "/target/" + place;
         block(name, device);
-        file(device + "/vendor", std::string(vendor) + "\n");
-        file(device + "/model", std::string(model) + "\n");
-        file(device + "/rev", "2.5+\n");
+        files(device, fmt::format("vendor {};model {};rev 2.5+", vendor, model));
+    }
+    /// A line in each, "NAME LINE;NAME LINE".
+    void files(const std::string& folder, const std::string& lines) const {
+        std::istringstream all(lines);
+        for (std::string line; std::getline(all, line, ';');)
+            file(folder + "/" + line.substr(0, line.find(' ')), line.substr(line.find(' ') + 1) + "\n");
     }
     void binary(const std::string& name, const std::string& page, const std::string& content) const {
         file("sys/block/" + name + "/device/" + page, content);
@@ -98,31 +98,23 @@ class DriveTree : public Tree {
 
   private:
     void pci(const std::string& folder, const char* code, const char* device) const {
-        const std::string path = kPci + folder;
-        file(path + "/class", std::string(code) + "\n");
-        file(path + "/vendor", "0x8086\n");
-        file(path + "/device", std::string(device) + "\n");
-        file(path + "/subsystem_vendor", "0x1af4\n");
-        file(path + "/subsystem_device", "0x1100\n");
-        file(path + "/revision", "0x02\n");
-        link("sys/bus/pci/devices/" + folder.substr(folder.rfind('/') + 1), root() + "/" + path);
+        files(kPci + folder, fmt::format("class {};vendor 0x8086;device {};subsystem_vendor 0x1af4;"
+                                         "subsystem_device 0x1100;revision 0x02",
+                                         code, device));
+        link("sys/bus/pci/devices/" + folder.substr(folder.rfind('/') + 1), root() + "/" + kPci + folder);
     }
     void usb(const std::string& port, const char* driver, const char* vendor, const char* product,
              const char* serial) const {
-        const std::string path = std::string(kPci) + kUsb + "/usb2/" + port;
+        const std::string path = kPci + kUsb + "/usb2/" + port;
         link(path + "/" + port + ":1.0/driver", std::string("../../drivers/") + driver);
-        file(path + "/idVendor", std::string(vendor) + "\n");
-        file(path + "/idProduct", std::string(product) + "\n");
-        if (*serial) file(path + "/serial", std::string(serial) + "\n");
+        files(path, fmt::format("idVendor {};idProduct {};{} {}", vendor, product,
+                                *serial ? "serial" : "none", serial));
     }
     void nvmeController(int number, const char* model, const char* state) const {
         const std::string name = "nvme" + std::to_string(number);
-        const std::string path = std::string(kPci) + kNvme + "/nvme/" + name;
-        file(path + "/model", std::string(model) + "\n");
-        file(path + "/serial", "S4EVNF0M\n");
-        file(path + "/firmware_rev", "2B2QEXE7\n");
-        file(path + "/state", std::string(state) + "\n");
-        file(path + "/dev", "241:" + std::to_string(number) + "\n");
+        const std::string path = kPci + kNvme + "/nvme/" + name;
+        files(path, fmt::format("model {};serial S4EVNF0M;firmware_rev 2B2QEXE7;state {};dev 241:{}", model,
+                                state, number));
         link("sys/class/nvme/" + name, root() + "/" + path);
     }
     static std::string identify() {
@@ -131,64 +123,58 @@ class DriveTree : public Tree {
     }
 };
 
-/// A control code to a path, with an answer of up to 4096 bytes.
-struct Answered {
-    ErrorCode error;
-    Bytes bytes;
-
-    template <class T>
-    T as() const {
-        T record{};
-        EXPECT_GE(bytes.size(), sizeof record);
-        std::memcpy(&record, bytes.data(), std::min(bytes.size(), sizeof record));
-        return record;
-    }
-};
-
-Answered ask(LinuxPlatform& system, const std::wstring& path, std::uint32_t code, const Bytes& in = {},
-             std::size_t room = 4096) {
-    const auto file = system.deviceFiles().open(path, {});
-    if (!file.ok()) return {file.error, {}};
-    Bytes out(room, 0xEE);
-    const auto answer =
-        file.value->control(code, std::as_bytes(std::span(in)), std::as_writable_bytes(std::span(out)));
-    out.resize(answer.value);
-    return {answer.error, out};
-}
-
 std::wstring drive(std::uint32_t number) {
     return LR"(\\.\PhysicalDrive)" + std::to_wstring(number);
 }
 
-std::string textAt(const Answered& answer, std::uint32_t offset) {
-    if (offset == 0) return "-";
-    return {reinterpret_cast<const char*>(answer.bytes.data()) + offset};
-}
+struct LinuxDriveTree : testing::Test {
+    struct Answered {
+        ErrorCode error;
+        Bytes bytes;
+        template <class T>
+        T as() const {
+            T record{};
+            EXPECT_GE(bytes.size(), sizeof record);
+            std::memcpy(&record, bytes.data(), std::min(bytes.size(), sizeof record));
+            return record;
+        }
+        std::string textAt(std::uint32_t offset) const {
+            return offset == 0 ? "-" : reinterpret_cast<const char*>(bytes.data()) + offset;
+        }
+    };
+    Answered ask(const std::wstring& path, std::uint32_t code, const Bytes& in = {},
+                 std::size_t room = 4096) {
+        const auto file = system.deviceFiles().open(path, {});
+        if (!file.ok()) return {file.error, {}};
+        Bytes out(room, 0xEE);
+        const auto answer =
+            file.value->control(code, std::as_bytes(std::span(in)), std::as_writable_bytes(std::span(out)));
+        out.resize(answer.value);
+        return {answer.error, out};
+    }
+    DISK_PERFORMANCE counters(std::uint32_t number) {
+        return ask(drive(number), IOCTL_DISK_PERFORMANCE, {}, 88).as<DISK_PERFORMANCE>();
+    }
 
-std::vector<std::string> names(DiskInventory& inventory) {
-    std::vector<std::string> found;
-    for (const NumberedDisk& disk : inventory.disks())
-        found.push_back(std::to_string(disk.number) + " " + disk.name);
-    return found;
-}
+    DriveTree tree;
+    LinuxPlatform system{tree.root()};
+};
 
-TEST(LinuxDrives, StandInOrderAndKeepTheirNumbers) {
-    const DriveTree tree;
+TEST_F(LinuxDriveTree, StandInOrderAndKeepTheirNumbers) {
     const RootedFiles files(tree.root());
     DiskInventory inventory(files);
-    EXPECT_THAT(names(inventory), ElementsAre("0 sda", "1 sdb", "2 sdz", "3 sdaa", "4 sdab", "5 nvme0n2",
-                                              "6 nvme1n1", "7 vda", "8 mmcblk0"));
+    std::string names;
+    for (const NumberedDisk& disk : inventory.disks())
+        names += std::to_string(disk.number) + " " + disk.name + ", ";
+    EXPECT_EQ("0 sda, 1 sdb, 2 sdz, 3 sdaa, 4 sdab, 5 nvme0n2, 6 nvme1n1, 7 vda, 8 mmcblk0, ", names);
     // Another disk by the name of one that went, and that one again elsewhere.
     tree.remove("sys/block/sdz");
     tree.block("sdd", "sys/devices/virtual/late");
-    tree.scsi("sdz", std::string(DriveTree::kUsb) + "/usb2/2-3/2-3:1.0", "7:0:2:0", "ASMT    ",
-              "2115            ");
+    tree.scsi("sdz", DriveTree::kUsb + "/usb2/2-3/2-3:1.0", "7:0:2:0", "ASMT    ", "2115            ");
     EXPECT_EQ("", inventory.nameOf(2));
     EXPECT_EQ("sdaa", inventory.nameOf(3));
-    EXPECT_THAT((std::vector{inventory.nameOf(9), inventory.nameOf(10), inventory.nameOf(11)}),
-                ElementsAre("sdd", "sdz", ""));
-    tree.scsi("sde", std::string(DriveTree::kUsb) + "/usb2/2-2/2-2:1.0", "17:0:2:0", "ASMT    ",
-              "2115            ");
+    EXPECT_EQ("sdd sdz ", inventory.nameOf(9) + " " + inventory.nameOf(10) + " " + inventory.nameOf(11));
+    tree.scsi("sde", DriveTree::kUsb + "/usb2/2-2/2-2:1.0", "17:0:2:0", "ASMT    ", "2115            ");
     EXPECT_EQ("sde", inventory.nameOf(2));
 
     // A folder that the kernel saw anew is the same disk's, and nothing is read while it did not.
@@ -200,21 +186,19 @@ TEST(LinuxDrives, StandInOrderAndKeepTheirNumbers) {
     EXPECT_EQ("", inventory.nameOf(3));
     // Two ways to one disk are two disks; one of which nothing is known comes back as another.
     for (const char* name : {"sdx", "sdy"}) {
-        tree.scsi(name, std::string(DriveTree::kSas) + "/host8/" + name, "8:0:1:0", "HGST    ", "TWO WAYS");
+        tree.scsi(name, DriveTree::kSas + "/host8/" + name, "8:0:1:0", "HGST    ", "TWO WAYS");
         tree.file(std::string("sys/block/") + name + "/device/wwid", "naa.5\n");
     }
     tree.file("sys/block/vda/seen", "");
     EXPECT_THAT(
-        (std::vector{inventory.nameOf(11), inventory.nameOf(12), inventory.nameOf(13), inventory.nameOf(7)}),
+        (std::array{inventory.nameOf(11), inventory.nameOf(12), inventory.nameOf(13), inventory.nameOf(7)}),
         ElementsAre("sdaa", "sdx", "sdy", "vda"));
     tree.file("sys/block/vda/diskseq", "6\n");
     tree.file("sys/block/vda/anew", "");
     EXPECT_EQ("", inventory.nameOf(7));
 }
 
-TEST(LinuxDrives, AnOpenDriveNeverAnswersForAnother) {
-    const DriveTree tree;
-    LinuxPlatform system(tree.root());
+TEST_F(LinuxDriveTree, AnOpenDriveNeverAnswersForAnother) {
     const std::string counts = " 1 0 5000 0 1 0 100 0 0\n", anew = " 1 0 7 0 1 0 300 0 0\n";
     tree.file("sys/block/nvme0n2/stat", counts);
     const auto file = system.deviceFiles().open(drive(5), {}).value;
@@ -222,35 +206,31 @@ TEST(LinuxDrives, AnOpenDriveNeverAnswersForAnother) {
     const auto errors = [&] {
         std::vector<ErrorCode> told;
         std::array<std::byte, 4300> out{};
-        for (const auto& [code, in] : {std::pair(IOCTL_DISK_PERFORMANCE, Bytes()),
-                                       {IOCTL_DISK_GET_DRIVE_GEOMETRY, {}},
-                                       {IOCTL_STORAGE_QUERY_PROPERTY, descriptor},
-                                       {IOCTL_SCSI_MINIPORT, {}}})
-            told.push_back(file->control(code, std::as_bytes(std::span(in)), out).error);
+        for (const std::uint32_t code : {IOCTL_DISK_PERFORMANCE, IOCTL_DISK_GET_DRIVE_GEOMETRY,
+                                         IOCTL_STORAGE_QUERY_PROPERTY, IOCTL_SCSI_MINIPORT})
+            told.push_back(file->control(code, std::as_bytes(std::span(descriptor)), out).error);
         return told;
     };
-    const auto read = [&] {
-        return ask(system, drive(5), IOCTL_DISK_PERFORMANCE, {}, 88).as<DISK_PERFORMANCE>().BytesRead / 512;
-    };
+    const std::vector<ErrorCode> gone(4, kFileNotFound);
+    const auto read = [&] { return counters(5).BytesRead / 512; };
     EXPECT_THAT(errors(), ElementsAre(kSuccess, kSuccess, kSuccess, kInvalidFunction));
     EXPECT_EQ(5000, read());
     tree.remove("sys/block/nvme0n2");
     tree.block("nvme0n2", "sys/devices/other/nvme/nvme0");
     tree.file("sys/block/nvme0n2/stat", counts);
-    EXPECT_THAT(errors(), ElementsAre(kFileNotFound, kFileNotFound, kFileNotFound, kFileNotFound));
+    EXPECT_EQ(gone, errors());
     EXPECT_EQ(kFileNotFound, system.deviceFiles().open(drive(5), {}).error);
     // The drive is back under another name, its counters from their beginning: they go on.
-    tree.block("nvme7n1", std::string(kPci) + "0000:00:1c.0/nvme/nvme0");
+    tree.block("nvme7n1", kPci + "0000:00:1c.0/nvme/nvme0");
     tree.file("sys/block/nvme7n1/wwid", "eui.1\n");
     tree.file("sys/block/nvme7n1/stat", anew);
     EXPECT_EQ(5000, read());
     tree.file("sys/block/nvme7n1/stat", " 1 0 10 0 1 0 100 0 0\n");
     EXPECT_EQ(5003, read());
-    EXPECT_THAT(errors(),
-                ElementsAre(kFileNotFound, kFileNotFound, kFileNotFound, kFileNotFound)); // another name
+    EXPECT_EQ(gone, errors()) << "another name";
 }
 
-TEST(LinuxDrives, DescriptorAndAddressOfEachKind) {
+TEST_F(LinuxDriveTree, DescriptorAndAddressOfEachKind) {
     // Bus, vendor, product, revision, serial number; port, path, target, unit.
     const char* const drives[] = {
         "11 -|ST1000DM003-1CH162|CC49|Z1D5ABCD 0.0.0.0",
@@ -263,78 +243,60 @@ TEST(LinuxDrives, DescriptorAndAddressOfEachKind) {
         "1 -|-|-|- none",
         "12 -|-|-|- none",
     };
-    const DriveTree tree;
-    LinuxPlatform system(tree.root());
     const Bytes query(12, 0);
     for (std::uint32_t number = 0; number < std::size(drives); ++number) {
-        const auto answer = ask(system, drive(number), IOCTL_STORAGE_QUERY_PROPERTY, query);
+        const auto answer = ask(drive(number), IOCTL_STORAGE_QUERY_PROPERTY, query);
         ASSERT_EQ(kSuccess, answer.error);
         const auto head = answer.as<STORAGE_DEVICE_DESCRIPTOR>();
         EXPECT_EQ(answer.bytes.size(), head.Size);
-        const auto place = ask(system, drive(number), IOCTL_SCSI_GET_ADDRESS, {}, 8);
+        const auto place = ask(drive(number), IOCTL_SCSI_GET_ADDRESS, {}, 8);
         const auto at = place.error == kSuccess ? place.as<SCSI_ADDRESS>() : SCSI_ADDRESS{};
-        EXPECT_EQ(
-            drives[number],
-            fmt::format("{} {}|{}|{}|{} {}", head.BusType, textAt(answer, head.VendorIdOffset),
-                        textAt(answer, head.ProductIdOffset), textAt(answer, head.ProductRevisionOffset),
-                        textAt(answer, head.SerialNumberOffset),
-                        place.error == kInvalidFunction
-                            ? "none"
-                            : fmt::format("{}.{}.{}.{}", at.PortNumber, at.PathId, at.TargetId, at.Lun)));
+        const std::string where = fmt::format("{}.{}.{}.{}", at.PortNumber, at.PathId, at.TargetId, at.Lun);
+        EXPECT_EQ(drives[number],
+                  fmt::format("{} {}|{}|{}|{} {}", head.BusType, answer.textAt(head.VendorIdOffset),
+                              answer.textAt(head.ProductIdOffset), answer.textAt(head.ProductRevisionOffset),
+                              answer.textAt(head.SerialNumberOffset),
+                              place.error == kInvalidFunction ? "none" : where));
     }
-    EXPECT_EQ(kInsufficientBuffer, ask(system, drive(0), IOCTL_STORAGE_QUERY_PROPERTY, query, 7).error);
+    EXPECT_EQ(kInsufficientBuffer, ask(drive(0), IOCTL_STORAGE_QUERY_PROPERTY, query, 7).error);
     // A host's number that is an NVMe controller's port has no address.
     tree.scsi("sdq", "0000:00:1f.2/ata9", "128:0:0:0", "ATA", "LATE");
-    EXPECT_EQ(kNotSupported, ask(system, drive(9), IOCTL_SCSI_GET_ADDRESS).error);
+    EXPECT_EQ(kNotSupported, ask(drive(9), IOCTL_SCSI_GET_ADDRESS).error);
 }
 
-TEST(LinuxDrives, GeometryAndCounters) {
-    const DriveTree tree;
-    LinuxPlatform system(tree.root());
-    const auto fixed = ask(system, drive(0), IOCTL_DISK_GET_DRIVE_GEOMETRY, {}, 24).as<DISK_GEOMETRY>();
+TEST_F(LinuxDriveTree, GeometryAndCounters) {
+    const auto fixed = ask(drive(0), IOCTL_DISK_GET_DRIVE_GEOMETRY, {}, 24).as<DISK_GEOMETRY>();
     EXPECT_EQ(12U, fixed.MediaType);
     EXPECT_EQ(124, fixed.Cylinders); // 2000000 / (255 * 63), the rest left out
 
     tree.file("sys/block/nvme0n2/stat",
               "  621882 55459 32697082 594077 426264 202451 8589934592 699337 3 158348 1365142\n");
-    const auto counters = ask(system, drive(5), IOCTL_DISK_PERFORMANCE, {}, 88).as<DISK_PERFORMANCE>();
-    EXPECT_THAT(
-        (std::vector<std::int64_t>{counters.BytesRead, counters.BytesWritten, counters.ReadTime,
-                                   counters.WriteTime, counters.ReadCount, counters.WriteCount,
-                                   counters.QueueDepth}),
-        ElementsAre(32697082LL * 512, 8589934592LL * 512, 5940770000LL, 6993370000LL, 621882, 426264, 3));
+    const DISK_PERFORMANCE told = counters(5);
+    EXPECT_EQ("32697082 8589934592 5940770000 6993370000 621882 426264 3",
+              fmt::format("{} {} {} {} {} {} {}", told.BytesRead / 512, told.BytesWritten / 512,
+                          told.ReadTime, told.WriteTime, told.ReadCount, told.WriteCount, told.QueueDepth));
     // A namespace with several paths, on a kernel that counts on these alone; one of them is lost.
-    tree.file("sys/block/nvme1n1/stat", "0 0 0 0 0 0 0 0 0\n");
-    tree.file("sys/block/nvme1c2n1/stat", "1 0 70 0 0 0 8 0 0\n");
-    tree.file("sys/block/nvme1c9n1/stat", "1 0 30 0 0 0 0 0 0\n");
-    tree.file("sys/block/nvme1c2n10/stat", "1 0 900 0 0 0 0 0 0\n");
-    const auto paths = [&] {
-        const auto sum = ask(system, drive(6), IOCTL_DISK_PERFORMANCE, {}, 88).as<DISK_PERFORMANCE>();
-        return std::pair(sum.BytesRead / 512, sum.BytesWritten / 512);
-    };
-    EXPECT_THAT(paths(), testing::Pair(100, 8));
-    tree.remove("sys/block/nvme1c9n1");
-    EXPECT_THAT(paths(), testing::Pair(100, 8));
+    tree.files("sys/block", "nvme1n1/stat 0 0 0 0 0 0 0 0 0;nvme1c2n1/stat 1 0 70 0 0 0 8 0 0;"
+                            "nvme1c9n1/stat 1 0 30 0 0 0 0 0 0;nvme1c2n10/stat 1 0 900 0 0 0 0 0 0");
+    for (const char* lost : {"none", "nvme1c9n1"}) {
+        tree.remove(std::string("sys/block/") + lost);
+        const DISK_PERFORMANCE sum = counters(6);
+        EXPECT_EQ(std::pair(100L, 8L), std::pair(sum.BytesRead / 512, sum.BytesWritten / 512));
+    }
     for (const char* text : {"1 2 3", "1 2 3 4 5 6 -7 8 9\n"}) {
         tree.file("sys/block/sda/stat", text);
-        EXPECT_EQ(13U, ask(system, drive(0), IOCTL_DISK_PERFORMANCE).error) << text;
+        EXPECT_EQ(13U, ask(drive(0), IOCTL_DISK_PERFORMANCE).error) << text;
     }
 }
 
-TEST(LinuxDrives, PathsAndTheirCommands) {
-    const DriveTree tree;
+TEST_F(LinuxDriveTree, PathsAndTheirCommands) {
     tree.file("sys/class/scsi_host/host8/proc_name", "mpt3sas\n");
-    LinuxPlatform system(tree.root());
     const Bytes ata = blockOf(556, {{0, 40}, {2, 2}, {9, 2}, {20, 44}, {38, 0xEC}});
     const Bytes smart = blockOf(33, {{0, 0}, {10, 0xEC}});
     const Bytes scsi = blockOf(44, {{0, 44}, {6, 12}, {7, 24}, {8, 1}, {13, 2}, {20, 80}, {24, 48}});
     const Bytes query = blockOf(4144, {{0, 49}, {8, 3}, {12, 1}, {16, 1}, {24, 40}, {29, 0x10}});
-    const struct {
-        const wchar_t* path;
-        std::uint32_t code;
-        Bytes in;
-        ErrorCode error; // kFileNotFound where a node is looked for, which the tree lacks
-    } cases[] = {
+    // kFileNotFound where a node is looked for, which the tree lacks
+    const std::tuple<const wchar_t*, std::uint32_t, Bytes, ErrorCode> cases[] = {
         {LR"(\\.\PHYSICALDRIVE0)", IOCTL_ATA_PASS_THROUGH, ata, kFileNotFound},
         {LR"(\\.\physicaldrive4)", SMART_RCV_DRIVE_DATA, smart, kFileNotFound},
         {LR"(\\.\PhysicalDrive1)", IOCTL_ATA_PASS_THROUGH, ata, kInvalidFunction}, // behind a bridge
@@ -346,9 +308,8 @@ TEST(LinuxDrives, PathsAndTheirCommands) {
         {LR"(\\.\SCSI128:)", IOCTL_SCSI_MINIPORT, nvmeMini(), kFileNotFound},
         {LR"(\\.\Scsi8:)", IOCTL_SCSI_MINIPORT, nvmeMini(), kInvalidFunction},
     };
-    for (const auto& test : cases)
-        EXPECT_EQ(test.error, ask(system, test.path, test.code, test.in, 4300).error)
-            << wideToUtf8(test.path) << " " << std::hex << test.code;
+    for (const auto& [path, code, in, error] : cases)
+        EXPECT_EQ(error, ask(path, code, in, 4300).error) << wideToUtf8(path) << " " << std::hex << code;
     for (const wchar_t* path :
          {LR"(\\.\PhysicalDrive)", LR"(\\.\PhysicalDrive4294967296)", LR"(\\.\Scsi130999:)", L""})
         EXPECT_EQ(kFileNotFound, system.deviceFiles().open(path, {}).error) << wideToUtf8(path);
@@ -398,9 +359,7 @@ TEST(LinuxDrives, ANodeHasToBeTheDeviceThatTheKernelTells) {
 
 constexpr char kNvmeId[] = R"(PCI\VEN_8086&DEV_A808&SUBSYS_11001AF4&REV_02\3&00000001&0&00)";
 
-TEST(LinuxDrives, ManagementDataTellsOfDrivesAndControllers) {
-    const DriveTree tree;
-    LinuxPlatform system(tree.root());
+TEST_F(LinuxDriveTree, ManagementDataTellsOfDrivesAndControllers) {
     EXPECT_EQ(
         R"(\\.\PHYSICALDRIVE0|ST1000DM003-1CH162|IDE|Fixed hard disk media|1019934720|0|0|0|SCSI\DISK&VEN_&PROD_ST1000DM003-1CH1\5&00000000&0&000000
 \\.\PHYSICALDRIVE1|JMicron Generic USB Device|USB|External hard disk media|1019934720|6|0|0|USBSTOR\DISK&VEN_JMICRON&PROD_GENERIC&REV_2.5+\12_34&1
@@ -420,6 +379,7 @@ TEST(LinuxDrives, ManagementDataTellsOfDrivesAndControllers) {
     const auto ide = [](const char* place, const char* device) {
         return fmt::format("PCI\\VEN_8086&DEV_{}&SUBSYS_11001AF4&REV_02\\3&000000{}\n", device, place);
     };
+    // clang-format off
     const std::pair<const wchar_t*, std::string> queries[] = {
         {LR"(ASSOCIATORS OF {Win32_DiskDrive.DeviceID='\\.\PhysicalDrive5'} WHERE ResultClass=Win32_PnPEntity)",
          "SCSI\\DISK&VEN_NVME&PROD_SAMSUNG_SSD_970\\5&00000080&0&000001\n"},
@@ -428,15 +388,12 @@ TEST(LinuxDrives, ManagementDataTellsOfDrivesAndControllers) {
         {LR"(ASSOCIATORS OF {Win32_PnPEntity.DeviceID='SCSI\DISK&VEN_&PROD_ST1000DM003-1CH1\5&00000000&0&000000'} WHERE AssocClass=Win32_SCSIControllerDevice)",
          ""}, // on an IDE controller
         {LR"(ASSOCIATORS OF {Win32_USBController.DeviceID="PCI\\VEN_8086&DEV_A36D&SUBSYS_11001AF4&REV_02\\3&00000000&0&A0"} WHERE AssocClass = Win32_USBControllerDevice)",
-         "USB\\VID_152D&PID_0578\\12_34\nUSBSTOR\\DISK&VEN_JMICRON&PROD_GENERIC&REV_2.5+\\12_34&1\n" + uas +
-             "\nSCSI\\DISK&VEN_ASMT&PROD_2115\\5&00000007&0&000200\n"},
-        {L"select DeviceID from Win32_IDEController",
-         ide("00&0&09", "7010") + ide("00&0&20", "0001") + ide("00&0&FA", "2922")},
-        {L"select DeviceID from Win32_SCSIController",
-         kNvmeId + std::string("\nPCI\\VEN_8086&DEV_0097&SUBSYS_11001AF4&REV_02\\3&00000003&0&00\n") + uas +
-             "\n"},
+         "USB\\VID_152D&PID_0578\\12_34\nUSBSTOR\\DISK&VEN_JMICRON&PROD_GENERIC&REV_2.5+\\12_34&1\n" + uas + "\nSCSI\\DISK&VEN_ASMT&PROD_2115\\5&00000007&0&000200\n"},
+        {L"select DeviceID from Win32_IDEController", ide("00&0&09", "7010") + ide("00&0&20", "0001") + ide("00&0&FA", "2922")},
+        {L"select DeviceID from Win32_SCSIController", kNvmeId + std::string("\nPCI\\VEN_8086&DEV_0097&SUBSYS_11001AF4&REV_02\\3&00000003&0&00\n") + uas + "\n"},
         {L"SELECT * FROM Win32_Fan", "failed"},
     };
+    // clang-format on
     for (const auto& [wql, expected] : queries)
         EXPECT_EQ(expected, rowsOf(system.managementData(), wql, {L"DeviceID"})) << wideToUtf8(wql);
 
@@ -447,10 +404,8 @@ TEST(LinuxDrives, ManagementDataTellsOfDrivesAndControllers) {
                      {L"DeviceID", L"Name"}));
 }
 
-TEST(LinuxDrives, TheLinkOfAnNvmeController) {
-    const DriveTree tree;
-    LinuxPlatform system(tree.root());
-    const std::string folder = std::string(kPci) + DriveTree::kNvme;
+TEST_F(LinuxDriveTree, TheLinkOfAnNvmeController) {
+    const std::string folder = kPci + DriveTree::kNvme;
     const auto devices = system.deviceTree().devicesOf(kScsiAdapterClass);
     std::unique_ptr<Device> found;
     for (std::uint32_t index = 0; !found && index < 5; ++index) // the storage controllers alone
@@ -472,15 +427,12 @@ TEST(LinuxDrives, TheLinkOfAnNvmeController) {
         const auto answer = found->property(key, data);
         return answer.ok() ? static_cast<int>(data[0]) : -1;
     };
-    tree.file(folder + "/max_link_speed", "16.0 GT/s PCIe\n");
-    tree.file(folder + "/max_link_width", "4\n");
-    tree.file(folder + "/current_link_width", "255\n");
+    tree.files(folder, "max_link_speed 16.0 GT/s PCIe;max_link_width 4;current_link_width 255");
     EXPECT_EQ(4, property(11));
     EXPECT_EQ(4, property(12));
     EXPECT_EQ(-1, property(10));
-    const std::pair<const char*, int> speeds[] = {{"2.5 GT/s", 1},      {"5 GT/s", 2},
-                                                  {"8.0 GT/s PCIe", 3}, {"Unknown GT/s", -1},
-                                                  {"128.0 GT/s", -1},   {"", -1}};
+    const std::map<const char*, int> speeds{{"2.5 GT/s", 1},      {"5 GT/s", 2},      {"8.0 GT/s PCIe", 3},
+                                            {"Unknown GT/s", -1}, {"128.0 GT/s", -1}, {"", -1}};
     for (const auto& [text, generation] : speeds) {
         tree.file(folder + "/current_link_speed", text);
         EXPECT_EQ(generation, property(9)) << text;

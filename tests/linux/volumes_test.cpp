@@ -58,29 +58,21 @@ std::string letters(const RootedFiles& files) {
 
 TEST(LinuxVolumes, LettersFollowTheMountTable) {
     const std::string longWord(200000, '7');
+    // clang-format off
     const std::pair<std::string, std::string> tables[] = {
-        {"24 1 0:6 / /dev rw - devtmpfs udev rw\n25 1 8:32 / /boot rw - vfat /dev/sdc rw\n"
-         "26 1 8:1 / / rw shared:1 - ext4 /dev/root rw\n27 1 8:1 /home /srv rw - ext4 /dev/sda1 rw\n"
-         "28 1 7:0 / /snap ro - squashfs /dev/loop0 ro\n29 1 252:1 / /var rw - xfs /dev/dm-1 rw\n",
-         "C3 0:1024+3584;D2 2:0+3584;E3 3:3072+3584;"},
+        {"24 1 0:6 / /dev rw - devtmpfs udev rw\n25 1 8:32 / /boot rw - vfat /dev/sdc rw\n26 1 8:1 / / rw shared:1 - ext4 /dev/root rw\n27 1 8:1 /home /srv rw - ext4 /dev/sda1 rw\n"
+         "28 1 7:0 / /snap ro - squashfs /dev/loop0 ro\n29 1 252:1 / /var rw - xfs /dev/dm-1 rw\n", "C3 0:1024+3584;D2 2:0+3584;E3 3:3072+3584;"},
         // The root is none of a disk's. A partition of an array, and a circle that has a way out.
-        {"26 1 0:40 / / rw - overlay overlay rw\n27 1 259:9 / /a rw - ext4 /dev/md0p1 rw\n"
-         "28 1 252:2 / /b rw - ext4 /dev/dm-2 rw\n",
-         "D3 0:5120+3584 1:2048+3584;E3 0:1024+3584;"},
+        {"26 1 0:40 / / rw - overlay overlay rw\n27 1 259:9 / /a rw - ext4 /dev/md0p1 rw\n28 1 252:2 / /b rw - ext4 /dev/dm-2 rw\n", "D3 0:5120+3584 1:2048+3584;E3 0:1024+3584;"},
         // btrfs by a device's node, which is a link or not. The later root hides the first.
-        {"26 1 8:17 / / rw - ext4 x rw\n27 1 0:30 /@ / rw shared:1 master:2 - btrfs "
-         "/dev/mapper/se\\134x20cret rw\n",
-         "C3 0:5120+3584 3:3072+3584;D3 1:2048+3584;"},
-        {"27 1 0:31 / / rw - btrfs /dev/mapper/se\\040cret rw\n28 1 0:32 / /a rw - btrfs /dev/sda1 rw\n"
-         "29 1 0:33 / /b rw - btrfs  rw\n",
-         "C3 0:5120+3584 3:3072+3584;D3 0:1024+3584;"},
+        {"26 1 8:17 / / rw - ext4 x rw\n27 1 0:30 /@ / rw shared:1 master:2 - btrfs /dev/mapper/se\\134x20cret rw\n", "C3 0:5120+3584 3:3072+3584;D3 1:2048+3584;"},
+        {"27 1 0:31 / / rw - btrfs /dev/mapper/se\\040cret rw\n28 1 0:32 / /a rw - btrfs /dev/sda1 rw\n29 1 0:33 / /b rw - btrfs  rw\n", "C3 0:5120+3584 3:3072+3584;D3 0:1024+3584;"},
         // All namespaces of a controller are its first one's drive.
         {"26 1 259:4 / / rw - ext4 x rw\n27 1 259:5 / /a rw - ext4 x rw\n", "C3 3:0+3584;D3 5:0+3584;"},
         // Of lines that end early, or hardly ever, the one counts that tells all.
-        {"\n26\n26 1 8:1 / / rw\n26 1 8:1 / / rw -\n26 1 8:1 / / rw " + longWord + "\n - - -\n27 1 8:17 / /" +
-             longWord + " rw - ext4 \\04",
-         "D3 1:2048+3584;"},
+        {"\n26\n26 1 8:1 / / rw\n26 1 8:1 / / rw -\n26 1 8:1 / / rw " + longWord + "\n - - -\n27 1 8:17 / /" + longWord + " rw - ext4 \\04", "D3 1:2048+3584;"},
     };
+    // clang-format on
     const Tree tree;
     addDevices(tree);
     const RootedFiles files(tree.root());

@@ -2,18 +2,11 @@
 
 // A described drive on one path, and the four ATA commands that the engine sends on it.
 
-#include "disk_engine/CAtaSmart.h"
-#include "disk_engine/DebugPrint.h"
+#include "support/DescribedDrives.h"
 #include "support/DriveControls.h"
 #include "support/RequestText.h"
-#include "support/TestMachine.h"
 
 #include <gmock/gmock.h>
-
-#include <algorithm>
-#include <array>
-#include <string>
-#include <vector>
 
 namespace orv::test {
 
@@ -33,41 +26,34 @@ inline std::string answering(const std::string& path, const std::string& answer)
 }
 
 /// A machine with drives, and an engine whose record has the first one's address.
-struct AtaPath {
+struct AtaPath : DriveOnMachine {
     explicit AtaPath(const std::string& drives, std::uint32_t commandType = 1, std::uint8_t target = 0xA0,
                      const std::string& more = "")
-        : machine(R"({"name": "m", "drives": [)" + drives + "]" + more + "}") {
+        : DriveOnMachine(drives, more) {
         asi.CommandType = commandType;
         asi.Target = target;
         asi.AttributeCount = 1; // as after a good read of the attributes
-        std::ranges::fill(asi.Identify, kKept);
-        std::ranges::fill(asi.SmartReadData, kKept);
-        std::ranges::fill(asi.SmartReadThreshold, kKept);
-        setDebugListener([this](std::wstring_view text) { traces.emplace_back(text); });
+        for (const std::span<std::uint8_t> kept :
+             {std::span<std::uint8_t>(asi.Identify), {asi.SmartReadData}, {asi.SmartReadThreshold}})
+            std::ranges::fill(kept, kKept);
         machine->requests().keepRecord(true);
     }
 
     bool ask(Operation operation) {
         const std::span<std::uint8_t> data(asi.Identify, kIdentifyBytes);
         machine->requests().clearRecord();
-        traces.clear();
-        switch (asi.CommandType) {
-        case CMD_TYPE_PHYSICAL_DRIVE:
-            return operation == identify   ? engine.DoIdentifyDevicePd(0, asi.Target, data)
-                   : operation == readData ? engine.GetSmartAttributePd(0, asi.Target, asi)
-                   : operation == enable   ? engine.ControlSmartStatusPd(0, asi.Target, 0xD8)
-                                           : engine.GetSmartThresholdPd(0, asi.Target, asi);
-        case CMD_TYPE_SCSI_MINIPORT:
-            return operation == identify   ? engine.DoIdentifyDeviceScsi(2, 3, data)
-                   : operation == readData ? engine.GetSmartAttributeScsi(2, 3, asi)
-                   : operation == enable   ? engine.ControlSmartStatusScsi(2, 3, 0xD8)
-                                           : engine.GetSmartThresholdScsi(2, 3, asi);
-        default:
-            return operation == identify   ? engine.DoIdentifyDeviceSat(0, asi.Target, data, asi.CommandType)
-                   : operation == readData ? engine.GetSmartAttributeSat(0, asi.Target, asi)
-                   : operation == enable ? engine.ControlSmartStatusSat(0, asi.Target, 0xD8, asi.CommandType)
-                                         : engine.GetSmartThresholdSat(0, asi.Target, asi);
+        trace.clear();
+        const bool plain = asi.CommandType == CMD_TYPE_PHYSICAL_DRIVE,
+                   mini = asi.CommandType == CMD_TYPE_SCSI_MINIPORT;
+        const auto [target, type] = std::pair(asi.Target, asi.CommandType);
+        // clang-format off
+        switch (operation) {
+        case identify: return plain ? engine->DoIdentifyDevicePd(0, target, data) : mini ? engine->DoIdentifyDeviceScsi(2, 3, data) : engine->DoIdentifyDeviceSat(0, target, data, type);
+        case readData: return plain ? engine->GetSmartAttributePd(0, target, asi) : mini ? engine->GetSmartAttributeScsi(2, 3, asi) : engine->GetSmartAttributeSat(0, target, asi);
+        case enable: return plain ? engine->ControlSmartStatusPd(0, target, 0xD8) : mini ? engine->ControlSmartStatusScsi(2, 3, 0xD8) : engine->ControlSmartStatusSat(0, target, 0xD8, type);
+        default: return plain ? engine->GetSmartThresholdPd(0, target, asi) : mini ? engine->GetSmartThresholdScsi(2, 3, asi) : engine->GetSmartThresholdSat(0, target, asi);
         }
+        // clang-format on
     }
 
     std::vector<std::string> record() { return requestsOf(*machine); }
@@ -77,10 +63,7 @@ struct AtaPath {
                                        : std::span<const std::uint8_t>(asi.SmartReadThreshold);
     }
 
-    TestMachine machine;
-    CAtaSmart engine;
     AtaSmartInfo asi;
-    std::vector<std::wstring> traces;
 };
 
 /// A drive that answers on `path` alone, with SMART disabled: each operation works by one open and the one

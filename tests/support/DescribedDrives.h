@@ -2,6 +2,7 @@
 
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/DebugPrint.h"
+#include "disk_engine/SearchStages.h"
 #include "support/DriveBlocks.h"
 #include "support/SmartDrives.h"
 #include "support/TestMachine.h"
@@ -88,24 +89,33 @@ inline std::string secondDrive() {
 inline constexpr const char* kDeadDrive = R"({"number": 1})";
 inline const std::string kAtPort = R"(, "scsiAddress": {"port": 2, "target": 3})";
 
-/// A machine with one drive, an engine, and what the engine traced.
+template <class T>
+std::vector<T> plus(std::vector<T> first, const std::vector<std::type_identity_t<T>>& second) {
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
+
+/// A machine of drives and other sections, or a sample by its name, an engine, and what the engine traced.
 class DriveOnMachine {
   public:
-    explicit DriveOnMachine(const std::string& drive)
-        : machine("{\"name\": \"x\", \"drives\": [" + drive + "]}") {
+    explicit DriveOnMachine(const std::string& drives, const std::string& sections = {})
+        : machine(TestMachine::of(drives.empty() || drives.starts_with('{')
+                                      ? R"({"name": "x", "drives": [)" + drives + "]" + sections + "}"
+                                      : drives)) {
         setDebugListener([this](std::wstring_view text) { trace.emplace_back(text); });
         engine.emplace();
     }
+    ~DriveOnMachine() { setDebugListener({}); }
 
     /// Every path that a flag allows but the 4096-byte mode of the JMicron NVMe bridge, which no drive of the
     /// 512-byte mode would be asked behind.
     void allowAll() {
-        for (const auto flag :
-             {&CAtaSmart::FlagUsbSat, &CAtaSmart::FlagUsbSunplus, &CAtaSmart::FlagUsbIoData,
-              &CAtaSmart::FlagUsbLogitec, &CAtaSmart::FlagUsbProlific, &CAtaSmart::FlagUsbJmicron,
-              &CAtaSmart::FlagUsbCypress, &CAtaSmart::FlagUsbNvmeJmicron, &CAtaSmart::FlagUsbNvmeJmicronUsb2,
-              &CAtaSmart::FlagUsbNvmeAsmedia, &CAtaSmart::FlagUsbNvmeRealtek, &CAtaSmart::FlagUsbAsm1352r})
+        using E = CAtaSmart;
+        // clang-format off
+        for (const auto flag : {&E::FlagUsbSat, &E::FlagUsbSunplus, &E::FlagUsbIoData, &E::FlagUsbLogitec, &E::FlagUsbProlific, &E::FlagUsbJmicron, &E::FlagUsbCypress,
+                                &E::FlagUsbNvmeJmicron, &E::FlagUsbNvmeJmicronUsb2, &E::FlagUsbNvmeAsmedia, &E::FlagUsbNvmeRealtek, &E::FlagUsbAsm1352r})
             (*engine).*flag = 1;
+        // clang-format on
     }
 
     /// The trace without what begins with one of these.
@@ -115,6 +125,14 @@ class DriveOnMachine {
             if (std::ranges::none_of(heads, [&](std::wstring_view head) { return text.starts_with(head); }))
                 left.push_back(text);
         return left;
+    }
+
+    /// "NUMBER: REASON" of each drive without a record.
+    std::vector<std::wstring> unread() const {
+        std::vector<std::wstring> all;
+        for (const UnreadDrive& each : engine->unreadDrives)
+            all.push_back(std::to_wstring(each.physicalDriveId) + L": " + whyUnread(each));
+        return all;
     }
 
     std::vector<std::wstring> trace;

@@ -1,6 +1,6 @@
 #pragma once
 
-// Described drives for tests, and the control codes that they are asked by.
+// Described drives for tests, and control codes that are sent to them.
 
 #include "platform/machine/Machine.h"
 #include "platform/records/StorageRecords.h"
@@ -57,32 +57,7 @@ Bytes bytesOf(const T& record, std::size_t size = sizeof(T)) {
     return bytes;
 }
 
-/// A control code and the room for its answer.
-struct Control {
-    const wchar_t* device;
-    std::uint32_t code;
-    Bytes in;
-    std::size_t out;
-};
 constexpr const wchar_t* kDrive = LR"(\\.\PhysicalDrive0)";
-
-inline Control ataIdentify() {
-    ATA_PASS_THROUGH_EX head{};
-    head.Length = sizeof head;
-    head.AtaFlags = ATA_FLAGS_DATA_IN;
-    head.DataTransferLength = 512;
-    head.TimeOutValue = 2;
-    head.DataBufferOffset = 44;
-    head.CurrentTaskFile = {0, 1, 1, 0, 0, 0xA0, 0xEC, 0};
-    return {kDrive, IOCTL_ATA_PASS_THROUGH, bytesOf(head, 44 + 512), 44 + 512};
-}
-
-inline Control smartIdentify() {
-    SENDCMDINPARAMS in{};
-    in.cBufferSize = 512;
-    in.irDriveRegs = {0, 1, 1, 0, 0, 0xA0, 0xEC, 0};
-    return {kDrive, SMART_RCV_DRIVE_DATA, bytesOf(in, 33), 528};
-}
 
 struct Sent {
     ErrorCode error;
@@ -97,11 +72,13 @@ struct Sent {
     }
 };
 
-inline Sent send(Machine& machine, const Control& control) {
-    const auto file = machine.deviceFiles().open(control.device);
+/// A control code with as much room for its answer.
+inline Sent send(Machine& machine, const wchar_t* device, std::uint32_t code, const Bytes& in,
+                 std::size_t room) {
+    const auto file = machine.deviceFiles().open(device);
     if (!file.ok()) return {file.error, 0, {}};
-    Bytes out(control.out);
-    const auto answer = file.value->control(control.code, control.in, out);
+    Bytes out(room);
+    const auto answer = file.value->control(code, in, out);
     return {answer.error, answer.value, std::move(out)};
 }
 
