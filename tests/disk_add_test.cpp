@@ -9,7 +9,6 @@ namespace orv::test {
 namespace {
 
 using ::testing::ElementsAre, ::testing::IsEmpty;
-using Labels = std::vector<std::wstring>;
 
 constexpr int kMaster = 0xA0;
 constexpr const wchar_t* kSameBlocks = L"asi.SmartReadData == asi.SmartReadThreshold";

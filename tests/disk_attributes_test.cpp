@@ -1,7 +1,7 @@
 #include "disk_engine/AttributeRules.h"
 #include "disk_engine/Interpretation.h"
 #include "disk_engine/KnownValues.h"
-#include "support/SmartDrives.h"
+#include "support/DriveBlocks.h"
 
 #include <gtest/gtest.h>
 

@@ -33,7 +33,9 @@ struct MachineWith : TestMachine {
 };
 
 TEST(DiskExports, TwoDrivesOverTime) {
-    MachineWith machine(hardDisk(changedAt("4", smartAt(50))) + "," + secondDrive());
+    const std::string later =
+        smartAt(50) + R"(}, {"atSeconds": 10, )" + smartAt(51) + R"(}, {"atSeconds": 20, "present": false)";
+    MachineWith machine(hardDisk(changedAt("4", later)) + "," + secondDrive());
     EXPECT_EQ(-1.0, getDiskTemperature(0)) << "nothing has looked for drives";
     EXPECT_STREQ(R"({"error": "invalid vector subscript"})", getDiskReadWriteSpeed(0));
     ASSERT_EQ(2, initDisk());
@@ -59,14 +61,11 @@ TEST(DiskExports, TwoDrivesOverTime) {
     wait(machine, kMillisecond * 8 / 5);
     EXPECT_STREQ(R"({"write": 2048.000000, "read": 1000.000000})", getDiskReadWriteSpeed(0))
         << "the sample that failed is none";
-}
-
-TEST(DiskExports, ADriveThatIsPulledOutKeepsItsLastValues) {
-    MachineWith machine(hardDisk(changedAt("1", R"("present": false)")));
-    ASSERT_EQ(1, initDisk());
-    wait(machine, 6'000 * kMillisecond);
-    EXPECT_EQ(35.0, getDiskTemperature(0));
-    EXPECT_STREQ(R"([{"SN":"S1","type":"HDD"}])", getAllDiskType());
+    wait(machine, 5'000 * kMillisecond);
+    EXPECT_EQ(51.0, getDiskTemperature(0));
+    wait(machine, 10'000 * kMillisecond);
+    EXPECT_EQ(51.0, getDiskTemperature(0)) << "it is pulled out";
+    EXPECT_STREQ(R"([{"SN":"S1","type":"HDD"},{"SN":"S2","type":"SSD"}])", getAllDiskType());
     EXPECT_THAT(getDiskReadWriteSpeed(0), EndsWith(R"(: CreateFileA failed"})"));
 }
 

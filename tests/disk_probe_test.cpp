@@ -10,7 +10,6 @@ namespace orv::test {
 namespace {
 
 using ::testing::IsEmpty;
-using Labels = std::vector<std::wstring>;
 
 constexpr int kMaster = 0xA0, kSlave = 0xB0;
 

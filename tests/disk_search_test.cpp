@@ -12,8 +12,6 @@ namespace {
 using ::testing::Contains, ::testing::ElementsAre, ::testing::ElementsAreArray, ::testing::IsEmpty,
     ::testing::Not, ::testing::StartsWith;
 
-using Texts = std::vector<std::wstring>;
-
 /// An ATA disk behind a path.
 std::string disk(int number, const std::string& model = "ACME Disk",
                  const std::string& path = "ataPassThrough", const std::string& more = {}) {
@@ -73,7 +71,7 @@ TEST(DriveSearch, WhatARowDecides) {
     for (const auto& [what, drive, row, commandType, text] : cases) {
         SCOPED_TRACE(what);
         const Searched it(drive, diskRows(R"({"DeviceID": "\\\\.\\PHYSICALDRIVE1", )" + row + "}"));
-        EXPECT_THAT(it.unread(), ElementsAreArray(commandType ? Texts{} : Texts{L"1: " + text}));
+        EXPECT_THAT(it.unread(), ElementsAreArray(commandType ? Labels{} : Labels{L"1: " + text}));
         ASSERT_EQ(commandType ? 1u : 0u, it.engine->vars.size());
         if (!commandType) continue;
         EXPECT_EQ(commandType, it.engine->vars[0].CommandType);
@@ -312,7 +310,7 @@ TEST(DriveSearch, EachUnlistedDriveHasItsOwnReason) {
     const std::string refused = failing("ataPassThrough", "identify", 1117),
                       late = failing("ataPassThrough", "identify", 121);
     // clang-format off
-    const std::tuple<const char*, std::string, std::string, Texts> rows[] = {
+    const std::tuple<const char*, std::string, std::string, Labels> rows[] = {
         {"a second namespace", nvme(1) + "," + nvme(2), "", {L"2: it has the model and the serial number of drive 1"}},
         {"an NVMe drive without a health page, and a row that calls it a disk", nvme(1, failing("storageQuery", "health", 121)), plainRow, {L"1: it has no SMART data; it did not answer in time"}},
         {"a drive that answers late, then not at all", disk(1, "ACME Disk", "ataPassThrough", late), plainRow, {L"1: no command path gives its identify data; it did not answer in time"}},
@@ -327,7 +325,7 @@ TEST(DriveSearch, EachUnlistedDriveHasItsOwnReason) {
         SCOPED_TRACE(what);
         Searched it(drives, sections, false);
         it.search(1, 1);
-        const Texts told = it.unread();
+        const Labels told = it.unread();
         ASSERT_EQ(unread.size(), told.size());
         for (std::size_t i = 0; i < told.size(); ++i)
             EXPECT_THAT(told[i], StartsWith(unread[i]));

@@ -12,7 +12,6 @@ namespace orv::test {
 namespace {
 
 using ::testing::HasSubstr;
-using Lines = std::vector<std::string>;
 
 constexpr std::int64_t kSecond = 1'000'000'000;
 constexpr const char* kStatistics = R"("deviceStatistics": {"powerOnHours": 300, "percentageUsed": 4})";

@@ -3,7 +3,6 @@
 #include "drive_reading/DeviceStatistics.h"
 #include "drive_reading/DriveReading.h"
 #include "support/DriveBlocks.h"
-#include "support/SmartDrives.h"
 
 #include <gtest/gtest.h>
 
@@ -114,18 +113,14 @@ const Fact facts[] = {
     {"CT500MX500SSD1", "M3CR023", {{.id = 202, .current = 57, .raw = 43}}, life, 57, 57},
     // 231: a value that stays at 100
     {"KINGSTON SKC400S37256G", "SAFM00.r", {{.id = 231, .raw = 14}}, life, 100, 14},
-    {"Corsair Force LS SSD", "S9FM02.8", {{.id = 231, .raw = 14}}, life, 100, 14},
     {"KINGSTON SKC400S37256G", "SAFM00.r", {{.id = 231, .raw = 0}}, life, 100, 100},
     // statistics count before a rule
     {"TMI 64GB SSD", "SF1", {{.id = 231, .raw = 90}}, life, 90, 71, 1, logOf({{7, {{8, 29, 0xE0}}}})},
     // no dialect
     {"Samsung SSD 883 DCT 480GB", "HXT7904Q", {{177}, {179}, {180}, {181}, {182}, {.id = 177, .current = 93}}, life, -1, 100},
     {"MZ7LH480HAHQ0D3", "HXT7904Q", {{.id = 5}, {.id = 177, .current = 93}}, life, -1, 93},
-    {"MZ7KM480HMHQ0D3", "GXM5", {{.id = 5}, {.id = 177, .current = 92}}, life, -1, 92},
     {"VK000480GWTTC", "HPG1", {{.id = 5}}, life, -1, 96, 1, logOf({{1, {}}, {7, {{8, 4}}}})},
     {"SSDSC2KB480G8", "XCV10110", {{.id = 5}, {.id = 233, .current = 98}, {.id = 245, .current = 97}}, life, -1, 97},
-    {"SSDSC2BB480G6", "G2010150", {{.id = 5}, {.id = 233, .current = 98}}, life, -1, 98},
-    {"SuperMicro SSD", "SOB20R", {{.id = 5}, {.id = 177, .current = 91}}, life, -1, 91},
     {"SSDSC2KG480G7LEN", "SCV1", {{1}, {5}, {9}, {12}, {171}, {172}, {.id = 233, .current = 94}}, life, -1, 94},
     // drives that speak another dialect than they are taken for
     {"CT250BX100SSD1", "MU01", {{.id = 1}, {.id = 169, .raw = 86}, {.id = 242, .raw = 640}}, life, 100, 86},
@@ -134,11 +129,9 @@ const Fact facts[] = {
     {"SDLF1CRR019TCCA1", "ZR07", {{.id = 5}, {.id = 245, .current = 95}}, life, -1, 95},
     // units
     {"KHK61RSE960G", "8EET", {{.id = 241, .raw = 64}}, writes, -1, 2 * kGiB},
-    {"TOSHIBA THNSN8480PCSE", "8EET", {{.id = 241, .raw = 64}}, writes, 64, 2 * kGiB},
     {"SanDisk 64G SSD", "1.00", {{.id = 242, .raw = 64}}, reads, 64, 2 * kGiB},
     {"SSDSC2KB480G8", "XCV10110", {{.id = 241, .raw = 64}}, writes, -1, 2 * kGiB},
     {"SHGS31-500GS-2", "90000Q00", {{.id = 241, .raw = 64}}, writes, 64, 64'000'000'000},
-    {"HFS256G39TND-N210A", "30001P10", {{.id = 242, .raw = 64}}, reads, 64, 64'000'000'000},
     {"LITEON CV8-8E128", "T8811", {{.id = 241, .raw = 0xFFFFFFF0}}, writes, -16, kUnknown},
     // the sectors of the statistics begin anew at 2 TiB; the attribute goes on
     {"CT500MX500SSD1", "M3CR023", {{.id = 241, .raw = 1}, {.id = 246, .raw = 10'000 * (kGiB / 512)}}, writes, 10'000, 10'000 * kGiB, 1, logOf({{1, {{24, 1'000'000}}}})},

@@ -8,8 +8,6 @@ namespace orv::test {
 namespace {
 
 using ::testing::ElementsAre, ::testing::IsEmpty;
-using Lines = std::vector<std::string>;
-using Labels = std::vector<std::wstring>;
 
 /// The entry of a drive of port 2 on one path.
 std::string member(const std::string& path, int target, const std::string& more = {}) {
@@ -150,20 +148,13 @@ TEST(RaidDrives, CsmiPhysThatAreTried) {
     }
 }
 
+/// The SMART reads of such a record: the physical drive's, and CSMI's where something is left open.
 TEST(RaidDrives, ADriveOnCsmiAndAsAPhysicalDrive) {
     const std::string both = R"("csmi", "ataPassThrough")";
     const std::string
         numbered = R"(, "number": 1)",
         noThresholds =
             R"(, "answers": [{"path": "ataPassThrough", "operation": "thresholds", "error": 1117}])";
-    RaidMachine raid(member(both, 0, numbered), csmiPort(""));
-    raid.engine->AddDiskCsmi(2);
-    raid.engine->GetDiskInfo({.physicalDriveId = 1, .interfaceType = INTERFACE_TYPE_SATA});
-    EXPECT_EQ(
-        1, std::ranges::count(raid.engine->vars, CMD_TYPE_CSMI_PHYSICAL_DRIVE, &AtaSmartInfo::CommandType));
-    EXPECT_EQ(1, raid.engine->vars[0].PhysicalDriveId);
-
-    // The SMART reads of such a record: the physical drive's, and CSMI's where something is left open.
     RaidMachine drive(member(both, 0, numbered + noThresholds), csmiPort(""));
     const std::uint8_t entity[64] = {};
     AtaBlock identify = smartIdentify();

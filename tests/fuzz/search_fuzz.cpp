@@ -54,8 +54,7 @@ platform::ManagementColumns nextRow() {
     return row;
 }
 
-class Services : public platform::ManagementServices {
-  public:
+struct Services : platform::ManagementServices, platform::ManagementLocator {
     platform::ErrorCode setProxyBlanket() override { return platform::kSuccess; }
     platform::Result<std::unique_ptr<platform::ManagementEnumerator>>
     execQuery(std::wstring_view wql) override {
@@ -65,8 +64,6 @@ class Services : public platform::ManagementServices {
             rows[0][L"DeviceName"] = platform::bstr(L"AMD-RAID Config");
         return {platform::enumerate(std::move(rows))};
     }
-};
-class Locator : public platform::ManagementLocator {
     platform::Result<std::unique_ptr<platform::ManagementServices>> connectServer(std::wstring_view,
                                                                                   std::uint32_t) override {
         return {std::make_unique<Services>()};
@@ -77,7 +74,7 @@ class Management : public platform::ManagementData {
     void uninitialize() override {}
     platform::ErrorCode initializeSecurity() override { return platform::kSuccess; }
     platform::Result<std::unique_ptr<platform::ManagementLocator>> createLocator() override {
-        return {std::make_unique<Locator>()};
+        return {std::make_unique<Services>()};
     }
 };
 

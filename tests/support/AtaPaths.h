@@ -1,12 +1,80 @@
 #pragma once
 
-// A described drive on one path, and the four ATA commands that the engine sends on it.
+// Described drives on one path, the four ATA commands that the engine sends on it, and control codes.
 
 #include "support/DescribedDrives.h"
-#include "support/DriveControls.h"
 #include "support/RequestText.h"
 
 #include <gmock/gmock.h>
+
+namespace orv::platform::drives {
+
+using Bytes = std::vector<std::byte>;
+
+inline constexpr std::int64_t kSecond = 1'000'000'000;
+
+/// Blocks of drives: bytes that tell which block it is.
+inline std::string block(unsigned byte, std::size_t bytes = 512) {
+    return test::hexOf(std::vector(bytes, static_cast<std::uint8_t>(byte)));
+}
+
+inline std::string ataBlocks() {
+    return R"("identify": ")" + block(1) + R"(", "smart": ")" + block(2) + R"(", "thresholds": ")" +
+           block(3) + '"';
+}
+inline std::string nvmeBlocks() {
+    return R"("identify": ")" + block(1, 4096) + R"(", "namespace": ")" + block(5, 100) +
+           R"(", "health": ")" + block(4) + '"';
+}
+
+inline std::string drive(std::string_view paths, std::string_view more = "") {
+    std::string list;
+    for (const char letter : paths)
+        list += letter == ' ' ? std::string(R"(", ")") : std::string(1, letter);
+    const bool nvme = paths.find("vm") != std::string_view::npos || paths.starts_with("samsung") ||
+                      paths.starts_with("storage");
+    static constexpr char described[] =
+        R"({{"number": 0, "scsiAddress": {{"port": 2, "path": 1, "target": 3}}, "paths": ["{}"], {}{}{}}})";
+    return fmt::format(described, list, nvme ? nvmeBlocks() : ataBlocks(), more.empty() ? "" : ", ", more);
+}
+
+inline std::unique_ptr<Machine> machineOf(const std::string& drives, std::string_view more = "") {
+    return Machine::fromText(fmt::format(R"({{"name": "T", "drives": [{}]{}}})", drives, more));
+}
+
+template <class T>
+Bytes bytesOf(const T& record, std::size_t size = sizeof(T)) {
+    Bytes bytes(size);
+    std::memcpy(bytes.data(), &record, std::min(size, sizeof record));
+    return bytes;
+}
+
+constexpr const wchar_t* kDrive = LR"(\\.\PhysicalDrive0)";
+
+struct Sent {
+    ErrorCode error;
+    std::uint32_t bytes;
+    Bytes out;
+    unsigned at(std::size_t place) const { return std::to_integer<unsigned>(out.at(place)); }
+    template <class T>
+    T as() const {
+        T record;
+        std::memcpy(&record, out.data(), sizeof record);
+        return record;
+    }
+};
+
+/// A control code with as much room for its answer.
+inline Sent send(Machine& machine, const wchar_t* device, std::uint32_t code, const Bytes& in,
+                 std::size_t room) {
+    const auto file = machine.deviceFiles().open(device);
+    if (!file.ok()) return {file.error, 0, {}};
+    Bytes out(room);
+    const auto answer = file.value->control(code, in, out);
+    return {answer.error, answer.value, std::move(out)};
+}
+
+} // namespace orv::platform::drives
 
 namespace orv::test {
 

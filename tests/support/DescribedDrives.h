@@ -4,7 +4,6 @@
 #include "disk_engine/DebugPrint.h"
 #include "disk_engine/SearchStages.h"
 #include "support/DriveBlocks.h"
-#include "support/SmartDrives.h"
 #include "support/TestMachine.h"
 
 #include <fmt/xchar.h>
@@ -14,6 +13,9 @@
 #include <vector>
 
 namespace orv::test {
+
+using Lines = std::vector<std::string>;
+using Labels = std::vector<std::wstring>;
 
 template <class Block>
 std::string hexOf(const Block& block) {
@@ -128,8 +130,8 @@ class DriveOnMachine {
     }
 
     /// "NUMBER: REASON" of each drive without a record.
-    std::vector<std::wstring> unread() const {
-        std::vector<std::wstring> all;
+    Labels unread() const {
+        Labels all;
         for (const UnreadDrive& each : engine->unreadDrives)
             all.push_back(std::to_wstring(each.physicalDriveId) + L": " + whyUnread(each));
         return all;
