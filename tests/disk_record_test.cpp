@@ -1,13 +1,10 @@
-#include "disk_engine/CAtaSmart.h"
-#include "disk_engine/DebugPrint.h"
 #include "disk_engine/DriveRecord.h"
 #include "disk_engine/IdentifyWords.h"
 #include "disk_engine/Interpretation.h"
 #include "disk_engine/VendorRules.h"
 #include "disk_engine/WideText.h"
 #include "frame/EncodedText.h"
-#include "support/DriveBlocks.h"
-#include "support/TestMachine.h"
+#include "support/DescribedDrives.h"
 
 #include <gmock/gmock.h>
 
