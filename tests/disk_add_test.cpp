@@ -344,10 +344,8 @@ TEST(DiskLinkTest, OfTheControllerInTheDeviceTree) {
 
 TEST(DiskLinkTest, TheLastRowNamesTheController) {
     TestMachine machine(R"({"name": "m", "management": {"associators": [
-        {"of": "Win32_DiskDrive", "id": "\\\\.\\PhysicalDrive0", "filter": "Win32_PnPEntity",
-         "rows": [{"DeviceID": "A"}, {"DeviceID": "B\\1"}, {"Name": "no id"}]},
-        {"of": "Win32_PnPEntity", "id": "B\\1", "filter": "Win32_SCSIControllerDevice",
-         "rows": [{"DeviceID": "C"}, {"DeviceID": "PCI\\D"}]}]}})");
+        {"of": "Win32_DiskDrive", "id": "\\\\.\\PhysicalDrive0", "filter": "Win32_PnPEntity", "rows": [{"DeviceID": "A"}, {"DeviceID": "B\\1"}, {"Name": "no id"}]},
+        {"of": "Win32_PnPEntity", "id": "B\\1", "filter": "Win32_SCSIControllerDevice", "rows": [{"DeviceID": "C"}, {"DeviceID": "PCI\\D"}]}]}})");
     machine->managementData().initialize();
     EXPECT_EQ(LR"(PCI\D)", GetControllerDeviceId(0));
     EXPECT_EQ(L"", GetControllerDeviceId(1)) << "a drive that has no device";

@@ -113,9 +113,9 @@ TEST(DiskAtaPathsTest, SiliconImageByItsPortOrItsName) {
     EXPECT_THAT(port.record(), ElementsAre(kOpenPort, "Scsi2:" + kSiliconImage));
     EXPECT_THAT(port.blockOf(identify), Each(1));
 
-    AtaPath named(R"({"scsiAddress": {"port": 9, "device": "\\Device\\Scsi\\SI31121", "path": 1},
-        "paths": ["siliconImage"], )" +
-                  platform::drives::ataBlocks() + "}");
+    const std::string address = R"({"port": 9, "device": "\\Device\\Scsi\\SI31121", "path": 1})";
+    AtaPath named(fmt::format(R"({{"scsiAddress": {}, "paths": ["siliconImage"], {}}})", address,
+                              platform::drives::ataBlocks()));
     EXPECT_TRUE(ask(named, 3512));
     EXPECT_THAT(named.record(),
                 ElementsAre(kOpenPort, R"(defineDosDevice tempBusSil3112 \Device\Scsi\SI31121)",
@@ -221,17 +221,13 @@ TEST(DiskBridgeTest, EachSendsItsOwnCommandBlocks) {
 }
 
 TEST(DiskBridgeTest, OnlyAWholeBlockWithSomethingInItIsKept) {
+    // Two bytes of 80h have a sum of 0 only by modulo.
+    // clang-format off
     const std::tuple<Operation, const char*, bool> cases[] = {
-        {identify, R"("bytes": 591)", false},
-        {identify, R"("bytes": 592)", true},
-        {readData, R"("bytes": 593)", false},
-        {readThresholds, R"("bytes": 591)", false},
-        {identify, R"("data": "00")", false},
-        {identify, R"("data": "80 80")", true}, // a sum of 0 only by modulo
-        {readData, R"("data": "00")", false},
-        {readThresholds, R"("data": "00")", true},
-        {readData, R"("hang": true)", false},
-    };
+        {identify, R"("bytes": 591)", false}, {identify, R"("bytes": 592)", true}, {readData, R"("bytes": 593)", false}, {readThresholds, R"("bytes": 591)", false},
+        {readData, R"("hang": true)", false}, {identify, R"("data": "00")", false}, {identify, R"("data": "80 80")", true}, {readData, R"("data": "00")", false},
+        {readThresholds, R"("data": "00")", true}};
+    // clang-format on
     for (const auto& [operation, answer, kept] : cases) {
         AtaPath path(answering("sat", answer), CMD_TYPE_SAT);
         const bool told = path.ask(operation);

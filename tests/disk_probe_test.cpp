@@ -4,8 +4,6 @@
 
 #include <gmock/gmock.h>
 
-#include <tuple>
-
 namespace orv::test {
 namespace {
 

@@ -1,13 +1,10 @@
-#include "disk_engine/CAtaSmart.h"
-#include "disk_engine/DebugPrint.h"
 #include "disk_engine/DriveRecord.h"
 #include "disk_engine/IdentifyWords.h"
 #include "disk_engine/Interpretation.h"
 #include "disk_engine/VendorRules.h"
 #include "disk_engine/WideText.h"
 #include "frame/EncodedText.h"
-#include "support/DriveBlocks.h"
-#include "support/TestMachine.h"
+#include "support/DescribedDrives.h"
 
 #include <gmock/gmock.h>
 
@@ -52,7 +49,6 @@ TEST(IdentifyWords, UnitOfThePowerOnCounter) {
         {L"Fujitsu MHV2080", L"", 7, 9, TIME_UNIT_SECONDS},
         {L"SAMSUNG HD103SJ", L"1AJ100-23", 8, 11, TIME_UNIT_HOURS},
         {L"SAMSUNG HD160JJ", L"ZM100-33", 7, 10, TIME_UNIT_HALF_MINUTES},
-        {L"SAMSUNG SV0411N", L"UA100-07", 7, 9, TIME_UNIT_HALF_MINUTES},
         {L"SAMSUNG HD160JJ", L"ZM100-41", 7, 10, TIME_UNIT_HOURS},
         {L"PLEXTOR PX-128M2P", L"1.05", 8, 12, TIME_UNIT_10_MINUTES},
         {L"INTEL SSDSC2CW120A3", L"400i", 8, 12, TIME_UNIT_INTEL},
@@ -60,6 +56,9 @@ TEST(IdentifyWords, UnitOfThePowerOnCounter) {
     for (const auto& [model, firmware, major, transfer, unit] : rows)
         EXPECT_EQ(unit, GetTimeUnitType(model, firmware, major, transfer))
             << EncodedText(model).narrow << " " << EncodedText(firmware).narrow;
+    for (const wchar_t* family : {L"SAMSUNG SV", L"SAMSUNG SP", L"SAMSUNG HM", L"SAMSUNG MP"})
+        EXPECT_EQ(TIME_UNIT_HALF_MINUTES, GetTimeUnitType(family, L"UA100-07", 7, 9))
+            << EncodedText(family).narrow;
 }
 
 /// A record of a block, as far as no SMART is needed.

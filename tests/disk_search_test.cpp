@@ -113,13 +113,11 @@ TEST(DriveSearch, TheRecordAgainstThePlatformsWords) {
 /// Lists of controllers: what hangs on them is told by its device id.
 TEST(DriveSearch, WhatAControllerSaysOfItsDrives) {
     const auto sections = [](const char* name) {
-        return management(fmt::format(
-            R"("Win32_SCSIController": [{{"Name": "{}", "DeviceID": "PCI\\C1"}}],
-               "Win32_IDEController": [{{"Name": "NVIDIA nForce", "DeviceID": "PCIIDE\\IDECHANNEL\\0"}}],
-               "Win32_DiskDrive": [{{"DeviceID": "1", "Model": "ACME Disk", "PNPDeviceID": "scsi\\d1", "MediaType": "Fixed"}}],
-               "associators": [{{"of": "Win32_SCSIController", "id": "PCI\\C1", "filter": "Win32_SCSIControllerDevice",
-                                 "rows": [{{"DeviceID": "SCSI\\D1&0"}}]}}])",
-            name));
+        return management(fmt::format(R"("Win32_SCSIController": [{{"Name": "{}", "DeviceID": "PCI\\C1"}}],
+            "Win32_IDEController": [{{"Name": "NVIDIA nForce", "DeviceID": "PCIIDE\\IDECHANNEL\\0"}}],
+            "Win32_DiskDrive": [{{"DeviceID": "1", "Model": "ACME Disk", "PNPDeviceID": "scsi\\d1", "MediaType": "Fixed"}}],
+            "associators": [{{"of": "Win32_SCSIController", "id": "PCI\\C1", "filter": "Win32_SCSIControllerDevice", "rows": [{{"DeviceID": "SCSI\\D1&0"}}]}}])",
+                                      name));
     };
     const Searched plain(disk(1), sections("ACME SAS"));
     EXPECT_EQ(L"SCSI\\D1", plain.record().PnpDeviceId);
@@ -145,15 +143,12 @@ TEST(DriveSearch, WhatAControllerSaysOfItsDrives) {
 }
 
 TEST(DriveSearch, AUsbDiskTakesItsIdsFromItsParent) {
-    Searched it(disk(1, "ACME Disk", "jmicron"),
-                management(
-                    R"("Win32_USBController": [{"Name": "xHCI", "DeviceID": "PCI\\U"}],
-               "Win32_DiskDrive": [{"DeviceID": "1", "Model": "JM Box USB Device", "MediaType": "External hard disk media"}],
-               "associators": [{"of": "Win32_USBController", "id": "PCI\\U", "rows": [
-                   {"DeviceID": "USBSTOR\\ORPHAN", "Name": "Orphan"},
-                   {"DeviceID": "USB\\VID_152D&PID_A583\\0001"},
-                   {"DeviceID": "USBSTOR\\DISK&VEN_JM", "Name": "JM Box USB Device"},
-                   {"DeviceID": "USB\\VID_1111&PID_2222\\1"}, {"DeviceID": "USBSTOR\\NAMELESS"}]}])"));
+    const Searched it(disk(1, "ACME Disk", "jmicron"),
+                      management(R"("Win32_USBController": [{"Name": "xHCI", "DeviceID": "PCI\\U"}],
+        "Win32_DiskDrive": [{"DeviceID": "1", "Model": "JM Box USB Device", "MediaType": "External hard disk media"}],
+        "associators": [{"of": "Win32_USBController", "id": "PCI\\U", "rows": [{"DeviceID": "USBSTOR\\ORPHAN", "Name": "Orphan"},
+            {"DeviceID": "USB\\VID_152D&PID_A583\\0001"}, {"DeviceID": "USBSTOR\\DISK&VEN_JM", "Name": "JM Box USB Device"},
+            {"DeviceID": "USB\\VID_1111&PID_2222\\1"}, {"DeviceID": "USBSTOR\\NAMELESS"}]}])"));
     ASSERT_EQ(3u, it.engine->usbDevices.size());
     EXPECT_EQ(0u, it.engine->usbDevices[0].VendorId);
     const AtaSmartInfo& asi = it.record();

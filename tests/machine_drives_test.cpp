@@ -54,18 +54,14 @@ TEST(MachineDrivesTest, TextsAreWrittenIntoTheIdentifyBlock) {
 }
 
 TEST(MachineDrivesTest, RowsAreMadeOfDrivesAndControllers) {
-    const auto machine = machineOf(R"(
-        {"number": 0, "scsiAddress": {"port": 2, "path": 1, "target": 3}, "paths": ["ataPassThrough"], "model": "M",
-         "firmware": "F1", "capacityBytes": 10000000, "controllerId": "I"},
-        {"number": 1, "paths": ["sat"], "model": "u", "serialNumber": "S9", "controllerId": "U",
-         "usb": {"vendorId": "0x152D", "productId": "0x578"}},
-        {"number": 12, "paths": ["sat"], "model": "A", "pnpDeviceId": "SCSI\\A", "controllerId": "S",
-         "mediaType": 11},
+    const auto machine = machineOf(
+        R"(
+        {"number": 0, "scsiAddress": {"port": 2, "path": 1, "target": 3}, "paths": ["ataPassThrough"], "model": "M", "firmware": "F1", "capacityBytes": 10000000, "controllerId": "I"},
+        {"number": 1, "paths": ["sat"], "model": "u", "serialNumber": "S9", "controllerId": "U", "usb": {"vendorId": "0x152D", "productId": "0x578"}},
+        {"number": 12, "paths": ["sat"], "model": "A", "pnpDeviceId": "SCSI\\A", "controllerId": "S", "mediaType": 11},
         {"number": 3, "managementRow": false}, {"number": 4, "present": false}, {"scsiAddress": {"port": 9}},
-        {"number": 5, "model": "N", "firmware": "1", "controllerId": "S", "descriptor": {"busType": 17},
-         "managementRow": {"Model": "O", "PNPDeviceID": null, "FirmwareRevision": 7}})",
-                                   R"(, "controllers": [{"id": "I", "name": "AHCI", "kind": "ide"},
-        {"id": "U", "name": "XHCI", "kind": "usb"}, {"id": "S", "name": "UAS", "kind": "scsi"}])");
+        {"number": 5, "model": "N", "firmware": "1", "controllerId": "S", "descriptor": {"busType": 17}, "managementRow": {"Model": "O", "PNPDeviceID": null, "FirmwareRevision": 7}})",
+        R"(, "controllers": [{"id": "I", "name": "AHCI", "kind": "ide"}, {"id": "U", "name": "XHCI", "kind": "usb"}, {"id": "S", "name": "UAS", "kind": "scsi"}])");
     // clang-format off
     const std::pair<std::wstring, const char*> cases[] = {
         {L"SELECT * FROM Win32_DiskDrive",
@@ -151,33 +147,25 @@ std::string smbus(const std::string& eeproms) {
 TEST(MachineFile, WhatIsWrongIsNamedWithItsPlace) {
     const std::string module = R"({"address": "0xA2", "kind": "DDR4"})";
     const auto drives = [](const std::string& list) { return R"({"name": "m", "drives": [)" + list + "]}"; };
+    // clang-format off
     const std::pair<std::string, const char*> cases[] = {
         {R"({"name": "m"})", "accepted"},
         {"{}", R"(machine: the key "name" is missing)"},
-        {R"({"name": "m", "memory": {"totalPhys": -1, "availPhys": 0}})",
-         "machine: memory.totalPhys: must be a whole number"},
-        {nested(63), R"(machine: unknown key "x")"},
-        {nested(64), "machine: nested deeper than 64"},
-        {nested(50'000), "machine: nested deeper than 64"},
-        {R"({"name": "m", "clock": {"stepNs": 1, "stepNs": 1}})",
-         R"(machine: the key "stepNs" stands twice in one object)"},
-        {R"({"name": "m", "faults": [{"request": "adapter", "error": 5}]})",
-         R"(machine: faults[0]: no request is named "adapter")"},
+        {R"({"name": "m", "memory": {"totalPhys": -1, "availPhys": 0}})", "machine: memory.totalPhys: must be a whole number"},
+        {nested(63), R"(machine: unknown key "x")"}, {nested(64), "machine: nested deeper than 64"}, {nested(50'000), "machine: nested deeper than 64"},
+        {R"({"name": "m", "clock": {"stepNs": 1, "stepNs": 1}})", R"(machine: the key "stepNs" stands twice in one object)"},
+        {R"({"name": "m", "faults": [{"request": "adapter", "error": 5}]})", R"(machine: faults[0]: no request is named "adapter")"},
         {smbus(module + "," + module), "machine: smbus.eeproms[1]: another EEPROM has this address"},
         {smbus(R"({"address": "0xB0", "kind": "DDR4"})"), "machine: smbus.eeproms[0].address: is above 174"},
-        {drives(R"({"number": 0, "paths": ["sta"]})"),
-         R"(machine: drives[0].paths[0]: no path is named "sta")"},
-        {drives(R"({"number": 0, "paths": ["sat", "samsung"]})"), "machine: drives[0].paths[1]: "},
-        {drives(R"({"number": 0, "identify": "00"})"),
-         "machine: drives[0].identify: must be 512 bytes, not 1"},
-        {drives(R"({"number": 0, "changes": [{"atSeconds": 2}, {"atSeconds": 1}]})"),
-         "machine: drives[0].changes[1]: "},
-        {drives(R"({"number": 0}, {"number": 0})"),
-         "machine: drives[1].number: another drive has this number"},
-        {drives(R"({"number": 0, "answers": [{"path": "sat", "error": 1}]})"),
-         "machine: drives[0].answers[0].path: "},
+        {drives(R"({"number": 0, "paths": ["sta"]})"), R"(machine: drives[0].paths[0]: no path is named "sta")"},
+        {drives(R"({"number": 0, "paths": ["sat", "samsung"]})"), "machine: drives[0].paths[1]: a drive has either ATA or NVMe paths"},
+        {drives(R"({"number": 0, "identify": "00"})"), "machine: drives[0].identify: must be 512 bytes, not 1"},
+        {drives(R"({"number": 0, "changes": [{"atSeconds": 2}, {"atSeconds": 1}]})"), "machine: drives[0].changes[1]: comes before the change above it"},
+        {drives(R"({"number": 0}, {"number": 0})"), "machine: drives[1].number: another drive has this number"},
+        {drives(R"({"number": 0, "answers": [{"path": "sat", "error": 1}]})"), R"(machine: drives[0].answers[0].path: "sat" is no path of this drive)"},
         {drives(R"({"number": 0, "colour": 1})"), "machine: drives[0]: unknown key"},
     };
+    // clang-format on
     for (const auto& [text, reason] : cases) {
         const std::string found = reasonOf([&] { Machine::fromText(text); });
         EXPECT_EQ(reason, found.substr(0, std::string_view(reason).size())) << text.substr(0, 200);

@@ -222,12 +222,11 @@ TEST(RaidDrives, MegaRaidRequestsAndAnswersThatLie) {
 
 TEST(RaidDrives, TheAmdLibrary) {
     const std::string ata =
-        R"({"physicalId": 3, "size": 500107, "ssd": true, "model": "ACME", "serialNumber": "A1",
-        "firmware": "F1", "description": "SSD SATA 6Gb", )" +
+        R"({"physicalId": 3, "size": 500107, "ssd": true, "model": "ACME", "serialNumber": "A1", "firmware": "F1", "description": "SSD SATA 6Gb", )" +
         smartKeys(kSomeAttributes) + "}";
-    const std::string nvme = R"({"physicalId": 4, "size": 1000204, "nvme": true, "model": "ACME NV",
-        "serialNumber": "N1", "firmware": "F2", "description": "NVMe Gen3 x4", "smart": ")" +
-                             hexOf(healthOf(300)) + "\"}";
+    const std::string nvme =
+        R"({"physicalId": 4, "size": 1000204, "nvme": true, "model": "ACME NV", "serialNumber": "N1", "firmware": "F2", "description": "NVMe Gen3 x4", "smart": ")" +
+        hexOf(healthOf(300)) + "\"}";
     const auto library = [&](const std::string& keys) {
         return R"(, "amdRaid": {"drives": [)" + ata + ", " + nvme + "]" + keys + "}";
     };

@@ -169,16 +169,9 @@ TEST(LinuxDrives, NvmeCommandsThatTheKernelGets) {
 
     // Of a log page the sub-value is no namespace, and no drive has a health page of namespace 0.
     const auto spaceOf = [](int type, int value, int subValue, int upper = 0) {
-        const Bytes block = blockOf(4144, {{0, 49},
-                                           {8, 3},
-                                           {12, type},
-                                           {16, value},
-                                           {20, subValue},
-                                           {21, upper},
-                                           {22, upper},
-                                           {23, upper},
-                                           {24, 40},
-                                           {29, 0x10}});
+        // clang-format off
+        const Bytes block = blockOf(4144, {{0, 49}, {8, 3}, {12, type}, {16, value}, {20, subValue}, {21, upper}, {22, upper}, {23, upper}, {24, 40}, {29, 0x10}});
+        // clang-format on
         const auto request =
             readDriveRequest(IOCTL_STORAGE_QUERY_PROPERTY, std::as_bytes(std::span(block)), 4144);
         return request ? nvmeCommandOf(*request).value.nsid : 77;
