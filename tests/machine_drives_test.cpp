@@ -115,8 +115,7 @@ TEST(MachineDrivesTest, VolumesTellTheirDisks) {
     const auto extents = [&](const wchar_t* path, std::size_t room) {
         return send(*machine, path, IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS, {}, room);
     };
-    const Sent whole = extents(LR"(\\.\C:)", sizeof(VOLUME_DISK_EXTENTS));
-    EXPECT_EQ(8U + 2 * 24, whole.bytes);
+    EXPECT_EQ(8U + 2 * 24, extents(LR"(\\.\C:)", sizeof(VOLUME_DISK_EXTENTS)).bytes);
     const Sent part = extents(LR"(\\.\C:)", 8 + 24 + 23);
     EXPECT_EQ(kMoreData, part.error);
     EXPECT_EQ(2U, part.at(0));
