@@ -14,7 +14,7 @@ static_assert(sizeof(__time64_t) == sizeof(std::int64_t));
 
 std::chrono::system_clock::time_point wallClock() {
     FILETIME now{};
-    ::GetSystemTimePreciseAsFileTime(&now);
+    ::GetSystemTimeAsFileTime(&now); // on every Windows; the precise one would keep older ones from loading
     const Ticks since1601(
         static_cast<std::int64_t>(std::uint64_t{now.dwHighDateTime} << 32 | now.dwLowDateTime));
     return std::chrono::system_clock::time_point(
