@@ -83,11 +83,11 @@ std::int32_t yearOf(const AtaSmartInfo& asi) {
 
 /// The most hours that a drive of this kind can have run.
 std::uint64_t mostHours(const AtaSmartInfo& asi, std::int64_t unixNow) {
-    constexpr std::int64_t hour = 3600, epoch = 1970;
-    constexpr double hoursOfYear = 8766.0;
+    constexpr double hour = 3600.0, hoursOfYear = 8766.0;
+    constexpr std::int32_t epoch = 1970;
     if (unixNow <= 0) return UINT64_MAX;
-    const double since = static_cast<double>(yearOf(asi) - epoch) * hoursOfYear;
-    return static_cast<std::uint64_t>(std::max(static_cast<double>(unixNow / hour) - since, hoursOfYear));
+    const double since = (yearOf(asi) - epoch) * hoursOfYear;
+    return static_cast<std::uint64_t>(std::max(static_cast<double>(unixNow) / hour - since, hoursOfYear));
 }
 
 // ---- ATA
