@@ -361,10 +361,11 @@ TEST_P(Contract, ManagementRowsHaveThePromisedTypesAndWhatIsNotThereFails) {
             ++rows;
             for (const wchar_t* column :
                  {L"Manufacturer", L"PartNumber", L"SerialNumber", L"Capacity", L"SMBIOSMemoryType"}) {
-                const auto type = row->get(column).value.type;
-                EXPECT_THAT(type, AnyOf(ManagementType::null, *column == L'S' && column[1] == L'M'
-                                                                  ? ManagementType::i4
-                                                                  : ManagementType::bstr));
+                const auto value = row->get(column);
+                if (isHost() && !value.ok()) continue; // not every system's class has every column
+                EXPECT_THAT(value.value.type, AnyOf(ManagementType::null, *column == L'S' && column[1] == L'M'
+                                                                              ? ManagementType::i4
+                                                                              : ManagementType::bstr));
             }
             EXPECT_EQ(kManagementNotFound, row->get(L"NoSuchColumn").error);
         }
