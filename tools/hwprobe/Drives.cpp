@@ -165,11 +165,10 @@ Lines silentDriveLines(const std::vector<AtaSmartInfo>& vars, bool described) {
     return lines;
 }
 
-/// A drive without a record that is told as a SCSI disk.
-bool isScsiDisk(const UnreadDrive& drive) {
-    return drive.physicalDriveId >= 0 && std::ranges::any_of(scsiDisks(), [&](const ScsiDisk& disk) {
-               return disk.physicalDriveId == drive.physicalDriveId;
-           });
+/// A drive without a record that stands among the disks.
+bool isAmong(const std::vector<ScsiDisk>& disks, const UnreadDrive& drive) {
+    return drive.physicalDriveId >= 0 &&
+           std::ranges::find(disks, drive.physicalDriveId, &ScsiDisk::physicalDriveId) != disks.end();
 }
 
 Lines scsiDiskLines() {
@@ -259,10 +258,10 @@ const char* kindOf(const AtaSmartInfo& asi) {
     return asi.IsNVMe ? "NVMe SSD" : asi.IsSsd ? "SSD" : "hard disk";
 }
 
-Lines unreadDriveLines() {
+Lines unreadDriveLines(const std::vector<ScsiDisk>& told) {
     std::map<std::tuple<Reason, platform::ErrorCode, std::int32_t>, std::vector<const UnreadDrive*>> groups;
     for (const UnreadDrive& drive : processWide<CAtaSmart>().unreadDrives)
-        if (!isScsiDisk(drive)) groups[{drive.reason, drive.error, drive.twinOf}].push_back(&drive);
+        if (!isAmong(told, drive)) groups[{drive.reason, drive.error, drive.twinOf}].push_back(&drive);
     Lines lines;
     for (const auto& [why, drives] : groups) {
         Lines names;
@@ -289,7 +288,7 @@ Lines driveTable(const std::vector<Reading>& readings, bool described) {
     if (rows.empty()) lines.emplace_back(engine.unreadDrives.empty() ? "no drive" : "no drive gave a record");
     std::ranges::move(silentDriveLines(engine.vars, described), std::back_inserter(lines));
     std::ranges::move(scsiDiskLines(), std::back_inserter(lines));
-    std::ranges::move(unreadDriveLines(), std::back_inserter(lines));
+    std::ranges::move(unreadDriveLines(scsiDisks()), std::back_inserter(lines));
     std::ranges::move(culprit(readings, engine.vars), std::back_inserter(lines));
     return lines;
 }

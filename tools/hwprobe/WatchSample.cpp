@@ -208,7 +208,7 @@ void Sampler::takeScsiDisks() {
 void Sampler::takeDrives(const std::atomic<bool>& stop) {
     if (first_) {
         sample_.driveList = number("initDisk");
-        sample_.unreadDrives = unreadDriveLines();
+        sample_.unreadDrives = unreadDriveLines(scsiDisks());
     }
     const auto listed = static_cast<std::size_t>(sample_.driveList.known() ? sample_.driveList.number : 0);
     sample_.drives.resize(processWide<CAtaSmart>().vars.size());
