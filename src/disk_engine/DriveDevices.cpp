@@ -2,6 +2,8 @@
 #include "disk_engine/SearchStages.h"
 #include "platform/Platform.h"
 
+#include <fmt/xchar.h>
+
 #include <array>
 
 namespace orv {
@@ -15,11 +17,11 @@ constexpr platform::DeviceOpening kForWakeUp = {.write = false, .shareWrite = fa
 } // namespace
 
 std::wstring physicalDrivePath(std::int32_t physicalDriveId) {
-    return L"\\\\.\\PhysicalDrive" + std::to_wstring(physicalDriveId);
+    return fmt::format(L"\\\\.\\PhysicalDrive{}", physicalDriveId);
 }
 
 std::wstring scsiPath(std::int32_t scsiPort) {
-    return L"\\\\.\\Scsi" + std::to_wstring(scsiPort) + L":";
+    return fmt::format(L"\\\\.\\Scsi{}:", scsiPort);
 }
 
 void CAtaSmart::noteFailure(platform::ErrorCode error) {

@@ -406,6 +406,7 @@ TEST_F(LinuxDriveTree, ManagementDataTellsOfDrivesAndControllers) {
 
 TEST_F(LinuxDriveTree, TheLinkOfAnNvmeController) {
     const std::string folder = kPci + DriveTree::kNvme;
+    tree.files(folder, "max_link_speed 16.0 GT/s PCIe;max_link_width 4;current_link_width 255");
     const auto devices = system.deviceTree().devicesOf(kScsiAdapterClass);
     std::unique_ptr<Device> found;
     for (std::uint32_t index = 0; !found && index < 5; ++index) // the storage controllers alone
@@ -427,7 +428,6 @@ TEST_F(LinuxDriveTree, TheLinkOfAnNvmeController) {
         const auto answer = found->property(key, data);
         return answer.ok() ? static_cast<int>(data[0]) : -1;
     };
-    tree.files(folder, "max_link_speed 16.0 GT/s PCIe;max_link_width 4;current_link_width 255");
     EXPECT_EQ(4, property(11));
     EXPECT_EQ(4, property(12));
     EXPECT_EQ(-1, property(10));

@@ -75,7 +75,8 @@ int call(const std::vector<std::string>& calls) {
             status = kExitFailedCall;
         }
     }
-    // What a search for drives left out, and the right that it lacked; asking SCSI disks is no part of a call.
+    // What a search for drives left out, and the right that it lacked; asking SCSI disks is no part of a
+    // call.
     for (const std::string& line : unreadDriveLines({}))
         std::fprintf(stderr, "%s\n", line.c_str());
     return status;

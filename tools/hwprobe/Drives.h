@@ -20,7 +20,8 @@ namespace tool {
 /// the speeds are those among the readings. `described`: times are those of the machine's clock.
 std::vector<std::string> driveTable(const std::vector<Reading>& readings, bool described);
 
-/// Why drives gave no record, a line for those that share a reason; without the disks that are `told` already.
+/// Why drives gave no record, a line for those that share a reason; without the disks that are `told`
+/// already.
 std::vector<std::string> unreadDriveLines(const std::vector<orv::ScsiDisk>& told);
 
 /// What a record says, whenever the drive told it; null where it does not know.

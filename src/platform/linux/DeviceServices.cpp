@@ -40,27 +40,38 @@ class PowerSupplyFile : public DeviceFile {
 constexpr Guid kPciDeviceKeys = {
     0x3AB22E31, 0x8264, 0x4B4E, {0x9A, 0xF5, 0xA8, 0xD2, 0xD8, 0xE3, 0x3E, 0x62}};
 
-/// A property of a PCI device's link, and the file that tells it.
+struct PciFunction {
+    std::string folder;
+    PciFunctionFacts::Facts facts;
+};
+
+/// A property of a PCI device's link.
 struct LinkProperty {
     std::uint32_t id;
-    const char* file;
-    std::optional<std::uint32_t> (*read)(std::string_view text);
+    std::optional<std::uint32_t> (*read)(const RootedFiles& files, const PciFunction& function);
 };
 
 constexpr std::array kLinkProperties = {
-    LinkProperty{9, "/current_link_speed", linkGeneration},
-    LinkProperty{10, "/current_link_width", linkWidth},
-    LinkProperty{11, "/max_link_speed", linkGeneration},
-    LinkProperty{12, "/max_link_width", linkWidth},
+    LinkProperty{9,
+                 [](const RootedFiles& files, const PciFunction& function) {
+                     return linkGeneration(files.line(function.folder + "/current_link_speed"));
+                 }},
+    LinkProperty{10,
+                 [](const RootedFiles& files, const PciFunction& function) {
+                     return linkWidth(files.line(function.folder + "/current_link_width"));
+                 }},
+    LinkProperty{
+        11, [](const RootedFiles&, const PciFunction& function) { return function.facts.mostGeneration; }},
+    LinkProperty{12,
+                 [](const RootedFiles&, const PciFunction& function) { return function.facts.mostWidth; }},
 };
 
 class PciDevice : public Device {
   public:
-    PciDevice(const RootedFiles& files, PciFunctionFacts& facts, std::string folder)
-        : files_(files), facts_(facts), folder_(std::move(folder)) {}
+    PciDevice(const RootedFiles& files, const PciFunction& function) : files_(files), function_(function) {}
 
     Result<std::wstring> id(std::uint32_t room) override {
-        std::wstring id = utf8ToWide(facts_.of(folder_).id);
+        std::wstring id = utf8ToWide(function_.facts.id);
         if (id.size() >= room) return Result<std::wstring>::failed(kInsufficientBuffer);
         return {std::move(id)};
     }
@@ -69,7 +80,7 @@ class PciDevice : public Device {
         using Answer = Result<std::uint32_t>;
         for (const LinkProperty& row : kLinkProperties) {
             if (key.set != kPciDeviceKeys || key.id != row.id) continue;
-            const auto value = row.read(files_.line(folder_ + row.file));
+            const auto value = row.read(files_, function_);
             if (!value) return Answer::failed(kFileNotFound);
             if (data.size() < sizeof *value) return Answer::failed(kInsufficientBuffer);
             std::memcpy(data.data(), &*value, sizeof *value);
@@ -80,24 +91,22 @@ class PciDevice : public Device {
 
   private:
     const RootedFiles& files_;
-    PciFunctionFacts& facts_;
-    std::string folder_;
+    PciFunction function_;
 };
 
 class PciDevices : public Devices {
   public:
-    PciDevices(const RootedFiles& files, PciFunctionFacts& facts, std::vector<std::string> folders)
-        : files_(files), facts_(facts), folders_(std::move(folders)) {}
+    PciDevices(const RootedFiles& files, std::vector<PciFunction> functions)
+        : files_(files), functions_(std::move(functions)) {}
 
     Result<std::unique_ptr<Device>> at(std::uint32_t index) override {
-        if (index >= folders_.size()) return Result<std::unique_ptr<Device>>::failed(kNoMoreItems);
-        return {std::make_unique<PciDevice>(files_, facts_, folders_[index])};
+        if (index >= functions_.size()) return Result<std::unique_ptr<Device>>::failed(kNoMoreItems);
+        return {std::make_unique<PciDevice>(files_, functions_[index])};
     }
 
   private:
     const RootedFiles& files_;
-    PciFunctionFacts& facts_;
-    std::vector<std::string> folders_;
+    std::vector<PciFunction> functions_;
 };
 
 } // namespace
@@ -122,19 +131,24 @@ Result<std::unique_ptr<DeviceInterfaces>> LinuxDeviceTree::interfacesOf(const Gu
 }
 
 Result<std::unique_ptr<Devices>> LinuxDeviceTree::devicesOf(const Guid& setupClass) {
-    std::vector<std::string> folders;
+    std::vector<PciFunction> functions;
     if (setupClass == kScsiAdapterClass)
-        folders = pciFunctions(files_, kFirstStorageClass, kLastStorageClass);
-    return {std::make_unique<PciDevices>(files_, pciFunctions_, std::move(folders))};
+        for (std::string& folder : pciFunctions(files_, kFirstStorageClass, kLastStorageClass)) {
+            auto facts = pciFunctions_.of(folder);
+            functions.push_back({std::move(folder), std::move(facts)});
+        }
+    return {std::make_unique<PciDevices>(files_, std::move(functions))};
 }
 
 Result<std::unique_ptr<Devices>> LinuxDeviceTree::devicesWith(const Guid& setupClass, std::wstring_view id) {
-    std::vector<std::string> folders;
+    std::vector<PciFunction> functions;
     std::string folder =
         setupClass == kScsiAdapterClass ? pciFolderOf(files_, wideToUtf8(id)) : std::string();
-    const std::uint32_t code = pciFunctions_.of(folder).code >> 8;
-    if (code >= kFirstStorageClass && code <= kLastStorageClass) folders.push_back(std::move(folder));
-    return {std::make_unique<PciDevices>(files_, pciFunctions_, std::move(folders))};
+    auto facts = pciFunctions_.of(folder);
+    const std::uint32_t code = facts.code >> 8;
+    if (code >= kFirstStorageClass && code <= kLastStorageClass)
+        functions.push_back({std::move(folder), std::move(facts)});
+    return {std::make_unique<PciDevices>(files_, std::move(functions))};
 }
 
 std::uint32_t LinuxDeviceFiles::driveType(std::wstring_view root) {

@@ -153,8 +153,7 @@ std::optional<std::uint32_t> nvmeControllerOf(const RootedFiles& files, const st
         if (const auto number = controllerNumber(name)) controllers.push_back(*number);
     std::sort(controllers.begin(), controllers.end());
     for (const std::uint32_t number : controllers)
-        if (files.line(std::string(kNvmeControllers) + std::to_string(number) + "/state") == "live")
-            return number;
+        if (files.line(nvmeControllerFolder(number) + "/state") == "live") return number;
     return controllers.empty() ? std::nullopt : std::optional(controllers.front());
 }
 
@@ -165,7 +164,7 @@ void takeNvme(const RootedFiles& files, DiskFacts& facts) {
     facts.nvmeController = nvmeControllerOf(files, device);
     std::string controller = device;
     if (facts.nvmeController) {
-        controller = std::string(kNvmeControllers) + std::to_string(*facts.nvmeController);
+        controller = nvmeControllerFolder(*facts.nvmeController);
         const std::uint64_t space = nvmeNumbers(facts.name)->space;
         facts.place = ScsiPlace{kFirstNvmePort + *facts.nvmeController, 0, 0, space == 0 ? 0 : space - 1};
         for (const char* way : {"", "/device"})
@@ -206,6 +205,19 @@ std::optional<NvmeNumbers> nvmeNumbers(std::string_view name) {
     return NvmeNumbers{*controller, *space};
 }
 
+std::string nvmeControllerFolder(std::uint64_t number) {
+    return std::string(kNvmeControllers) + std::to_string(number);
+}
+
+DriveNode nvmeControllerNode(const RootedFiles& files, std::uint64_t controller) {
+    return {"/dev/nvme" + std::to_string(controller), files.line(nvmeControllerFolder(controller) + "/dev"),
+            false};
+}
+
+DriveNode diskNode(const RootedFiles& files, const std::string& name) {
+    return {"/dev/" + name, files.line(diskFolder(name) + "/dev"), true};
+}
+
 bool isPathOf(const NvmeNumbers& space, std::string_view name) {
     const std::string head = std::string(kNvmePrefix) + std::to_string(space.controller) + "c";
     const std::string tail = "n" + std::to_string(space.space);
@@ -231,13 +243,22 @@ std::string diskIdentity(const RootedFiles& files, const std::string& name) {
     return identity;
 }
 
-DiskFacts readCommandWay(const RootedFiles& files, const std::string& name) {
-    DiskFacts facts;
-    facts.name = name;
-    if (name.starts_with("sd")) takeUsb(files, files.deviceFolder(diskFolder(name)), facts);
-    if (name.starts_with(kNvmePrefix))
-        facts.nvmeController = nvmeControllerOf(files, diskFolder(name) + "/device");
-    return facts;
+CommandWay readCommandWay(const RootedFiles& files, const std::string& name) {
+    CommandWay way;
+    if (name.starts_with(kNvmePrefix)) {
+        const std::string device = diskFolder(name) + "/device";
+        way.nvmeController = nvmeControllerOf(files, device);
+        way.lasts = controllerNumber(files.linkName(device)).has_value();
+    }
+    way.scsi = name.starts_with("sd");
+    way.usb = way.scsi && isBelowUsb(files.deviceFolder(diskFolder(name)));
+    way.node = way.nvmeController ? nvmeControllerNode(files, *way.nvmeController) : diskNode(files, name);
+    return way;
+}
+
+void readChangingFacts(const RootedFiles& files, DiskFacts& facts) {
+    facts.sectors = wholeNumber(files.line(diskFolder(facts.name) + "/size")).value_or(0);
+    facts.firmware = files.line(nvmeControllerFolder(*facts.nvmeController) + "/firmware_rev");
 }
 
 DiskFacts readDiskFacts(const RootedFiles& files, const std::string& name) {

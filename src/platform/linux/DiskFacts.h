@@ -23,12 +23,18 @@ struct NvmeNumbers {
 };
 std::optional<NvmeNumbers> nvmeNumbers(std::string_view name);
 
+/// Folder of sysfs of an NVMe controller.
+std::string nvmeControllerFolder(std::uint64_t number);
+DriveNode nvmeControllerNode(const RootedFiles& files, std::uint64_t controller);
+DriveNode diskNode(const RootedFiles& files, const std::string& name);
+
 /// True for the name "nvmeCcKnN" of a hidden path to a namespace "nvmeCnN".
 bool isPathOf(const NvmeNumbers& space, std::string_view name);
 
 DiskFacts readDiskFacts(const RootedFiles& files, const std::string& name);
-/// Of the facts only what decides how a command reaches the disk: its USB device and its NVMe controller.
-DiskFacts readCommandWay(const RootedFiles& files, const std::string& name);
+/// Of a namespace with one controller the facts that may change while it stays; the others keep.
+void readChangingFacts(const RootedFiles& files, DiskFacts& facts);
+CommandWay readCommandWay(const RootedFiles& files, const std::string& name);
 
 /// What tells a disk from any other, at another time and under another name: its worldwide name, model and
 /// serial number; without a worldwide name where it hangs too. A disk of which nothing of that is sure to be

@@ -113,7 +113,7 @@ std::vector<NumberedDisk> DiskInventory::scan() {
     for (std::string& name : namedDisks(files_)) {
         const auto stamp = files_.stamp(diskFolder(name));
         if (!stamp) continue;
-        Found& disk = found.emplace_back(Found{{{}, std::move(name), *stamp}, 0});
+        Found& disk = found.emplace_back(Found{{{}, std::move(name), *stamp, {}, {}}, 0});
         take(disk, numberIf([&](const Entry& known) {
                  return known.name == disk.disk.name && known.stamp == disk.disk.stamp;
              }));
@@ -136,6 +136,10 @@ std::vector<NumberedDisk> DiskInventory::scan() {
         }
         Entry& entry = numbered_[disk.number];
         entry.name = disk.disk.name;
+        if (entry.stamp != disk.disk.stamp) {
+            entry.way.reset();
+            entry.facts.reset();
+        }
         entry.stamp = disk.disk.stamp;
         disks.push_back({static_cast<std::uint32_t>(disk.number), entry.name});
     }
@@ -155,8 +159,34 @@ std::string DiskInventory::nameOf(std::uint32_t number) {
 }
 
 std::optional<DiskFacts> DiskInventory::facts(const NumberedDisk& disk) {
-    DiskFacts facts = readDiskFacts(files_, disk.name);
-    return holds(disk) ? std::optional(std::move(facts)) : std::nullopt;
+    const auto way = commandWay(disk);
+    if (!way) return std::nullopt;
+    std::unique_lock hold(mutex_);
+    std::optional<DiskFacts> facts = numbered_[disk.number].facts;
+    const FolderStamp stamp = numbered_[disk.number].stamp;
+    hold.unlock();
+    if (facts) {
+        readChangingFacts(files_, *facts);
+    } else {
+        facts = readDiskFacts(files_, disk.name);
+    }
+    if (!holds(disk)) return std::nullopt;
+    hold.lock();
+    Entry& entry = numbered_[disk.number];
+    if (way->lasts && way->nvmeController && entry.stamp == stamp) entry.facts = facts;
+    return facts;
+}
+
+std::optional<CommandWay> DiskInventory::commandWay(const NumberedDisk& disk) {
+    const auto kept = [&]() -> std::optional<CommandWay> {
+        const std::scoped_lock hold(mutex_);
+        const Entry& entry = numbered_[disk.number];
+        return entry.name == disk.name && entry.way && entry.way->lasts ? entry.way : std::nullopt;
+    };
+    if (auto way = kept()) return way;
+    if (!holds(disk)) return std::nullopt;
+    const std::scoped_lock hold(mutex_);
+    return numbered_[disk.number].way = readCommandWay(files_, disk.name);
 }
 
 DiskCounters DiskInventory::cumulative(const NumberedDisk& disk, const DiskCounters& kernels) {

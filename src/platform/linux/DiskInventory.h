@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/linux/DriveNode.h"
 #include "platform/linux/PciFunctions.h"
 #include "platform/linux/RootedFiles.h"
 #include "state/HeldMutex.h"
@@ -66,6 +67,16 @@ struct DiskFacts {
     std::string pciController; ///< folder of the PCI function that the disk hangs on
 };
 
+/// What decides how a command reaches a disk.
+struct CommandWay {
+    bool scsi = false; ///< a disk of the SCSI layer
+    bool usb = false;  ///< that hangs on a USB device
+    std::optional<std::uint32_t> nvmeController;
+    DriveNode node; ///< that takes the command
+    /// False where another controller may lead to the disk the next time.
+    bool lasts = true;
+};
+
 /// The disks of the machine: sda, sdb, ... sdz, sdaa, then IDE disks (hda), NVMe namespaces by controller and
 /// number (nvme0n1), then the disks that know no SMART: virtio (vda), Xen (xvda), cards (mmcblk0).
 ///
@@ -85,6 +96,9 @@ class DiskInventory {
     bool holds(const NumberedDisk& disk) { return nameOf(disk.number) == disk.name; }
     /// Empty when the disk is not there.
     std::optional<DiskFacts> facts(const NumberedDisk& disk);
+    /// Empty when the disk is not there. One that lasts is kept as long as the disk is not seen to go, so
+    /// whoever opens its node asks afterwards whether it still holds().
+    std::optional<CommandWay> commandWay(const NumberedDisk& disk);
     /// Counters of a present disk that never fall: where those of the kernel do, for the disk came back or
     /// lost one of its paths, they go on from where they were.
     DiskCounters cumulative(const NumberedDisk& disk, const DiskCounters& kernels);
@@ -98,8 +112,10 @@ class DiskInventory {
         std::string identity;
         std::string name; ///< latest
         FolderStamp stamp;
-        DiskCounters latest{}; ///< of the kernel
-        DiskCounters before{}; ///< what they lost when they fell
+        std::optional<CommandWay> way;
+        std::optional<DiskFacts> facts; ///< of a namespace whose way lasts
+        DiskCounters latest{};          ///< of the kernel
+        DiskCounters before{};          ///< what they lost when they fell
     };
     std::vector<NumberedDisk> scan();
 

@@ -19,10 +19,6 @@ namespace {
 
 using Answer = Result<std::uint32_t>;
 
-std::string nvmeControllerFolder(std::uint64_t number) {
-    return "/sys/class/nvme/nvme" + std::to_string(number);
-}
-
 Answer runScsi(int file, const DriveRequest& request, std::span<const std::byte> in,
                std::span<std::byte> out) {
     const ScsiCommand command = scsiCommandOf(request);
@@ -41,29 +37,19 @@ Answer runNvme(const Result<OwnedDescriptor>& file, const nvme_admin_cmd& comman
     return writeDriveAnswer(request, in, data, out);
 }
 
-DriveNode controllerNode(const RootedFiles& files, std::uint64_t controller) {
-    return {"/dev/nvme" + std::to_string(controller), files.line(nvmeControllerFolder(controller) + "/dev"),
-            false};
-}
-
-DriveNode diskNode(const RootedFiles& files, const std::string& name) {
-    return {"/dev/" + name, files.line(diskFolder(name) + "/dev"), true};
-}
-
 /// What a disk understands. A disk of the SCSI layer takes command blocks, and task files unless it hangs on
 /// USB, where the bridge has to be spoken to in its own way.
-bool understands(const DiskFacts& facts, const DriveRequest& request) {
-    const bool scsi = facts.name.starts_with("sd");
+bool understands(const CommandWay& way, const DriveRequest& request) {
     switch (request.path) {
     case DrivePath::ataPassThrough:
     case DrivePath::idePassThrough:
     case DrivePath::smartReceive:
     case DrivePath::smartSend:
-        return scsi && facts.usbDevice.empty();
+        return way.scsi && !way.usb;
     case DrivePath::scsiPassThrough:
-        return scsi;
+        return way.scsi;
     case DrivePath::storageQuery:
-        return facts.nvmeController.has_value();
+        return way.nvmeController.has_value();
     default: // the miniport forms go to a port
         return false;
     }
@@ -76,20 +62,18 @@ class PhysicalDrive : public DeviceFile {
 
     Answer control(std::uint32_t code, std::span<const std::byte> in, std::span<std::byte> out) override {
         if (const auto answer = answerFromSysfs(inventory_, disk_, facts_, code, in, out)) return *answer;
-        if (!inventory_.holds(disk_)) return Answer::failed(kFileNotFound);
+        const auto way = inventory_.commandWay(disk_);
+        if (!way) return Answer::failed(kFileNotFound);
         const auto request = readDriveRequest(code, in, out.size());
-        if (!request) return Answer::failed(kInvalidFunction);
-        const RootedFiles& files = inventory_.files();
-        const DiskFacts way = readCommandWay(files, disk_.name);
-        if (!understands(way, *request)) return Answer::failed(kInvalidFunction);
+        if (!request || !understands(*way, *request))
+            return Answer::failed(inventory_.holds(disk_) ? kInvalidFunction : kFileNotFound);
         if (!request->isNvme()) {
-            const auto file = openedAs(diskNode(files, disk_.name));
+            const auto file = openedAs(way->node);
             return file.ok() ? runScsi(file.value.get(), *request, in, out) : Answer::failed(file.error);
         }
         const auto command = nvmeCommandOf(*request);
         if (!command.ok()) return Answer::failed(command.error);
-        return runNvme(openedAs(controllerNode(files, *way.nvmeController)), command.value, *request, in,
-                       out);
+        return runNvme(openedAs(way->node), command.value, *request, in, out);
     }
 
     Answer read(std::uint64_t offset, std::span<std::byte> into) override {
@@ -128,7 +112,7 @@ class ScsiPort : public DeviceFile {
         if (!miniport || port_ < kFirstNvmePort) return Answer::failed(kInvalidFunction);
         const auto command = nvmeCommandOf(*request);
         if (!command.ok()) return Answer::failed(command.error);
-        return runNvme(openNode(files_, controllerNode(files_, port_ - kFirstNvmePort)), command.value,
+        return runNvme(openNode(files_, nvmeControllerNode(files_, port_ - kFirstNvmePort)), command.value,
                        *request, in, out);
     }
     Answer read(std::uint64_t, std::span<std::byte>) override { return Answer::failed(kInvalidFunction); }

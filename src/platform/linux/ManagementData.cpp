@@ -21,8 +21,7 @@ class LinuxServices : public ManagementServices {
         const auto query = readManagementQuery(wql);
         if (!query) return Answer::failed(kManagementClass);
         // Without a descriptor there would be no drives, which is no answer.
-        if (const auto blocks = files_.list("/sys/block"); blocks.error == kTooManyOpenFiles)
-            return Answer::failed(kComWin32 | blocks.error);
+        if (!files_.canOpen()) return Answer::failed(kComWin32 | kTooManyOpenFiles);
         if (auto rows = answerDriveQuery(disks_, *query, latest_)) return {enumerate(std::move(*rows))};
         if (query->associators || !sameName(query->className, L"Win32_PhysicalMemory"))
             return Answer::failed(kManagementClass);

@@ -112,7 +112,9 @@ PciFunctionFacts::Facts PciFunctionFacts::of(const std::string& folder) {
     const std::scoped_lock hold(mutex_);
     auto& [seen, facts] = known_[folder];
     if (seen == *stamp) return facts;
-    facts = {pciClass(files_, folder), pciDeviceId(files_, folder)};
+    facts = {pciClass(files_, folder), pciDeviceId(files_, folder),
+             linkGeneration(files_.line(folder + "/max_link_speed")),
+             linkWidth(files_.line(folder + "/max_link_width"))};
     seen = *stamp;
     return facts;
 }

@@ -36,12 +36,15 @@ std::string pciDeviceId(const RootedFiles& files, const std::string& folder);
 /// has that id is another question.
 std::string pciFolderOf(const RootedFiles& files, std::string_view id);
 
-/// Class and id of PCI functions. They are read once for a folder, as long as that is the same device's.
+/// What does not change about PCI functions. It is read once for a folder, as long as that is the same
+/// device's.
 class PciFunctionFacts {
   public:
     struct Facts {
-        std::uint32_t code = 0; ///< as pciClass
-        std::string id;         ///< as pciDeviceId
+        std::uint32_t code = 0;                      ///< as pciClass
+        std::string id;                              ///< as pciDeviceId
+        std::optional<std::uint32_t> mostGeneration; ///< of its link
+        std::optional<std::uint32_t> mostWidth;
     };
 
     explicit PciFunctionFacts(const RootedFiles& files) : files_(files) {}
@@ -56,7 +59,7 @@ class PciFunctionFacts {
 /// Vendor and product by the hardware database, or what the class is called where there is none.
 std::string pciName(const RootedFiles& files, const std::string& folder);
 
-/// What a link does and could do: the generation of its speed, and its lanes. Empty what is not known.
+/// Of a link the generation of its speed, and its lanes. Empty what is not known.
 std::optional<std::uint32_t> linkGeneration(std::string_view speed);
 std::optional<std::uint32_t> linkWidth(std::string_view width);
 

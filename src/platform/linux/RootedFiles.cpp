@@ -103,6 +103,13 @@ bool RootedFiles::exists(std::string_view path) const {
     return ::access(full(path).c_str(), F_OK) == 0;
 }
 
+bool RootedFiles::canOpen() const {
+    const int file = openDescriptor(full("/").c_str(), O_PATH);
+    if (file < 0) return errorFromErrno(errno) != kTooManyOpenFiles;
+    ::close(file);
+    return true;
+}
+
 std::optional<FolderStamp> RootedFiles::stamp(std::string_view path) const {
     struct stat found {};
     if (::stat(full(path).c_str(), &found) != 0) return std::nullopt;

@@ -41,6 +41,8 @@ class RootedFiles {
     /// Names in a folder, sorted, without "." and "..".
     Result<std::vector<std::string>> list(std::string_view path) const;
     bool exists(std::string_view path) const;
+    /// False while the process or the system has no descriptor left.
+    bool canOpen() const;
     /// Of the folder that a path leads to; empty when there is none.
     std::optional<FolderStamp> stamp(std::string_view path) const;
     /// What a symbolic link points to, as it stands in it; empty when there is none.

@@ -154,7 +154,8 @@ std::optional<ManagementQuery> readManagementQuery(std::wstring_view wql) {
 
 bool sameName(std::wstring_view one, std::wstring_view other) {
     return std::ranges::equal(one, other, [](wchar_t a, wchar_t b) {
-        return std::towlower(static_cast<std::wint_t>(a)) == std::towlower(static_cast<std::wint_t>(b));
+        return a == b ||
+               std::towlower(static_cast<std::wint_t>(a)) == std::towlower(static_cast<std::wint_t>(b));
     });
 }
 
