@@ -262,6 +262,9 @@ TEST_F(LinuxDriveTree, DescriptorAndAddressOfEachKind) {
     // A host's number that is an NVMe controller's port has no address.
     tree.scsi("sdq", "0000:00:1f.2/ata9", "128:0:0:0", "ATA", "LATE");
     EXPECT_EQ(kNotSupported, ask(drive(9), IOCTL_SCSI_GET_ADDRESS).error);
+    tree.scsi("sdr", "platform/host10/session1/target10:0:0", "10:0:0:1", "LIO-ORG", "LUN"); // iSCSI
+    EXPECT_EQ(9u,
+              ask(drive(10), IOCTL_STORAGE_QUERY_PROPERTY, query).as<STORAGE_DEVICE_DESCRIPTOR>().BusType);
 }
 
 TEST_F(LinuxDriveTree, GeometryAndCounters) {
