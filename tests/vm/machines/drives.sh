@@ -5,7 +5,7 @@
 # systems. The slot is for NVMe drives that come and go: the second serial line is QEMU's monitor, and what QEMU traces
 # stands in the file /trace of the host's folder "host".
 modules="ahci ata_piix nvme xhci-pci usb-storage uas virtio_pci virtio_scsi sd_mod sg ext4 crc32c_generic 9pnet_virtio 9p"
-programs="smartctl nvme setpriv"
+programs="smartctl nvme setpriv strace"
 
 # zeros ID SIZE
 zeros() { printf '%s\n' -drive "if=none,id=$1,driver=null-co,read-zeroes=on,size=$2"; }
