@@ -253,6 +253,7 @@ CommandWay readCommandWay(const RootedFiles& files, const std::string& name) {
     way.scsi = name.starts_with("sd");
     way.usb = way.scsi && isBelowUsb(files.deviceFolder(diskFolder(name)));
     way.node = way.nvmeController ? nvmeControllerNode(files, *way.nvmeController) : diskNode(files, name);
+    way.lasts = way.lasts && !way.node.number.empty(); // which a lack of descriptors keeps from being read
     return way;
 }
 

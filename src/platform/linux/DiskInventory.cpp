@@ -173,7 +173,9 @@ std::optional<DiskFacts> DiskInventory::facts(const NumberedDisk& disk) {
     if (!holds(disk)) return std::nullopt;
     hold.lock();
     Entry& entry = numbered_[disk.number];
-    if (way->lasts && way->nvmeController && entry.stamp == stamp) entry.facts = facts;
+    // A text that could not be read, without a descriptor for one, is asked for again.
+    const bool whole = !facts->model.empty() && !facts->serial.empty() && !facts->pciController.empty();
+    if (way->lasts && way->nvmeController && whole && entry.stamp == stamp) entry.facts = facts;
     return facts;
 }
 

@@ -115,7 +115,7 @@ PciFunctionFacts::Facts PciFunctionFacts::of(const std::string& folder) {
     facts = {pciClass(files_, folder), pciDeviceId(files_, folder),
              linkGeneration(files_.line(folder + "/max_link_speed")),
              linkWidth(files_.line(folder + "/max_link_width"))};
-    seen = *stamp;
+    if (facts.code != 0 && files_.canOpen()) seen = *stamp; // else not all of it may have been read
     return facts;
 }
 
