@@ -230,6 +230,28 @@ TEST_F(LinuxDriveTree, AnOpenDriveNeverAnswersForAnother) {
     EXPECT_EQ(gone, errors()) << "another name";
 }
 
+TEST_F(LinuxDriveTree, WhatCouldNotBeReadIsAskedForAgain) {
+    const RootedFiles files(tree.root());
+    DiskInventory inventory(files);
+    const NumberedDisk disk = inventory.disks().at(5);
+    const std::string controller = "sys/class/nvme/nvme0/", function = kPci + DriveTree::kNvme;
+    const auto told = [&] {
+        return inventory.facts(disk)->serial + " " + inventory.commandWay(disk)->node.number + " " +
+               std::to_string(inventory.pciFunctions().of("/" + function).code);
+    };
+    for (const std::string& lost : {controller + "serial", controller + "dev", function + "/class"})
+        tree.file(lost, "");
+    EXPECT_EQ("  0", told());
+    tree.file(controller + "dev", "241:0\n");
+    EXPECT_EQ(" 241:0 0", told());
+    tree.file(controller + "serial", "S4EVNF0M\n");
+    tree.file(function + "/class", "0x010802\n");
+    EXPECT_EQ("S4EVNF0M 241:0 67586", told());
+    // What was read whole stays, but for the firmware, which a drive may take while it runs.
+    tree.files(controller, "serial OTHER;firmware_rev NEW");
+    EXPECT_EQ("S4EVNF0M NEW", inventory.facts(disk)->serial + " " + inventory.facts(disk)->firmware);
+}
+
 TEST_F(LinuxDriveTree, DescriptorAndAddressOfEachKind) {
     // Bus, vendor, product, revision, serial number; port, path, target, unit.
     const char* const drives[] = {

@@ -257,9 +257,8 @@ CommandWay readCommandWay(const RootedFiles& files, const std::string& name) {
     return way;
 }
 
-void readChangingFacts(const RootedFiles& files, DiskFacts& facts) {
-    facts.sectors = wholeNumber(files.line(diskFolder(facts.name) + "/size")).value_or(0);
-    facts.firmware = files.line(nvmeControllerFolder(*facts.nvmeController) + "/firmware_rev");
+std::string nvmeFirmware(const RootedFiles& files, std::uint32_t controller) {
+    return files.line(nvmeControllerFolder(controller) + "/firmware_rev");
 }
 
 DiskFacts readDiskFacts(const RootedFiles& files, const std::string& name) {
@@ -268,7 +267,6 @@ DiskFacts readDiskFacts(const RootedFiles& files, const std::string& name) {
     const std::string folder = diskFolder(name);
     const std::string path = files.deviceFolder(folder);
     facts.pciController = pciFunctionOf(path);
-    facts.sectors = wholeNumber(files.line(folder + "/size")).value_or(0);
     // A namespace never is.
     facts.removable = !name.starts_with(kNvmePrefix) && files.line(folder + "/removable") == "1";
     if (name.starts_with("sd")) {

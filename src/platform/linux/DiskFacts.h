@@ -32,8 +32,7 @@ DriveNode diskNode(const RootedFiles& files, const std::string& name);
 bool isPathOf(const NvmeNumbers& space, std::string_view name);
 
 DiskFacts readDiskFacts(const RootedFiles& files, const std::string& name);
-/// Of a namespace with one controller the facts that may change while it stays; the others keep.
-void readChangingFacts(const RootedFiles& files, DiskFacts& facts);
+std::string nvmeFirmware(const RootedFiles& files, std::uint32_t controller);
 CommandWay readCommandWay(const RootedFiles& files, const std::string& name);
 
 /// What tells a disk from any other, at another time and under another name: its worldwide name, model and

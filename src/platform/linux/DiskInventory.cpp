@@ -158,6 +158,11 @@ std::string DiskInventory::nameOf(std::uint32_t number) {
     return {};
 }
 
+std::uint64_t DiskInventory::sectors(const NumberedDisk& disk) {
+    const auto count = wholeNumber(files_.line(diskFolder(disk.name) + "/size"));
+    return count && holds(disk) ? *count : 0;
+}
+
 std::optional<DiskFacts> DiskInventory::facts(const NumberedDisk& disk) {
     const auto way = commandWay(disk);
     if (!way) return std::nullopt;
@@ -166,7 +171,7 @@ std::optional<DiskFacts> DiskInventory::facts(const NumberedDisk& disk) {
     const FolderStamp stamp = numbered_[disk.number].stamp;
     hold.unlock();
     if (facts) {
-        readChangingFacts(files_, *facts);
+        facts->firmware = nvmeFirmware(files_, *facts->nvmeController); // all that may change while it stays
     } else {
         facts = readDiskFacts(files_, disk.name);
     }

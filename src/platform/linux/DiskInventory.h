@@ -55,7 +55,6 @@ struct DiskFacts {
     std::string model;
     std::string firmware;
     std::string serial;
-    std::uint64_t sectors = 0; ///< of 512 bytes, whatever the disk's own are
     bool removable = false;
     std::uint32_t bus = 0; ///< STORAGE_BUS_TYPE
     std::optional<ScsiPlace> place;
@@ -94,6 +93,8 @@ class DiskInventory {
     std::string nameOf(std::uint32_t number);
     /// True while a disk has its name still. What was read or opened by the name before is that disk's then.
     bool holds(const NumberedDisk& disk) { return nameOf(disk.number) == disk.name; }
+    /// Of 512 bytes, whatever the disk's own are; 0 when the disk is not there.
+    std::uint64_t sectors(const NumberedDisk& disk);
     /// Empty when the disk is not there.
     std::optional<DiskFacts> facts(const NumberedDisk& disk);
     /// Empty when the disk is not there. One that lasts is kept as long as the disk is not seen to go, so

@@ -25,10 +25,10 @@ Answer give(const T& record, std::span<std::byte> out) {
 }
 
 /// The cylinders that fit whole, of the 255 heads and 63 sectors that every disk is taken to have.
-Answer geometry(const DiskFacts& facts, std::span<std::byte> out) {
+Answer geometry(std::uint64_t size, const DiskFacts& facts, std::span<std::byte> out) {
     constexpr std::uint32_t heads = 255;
     constexpr std::uint32_t sectors = 63;
-    const auto cylinders = static_cast<std::int64_t>(facts.sectors / (heads * sectors));
+    const auto cylinders = static_cast<std::int64_t>(size / (heads * sectors));
     const std::uint32_t medium = facts.removable ? kRemovableMedia : kFixedMedia;
     return give(DISK_GEOMETRY{cylinders, medium, heads, sectors, kSectorBytes}, out);
 }
@@ -170,7 +170,8 @@ std::optional<Answer> answerFromSysfs(DiskInventory& inventory, const NumberedDi
     if (!facts) facts = inventory.facts(disk);
     if (!facts) return Answer::failed(kFileNotFound);
     if (descriptorAsked) return descriptor(*facts, out);
-    return code == IOCTL_DISK_GET_DRIVE_GEOMETRY ? geometry(*facts, out) : address(*facts, out);
+    if (code == IOCTL_SCSI_GET_ADDRESS) return address(*facts, out);
+    return geometry(inventory.sectors(disk), *facts, out);
 }
 
 } // namespace orv::platform

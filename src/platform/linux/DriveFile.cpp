@@ -29,11 +29,11 @@ Answer runScsi(int file, const DriveRequest& request, std::span<const std::byte>
     return writeScsiAnswer(request, outcome.value, in, data, out);
 }
 
-Answer runNvme(const Result<OwnedDescriptor>& file, const nvme_admin_cmd& command,
+Answer runNvme(const Result<int>& file, const nvme_admin_cmd& command,
                const DriveRequest& request, std::span<const std::byte> in, std::span<std::byte> out) {
     if (!file.ok()) return Answer::failed(file.error);
     std::vector<std::uint8_t> data(command.data_len);
-    if (const ErrorCode error = sendNvme(file.value.get(), command, data)) return Answer::failed(error);
+    if (const ErrorCode error = sendNvme(file.value, command, data)) return Answer::failed(error);
     return writeDriveAnswer(request, in, data, out);
 }
 
@@ -68,12 +68,12 @@ class PhysicalDrive : public DeviceFile {
         if (!request || !understands(*way, *request))
             return Answer::failed(inventory_.holds(disk_) ? kInvalidFunction : kFileNotFound);
         if (!request->isNvme()) {
-            const auto file = openedAs(way->node);
-            return file.ok() ? runScsi(file.value.get(), *request, in, out) : Answer::failed(file.error);
+            const auto file = commandNode(*way);
+            return file.ok() ? runScsi(file.value, *request, in, out) : Answer::failed(file.error);
         }
         const auto command = nvmeCommandOf(*request);
         if (!command.ok()) return Answer::failed(command.error);
-        return runNvme(openedAs(way->node), command.value, *request, in, out);
+        return runNvme(commandNode(*way), command.value, *request, in, out);
     }
 
     Answer read(std::uint64_t offset, std::span<std::byte> into) override {
@@ -92,9 +92,23 @@ class PhysicalDrive : public DeviceFile {
         return file;
     }
 
+    /// The node that takes the commands, opened by the first of them.
+    Result<int> commandNode(const CommandWay& way) {
+        if (!node_ || nodeNumber_ != way.node.number) {
+            auto file = openedAs(way.node);
+            if (!file.ok()) return Result<int>::failed(file.error);
+            node_ = std::move(file.value);
+            nodeNumber_ = way.node.number;
+        }
+        return {node_->get()};
+    }
+
     DiskInventory& inventory_;
     NumberedDisk disk_;
-    std::optional<DiskFacts> facts_; // read once in the handle's short life
+    // read and opened once in the handle's short life
+    std::optional<DiskFacts> facts_;
+    std::optional<OwnedDescriptor> node_;
+    std::string nodeNumber_;
 };
 
 /// A port takes the miniport forms of NVMe, where it is an NVMe controller, and that of MegaRAID, where it is
@@ -112,8 +126,8 @@ class ScsiPort : public DeviceFile {
         if (!miniport || port_ < kFirstNvmePort) return Answer::failed(kInvalidFunction);
         const auto command = nvmeCommandOf(*request);
         if (!command.ok()) return Answer::failed(command.error);
-        return runNvme(openNode(files_, nvmeControllerNode(files_, port_ - kFirstNvmePort)), command.value,
-                       *request, in, out);
+        const auto file = openNode(files_, nvmeControllerNode(files_, port_ - kFirstNvmePort));
+        return runNvme({file.value.get(), file.error}, command.value, *request, in, out);
     }
     Answer read(std::uint64_t, std::span<std::byte>) override { return Answer::failed(kInvalidFunction); }
 

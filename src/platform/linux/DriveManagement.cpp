@@ -106,14 +106,13 @@ std::string interfaceType(const DiskFacts& facts) {
 }
 
 /// Bytes of the whole cylinders, as the geometry has them.
-std::string sizeText(const DiskFacts& facts) {
+std::string sizeText(std::uint64_t sectors) {
     constexpr std::uint64_t cylinder = 255 * 63;
     constexpr std::uint64_t sectorBytes = 512;
-    return facts.sectors == 0 ? std::string()
-                              : std::to_string(facts.sectors / cylinder * cylinder * sectorBytes);
+    return sectors == 0 ? std::string() : std::to_string(sectors / cylinder * cylinder * sectorBytes);
 }
 
-ManagementColumns driveRow(const Drive& drive) {
+ManagementColumns driveRow(DiskInventory& inventory, const Drive& drive) {
     const DiskFacts& facts = drive.facts;
     const auto place = [&](std::uint64_t ScsiPlace::*part) {
         return numberOrNull(facts.place ? std::optional((*facts.place).*part) : std::nullopt);
@@ -122,7 +121,7 @@ ManagementColumns driveRow(const Drive& drive) {
         {L"DeviceID", bstr(deviceIdOf(drive.number))},
         {L"Model", textOrNull(drive.model)},
         {L"Caption", textOrNull(drive.model)},
-        {L"Size", textOrNull(sizeText(facts))},
+        {L"Size", textOrNull(sizeText(inventory.sectors({drive.number, facts.name})))},
         {L"FirmwareRevision", textOrNull(facts.firmware)},
         {L"SerialNumber", textOrNull(facts.serial)},
         {L"InterfaceType", textOrNull(interfaceType(facts))},
@@ -138,7 +137,7 @@ ManagementColumns driveRow(const Drive& drive) {
 Rows driveRows(DiskInventory& inventory) {
     Rows rows;
     for (const Drive& drive : drivesOf(inventory))
-        rows.push_back(driveRow(drive));
+        rows.push_back(driveRow(inventory, drive));
     return rows;
 }
 

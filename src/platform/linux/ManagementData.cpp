@@ -20,9 +20,11 @@ class LinuxServices : public ManagementServices {
         using Answer = Result<std::unique_ptr<ManagementEnumerator>>;
         const auto query = readManagementQuery(wql);
         if (!query) return Answer::failed(kManagementClass);
-        // Without a descriptor there would be no drives, which is no answer.
-        if (!files_.canOpen()) return Answer::failed(kComWin32 | kTooManyOpenFiles);
-        if (auto rows = answerDriveQuery(disks_, *query, latest_)) return {enumerate(std::move(*rows))};
+        if (auto rows = answerDriveQuery(disks_, *query, latest_)) {
+            // Without a descriptor nothing is seen, which is no answer.
+            if (rows->empty() && !files_.canOpen()) return Answer::failed(kComWin32 | kTooManyOpenFiles);
+            return {enumerate(std::move(*rows))};
+        }
         if (query->associators || !sameName(query->className, L"Win32_PhysicalMemory"))
             return Answer::failed(kManagementClass);
         const auto table = files_.read("/sys/firmware/dmi/tables/DMI");
