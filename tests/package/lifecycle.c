@@ -50,7 +50,7 @@ void* realloc(void* memory, size_t size) {
 
 static void fail(const char* what, long number) {
     fprintf(stderr, "%s: %ld\n", what, number);
-    exit(1);
+    _exit(1); /* a thread that was cancelled may have left a lock that an orderly end waits for */
 }
 
 static void load(void) {
