@@ -1,6 +1,6 @@
-#include "disk_engine/AttributeRules.h"
-#include "disk_engine/Interpretation.h"
-#include "disk_engine/KnownValues.h"
+#include "disk_engine/dialects/AttributeRules.h"
+#include "disk_engine/dialects/Interpretation.h"
+#include "disk_engine/dialects/KnownValues.h"
 #include "support/DriveBlocks.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "disk_engine/NvmePaths.h"
+#include "disk_engine/paths/NvmePaths.h"
 #include "log/log.h"
 #include "support/CapturedLog.h"
 #include "support/DescribedDrives.h"

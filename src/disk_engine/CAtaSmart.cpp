@@ -1,7 +1,7 @@
 #include "disk_engine/CAtaSmart.h"
 
 #include "disk_engine/DebugPrint.h"
-#include "disk_engine/Interpretation.h"
+#include "disk_engine/dialects/Interpretation.h"
 #include "platform/Platform.h"
 #include "platform/SystemFacts.h"
 

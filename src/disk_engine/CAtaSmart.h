@@ -1,7 +1,7 @@
 #pragma once
 
 #include "disk_engine/AtaSmartInfo.h"
-#include "disk_engine/DriveRecord.h"
+#include "disk_engine/record/DriveRecord.h"
 #include "platform/DeviceFiles.h"
 #include "platform/NamedMutexes.h"
 #include "platform/records/CsmiRecords.h"

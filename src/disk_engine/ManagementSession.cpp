@@ -1,6 +1,6 @@
 #include "disk_engine/ManagementSession.h"
 
-#include "disk_engine/SearchStages.h"
+#include "disk_engine/search/SearchStages.h"
 #include "log/log.h"
 #include "platform/Platform.h"
 

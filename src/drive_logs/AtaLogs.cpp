@@ -1,6 +1,6 @@
 #include "drive_logs/AtaLogs.h"
 
-#include "disk_engine/AtaTask.h"
+#include "disk_engine/paths/AtaTask.h"
 #include "disk_engine/CAtaSmart.h"
 #include "drive_reading/DeviceStatistics.h"
 #include "log/log.h"

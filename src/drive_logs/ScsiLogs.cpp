@@ -1,6 +1,6 @@
 #include "drive_logs/ScsiLogs.h"
 
-#include "disk_engine/AtaCommands.h"
+#include "disk_engine/paths/AtaCommands.h"
 #include "disk_engine/CAtaSmart.h"
 #include "drive_logs/ScsiCommands.h"
 #include "platform/Clock.h"

@@ -1,6 +1,6 @@
 #include "drive_reading/DriveReading.h"
 
-#include "disk_engine/KnownValues.h"
+#include "disk_engine/dialects/KnownValues.h"
 #include "drive_reading/DeviceStatistics.h"
 #include "drive_reading/FactTable.h"
 #include "drive_reading/HealthVerdict.h"

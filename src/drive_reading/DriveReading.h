@@ -1,7 +1,7 @@
 #pragma once
 
 #include "disk_engine/AtaSmartInfo.h"
-#include "disk_engine/Explanation.h"
+#include "disk_engine/dialects/Explanation.h"
 
 #include <cstdint>
 #include <optional>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "disk_engine/AtaSmartInfo.h"
-#include "disk_engine/AttributeRules.h"
+#include "disk_engine/dialects/AttributeRules.h"
 
 #include <optional>
 #include <span>

@@ -1,6 +1,6 @@
 #include "drive_reading/HealthVerdict.h"
 
-#include "disk_engine/AttributeNames.h"
+#include "disk_engine/dialects/AttributeNames.h"
 
 #include <fmt/format.h>
 

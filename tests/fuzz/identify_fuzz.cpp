@@ -3,8 +3,8 @@
 // answers on.
 
 #include "Answering.h"
-#include "disk_engine/DriveRecord.h"
-#include "disk_engine/Interpretation.h"
+#include "disk_engine/record/DriveRecord.h"
+#include "disk_engine/dialects/Interpretation.h"
 
 using namespace orv;
 using namespace orv::fuzz;

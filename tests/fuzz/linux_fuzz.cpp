@@ -8,7 +8,7 @@
 #include "log/Logger.h"
 #include "log/log.h"
 #include "platform/linux/LinuxPlatform.h"
-#include "platform/linux/ScsiGeneric.h"
+#include "platform/linux/drives/ScsiGeneric.h"
 #include "state/ProcessState.h"
 
 #include <filesystem>

@@ -6,7 +6,7 @@
 
 #include "Answering.h"
 #include "disk_engine/CAtaSmart.h"
-#include "disk_engine/Interpretation.h"
+#include "disk_engine/dialects/Interpretation.h"
 
 #include <array>
 

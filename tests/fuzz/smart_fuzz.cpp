@@ -2,8 +2,8 @@
 // it is classified as by its attributes stays when it is classified again.
 
 #include "Answering.h"
-#include "disk_engine/AttributeNames.h"
-#include "disk_engine/Interpretation.h"
+#include "disk_engine/dialects/AttributeNames.h"
+#include "disk_engine/dialects/Interpretation.h"
 
 #include <tuple>
 

@@ -5,7 +5,7 @@
 #include "memory/MemInfo.h"
 #include "orvane/hwprobe.h"
 #include "platform/linux/LinuxPlatform.h"
-#include "platform/linux/PolledFolder.h"
+#include "platform/linux/files/PolledFolder.h"
 #include "platform/servers/BatteryServer.h"
 #include "support/TestMachine.h"
 

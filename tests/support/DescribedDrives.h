@@ -2,7 +2,7 @@
 
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/DebugPrint.h"
-#include "disk_engine/SearchStages.h"
+#include "disk_engine/search/SearchStages.h"
 #include "support/DriveBlocks.h"
 #include "support/TestMachine.h"
 

@@ -2,7 +2,7 @@
 
 #include "Printable.h"
 #include "disk_engine/CAtaSmart.h"
-#include "disk_engine/Interpretation.h"
+#include "disk_engine/dialects/Interpretation.h"
 #include "drive_logs/AtaLogs.h"
 #include "drive_logs/ScsiLogs.h"
 #include "platform/CalendarTime.h"

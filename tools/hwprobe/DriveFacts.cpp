@@ -1,7 +1,7 @@
 #include "DriveFacts.h"
 
 #include "Exports.h"
-#include "disk_engine/KnownValues.h"
+#include "disk_engine/dialects/KnownValues.h"
 #include "platform/Clock.h"
 #include "platform/Platform.h"
 #include "platform/SystemFacts.h"

@@ -3,7 +3,7 @@
 #include "CurrentReading.h"
 #include "ReadingText.h"
 #include "disk_engine/CAtaSmart.h"
-#include "disk_engine/DriveRecord.h"
+#include "disk_engine/record/DriveRecord.h"
 #include "platform/Platform.h"
 #include "platform/text.h"
 #include "state/ProcessState.h"

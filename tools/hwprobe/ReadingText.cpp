@@ -1,7 +1,7 @@
 #include "ReadingText.h"
 
 #include "Drives.h"
-#include "disk_engine/KnownValues.h"
+#include "disk_engine/dialects/KnownValues.h"
 
 #include <fmt/format.h>
 

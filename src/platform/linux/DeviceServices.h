@@ -2,8 +2,8 @@
 
 #include "platform/DeviceFiles.h"
 #include "platform/DeviceTree.h"
-#include "platform/linux/DiskInventory.h"
-#include "platform/linux/PolledFolder.h"
+#include "platform/linux/drives/DiskInventory.h"
+#include "platform/linux/files/PolledFolder.h"
 
 namespace orv::platform {
 

@@ -1,6 +1,6 @@
 #include "platform/LogOutput.h"
 
-#include "platform/linux/Descriptor.h"
+#include "platform/linux/files/Descriptor.h"
 
 #include <spdlog/details/os.h>
 

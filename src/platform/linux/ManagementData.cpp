@@ -1,6 +1,6 @@
 #include "platform/linux/ManagementData.h"
 
-#include "platform/linux/DriveManagement.h"
+#include "platform/linux/drives/DriveManagement.h"
 #include "platform/servers/Smbios.h"
 
 namespace orv::platform {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/ManagementData.h"
-#include "platform/linux/DiskInventory.h"
+#include "platform/linux/drives/DiskInventory.h"
 
 namespace orv::platform {
 

@@ -1,6 +1,6 @@
 #include "platform/linux/NamedMutexes.h"
 
-#include "platform/linux/Descriptor.h"
+#include "platform/linux/files/Descriptor.h"
 #include "platform/linux/ErrorCodes.h"
 #include "platform/text.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/NamedMutexes.h"
-#include "platform/linux/RootedFiles.h"
+#include "platform/linux/files/RootedFiles.h"
 #include "state/HeldMutex.h"
 
 #include <map>

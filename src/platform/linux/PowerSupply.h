@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/linux/RootedFiles.h"
+#include "platform/linux/files/RootedFiles.h"
 #include "platform/servers/BatteryServer.h"
 
 namespace orv::platform {

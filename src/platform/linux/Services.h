@@ -5,7 +5,7 @@
 #include "platform/Clock.h"
 #include "platform/SystemFacts.h"
 #include "platform/SystemServices.h"
-#include "platform/linux/PolledFile.h"
+#include "platform/linux/files/PolledFile.h"
 
 namespace orv::platform {
 

@@ -1,6 +1,6 @@
 #include "platform/machine/MachineDevices.h"
 
-#include "platform/machine/MachineDriveAnswers.h"
+#include "platform/machine/drives/MachineDriveAnswers.h"
 #include "platform/servers/DevicePaths.h"
 #include "platform/text.h"
 

@@ -1,7 +1,7 @@
 #include "platform/machine/MachineManagement.h"
 
 #include "platform/machine/MachineColumns.h"
-#include "platform/machine/MachineDriveRows.h"
+#include "platform/machine/drives/MachineDriveRows.h"
 #include "platform/machine/MachineSystem.h"
 #include "platform/machine/Node.h"
 #include "platform/servers/Smbios.h"

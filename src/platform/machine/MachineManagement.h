@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/machine/MachineDrives.h"
+#include "platform/machine/drives/MachineDrives.h"
 #include "platform/machine/Requests.h"
 #include "platform/servers/ManagementRows.h"
 

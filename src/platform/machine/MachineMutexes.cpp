@@ -1,4 +1,4 @@
-#include "platform/machine/MachineRing0.h"
+#include "platform/machine/processor/MachineRing0.h"
 #include "platform/machine/Node.h"
 #include "platform/text.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/machine/MachineRing0.h"
+#include "platform/machine/processor/MachineRing0.h"
 #include "platform/machine/Requests.h"
 
 #include <vector>

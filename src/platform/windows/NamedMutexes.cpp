@@ -1,4 +1,4 @@
-#include "platform/windows/ProcessorServices.h"
+#include "platform/windows/processor/ProcessorServices.h"
 
 #include <windows.h>
 

@@ -1,11 +1,11 @@
 #pragma once
 
 #include "platform/PlatformOf.h"
-#include "platform/windows/DeviceServices.h"
-#include "platform/windows/Graphics.h"
+#include "platform/windows/drives/DeviceServices.h"
+#include "platform/windows/graphics/Graphics.h"
 #include "platform/windows/ManagementData.h"
-#include "platform/windows/ProcessorServices.h"
-#include "platform/windows/Ring0.h"
+#include "platform/windows/processor/ProcessorServices.h"
+#include "platform/windows/processor/Ring0.h"
 #include "platform/windows/Services.h"
 
 namespace orv::platform {
