@@ -1,5 +1,6 @@
 #pragma once
 
+#include "disk_engine/CommandPath.h"
 #include "disk_engine/DiskTypes.h"
 #include "disk_engine/SmartRecords.h"
 #include "platform/Result.h"
@@ -8,8 +9,6 @@
 #include <string>
 
 namespace orv {
-
-using BOOL = std::int32_t; ///< 0 or 1
 
 /// Whether the drive gave its SMART data or health page when it was last asked, the first time included. Two
 /// first readings that disagree are none, and such a drive is not asked again. No export tells it; whoever

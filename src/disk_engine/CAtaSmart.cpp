@@ -15,13 +15,6 @@ constexpr wchar_t kJMicronMutex[] = L"Access_JMicron_SMART";
 constexpr wchar_t kGlobalJMicronMutex[] = L"Global\\Access_JMicron_SMART";
 constexpr std::uint32_t kSynchronizeAndModify = 0x120001; // READ_CONTROL | SYNCHRONIZE | MUTEX_MODIFY_STATE
 
-constexpr std::uint8_t kSlave = 0xB0;
-
-/// By the number of the path. The last three are selected by no path.
-constexpr std::array<const wchar_t*, 28> kCommandTypeCodes = {
-    L"un", L"pd", L"sm", L"si", L"sa", L"sp", L"io", L"lo", L"pr", L"jm", L"cy", L"pr", L"cs", L"cp",
-    L"wm", L"ns", L"ni", L"sq", L"nj", L"na", L"nr", L"nt", L"iv", L"mr", L"rc", L"j5", L"j3", L"dg"};
-
 platform::MutexHandle openJMicronMutex(platform::NamedMutexes& mutexes) {
     if (const auto made = mutexes.CreateMutexForEveryone(kGlobalJMicronMutex); made.value != 0)
         return made.value;
@@ -52,6 +45,23 @@ CAtaSmart::~CAtaSmart() {
     if (hMutexJMicron != 0) mutexes_.CloseHandle(hMutexJMicron);
 }
 
+void CAtaSmart::UseStandardPaths() {
+    allowStandard();
+    FlagUsbMemory = 0;
+    CsmiMode = 1;
+}
+
+std::unique_ptr<platform::DeviceFile> CAtaSmart::OpenPhysicalDrive(std::int32_t physicalDriveId) {
+    return devices.open(physicalDrivePath(physicalDriveId), {.attributes = 0});
+}
+
+void CAtaSmart::WakeUp(std::int32_t physicalDriveId) {
+    if (physicalDriveId < 0 || FlagNoWakeUp) return;
+    constexpr platform::DeviceOpening forWakeUp = {.write = false, .shareWrite = false, .attributes = 0};
+    std::array<std::byte, 512> sector{};
+    if (const auto file = devices.open(physicalDrivePath(physicalDriveId), forWakeUp)) file->read(0, sector);
+}
+
 DiskHealth CAtaSmart::CheckDiskStatus(std::size_t index) {
     return index < vars.size() ? orv::CheckDiskStatus(vars[index]) : DISK_STATUS_UNKNOWN;
 }
@@ -65,16 +75,6 @@ void CAtaSmart::AcquireMutexJMicron() {
 void CAtaSmart::ReleaseMutexJMicron() {
     if (mutexes_.ReleaseMutex(hMutexJMicron) != platform::kSuccess)
         DebugPrint(L"ReleaseMutexJMicron() failed");
-}
-
-std::wstring commandTypeCode(std::uint32_t commandType) {
-    return commandType < kCommandTypeCodes.size() ? kCommandTypeCodes[commandType] : L"";
-}
-
-std::wstring commandTypeString(std::uint32_t commandType, std::uint8_t target) {
-    const bool selects = commandType == CMD_TYPE_PHYSICAL_DRIVE ||
-                         (commandType >= CMD_TYPE_SAT && commandType <= CMD_TYPE_SAT_ASM1352R);
-    return commandTypeCode(commandType) + (!selects ? L"" : target == kSlave ? L"2" : L"1");
 }
 
 } // namespace orv

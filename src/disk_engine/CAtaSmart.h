@@ -1,17 +1,17 @@
 #pragma once
 
 #include "disk_engine/AtaSmartInfo.h"
+#include "disk_engine/CommandPath.h"
+#include "disk_engine/DriveSighting.h"
+#include "disk_engine/UnreadDrive.h"
+#include "disk_engine/paths/DeviceAccess.h"
 #include "disk_engine/record/DriveRecord.h"
 #include "platform/DeviceFiles.h"
 #include "platform/NamedMutexes.h"
-#include "platform/records/CsmiRecords.h"
-#include "platform/records/MegaRaidRecords.h"
-#include "platform/records/StorageRecords.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -21,12 +21,6 @@ namespace orv {
 inline constexpr std::int32_t MAX_SEARCH_PHYSICAL_DRIVE = 56; ///< physical drive numbers 0 to 55 are searched
 inline constexpr std::size_t kMaxDrives = 80;                 ///< records that `vars` takes
 
-struct AtaTask;   ///< AtaTask.h
-struct BridgeCdb; ///< BridgeCommands.h
-struct CsmiCall;
-struct NvmeBridgeRead;
-struct NvmeCommand;
-
 /// A USB mass-storage device.
 struct UsbDeviceEntry {
     std::wstring Name;
@@ -34,60 +28,9 @@ struct UsbDeviceEntry {
     std::uint32_t ProductId = 0;
 };
 
-/// A drive that is there and has no record.
-struct UnreadDrive {
-    enum class Reason {
-        noAnswer,      ///< no path gave identify data that can be used; `error` tells why, if it is known
-        noAttributes,  ///< it was read but has no SMART data; `error` tells why, if they could not be read
-        raidVolume,    ///< its model says that it is one
-        twin,          ///< another record has its model and serial number: `twinOf`
-        listFull,      ///< `vars` takes no more
-        removable,     ///< left out on purpose: its medium can be taken out
-        tieredStorage, ///< left out on purpose: a volume of a storage tier, which bears no drive commands
-        noAtaCommands, ///< a SCSI disk, which has no ATA commands
-    };
-    std::int32_t physicalDriveId = -1;
-    std::wstring model; ///< as the platform or the record names it; may be empty
-    Reason reason = Reason::noAnswer;
-    platform::ErrorCode error = platform::kSuccess; ///< of probeFailure
-    std::int32_t twinOf = -1; ///< physical drive number of the record that has the drive
-    std::wstring serialNumber =
-        {}; ///< of a drive that found the list full; tells those without a number apart
-};
-
-/// A disk that a MegaRAID controller lists and that gave no identify data.
-struct MegaRaidDisk {
-    std::int32_t scsiPort = -1;
-    std::int32_t deviceId = -1; ///< the firmware's number
-};
-
-/// What the search knows of a drive before it has answered anything. -1 is unknown.
-struct DriveSighting {
-    std::int32_t physicalDriveId = -1;
-    std::int32_t scsiPort = -1;
-    std::int32_t scsiTargetId = -1;
-    std::uint32_t interfaceType = INTERFACE_TYPE_UNKNOWN;
-    std::uint32_t usbVendorId = 0;
-    std::uint32_t usbProductId = 0;
-    std::int32_t scsiBus = -1;
-    std::int32_t siliconImageType = 0; ///< model number of the controller
-    BOOL isNvidiaController = 0;
-    BOOL isMarvellController = 0;
-    std::wstring pnpDeviceId = {};
-    BOOL nvmeHint = 0; ///< the name suggests an NVMe drive behind a bridge
-};
-
-/// Link of a drive's PCI device; 0 for unknown.
-struct PcieLink {
-    std::uint32_t MaxLinkSpeed = 0; ///< generation, as the three below
-    std::uint32_t MaxLinkWidth = 0; ///< lanes
-    std::uint32_t CurrentLinkSpeed = 0;
-    std::uint32_t CurrentLinkWidth = 0;
-};
-
 /// The disk engine: finds every drive that the platform can reach, talks to it on whichever command path
 /// works, and keeps one record a drive. It has no lock of its own: one thread fills `vars`.
-class CAtaSmart {
+class CAtaSmart : public AllowedPaths {
   public:
     /// Reads the system's version and makes the JMicron mutex. Probes no drive.
     CAtaSmart();
@@ -134,7 +77,7 @@ class CAtaSmart {
     bool AddDiskNVMe(const DriveAddress& address, NvmeIdentifyBlock identify, const std::uint32_t* diskSize);
     /// Why the paths failed that were tried since the latest probe or reading of a drive began: a right that
     /// was refused, or else a time-out, or else the code of the last one that failed.
-    platform::ErrorCode probeFailure() const { return probeFailure_; }
+    platform::ErrorCode probeFailure() const { return devices.failure(); }
     /// Puts the drive that was just probed on the list of those without a record.
     void noteUnread(std::int32_t physicalDriveId, const std::wstring& model);
     /// The same with a reason of the caller's. A drive stands there once: what was known of it gives way to
@@ -193,9 +136,6 @@ class CAtaSmart {
 
     // ---- Any command, by the path of a record
 
-    /// The registers that a command left, where the path tells them: the error in bFeaturesReg, the status in
-    /// bCommandReg.
-    using TaskAnswer = platform::Result<std::optional<platform::IDEREGS>>;
     /// One command; `data` takes its 512 bytes, and is empty for one whose answer is in the registers. Fails
     /// with kNotSupported, and sends nothing, where the path has no way for it; with kIoDevice where the
     /// drive or who speaks for it refused. What `data` holds after a failure is nothing.
@@ -270,150 +210,25 @@ class CAtaSmart {
     std::uint64_t InitCompleteTick = 0; ///< milliseconds
     BOOL IsNvidiaController = 0;
     BOOL IsMarvellController = 0;
-    // Paths that are allowed.
-    BOOL FlagUsbSat = 0;
-    BOOL FlagUsbSunplus = 0;
-    BOOL FlagUsbIoData = 0;
-    BOOL FlagUsbLogitec = 0;
-    BOOL FlagUsbProlific = 0;
-    BOOL FlagUsbJmicron = 0;
-    BOOL FlagUsbCypress = 0;
-    BOOL FlagUsbMemory = 0;          ///< treat USB sticks as targets
-    BOOL FlagUsbNvmeJmicron = 0;     ///< 4096-byte mode
-    BOOL FlagUsbNvmeJmicronUsb2 = 0; ///< 512-byte mode
-    BOOL FlagUsbNvmeAsmedia = 0;
-    BOOL FlagUsbNvmeRealtek = 0;
-    BOOL FlagMegaRaid = 0;
-    BOOL FlagIntelVroc = 0; ///< port scan for VROC drives
-    BOOL FlagUsbAsm1352r = 0;
-    BOOL FlagAmdRc2 = 1;
+    // Beside the paths that are allowed.
+    BOOL FlagUsbMemory = 0; ///< treat USB sticks as targets
     BOOL FlagNoWakeUp = 0;
     std::uint32_t CsmiMode = 0; ///< 0 off, 1 every phy, 2 only RAID members
     platform::MutexHandle hMutexJMicron = 0;
-    BOOL FlagAtaPassThrough = 0;
-    BOOL FlagAtaPassThroughSmart = 0;
-    BOOL FlagStorageQuery = 0;
+    DeviceAccess devices; ///< for the command paths
 
   private:
-    /// Null when the device cannot be opened; the code counts for probeFailure.
-    std::unique_ptr<platform::DeviceFile> open(const std::wstring& path,
-                                               const platform::DeviceOpening& opening = {});
-    /// A control code; a failure counts for probeFailure.
-    platform::Result<std::uint32_t> control(platform::DeviceFile& file, std::uint32_t code,
-                                            std::span<const std::byte> in, std::span<std::byte> out);
-    /// In a search throws TooManyOpenFiles for that code.
-    void noteFailure(platform::ErrorCode error);
     /// What the record says of the reading that was just made.
     void noteAnswer(AtaSmartInfo& asi, bool answered) const;
     void forgetProbe();
     void noteTwin(std::int32_t twinOf);
     void noteFullList(const AtaSmartInfo& asi);
-    /// A control code whose answer is written over its question. An answer of fewer than `wanted` bytes, or
-    /// of more than there is room for, is a failure.
-    bool exchange(platform::DeviceFile& file, std::uint32_t code, std::span<std::byte> block,
-                  std::size_t wanted);
-
-    struct NvmeMiniport;
-    static std::optional<NvmeMiniport> intelMiniport(std::int32_t physicalDriveId);
-    static std::optional<NvmeMiniport> rstMiniport(std::int32_t physicalDriveId, std::int32_t scsiPort,
-                                                   std::int32_t scsiTargetId);
-    static std::optional<NvmeMiniport> vrocMiniport(std::int32_t physicalDriveId, std::int32_t scsiPort,
-                                                    std::int32_t scsiTargetId);
-    bool sendNvme(platform::DeviceFile& file, const NvmeMiniport& miniport, const NvmeCommand& command,
-                  std::span<std::uint8_t> data);
-    bool identifyNvme(const std::optional<NvmeMiniport>& miniport, NvmeIdentifyBlock identify,
-                      std::uint32_t& diskSize);
-    bool readNvmeHealth(const std::optional<NvmeMiniport>& miniport, const NvmeCommand& command,
-                        AtaSmartInfo& asi);
-    bool readNvmeBridge(std::int32_t physicalDriveId, const NvmeBridgeRead& read,
-                        std::span<std::uint8_t> into);
-
-    /// A control code whose answer has `data` at a place. True when the answer is as long as it has to be;
-    /// otherwise nothing of it is kept. Without data its length does not count.
-    platform::Result<bool> exchange(platform::DeviceFile& file, std::uint32_t code,
-                                    std::span<const std::byte> question, std::span<std::byte> answer,
-                                    std::size_t dataAt, std::span<std::uint8_t> data);
-    /// SMART_RCV_DRIVE_DATA; `operation` names the command in the trace.
-    bool receiveSmart(std::int32_t physicalDriveId, const platform::IDEREGS& registers,
-                      const wchar_t* operation, std::span<std::uint8_t, kIdentifyBytes> data);
-    bool readSmartPd(std::int32_t physicalDriveId, std::uint8_t target, std::uint8_t feature,
-                     const wchar_t* operation, AtaSmartInfo& asi);
-    bool askScsiDisk(std::int32_t scsiPort, std::int32_t scsiTargetId, std::uint32_t controlCode,
-                     const platform::IDEREGS& registers, std::span<std::uint8_t> data);
-    bool readSmartScsi(std::int32_t scsiPort, std::int32_t scsiTargetId, std::uint8_t feature,
-                       AtaSmartInfo& asi);
-    std::unique_ptr<platform::DeviceFile> openSiliconImage(std::int32_t scsiPort,
-                                                           std::int32_t siliconImageType);
-    platform::Result<bool> sendBridge(platform::DeviceFile& drive, const BridgeCdb& cdb,
-                                      std::span<std::uint8_t> data);
-    bool readSmartSat(std::int32_t physicalDriveId, std::uint8_t target, std::uint8_t feature,
-                      AtaSmartInfo& asi);
-
-    struct TaskPath;
-    friend bool carriesAtaTask(std::uint32_t commandType, const AtaTask& task);
-    static const TaskPath* taskPath(std::uint32_t commandType, const AtaTask& task); ///< null: no way
-    TaskAnswer sendTaskPd(const AtaSmartInfo& asi, const AtaTask& task, std::span<std::uint8_t> data);
-    TaskAnswer sendTaskSat(const AtaSmartInfo& asi, const AtaTask& task, std::span<std::uint8_t> data);
-    TaskAnswer sendTaskCsmi(const AtaSmartInfo& asi, const AtaTask& task, std::span<std::uint8_t> data);
-    TaskAnswer sendTaskMegaRaid(const AtaSmartInfo& asi, const AtaTask& task, std::span<std::uint8_t> data);
-
-    /// The bytes that a CSMI request gave; its answer is written over it.
-    platform::Result<std::uint32_t> exchangeCsmi(platform::DeviceFile& port, const CsmiCall& call,
-                                                 std::span<std::byte> block);
-    /// A CSMI request; its answer is written over it. False, and traced, only when the driver has no such
-    /// request.
-    bool askCsmi(platform::DeviceFile& port, const CsmiCall& call, std::span<std::byte> block);
-    /// The target numbers of the drives of all RAID sets.
-    bool readRaidTargets(platform::DeviceFile& port, const platform::CSMI_SAS_RAID_INFO_BUFFER& info,
-                         std::vector<std::uint8_t>& raidTargets);
-    /// Adds the NVMe drives among the members of RAID sets.
-    void addRaidNvme(std::int32_t scsiPort, const std::vector<std::uint8_t>& raidTargets);
-    bool readSmartCsmi(std::int32_t scsiPort, const std::uint8_t* phyEntity, std::uint8_t feature,
-                       AtaSmartInfo& asi);
-    /// The data of a good answer, which are no more than the request has room for.
-    std::optional<std::vector<std::byte>> askMegaRaid(platform::DeviceFile& port,
-                                                      const platform::MegaRaidHead& request);
-    std::optional<std::vector<std::byte>> readMegaRaidList(platform::DeviceFile& port);
-    /// The data that one SCSI command gave, which are `dataBytes` at most.
-    std::optional<std::vector<std::byte>> passThroughMegaRaid(std::int32_t scsiPort, std::int32_t deviceId,
-                                                              std::size_t dataBytes,
-                                                              std::span<const std::uint8_t> cdb);
-    bool readSmartMegaRaid(std::int32_t scsiPort, std::int32_t deviceId, std::uint8_t feature,
-                           AtaSmartInfo& asi);
-
-    platform::ErrorCode probeFailure_ = platform::kSuccess;
     UnreadDrive probed_; // why the latest probe made no record, where that is known for certain
-    bool searching_ = false;
     platform::NamedMutexes& mutexes_; // the platform's that made hMutexJMicron
 };
 
 /// True when the system's major number is above `major`, or its minor number above `minor`, or its build not
 /// below `build`; false when the system cannot tell its version.
 bool PlatformVersionTest(std::uint32_t major, std::uint32_t minor, std::uint32_t build);
-
-std::wstring physicalDrivePath(std::int32_t physicalDriveId); ///< "\\.\PhysicalDrive0"
-std::wstring scsiPath(std::int32_t scsiPort);                 ///< "\\.\Scsi0:"
-
-/// The address that a device has on its SCSI port; empty when it has none.
-std::optional<platform::SCSI_ADDRESS> GetScsiAddress(const std::wstring& path);
-/// "\\.\SCSI0:" of the port of a device; empty when it has none.
-std::wstring GetScsiPath(const std::wstring& path);
-
-/// The device id of the controller that a drive is attached to; empty when it cannot be found.
-std::wstring GetControllerDeviceId(std::int32_t physicalDriveId);
-/// The link of that controller, by the device tree.
-PcieLink GetPcieLink(std::int32_t physicalDriveId);
-std::wstring FormatPcieLink(std::uint32_t speed, std::uint32_t width);
-
-/// The texts with each byte pair swapped back take the place of the texts.
-void takeReverseTexts(AtaSmartInfo& asi);
-/// The same, when the model is one of those that bridges are known to swap.
-void checkReverse(AtaSmartInfo& asi);
-
-/// The two letters of a path; empty for a number without a row.
-std::wstring commandTypeCode(std::uint32_t commandType);
-
-/// As it stands in a record: for a path with two device selects "1" or "2" follows the letters.
-std::wstring commandTypeString(std::uint32_t commandType, std::uint8_t target);
 
 } // namespace orv

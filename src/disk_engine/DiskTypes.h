@@ -4,6 +4,8 @@
 
 namespace orv {
 
+using BOOL = std::int32_t; ///< 0 or 1
+
 /// How a drive is attached. 5 is not in use.
 enum InterfaceType : std::uint32_t {
     INTERFACE_TYPE_UNKNOWN = 0,
@@ -12,35 +14,6 @@ enum InterfaceType : std::uint32_t {
     INTERFACE_TYPE_USB = 3,
     INTERFACE_TYPE_IEEE1394 = 4,
     INTERFACE_TYPE_NVME = 6,
-};
-
-/// The path on which a drive answers. commandTypeCode gives each its two letters.
-enum CommandType : std::uint32_t {
-    CMD_TYPE_UNKNOWN = 0,
-    CMD_TYPE_PHYSICAL_DRIVE = 1,       ///< SMART ioctl or ATA pass-through on the physical drive
-    CMD_TYPE_SCSI_MINIPORT = 2,        ///< "SCSIDISK" miniport
-    CMD_TYPE_SILICON_IMAGE = 3,        ///< "CMD_IDE " miniport
-    CMD_TYPE_SAT = 4,                  ///< SAT bridge
-    CMD_TYPE_SUNPLUS = 5,              ///< Sunplus bridge
-    CMD_TYPE_IO_DATA = 6,              ///< I-O DATA bridge
-    CMD_TYPE_LOGITEC = 7,              ///< Logitec bridge
-    CMD_TYPE_PROLIFIC = 8,             ///< Prolific bridge
-    CMD_TYPE_JMICRON = 9,              ///< JMicron bridge
-    CMD_TYPE_CYPRESS = 10,             ///< Cypress bridge
-    CMD_TYPE_SAT_ASM1352R = 11,        ///< SAT variant for the ASM1352R
-    CMD_TYPE_CSMI = 12,                ///< CSMI STP pass-through
-    CMD_TYPE_CSMI_PHYSICAL_DRIVE = 13, ///< physical drive first, CSMI as fallback
-    CMD_TYPE_WMI = 14,                 ///< the platform's failure-prediction data
-    CMD_TYPE_NVME_SAMSUNG = 15,        ///< SCSI pass-through, vendor CDB
-    CMD_TYPE_NVME_INTEL = 16,          ///< "NvmeMini" miniport
-    CMD_TYPE_NVME_STORAGE_QUERY = 17,  ///< storage property query
-    CMD_TYPE_NVME_JMICRON = 18,        ///< JMicron USB bridge
-    CMD_TYPE_NVME_ASMEDIA = 19,        ///< ASMedia USB bridge
-    CMD_TYPE_NVME_REALTEK = 20,        ///< Realtek USB bridge
-    CMD_TYPE_NVME_INTEL_RST = 21,      ///< "IntelNvm" miniport
-    CMD_TYPE_NVME_INTEL_VROC = 22,     ///< "NvmeRAID" miniport
-    CMD_TYPE_MEGARAID = 23,            ///< "LSILOGIC" miniport
-    CMD_TYPE_AMD_RC2 = 24,             ///< AMD_RC2t7x86.dll
 };
 
 /// The dialect of a drive's attributes (`DiskVendorId`): which interpretation its values get.

@@ -1,6 +1,6 @@
 #include "disk_engine/ManagementSession.h"
 
-#include "disk_engine/search/SearchStages.h"
+#include "disk_engine/paths/DeviceAccess.h"
 #include "log/log.h"
 #include "platform/Platform.h"
 

@@ -67,7 +67,7 @@ class Kept {
     void ask(CAtaSmart& engine, const AtaSmartInfo& asi);
 
   private:
-    using Answer = CAtaSmart::TaskAnswer;
+    using Answer = TaskAnswer;
     Answer send(const char* what, const AtaTask& task, std::span<std::uint8_t> data = {});
     std::optional<Page> page(const char* what, std::uint8_t log, std::uint16_t number);
     std::uint16_t pagesOfStatistics();

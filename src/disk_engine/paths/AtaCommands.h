@@ -4,7 +4,7 @@
 // 1).
 
 #include "disk_engine/AtaSmartInfo.h"
-#include "platform/DeviceFiles.h"
+#include "disk_engine/paths/DeviceAccess.h"
 #include "platform/records/StorageRecords.h"
 
 #include <array>
@@ -31,18 +31,6 @@ inline constexpr platform::DeviceOpening kCommandOpening = {.attributes = 0};
 
 constexpr platform::IDEREGS smartRegisters(std::uint8_t feature, std::uint8_t target) {
     return {feature, 1, 1, kSmartLbaMid, kSmartLbaHigh, target, kSmart, 0};
-}
-
-/// The first bytes of a command block as they are sent.
-template <class Block>
-std::span<const std::byte> sent(const Block& block, std::size_t bytes = sizeof(Block)) {
-    return std::as_bytes(std::span(&block, 1)).first(bytes);
-}
-
-/// The room of an answer.
-template <class Block>
-std::span<std::byte> room(Block& block, std::size_t bytes = sizeof(Block)) {
-    return std::as_writable_bytes(std::span(&block, 1)).first(bytes);
 }
 
 /// Puts a table that a drive gave into the record, by the feature that asked for it, and reads it.

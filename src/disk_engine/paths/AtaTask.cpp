@@ -3,8 +3,6 @@
 #include "disk_engine/paths/AtaCommands.h"
 #include "disk_engine/CAtaSmart.h"
 
-#include <utility>
-
 namespace orv {
 
 namespace {
@@ -30,39 +28,21 @@ AtaTask smartReturnStatus() {
     return task;
 }
 
-struct CAtaSmart::TaskPath {
-    std::uint32_t commandType;
-    bool tellsRegisters;
-    TaskAnswer (CAtaSmart::*send)(const AtaSmartInfo&, const AtaTask&, std::span<std::uint8_t>);
-};
-
-const CAtaSmart::TaskPath* CAtaSmart::taskPath(std::uint32_t commandType, const AtaTask& task) {
-    static constexpr TaskPath kPaths[] = {
-        {CMD_TYPE_PHYSICAL_DRIVE, true, &CAtaSmart::sendTaskPd},
-        {CMD_TYPE_CSMI_PHYSICAL_DRIVE, true, &CAtaSmart::sendTaskPd},
-        {CMD_TYPE_SAT, true, &CAtaSmart::sendTaskSat},
-        {CMD_TYPE_CSMI, true, &CAtaSmart::sendTaskCsmi},
-        {CMD_TYPE_MEGARAID, false, &CAtaSmart::sendTaskMegaRaid},
-    };
-    for (const TaskPath& path : kPaths)
-        if (path.commandType == commandType && (path.tellsRegisters || !task.isAnswerInRegisters))
-            return &path;
-    return nullptr;
-}
-
 bool carriesAtaTask(std::uint32_t commandType, const AtaTask& task) {
-    return CAtaSmart::taskPath(commandType, task) != nullptr;
+    const CommandPath& path = commandPath(commandType);
+    return path.sendTask && (path.tellsRegisters || !task.isAnswerInRegisters);
 }
 
-CAtaSmart::TaskAnswer CAtaSmart::sendAtaTask(const AtaSmartInfo& asi, const AtaTask& task,
+TaskAnswer CAtaSmart::sendAtaTask(const AtaSmartInfo& asi, const AtaTask& task,
                                              std::span<std::uint8_t> data) {
-    const TaskPath* path = taskPath(asi.CommandType, task);
-    if (!path || data.size() != (task.isAnswerInRegisters ? 0 : kAtaBytes))
+    if (!carriesAtaTask(asi.CommandType, task) || data.size() != (task.isAnswerInRegisters ? 0 : kAtaBytes))
         return TaskAnswer::failed(platform::kNotSupported);
     // No probe: what fails here is told here alone.
-    const platform::ErrorCode before = std::exchange(probeFailure_, platform::kSuccess);
-    TaskAnswer answer = (this->*path->send)(asi, task, data);
-    const platform::ErrorCode failure = std::exchange(probeFailure_, before);
+    const platform::ErrorCode before = devices.failure();
+    devices.forget();
+    TaskAnswer answer = commandPath(asi.CommandType).sendTask(*this, asi, task, data);
+    const platform::ErrorCode failure = devices.failure();
+    devices.setFailure(before);
     if (answer.ok() && answer.value && tellsError(*answer.value))
         return TaskAnswer::failed(platform::kIoDevice);
     if (!answer.ok() && failure != platform::kSuccess) answer.error = failure;

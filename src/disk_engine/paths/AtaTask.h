@@ -1,8 +1,10 @@
 #pragma once
 
+#include "disk_engine/CommandPath.h"
 #include "platform/records/StorageRecords.h"
 
 #include <cstdint>
+#include <span>
 
 namespace orv {
 
@@ -29,5 +31,15 @@ constexpr bool tellsError(const platform::IDEREGS& registers) {
 bool carriesAtaTask(std::uint32_t commandType, const AtaTask& task);
 
 inline constexpr std::uint32_t kTaskSeconds = 10; ///< a drive that is awake answers within one
+
+// The ways that the rows of the paths name (CommandPath::sendTask).
+TaskAnswer sendTaskPd(CAtaSmart& engine, const AtaSmartInfo& asi, const AtaTask& task,
+                      std::span<std::uint8_t> data);
+TaskAnswer sendTaskSat(CAtaSmart& engine, const AtaSmartInfo& asi, const AtaTask& task,
+                       std::span<std::uint8_t> data);
+TaskAnswer sendTaskCsmi(CAtaSmart& engine, const AtaSmartInfo& asi, const AtaTask& task,
+                        std::span<std::uint8_t> data);
+TaskAnswer sendTaskMegaRaid(CAtaSmart& engine, const AtaSmartInfo& asi, const AtaTask& task,
+                            std::span<std::uint8_t> data);
 
 } // namespace orv

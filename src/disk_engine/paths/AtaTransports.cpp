@@ -84,26 +84,43 @@ std::wstring traceText(const wchar_t* operation, const wchar_t* path = L"") {
 
 constexpr wchar_t kByPassThrough[] = L" (ATA_PASS_THROUGH)";
 
+/// Whether identify data and SMART tables are asked for by pass-through first.
+bool passesThrough(const CAtaSmart& engine) {
+    return engine.FlagAtaPassThrough && engine.FlagAtaPassThroughSmart;
+}
+
+/// SMART_RCV_DRIVE_DATA; `operation` names the command in the trace.
+bool receiveSmart(CAtaSmart& engine, std::int32_t physicalDriveId, const IDEREGS& registers, const wchar_t* operation,
+                             std::span<std::uint8_t, kAtaBytes> data) {
+    const auto drive = engine.OpenPhysicalDrive(physicalDriveId);
+    if (!drive) return false;
+    DebugPrint(traceText(operation));
+    const SmartReceiveQuestion question{{kAtaBytes, registers, 0, {}, {}}, 0};
+    SmartReceiveAnswer answer{};
+    return engine.devices
+        .exchange(*drive, platform::SMART_RCV_DRIVE_DATA, sent(question), room(answer),
+                    offsetof(SmartReceiveAnswer, data), data)
+        .value;
+}
+
+bool readSmartPd(CAtaSmart& engine, std::int32_t physicalDriveId, std::uint8_t target, std::uint8_t feature,
+                            const wchar_t* operation, AtaSmartInfo& asi) {
+    AtaBlock table{};
+    bool read = false;
+    if (passesThrough(engine)) {
+        DebugPrint(traceText(operation, kByPassThrough));
+        read = engine.SendAtaCommandPd(physicalDriveId, target, kSmart, feature, 0, table);
+    }
+    if (!read) read = receiveSmart(engine, physicalDriveId, smartRegisters(feature, target), operation, table);
+    return read && keepSmart(asi, feature, table);
+}
+
 } // namespace
 
 bool keepSmart(AtaSmartInfo& asi, std::uint8_t feature, std::span<const std::uint8_t, kAtaBytes> table) {
     const bool values = feature == kSmartReadData;
     std::ranges::copy(table, values ? asi.SmartReadData : asi.SmartReadThreshold);
     return values ? FillSmartData(asi) : FillSmartThreshold(asi);
-}
-
-platform::Result<bool> CAtaSmart::exchange(platform::DeviceFile& file, std::uint32_t code,
-                                           std::span<const std::byte> question, std::span<std::byte> answer,
-                                           std::size_t dataAt, std::span<std::uint8_t> data) {
-    const auto told = control(file, code, question, answer);
-    if (!told.ok()) return platform::Result<bool>::failed(told.error);
-    if (data.empty()) return {true};
-    if (told.value < dataAt + data.size() || told.value > answer.size()) {
-        noteFailure(platform::kInvalidData);
-        return {false};
-    }
-    std::memcpy(data.data(), answer.data() + dataAt, data.size());
-    return {true};
 }
 
 bool CAtaSmart::SendAtaCommandPd(std::int32_t physicalDriveId, std::uint8_t target, std::uint8_t command,
@@ -114,7 +131,7 @@ bool CAtaSmart::SendAtaCommandPd(std::int32_t physicalDriveId, std::uint8_t targ
     const auto send = [&](std::uint32_t code, const auto& block, std::size_t dataAt) {
         auto answer = block;
         const std::size_t bytes = dataAt + data.size();
-        return exchange(*drive, code, sent(block, bytes), room(answer, bytes), dataAt, data).value;
+        return devices.exchange(*drive, code, sent(block, bytes), room(answer, bytes), dataAt, data).value;
     };
     const IDEREGS registers{feature, count, 0, 0, 0, target, command, 0};
     return FlagAtaPassThrough ? send(platform::IOCTL_ATA_PASS_THROUGH, ataPassThrough(registers, data.size()),
@@ -123,75 +140,33 @@ bool CAtaSmart::SendAtaCommandPd(std::int32_t physicalDriveId, std::uint8_t targ
                                      offsetof(IdePassThroughBlock, data));
 }
 
-CAtaSmart::TaskAnswer CAtaSmart::sendTaskPd(const AtaSmartInfo& asi, const AtaTask& task,
-                                            std::span<std::uint8_t> data) {
-    constexpr std::size_t dataAt = offsetof(AtaPassThroughBlock, data);
-    if (!FlagAtaPassThrough) return TaskAnswer::failed(platform::kNotSupported);
-    const auto drive = OpenPhysicalDrive(asi.PhysicalDriveId);
-    if (!drive) return TaskAnswer::failed(platform::kIoDevice);
-    const AtaPassThroughBlock block = ataPassThrough(task, asi.Target, data.size());
-    AtaPassThroughBlock answer = block;
-    const std::size_t bytes = dataAt + data.size();
-    const auto told = exchange(*drive, platform::IOCTL_ATA_PASS_THROUGH, sent(block, bytes),
-                               room(answer, bytes), dataAt, data);
-    if (!told.value) return TaskAnswer::failed(platform::kIoDevice);
-    // A driver that leaves the registers of the question there tells none.
-    const auto& left = answer.head.CurrentTaskFile;
-    if (std::memcmp(&left, &block.head.CurrentTaskFile, sizeof left) == 0) return {};
-    return {left};
-}
-
-bool CAtaSmart::receiveSmart(std::int32_t physicalDriveId, const IDEREGS& registers, const wchar_t* operation,
-                             std::span<std::uint8_t, kAtaBytes> data) {
-    const auto drive = OpenPhysicalDrive(physicalDriveId);
-    if (!drive) return false;
-    DebugPrint(traceText(operation));
-    const SmartReceiveQuestion question{{kAtaBytes, registers, 0, {}, {}}, 0};
-    SmartReceiveAnswer answer{};
-    return exchange(*drive, platform::SMART_RCV_DRIVE_DATA, sent(question), room(answer),
-                    offsetof(SmartReceiveAnswer, data), data)
-        .value;
-}
-
 bool CAtaSmart::DoIdentifyDevicePd(std::int32_t physicalDriveId, std::uint8_t target,
                                    std::span<std::uint8_t> data) {
     constexpr wchar_t kOperation[] = L"IDENTIFY_DEVICE";
     if (data.size() < kAtaBytes) return false;
     const auto identify = data.first<kAtaBytes>();
-    if (FlagAtaPassThrough && FlagAtaPassThroughSmart) {
+    if (passesThrough(*this)) {
         DebugPrint(traceText(kOperation, kByPassThrough));
         if (SendAtaCommandPd(physicalDriveId, target, kIdentifyDevice, 0, 0, identify) &&
             identify[kModelAt] != 0)
             return true;
     }
     std::ranges::fill(identify, std::uint8_t{0});
-    return receiveSmart(physicalDriveId, {0, 1, 1, 0, 0, target, kIdentifyDevice, 0}, kOperation, identify);
-}
-
-bool CAtaSmart::readSmartPd(std::int32_t physicalDriveId, std::uint8_t target, std::uint8_t feature,
-                            const wchar_t* operation, AtaSmartInfo& asi) {
-    AtaBlock table{};
-    bool read = false;
-    if (FlagAtaPassThrough && FlagAtaPassThroughSmart) {
-        DebugPrint(traceText(operation, kByPassThrough));
-        read = SendAtaCommandPd(physicalDriveId, target, kSmart, feature, 0, table);
-    }
-    if (!read) read = receiveSmart(physicalDriveId, smartRegisters(feature, target), operation, table);
-    return read && keepSmart(asi, feature, table);
+    return receiveSmart(*this, physicalDriveId, {0, 1, 1, 0, 0, target, kIdentifyDevice, 0}, kOperation, identify);
 }
 
 bool CAtaSmart::GetSmartAttributePd(std::int32_t physicalDriveId, std::uint8_t target, AtaSmartInfo& asi) {
-    return readSmartPd(physicalDriveId, target, kSmartReadData, L"SMART_READ_DATA", asi);
+    return readSmartPd(*this, physicalDriveId, target, kSmartReadData, L"SMART_READ_DATA", asi);
 }
 
 bool CAtaSmart::GetSmartThresholdPd(std::int32_t physicalDriveId, std::uint8_t target, AtaSmartInfo& asi) {
-    return readSmartPd(physicalDriveId, target, kSmartReadThresholds, L"SMART_READ_THRESHOLDS", asi);
+    return readSmartPd(*this, physicalDriveId, target, kSmartReadThresholds, L"SMART_READ_THRESHOLDS", asi);
 }
 
 bool CAtaSmart::ControlSmartStatusPd(std::int32_t physicalDriveId, std::uint8_t target,
                                      std::uint8_t subCommand) {
     constexpr wchar_t kOperation[] = L"SMART_CONTROL_STATUS";
-    if (FlagAtaPassThrough && FlagAtaPassThroughSmart) {
+    if (passesThrough(*this)) {
         DebugPrint(traceText(kOperation, kByPassThrough));
         if (SendAtaCommandPd(physicalDriveId, target, kSmart, subCommand, 0, {})) return true;
     }
@@ -200,7 +175,25 @@ bool CAtaSmart::ControlSmartStatusPd(std::int32_t physicalDriveId, std::uint8_t 
     DebugPrint(traceText(kOperation));
     const platform::SENDCMDINPARAMS question{0, smartRegisters(subCommand, target), 0, {}, {}};
     platform::SENDCMDOUTPARAMS answer{};
-    return exchange(*drive, platform::SMART_SEND_DRIVE_COMMAND, sent(question), room(answer), 0, {}).value;
+    return devices.exchange(*drive, platform::SMART_SEND_DRIVE_COMMAND, sent(question), room(answer), 0, {}).value;
+}
+
+TaskAnswer sendTaskPd(CAtaSmart& engine, const AtaSmartInfo& asi, const AtaTask& task,
+                                            std::span<std::uint8_t> data) {
+    constexpr std::size_t dataAt = offsetof(AtaPassThroughBlock, data);
+    if (!engine.FlagAtaPassThrough) return TaskAnswer::failed(platform::kNotSupported);
+    const auto drive = engine.OpenPhysicalDrive(asi.PhysicalDriveId);
+    if (!drive) return TaskAnswer::failed(platform::kIoDevice);
+    const AtaPassThroughBlock block = ataPassThrough(task, asi.Target, data.size());
+    AtaPassThroughBlock answer = block;
+    const std::size_t bytes = dataAt + data.size();
+    const auto told = engine.devices.exchange(*drive, platform::IOCTL_ATA_PASS_THROUGH, sent(block, bytes),
+                               room(answer, bytes), dataAt, data);
+    if (!told.value) return TaskAnswer::failed(platform::kIoDevice);
+    // A driver that leaves the registers of the question there tells none.
+    const auto& left = answer.head.CurrentTaskFile;
+    if (std::memcmp(&left, &block.head.CurrentTaskFile, sizeof left) == 0) return {};
+    return {left};
 }
 
 } // namespace orv

@@ -2,6 +2,7 @@
 #include "disk_engine/paths/AtaTask.h"
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/DebugFormat.h"
+#include "disk_engine/DriveSighting.h"
 #include "platform/records/CsmiRecords.h"
 
 #include <algorithm>
@@ -11,14 +12,14 @@
 
 namespace orv {
 
+namespace {
+
 /// A request of CSMI.
 struct CsmiCall {
     std::uint32_t code;
     const char* signature; ///< eight characters
     const wchar_t* failure;
 };
-
-namespace {
 
 using namespace platform; // NOLINT(google-build-using-namespace): the whole file is on its records
 
@@ -138,9 +139,8 @@ std::optional<IDEREGS> registersOf(const CSMI_SAS_STP_PASSTHRU_STATUS& status) {
     return IDEREGS{fis[3], fis[12], fis[4], fis[5], fis[6], fis[7], fis[2], 0};
 }
 
-} // namespace
-
-platform::Result<std::uint32_t> CAtaSmart::exchangeCsmi(DeviceFile& port, const CsmiCall& call,
+/// The bytes that a request gave; its answer is written over it.
+platform::Result<std::uint32_t> exchangeCsmi(DeviceAccess& devices, DeviceFile& port, const CsmiCall& call,
                                                         std::span<std::byte> block) {
     IOCTL_HEADER head{};
     head.HeaderLength = sizeof head;
@@ -150,19 +150,21 @@ platform::Result<std::uint32_t> CAtaSmart::exchangeCsmi(DeviceFile& port, const 
     head.Length = static_cast<std::uint32_t>(block.size() - sizeof head);
     std::memcpy(block.data(), &head, sizeof head);
     const std::vector<std::byte> question(block.begin(), block.end());
-    return control(port, IOCTL_SCSI_MINIPORT, question, block);
+    return devices.control(port, IOCTL_SCSI_MINIPORT, question, block);
 }
 
-bool CAtaSmart::askCsmi(DeviceFile& port, const CsmiCall& call, std::span<std::byte> block) {
-    const auto answer = exchangeCsmi(port, call, block);
+/// False, and traced, only when the driver has no such request.
+bool askCsmi(DeviceAccess& devices, DeviceFile& port, const CsmiCall& call, std::span<std::byte> block) {
+    const auto answer = exchangeCsmi(devices, port, call, block);
     const bool tooLong = answer.ok() && answer.value > block.size();
-    if (tooLong) noteFailure(kInvalidData);
+    if (tooLong) devices.noteFailure(kInvalidData);
     if (!tooLong && !isRefusal(answer.error)) return true;
     if (call.failure) DebugPrint(call.failure);
     return false;
 }
 
-bool CAtaSmart::readRaidTargets(DeviceFile& port, const CSMI_SAS_RAID_INFO_BUFFER& info,
+/// The target numbers of the drives of all RAID sets.
+bool readRaidTargets(DeviceAccess& devices, DeviceFile& port, const CSMI_SAS_RAID_INFO_BUFFER& info,
                                 std::vector<std::uint8_t>& raidTargets) {
     const std::size_t bytes = configBytes(info);
     const std::unique_ptr<std::byte[]> memory(bytes == 0 ? nullptr : new (std::nothrow) std::byte[bytes]);
@@ -175,27 +177,27 @@ bool CAtaSmart::readRaidTargets(DeviceFile& port, const CSMI_SAS_RAID_INFO_BUFFE
     for (std::uint32_t set = 0; set < std::min(info.uNumRaidSets, kMostSets); ++set) {
         std::ranges::fill(config, std::byte{0});
         std::memcpy(config.data() + offsetof(CSMI_SAS_RAID_CONFIG_BUFFER, uRaidSetIndex), &set, sizeof set);
-        if (!askCsmi(port, kRaidConfig, config)) return false;
+        if (!askCsmi(devices, port, kRaidConfig, config)) return false;
         addTargets(config, info.uMaxDrivesPerSet, raidTargets);
     }
     return true;
 }
 
-void CAtaSmart::addRaidNvme(std::int32_t scsiPort, const std::vector<std::uint8_t>& raidTargets) {
+/// Adds the NVMe drives among the members of RAID sets.
+void addRaidNvme(CAtaSmart& engine, std::int32_t scsiPort, const std::vector<std::uint8_t>& raidTargets) {
     const struct {
-        decltype(&CAtaSmart::DoIdentifyDeviceNVMeIntelVroc) identify;
         CommandType commandType;
         const wchar_t* name;
-    } paths[] = {{&CAtaSmart::DoIdentifyDeviceNVMeIntelVroc, CMD_TYPE_NVME_INTEL_VROC, L"Vroc"},
-                 {&CAtaSmart::DoIdentifyDeviceNVMeIntelRst, CMD_TYPE_NVME_INTEL_RST, L"Rst"}};
+    } paths[] = {{CMD_TYPE_NVME_INTEL_VROC, L"Vroc"}, {CMD_TYPE_NVME_INTEL_RST, L"Rst"}};
     for (const auto& path : paths) {
         for (const std::uint8_t target : raidTargets) {
             DebugFormat(L"DoIdentifyDeviceNVMeIntel{}(-1, {}, {})", path.name, scsiPort, +target);
             std::array<std::uint8_t, kNvmeIdentifyBytes> identify{};
             std::uint32_t diskSize = 0;
-            if (!(this->*path.identify)(-1, scsiPort, target, identify, diskSize)) continue;
+            const DriveSighting drive{.scsiPort = scsiPort, .scsiTargetId = target};
+            if (!commandPath(path.commandType).nvme[0].identify(engine, drive, identify, diskSize)) continue;
             DebugPrint(L"AddDiskNVMe");
-            AddDiskNVMe({.scsiPort = scsiPort,
+            engine.AddDiskNVMe({.scsiPort = scsiPort,
                          .scsiTargetId = target,
                          .scsiBus = 0,
                          .target = 0,
@@ -205,10 +207,19 @@ void CAtaSmart::addRaidNvme(std::int32_t scsiPort, const std::vector<std::uint8_
     }
 }
 
+bool readSmartCsmi(CAtaSmart& engine, std::int32_t scsiPort, const std::uint8_t* phyEntity, std::uint8_t feature,
+                              AtaSmartInfo& asi) {
+    AtaBlock table{};
+    return engine.SendAtaCommandCsmi(scsiPort, phyEntity, kSmart, feature, 0, table) &&
+           keepSmart(asi, feature, table);
+}
+
+} // namespace
+
 void CAtaSmart::AddDiskCsmi(std::int32_t scsiPort) {
     if (CsmiMode == 0) return;
     DebugFormat(L"AddDiskCsmi({})", scsiPort);
-    const auto port = open(scsiPath(scsiPort), kCommandOpening);
+    const auto port = devices.open(scsiPath(scsiPort), kCommandOpening);
     if (!port) {
         DebugPrint(L"FAILED: INVALID_HANDLE_VALUE");
         return;
@@ -217,9 +228,9 @@ void CAtaSmart::AddDiskCsmi(std::int32_t scsiPort) {
     CSMI_SAS_RAID_INFO_BUFFER info{};
     CSMI_SAS_PHY_INFO_BUFFER phys{};
     std::vector<std::uint8_t> raidTargets;
-    askCsmi(*port, kDriverInfo, room(driver));
-    askCsmi(*port, kRaidInfo, room(info));
-    if (!readRaidTargets(*port, info, raidTargets) || !askCsmi(*port, kPhyInfo, room(phys))) return;
+    askCsmi(devices, *port, kDriverInfo, room(driver));
+    askCsmi(devices, *port, kRaidInfo, room(info));
+    if (!readRaidTargets(devices, *port, info, raidTargets) || !askCsmi(devices, *port, kPhyInfo, room(phys))) return;
 
     const std::wstring name(driver.szName, std::ranges::find(driver.szName, '\0'));
     traceDriver(driver, name);
@@ -227,7 +238,7 @@ void CAtaSmart::AddDiskCsmi(std::int32_t scsiPort) {
         DebugPrint(L"rcraid");
         spreadPhys(phys, info.uMaxPhysicalDrives);
     } else {
-        addRaidNvme(scsiPort, raidTargets);
+        addRaidNvme(*this, scsiPort, raidTargets);
     }
     if (phys.bNumberOfPhys > kCsmiPhys) return;
     for (const CSMI_SAS_PHY_ENTITY& phy : std::span(phys.Phy).first(phys.bNumberOfPhys)) {
@@ -245,41 +256,18 @@ void CAtaSmart::AddDiskCsmi(std::int32_t scsiPort) {
 
 bool CAtaSmart::SendAtaCommandCsmi(std::int32_t scsiPort, const std::uint8_t* phyEntity, std::uint8_t command,
                                    std::uint8_t feature, std::uint8_t count, std::span<std::uint8_t> data) {
-    const auto port = open(scsiPath(scsiPort), kCommandOpening);
+    const auto port = devices.open(scsiPath(scsiPort), kCommandOpening);
     if (!port) return false;
     const auto parameters =
         passThroughOf(recordOf<CSMI_SAS_PHY_ENTITY>(phyEntity), command, feature, count, data.size());
     std::vector<std::byte> block(sizeof(CSMI_SAS_STP_PASSTHRU_BUFFER) + data.size());
     std::memcpy(block.data() + offsetof(CSMI_SAS_STP_PASSTHRU_BUFFER, Parameters), &parameters,
                 sizeof parameters);
-    if (!askCsmi(*port, kPassThrough, block)) return false;
+    if (!askCsmi(devices, *port, kPassThrough, block)) return false;
     if (command != kSetFeatures && !data.empty())
         std::memcpy(data.data(), block.data() + offsetof(CSMI_SAS_STP_PASSTHRU_BUFFER, bDataBuffer),
                     data.size());
     return true;
-}
-
-CAtaSmart::TaskAnswer CAtaSmart::sendTaskCsmi(const AtaSmartInfo& asi, const AtaTask& task,
-                                              std::span<std::uint8_t> data) {
-    constexpr std::size_t dataAt = offsetof(CSMI_SAS_STP_PASSTHRU_BUFFER, bDataBuffer);
-    const auto port = open(scsiPath(asi.ScsiPort), kCommandOpening);
-    if (!port) return TaskAnswer::failed(kIoDevice);
-    const auto parameters = passThroughOf(recordOf<CSMI_SAS_PHY_ENTITY>(asi.sasPhyEntity), task, data.size());
-    std::vector<std::byte> block(sizeof(CSMI_SAS_STP_PASSTHRU_BUFFER) + data.size());
-    std::memcpy(block.data() + offsetof(CSMI_SAS_STP_PASSTHRU_BUFFER, Parameters), &parameters,
-                sizeof parameters);
-    const auto told = exchangeCsmi(*port, kPassThrough, block);
-    CSMI_SAS_STP_PASSTHRU_BUFFER head;
-    std::memcpy(&head, block.data(), sizeof head);
-    // The driver's own word, and whether the drive was reached.
-    const bool good = told.ok() && told.value >= dataAt + data.size() && told.value <= block.size() &&
-                      head.IoctlHeader.ReturnCode == 0 && head.Status.bConnectionStatus == 0;
-    if (!good) {
-        if (told.ok()) noteFailure(head.IoctlHeader.ReturnCode != 0 ? kIoDevice : kInvalidData);
-        return TaskAnswer::failed(kIoDevice);
-    }
-    if (!data.empty()) std::memcpy(data.data(), block.data() + dataAt, data.size());
-    return {registersOf(head.Status)};
 }
 
 bool CAtaSmart::DoIdentifyDeviceCsmi(std::int32_t scsiPort, const std::uint8_t* phyEntity,
@@ -289,29 +277,45 @@ bool CAtaSmart::DoIdentifyDeviceCsmi(std::int32_t scsiPort, const std::uint8_t* 
            SendAtaCommandCsmi(scsiPort, phyEntity, kIdentifyDevice, 0, 0, data.first(kAtaBytes));
 }
 
-bool CAtaSmart::readSmartCsmi(std::int32_t scsiPort, const std::uint8_t* phyEntity, std::uint8_t feature,
-                              AtaSmartInfo& asi) {
-    AtaBlock table{};
-    return SendAtaCommandCsmi(scsiPort, phyEntity, kSmart, feature, 0, table) &&
-           keepSmart(asi, feature, table);
-}
-
 bool CAtaSmart::GetSmartAttributeCsmi(std::int32_t scsiPort, const std::uint8_t* phyEntity,
                                       AtaSmartInfo& asi) {
     DebugPrint(L"GetSmartAttributeCsmi");
-    return readSmartCsmi(scsiPort, phyEntity, kSmartReadData, asi);
+    return readSmartCsmi(*this, scsiPort, phyEntity, kSmartReadData, asi);
 }
 
 bool CAtaSmart::GetSmartThresholdCsmi(std::int32_t scsiPort, const std::uint8_t* phyEntity,
                                       AtaSmartInfo& asi) {
     DebugPrint(L"GetSmartThresholdCsmi");
-    return readSmartCsmi(scsiPort, phyEntity, kSmartReadThresholds, asi);
+    return readSmartCsmi(*this, scsiPort, phyEntity, kSmartReadThresholds, asi);
 }
 
 bool CAtaSmart::ControlSmartStatusCsmi(std::int32_t scsiPort, const std::uint8_t* phyEntity,
                                        std::uint8_t subCommand) {
     DebugPrint(L"ControlSmartStatusCsmi");
     return SendAtaCommandCsmi(scsiPort, phyEntity, kSmart, subCommand, 0, {});
+}
+
+TaskAnswer sendTaskCsmi(CAtaSmart& engine, const AtaSmartInfo& asi, const AtaTask& task,
+                                              std::span<std::uint8_t> data) {
+    constexpr std::size_t dataAt = offsetof(CSMI_SAS_STP_PASSTHRU_BUFFER, bDataBuffer);
+    const auto port = engine.devices.open(scsiPath(asi.ScsiPort), kCommandOpening);
+    if (!port) return TaskAnswer::failed(kIoDevice);
+    const auto parameters = passThroughOf(recordOf<CSMI_SAS_PHY_ENTITY>(asi.sasPhyEntity), task, data.size());
+    std::vector<std::byte> block(sizeof(CSMI_SAS_STP_PASSTHRU_BUFFER) + data.size());
+    std::memcpy(block.data() + offsetof(CSMI_SAS_STP_PASSTHRU_BUFFER, Parameters), &parameters,
+                sizeof parameters);
+    const auto told = exchangeCsmi(engine.devices, *port, kPassThrough, block);
+    CSMI_SAS_STP_PASSTHRU_BUFFER head;
+    std::memcpy(&head, block.data(), sizeof head);
+    // The driver's own word, and whether the drive was reached.
+    const bool good = told.ok() && told.value >= dataAt + data.size() && told.value <= block.size() &&
+                      head.IoctlHeader.ReturnCode == 0 && head.Status.bConnectionStatus == 0;
+    if (!good) {
+        if (told.ok()) engine.devices.noteFailure(head.IoctlHeader.ReturnCode != 0 ? kIoDevice : kInvalidData);
+        return TaskAnswer::failed(kIoDevice);
+    }
+    if (!data.empty()) std::memcpy(data.data(), block.data() + dataAt, data.size());
+    return {registersOf(head.Status)};
 }
 
 } // namespace orv

@@ -1,6 +1,6 @@
 #include "disk_engine/paths/AtaCommands.h"
 #include "disk_engine/paths/AtaTask.h"
-#include "disk_engine/paths/BridgeCommands.h"
+#include "disk_engine/paths/AtaBridges.h"
 #include "disk_engine/CAtaSmart.h"
 #include "platform/records/MegaRaidRecords.h"
 
@@ -58,30 +58,29 @@ Record recordAt(std::span<const std::byte> data, std::size_t at) {
     return record;
 }
 
-} // namespace
-
-std::optional<std::vector<std::byte>> CAtaSmart::askMegaRaid(DeviceFile& port, const MegaRaidHead& request) {
+/// The data of a good answer, which are no more than the request has room for.
+std::optional<std::vector<std::byte>> askMegaRaid(DeviceAccess& devices, DeviceFile& port, const MegaRaidHead& request) {
     const std::size_t most = request.frame.dataBytes;
     std::vector<std::byte> question(std::max(kBlockBytes, kDataAt + most));
     std::memcpy(question.data(), &request, sizeof request);
     std::vector<std::byte> block = question;
-    const auto answer = control(port, IOCTL_SCSI_MINIPORT, question, block);
+    const auto answer = devices.control(port, IOCTL_SCSI_MINIPORT, question, block);
     if (!answer.ok()) return std::nullopt;
     const auto head = recordAt<MegaRaidHead>(block, 0);
     const std::size_t bytes = head.frame.dataBytes;
     const bool good = answer.value >= kLeastAnswer && answer.value <= block.size() &&
                       head.frame.status == 0 && bytes <= most && answer.value >= kDataAt + bytes;
     if (!good) {
-        noteFailure(kInvalidData);
+        devices.noteFailure(kInvalidData);
         return std::nullopt;
     }
     return std::vector(block.begin() + kDataAt, block.begin() + static_cast<std::ptrdiff_t>(kDataAt + bytes));
 }
 
-std::optional<std::vector<std::byte>> CAtaSmart::readMegaRaidList(DeviceFile& port) {
+std::optional<std::vector<std::byte>> readMegaRaidList(DeviceAccess& devices, DeviceFile& port) {
     std::size_t bytes = kFirstListBytes;
     for (int question = 1;; ++question) {
-        auto list = askMegaRaid(port, listRequest(bytes));
+        auto list = askMegaRaid(devices, port, listRequest(bytes));
         if (!list || list->size() < sizeof(MegaRaidListHead)) return std::nullopt;
         const std::size_t total = recordAt<MegaRaidListHead>(*list, 0).totalBytes;
         // What fits of a list that never does is a list too.
@@ -90,11 +89,37 @@ std::optional<std::vector<std::byte>> CAtaSmart::readMegaRaidList(DeviceFile& po
     }
 }
 
+/// The data that one SCSI command gave, which are `dataBytes` at most.
+std::optional<std::vector<std::byte>> passThroughMegaRaid(DeviceAccess& devices, std::int32_t scsiPort,
+                                                                     std::int32_t deviceId,
+                                                                     std::size_t dataBytes,
+                                                                     std::span<const std::uint8_t> cdb) {
+    if (cdb.empty() || cdb.size() > kMegaRaidCdbBytes) return std::nullopt;
+    const auto port = devices.open(scsiPath(scsiPort), kCommandOpening);
+    if (!port) return std::nullopt;
+    MegaRaidHead head = startHead(kMegaRaidPassThrough, dataBytes);
+    head.frame.status = kUnanswered;
+    head.frame.deviceId = static_cast<std::uint8_t>(deviceId);
+    head.frame.cdbLength = static_cast<std::uint8_t>(cdb.size());
+    head.frame.flags = kMegaRaidRead;
+    std::ranges::copy(cdb, head.frame.cdb);
+    return askMegaRaid(devices, *port, head);
+}
+
+bool readSmartMegaRaid(CAtaSmart& engine, std::int32_t scsiPort, std::int32_t deviceId, std::uint8_t feature,
+                                  AtaSmartInfo& asi) {
+    AtaBlock table{};
+    return engine.SendPassThroughMegaRaid(scsiPort, deviceId, table, smartCdb(feature)) &&
+           keepSmart(asi, feature, table);
+}
+
+} // namespace
+
 bool CAtaSmart::AddDiskMegaRaid(std::int32_t scsiPort) {
     if (CsmiMode == 0) return false;
-    const auto port = open(scsiPath(scsiPort), kCommandOpening);
+    const auto port = devices.open(scsiPath(scsiPort), kCommandOpening);
     if (!port) return false;
-    const auto list = readMegaRaidList(*port);
+    const auto list = readMegaRaidList(devices, *port);
     if (!list) return false;
     const auto head = recordAt<MegaRaidListHead>(*list, 0);
     const std::size_t bytes = std::min<std::size_t>(list->size(), head.totalBytes);
@@ -117,39 +142,12 @@ bool CAtaSmart::AddDiskMegaRaid(std::int32_t scsiPort) {
     return true;
 }
 
-std::optional<std::vector<std::byte>> CAtaSmart::passThroughMegaRaid(std::int32_t scsiPort,
-                                                                     std::int32_t deviceId,
-                                                                     std::size_t dataBytes,
-                                                                     std::span<const std::uint8_t> cdb) {
-    if (cdb.empty() || cdb.size() > kMegaRaidCdbBytes) return std::nullopt;
-    const auto port = open(scsiPath(scsiPort), kCommandOpening);
-    if (!port) return std::nullopt;
-    MegaRaidHead head = startHead(kMegaRaidPassThrough, dataBytes);
-    head.frame.status = kUnanswered;
-    head.frame.deviceId = static_cast<std::uint8_t>(deviceId);
-    head.frame.cdbLength = static_cast<std::uint8_t>(cdb.size());
-    head.frame.flags = kMegaRaidRead;
-    std::ranges::copy(cdb, head.frame.cdb);
-    return askMegaRaid(*port, head);
-}
-
 bool CAtaSmart::SendPassThroughMegaRaid(std::int32_t scsiPort, std::int32_t deviceId,
                                         std::span<std::uint8_t> data, std::span<const std::uint8_t> cdb) {
-    const auto answer = passThroughMegaRaid(scsiPort, deviceId, data.size(), cdb);
+    const auto answer = passThroughMegaRaid(devices, scsiPort, deviceId, data.size(), cdb);
     if (!answer) return false;
     if (!answer->empty()) std::memcpy(data.data(), answer->data(), answer->size());
     return true;
-}
-
-CAtaSmart::TaskAnswer CAtaSmart::sendTaskMegaRaid(const AtaSmartInfo& asi, const AtaTask& task,
-                                                  std::span<std::uint8_t> data) {
-    constexpr std::uint8_t noTarget = 0; // the device id names the drive
-    const BridgeCdb cdb = passThroughCdb(task, noTarget);
-    const auto answer = passThroughMegaRaid(asi.ScsiPort, asi.ScsiTargetId, data.size(),
-                                            std::span(cdb.bytes).first(cdb.length));
-    if (!answer || answer->size() != data.size()) return TaskAnswer::failed(kIoDevice);
-    std::memcpy(data.data(), answer->data(), data.size());
-    return {};
 }
 
 bool CAtaSmart::DoIdentifyDeviceMegaRaid(std::int32_t scsiPort, std::int32_t deviceId,
@@ -158,24 +156,28 @@ bool CAtaSmart::DoIdentifyDeviceMegaRaid(std::int32_t scsiPort, std::int32_t dev
            SendPassThroughMegaRaid(scsiPort, deviceId, data.first(kAtaBytes), kIdentifyCdb);
 }
 
-bool CAtaSmart::readSmartMegaRaid(std::int32_t scsiPort, std::int32_t deviceId, std::uint8_t feature,
-                                  AtaSmartInfo& asi) {
-    AtaBlock table{};
-    return SendPassThroughMegaRaid(scsiPort, deviceId, table, smartCdb(feature)) &&
-           keepSmart(asi, feature, table);
-}
-
 bool CAtaSmart::GetSmartAttributeMegaRaid(std::int32_t scsiPort, std::int32_t deviceId, AtaSmartInfo& asi) {
-    return readSmartMegaRaid(scsiPort, deviceId, kSmartReadData, asi);
+    return readSmartMegaRaid(*this, scsiPort, deviceId, kSmartReadData, asi);
 }
 
 bool CAtaSmart::GetSmartThresholdMegaRaid(std::int32_t scsiPort, std::int32_t deviceId, AtaSmartInfo& asi) {
-    return readSmartMegaRaid(scsiPort, deviceId, kSmartReadThresholds, asi);
+    return readSmartMegaRaid(*this, scsiPort, deviceId, kSmartReadThresholds, asi);
 }
 
 bool CAtaSmart::ControlSmartStatusMegaRaid(std::int32_t scsiPort, std::int32_t deviceId,
                                            std::uint8_t subCommand) {
     return SendPassThroughMegaRaid(scsiPort, deviceId, {}, controlCdb(subCommand));
+}
+
+TaskAnswer sendTaskMegaRaid(CAtaSmart& engine, const AtaSmartInfo& asi, const AtaTask& task,
+                                                  std::span<std::uint8_t> data) {
+    constexpr std::uint8_t noTarget = 0; // the device id names the drive
+    const BridgeCdb cdb = passThroughCdb(task, noTarget);
+    const auto answer = passThroughMegaRaid(engine.devices, asi.ScsiPort, asi.ScsiTargetId, data.size(),
+                                            std::span(cdb.bytes).first(cdb.length));
+    if (!answer || answer->size() != data.size()) return TaskAnswer::failed(kIoDevice);
+    std::memcpy(data.data(), answer->data(), data.size());
+    return {};
 }
 
 } // namespace orv

@@ -48,8 +48,6 @@ constexpr std::uint32_t kPage = kSmartBytes;
 constexpr std::uint32_t kJMicronEcho = 317; // byte sum of the identify request, given back as it came
 constexpr std::uint32_t kTimeOutSeconds = 2;
 
-} // namespace
-
 /// What a bridge is told to read a block of a drive: a command that gives it, which may stand behind one that
 /// asks for it.
 struct NvmeBridgeRead {
@@ -62,8 +60,6 @@ struct NvmeBridgeRead {
     std::uint32_t echo = 0; ///< byte sum that is no answer, as 0 is none
     bool locked = false;    ///< the pair runs under the JMicron mutex
 };
-
-namespace {
 
 // clang-format off
 constexpr NvmeBridgeRead kSamsungIdentify = {
@@ -120,23 +116,21 @@ class JMicronLock {
     CAtaSmart* engine_;
 };
 
-} // namespace
-
-bool CAtaSmart::readNvmeBridge(std::int32_t physicalDriveId, const NvmeBridgeRead& read,
+bool readNvmeBridge(CAtaSmart& engine, std::int32_t physicalDriveId, const NvmeBridgeRead& read,
                                std::span<std::uint8_t> into) {
-    const auto file = OpenPhysicalDrive(physicalDriveId);
+    const auto file = engine.OpenPhysicalDrive(physicalDriveId);
     if (!file) return false;
     std::vector<std::byte> block;
     {
-        const JMicronLock lock(*this, read.locked);
+        const JMicronLock lock(engine, read.locked);
         if (read.request != kNoRequest) {
             block = passThrough(read, platform::SCSI_IOCTL_DATA_OUT, read.request);
             std::memcpy(block.data() + read.layout.dataAt, read.requestData.data(), sizeof read.requestData);
-            if (!exchange(*file, platform::IOCTL_SCSI_PASS_THROUGH, block, 0)) return false;
+            if (!engine.devices.exchangeInPlace(*file, platform::IOCTL_SCSI_PASS_THROUGH, block, 0)) return false;
         }
         block = passThrough(read, platform::SCSI_IOCTL_DATA_IN, read.answer);
         // The end of a block that a bridge cut short would read as a drive without the features told there.
-        if (!exchange(*file, platform::IOCTL_SCSI_PASS_THROUGH, block, block.size())) return false;
+        if (!engine.devices.exchangeInPlace(*file, platform::IOCTL_SCSI_PASS_THROUGH, block, block.size())) return false;
     }
     const auto* answer = reinterpret_cast<const std::uint8_t*>(block.data()) + read.layout.dataAt;
     const std::uint32_t sum = byteSum({answer, read.bytes});
@@ -145,38 +139,40 @@ bool CAtaSmart::readNvmeBridge(std::int32_t physicalDriveId, const NvmeBridgeRea
     return true;
 }
 
+} // namespace
+
 bool CAtaSmart::DoIdentifyDeviceNVMeSamsung(std::int32_t physicalDriveId, NvmeIdentifyBlock identify) {
-    return readNvmeBridge(physicalDriveId, kSamsungIdentify, identify);
+    return readNvmeBridge(*this, physicalDriveId, kSamsungIdentify, identify);
 }
 
 bool CAtaSmart::GetSmartAttributeNVMeSamsung(std::int32_t physicalDriveId, AtaSmartInfo& asi) {
-    return readNvmeBridge(physicalDriveId, kSamsungHealth, asi.SmartReadData);
+    return readNvmeBridge(*this, physicalDriveId, kSamsungHealth, asi.SmartReadData);
 }
 
 bool CAtaSmart::DoIdentifyDeviceNVMeJMicron(std::int32_t physicalDriveId, NvmeIdentifyBlock identify,
                                             bool usb2Mode) {
-    return readNvmeBridge(physicalDriveId, usb2Mode ? kJMicronIdentifyUsb2 : kJMicronIdentify, identify);
+    return readNvmeBridge(*this, physicalDriveId, usb2Mode ? kJMicronIdentifyUsb2 : kJMicronIdentify, identify);
 }
 
 bool CAtaSmart::GetSmartAttributeNVMeJMicron(std::int32_t physicalDriveId, AtaSmartInfo& asi) {
-    return readNvmeBridge(physicalDriveId, kJMicronHealth, asi.SmartReadData);
+    return readNvmeBridge(*this, physicalDriveId, kJMicronHealth, asi.SmartReadData);
 }
 
 bool CAtaSmart::DoIdentifyDeviceNVMeASMedia(std::int32_t physicalDriveId, NvmeIdentifyBlock identify) {
-    return readNvmeBridge(physicalDriveId, kASMediaIdentify, identify);
+    return readNvmeBridge(*this, physicalDriveId, kASMediaIdentify, identify);
 }
 
 bool CAtaSmart::GetSmartAttributeNVMeASMedia(std::int32_t physicalDriveId, AtaSmartInfo& asi) {
-    return readNvmeBridge(physicalDriveId, kASMediaHealth, asi.SmartReadData);
+    return readNvmeBridge(*this, physicalDriveId, kASMediaHealth, asi.SmartReadData);
 }
 
 bool CAtaSmart::DoIdentifyDeviceNVMeRealtek(std::int32_t physicalDriveId, NvmeIdentifyBlock identify) {
-    return readNvmeBridge(physicalDriveId, kRealtekIdentify, identify);
+    return readNvmeBridge(*this, physicalDriveId, kRealtekIdentify, identify);
 }
 
 bool CAtaSmart::GetSmartAttributeNVMeRealtek(std::int32_t physicalDriveId, AtaSmartInfo& asi) {
     DebugPrint(L"GetSmartAttributeNVMeRealtek");
-    return readNvmeBridge(physicalDriveId, kRealtekHealth, asi.SmartReadData);
+    return readNvmeBridge(*this, physicalDriveId, kRealtekHealth, asi.SmartReadData);
 }
 
 } // namespace orv

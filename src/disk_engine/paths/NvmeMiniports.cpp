@@ -1,9 +1,12 @@
 #include "disk_engine/CAtaSmart.h"
+#include "disk_engine/paths/DeviceAccess.h"
 #include "disk_engine/paths/NvmePaths.h"
 
 #include <cstring>
 
 namespace orv {
+
+namespace {
 
 /// How a miniport driver is spoken to.
 struct MiniportForm {
@@ -17,14 +20,12 @@ struct MiniportForm {
 };
 
 /// A port whose driver takes NVMe commands, and the drive on it.
-struct CAtaSmart::NvmeMiniport {
+struct NvmeMiniport {
     const MiniportForm* form;
     std::wstring path;
     std::uint32_t attributes; ///< to open it with
     platform::SCSI_ADDRESS drive;
 };
-
-namespace {
 
 using platform::IntelNvmBlock;
 using platform::NvmeMiniportBlock;
@@ -88,16 +89,13 @@ SCSI_ADDRESS onPort(std::uint8_t pathId, std::uint8_t targetId) {
     return address;
 }
 
-} // namespace
-
-std::optional<CAtaSmart::NvmeMiniport> CAtaSmart::intelMiniport(std::int32_t physicalDriveId) {
+std::optional<NvmeMiniport> intelMiniport(std::int32_t physicalDriveId) {
     std::wstring path = GetScsiPath(physicalDrivePath(physicalDriveId));
     if (path.empty()) return std::nullopt;
     return NvmeMiniport{&kNvmeMini, std::move(path), kNormal, {}};
 }
 
-std::optional<CAtaSmart::NvmeMiniport>
-CAtaSmart::rstMiniport(std::int32_t physicalDriveId, std::int32_t scsiPort, std::int32_t scsiTargetId) {
+std::optional<NvmeMiniport> rstMiniport(std::int32_t physicalDriveId, std::int32_t scsiPort, std::int32_t scsiTargetId) {
     if (physicalDriveId == -1)
         return NvmeMiniport{&kIntelNvm, scsiPath(scsiPort), 0,
                             onPort(static_cast<std::uint8_t>(scsiTargetId), 0)};
@@ -106,8 +104,7 @@ CAtaSmart::rstMiniport(std::int32_t physicalDriveId, std::int32_t scsiPort, std:
     return NvmeMiniport{&kIntelNvm, scsiPath(address->PortNumber), 0, *address};
 }
 
-std::optional<CAtaSmart::NvmeMiniport>
-CAtaSmart::vrocMiniport(std::int32_t physicalDriveId, std::int32_t scsiPort, std::int32_t scsiTargetId) {
+std::optional<NvmeMiniport> vrocMiniport(std::int32_t physicalDriveId, std::int32_t scsiPort, std::int32_t scsiTargetId) {
     if (physicalDriveId < 0)
         return NvmeMiniport{&kNvmeRaid, scsiPath(scsiPort), kNormal,
                             onPort(0, static_cast<std::uint8_t>(scsiTargetId))};
@@ -116,12 +113,12 @@ CAtaSmart::vrocMiniport(std::int32_t physicalDriveId, std::int32_t scsiPort, std
     return NvmeMiniport{&kNvmeRaid, scsiPath(address->PortNumber), kNormal, *address};
 }
 
-bool CAtaSmart::sendNvme(platform::DeviceFile& file, const NvmeMiniport& miniport, const NvmeCommand& command,
+bool sendNvme(DeviceAccess& devices, platform::DeviceFile& file, const NvmeMiniport& miniport, const NvmeCommand& command,
                          std::span<std::uint8_t> data) {
     const auto exchanged = [&](auto block) {
         // An answer that ends before the data that are wanted would leave what the request had there.
         const std::size_t wanted = offsetof(decltype(block), data) + data.size();
-        if (!exchange(file, platform::IOCTL_SCSI_MINIPORT, std::as_writable_bytes(std::span(&block, 1)),
+        if (!devices.exchangeInPlace(file, platform::IOCTL_SCSI_MINIPORT, std::as_writable_bytes(std::span(&block, 1)),
                       wanted))
             return false;
         std::copy_n(block.data, std::min(data.size(), sizeof block.data), data.begin());
@@ -131,61 +128,63 @@ bool CAtaSmart::sendNvme(platform::DeviceFile& file, const NvmeMiniport& minipor
                                       : exchanged(miniportBlock(*miniport.form, miniport.drive, command));
 }
 
-bool CAtaSmart::identifyNvme(const std::optional<NvmeMiniport>& miniport, NvmeIdentifyBlock identify,
+bool identifyNvme(DeviceAccess& devices, const std::optional<NvmeMiniport>& miniport, NvmeIdentifyBlock identify,
                              std::uint32_t& diskSize) {
     if (!miniport) return false;
-    const auto file = open(miniport->path, {.attributes = miniport->attributes});
+    const auto file = devices.open(miniport->path, {.attributes = miniport->attributes});
     if (!file) return false;
     const auto send = [&](const NvmeCommand& command, NvmeDataBlock& data) {
-        return sendNvme(*file, *miniport, command, data);
+        return sendNvme(devices, *file, *miniport, command, data);
     };
     return identifyNvmeDrive(send, miniport->form->sumTest, identify, diskSize, miniport->form->sizeCounts);
 }
 
-bool CAtaSmart::readNvmeHealth(const std::optional<NvmeMiniport>& miniport, const NvmeCommand& command,
+bool readNvmeHealth(DeviceAccess& devices, const std::optional<NvmeMiniport>& miniport, const NvmeCommand& command,
                                AtaSmartInfo& asi) {
     if (!miniport) return false;
-    const auto file = open(miniport->path, {.attributes = miniport->attributes});
+    const auto file = devices.open(miniport->path, {.attributes = miniport->attributes});
     std::array<std::uint8_t, kSmartBytes> page{};
-    if (!file || !sendNvme(*file, *miniport, command, page)) return false;
+    if (!file || !sendNvme(devices, *file, *miniport, command, page)) return false;
     if (miniport->form->sumTest && byteSum(page) == 0) return false;
     std::copy(page.begin(), page.end(), asi.SmartReadData);
     return true;
 }
 
+} // namespace
+
 bool CAtaSmart::DoIdentifyDeviceNVMeIntel(std::int32_t physicalDriveId, std::int32_t, std::int32_t,
                                           NvmeIdentifyBlock identify, std::uint32_t& diskSize) {
-    return identifyNvme(intelMiniport(physicalDriveId), identify, diskSize);
+    return identifyNvme(devices, intelMiniport(physicalDriveId), identify, diskSize);
 }
 
 bool CAtaSmart::GetSmartAttributeNVMeIntel(std::int32_t physicalDriveId, AtaSmartInfo& asi) {
-    return readNvmeHealth(intelMiniport(physicalDriveId), kHealthLog, asi);
+    return readNvmeHealth(devices, intelMiniport(physicalDriveId), kHealthLog, asi);
 }
 
 bool CAtaSmart::GetSmartAttributeNVMeSamsungMiniport(std::int32_t physicalDriveId, AtaSmartInfo& asi) {
-    return readNvmeHealth(intelMiniport(physicalDriveId), kSamsungHealthLog, asi);
+    return readNvmeHealth(devices, intelMiniport(physicalDriveId), kSamsungHealthLog, asi);
 }
 
 bool CAtaSmart::DoIdentifyDeviceNVMeIntelRst(std::int32_t physicalDriveId, std::int32_t scsiPort,
                                              std::int32_t scsiTargetId, NvmeIdentifyBlock identify,
                                              std::uint32_t& diskSize) {
-    return identifyNvme(rstMiniport(physicalDriveId, scsiPort, scsiTargetId), identify, diskSize);
+    return identifyNvme(devices, rstMiniport(physicalDriveId, scsiPort, scsiTargetId), identify, diskSize);
 }
 
 bool CAtaSmart::GetSmartAttributeNVMeIntelRst(std::int32_t physicalDriveId, std::int32_t scsiPort,
                                               std::int32_t scsiTargetId, AtaSmartInfo& asi) {
-    return readNvmeHealth(rstMiniport(physicalDriveId, scsiPort, scsiTargetId), kHealthLog, asi);
+    return readNvmeHealth(devices, rstMiniport(physicalDriveId, scsiPort, scsiTargetId), kHealthLog, asi);
 }
 
 bool CAtaSmart::DoIdentifyDeviceNVMeIntelVroc(std::int32_t physicalDriveId, std::int32_t scsiPort,
                                               std::int32_t scsiTargetId, NvmeIdentifyBlock identify,
                                               std::uint32_t& diskSize) {
-    return identifyNvme(vrocMiniport(physicalDriveId, scsiPort, scsiTargetId), identify, diskSize);
+    return identifyNvme(devices, vrocMiniport(physicalDriveId, scsiPort, scsiTargetId), identify, diskSize);
 }
 
 bool CAtaSmart::GetSmartAttributeNVMeIntelVroc(std::int32_t physicalDriveId, std::int32_t scsiPort,
                                                std::int32_t scsiTargetId, AtaSmartInfo& asi) {
-    return readNvmeHealth(vrocMiniport(physicalDriveId, scsiPort, scsiTargetId), kHealthLog, asi);
+    return readNvmeHealth(devices, vrocMiniport(physicalDriveId, scsiPort, scsiTargetId), kHealthLog, asi);
 }
 
 } // namespace orv

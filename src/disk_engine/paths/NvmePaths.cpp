@@ -1,11 +1,9 @@
 #include "disk_engine/paths/NvmePaths.h"
 
-#include "disk_engine/CAtaSmart.h"
 #include "log/log.h"
 
 #include <limits>
 #include <numeric>
-#include <vector>
 
 namespace orv {
 
@@ -21,16 +19,6 @@ constexpr unsigned kSizeBits = 64;
 constexpr std::uint64_t kMegabyte = 1'000'000;
 
 } // namespace
-
-bool CAtaSmart::exchange(platform::DeviceFile& file, std::uint32_t code, std::span<std::byte> block,
-                         std::size_t wanted) {
-    const std::vector<std::byte> question(block.begin(), block.end());
-    const auto answer = control(file, code, question, block);
-    if (!answer.ok()) return false;
-    const bool right = answer.value >= wanted && answer.value <= block.size();
-    if (!right) noteFailure(platform::kInvalidData);
-    return right;
-}
 
 std::uint32_t byteSum(std::span<const std::uint8_t> data) {
     const auto summed = data.first(std::min(data.size(), kSmartBytes));

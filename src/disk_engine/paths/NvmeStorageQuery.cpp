@@ -33,12 +33,12 @@ std::span<std::byte> bytesOf(NvmeQueryBlock& block) {
 
 bool CAtaSmart::DoIdentifyDeviceNVMeStorageQuery(std::int32_t physicalDriveId, std::int32_t, std::int32_t,
                                                  NvmeIdentifyBlock identify, std::uint32_t& diskSize) {
-    const auto file = open(physicalDrivePath(physicalDriveId));
+    const auto file = devices.open(physicalDrivePath(physicalDriveId));
     if (!file) return false;
     const auto send = [&](const NvmeCommand& command, NvmeDataBlock& data) {
         NvmeQueryBlock block{};
         setQuery(block, platform::kNvmeDataTypeIdentify, command.dword10, command.namespaceId);
-        if (!exchange(*file, platform::IOCTL_STORAGE_QUERY_PROPERTY, bytesOf(block), sizeof block))
+        if (!devices.exchangeInPlace(*file, platform::IOCTL_STORAGE_QUERY_PROPERTY, bytesOf(block), sizeof block))
             return false;
         std::copy(std::begin(block.data), std::end(block.data), data.begin());
         return true;
@@ -47,13 +47,13 @@ bool CAtaSmart::DoIdentifyDeviceNVMeStorageQuery(std::int32_t physicalDriveId, s
 }
 
 bool CAtaSmart::GetSmartAttributeNVMeStorageQuery(std::int32_t physicalDriveId, AtaSmartInfo& asi) {
-    const auto file = open(physicalDrivePath(physicalDriveId));
+    const auto file = devices.open(physicalDrivePath(physicalDriveId));
     if (!file) return false;
     NvmeQueryBlock block{};
     bool answered = false;
     for (const std::uint32_t subValue : kQueryHealthOf) {
         setQuery(block, platform::kNvmeDataTypeLogPage, platform::kNvmeHealthLog, subValue);
-        answered = exchange(*file, platform::IOCTL_STORAGE_QUERY_PROPERTY, bytesOf(block),
+        answered = devices.exchangeInPlace(*file, platform::IOCTL_STORAGE_QUERY_PROPERTY, bytesOf(block),
                             offsetof(NvmeQueryBlock, data) + kSmartBytes);
         if (answered) break;
     }

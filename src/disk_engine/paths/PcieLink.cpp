@@ -1,5 +1,7 @@
-#include "disk_engine/CAtaSmart.h"
+#include "disk_engine/paths/PcieLink.h"
+
 #include "disk_engine/ManagementSession.h"
+#include "disk_engine/paths/DeviceAccess.h"
 #include "platform/DeviceTree.h"
 #include "platform/Platform.h"
 

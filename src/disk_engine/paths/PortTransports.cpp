@@ -65,11 +65,9 @@ SRB_IO_CONTROL srbHead(std::string_view signature, std::uint32_t seconds, std::u
     return srb;
 }
 
-} // namespace
-
-bool CAtaSmart::askScsiDisk(std::int32_t scsiPort, std::int32_t scsiTargetId, std::uint32_t controlCode,
+bool askScsiDisk(DeviceAccess& devices, std::int32_t scsiPort, std::int32_t scsiTargetId, std::uint32_t controlCode,
                             const platform::IDEREGS& registers, std::span<std::uint8_t> data) {
-    const auto port = open(scsiPath(scsiPort), kCommandOpening);
+    const auto port = devices.open(scsiPath(scsiPort), kCommandOpening);
     if (!port) return false;
     ScsiDiskQuestion question{};
     question.srb = srbHead("SCSIDISK", kPassThroughSeconds, controlCode, sizeof(ScsiDiskAnswer));
@@ -77,17 +75,31 @@ bool CAtaSmart::askScsiDisk(std::int32_t scsiPort, std::int32_t scsiTargetId, st
     question.parameters.irDriveRegs = registers;
     question.parameters.bDriveNumber = static_cast<std::uint8_t>(scsiTargetId);
     ScsiDiskAnswer answer{};
-    return exchange(*port, platform::IOCTL_SCSI_MINIPORT, sent(question), room(answer),
+    return devices
+        .exchange(*port, platform::IOCTL_SCSI_MINIPORT, sent(question), room(answer),
                     offsetof(ScsiDiskAnswer, data), data)
         .value;
 }
+
+std::unique_ptr<platform::DeviceFile> openSiliconImage(DeviceAccess& devices, std::int32_t scsiPort,
+                                                                  std::int32_t siliconImageType) {
+    if (auto port = devices.open(scsiPath(scsiPort), kCommandOpening)) return port;
+    const std::wstring model = std::to_wstring(siliconImageType == kSil3512 ? kSil3112 : siliconImageType);
+    const std::wstring name = L"tempBusSil" + model;
+    const auto error =
+        platform::current().deviceFiles().defineDosDevice(name, L"\\Device\\Scsi\\SI" + model + L"1");
+    devices.noteFailure(error);
+    return error == platform::kSuccess ? devices.open(L"\\\\.\\" + name, kCommandOpening) : nullptr;
+}
+
+} // namespace
 
 bool CAtaSmart::DoIdentifyDeviceScsi(std::int32_t scsiPort, std::int32_t scsiTargetId,
                                      std::span<std::uint8_t> data) {
     if (data.size() < kAtaBytes) return false;
     AtaBlock identify{};
     const platform::IDEREGS registers{0, 0, 0, 0, 0, 0, kIdentifyDevice, 0};
-    if (!askScsiDisk(scsiPort, scsiTargetId, kIdentify, registers, identify) || identify[0] == 0)
+    if (!askScsiDisk(devices, scsiPort, scsiTargetId, kIdentify, registers, identify) || identify[0] == 0)
         return false;
     std::ranges::copy(identify, data.begin());
     return true;
@@ -95,38 +107,27 @@ bool CAtaSmart::DoIdentifyDeviceScsi(std::int32_t scsiPort, std::int32_t scsiTar
 
 bool CAtaSmart::GetSmartAttributeScsi(std::int32_t scsiPort, std::int32_t scsiTargetId, AtaSmartInfo& asi) {
     AtaBlock table{};
-    return askScsiDisk(scsiPort, scsiTargetId, kReadData, smartRegisters(kSmartReadData, 0), table) &&
+    return askScsiDisk(devices, scsiPort, scsiTargetId, kReadData, smartRegisters(kSmartReadData, 0), table) &&
            keepSmart(asi, kSmartReadData, table);
 }
 
 bool CAtaSmart::GetSmartThresholdScsi(std::int32_t scsiPort, std::int32_t scsiTargetId, AtaSmartInfo& asi) {
     AtaBlock table{};
-    return askScsiDisk(scsiPort, scsiTargetId, kReadThresholds, smartRegisters(kSmartReadThresholds, 0),
+    return askScsiDisk(devices, scsiPort, scsiTargetId, kReadThresholds, smartRegisters(kSmartReadThresholds, 0),
                        table) &&
            table[0] != 0 && keepSmart(asi, kSmartReadThresholds, table);
 }
 
 bool CAtaSmart::ControlSmartStatusScsi(std::int32_t scsiPort, std::int32_t scsiTargetId,
                                        std::uint8_t subCommand) {
-    return askScsiDisk(scsiPort, scsiTargetId, subCommand == kSmartDisable ? kDisable : kEnable,
+    return askScsiDisk(devices, scsiPort, scsiTargetId, subCommand == kSmartDisable ? kDisable : kEnable,
                        smartRegisters(subCommand, 0), {});
-}
-
-std::unique_ptr<platform::DeviceFile> CAtaSmart::openSiliconImage(std::int32_t scsiPort,
-                                                                  std::int32_t siliconImageType) {
-    if (auto port = open(scsiPath(scsiPort), kCommandOpening)) return port;
-    const std::wstring model = std::to_wstring(siliconImageType == kSil3512 ? kSil3112 : siliconImageType);
-    const std::wstring name = L"tempBusSil" + model;
-    const auto error =
-        platform::current().deviceFiles().defineDosDevice(name, L"\\Device\\Scsi\\SI" + model + L"1");
-    noteFailure(error);
-    return error == platform::kSuccess ? open(L"\\\\.\\" + name, kCommandOpening) : nullptr;
 }
 
 bool CAtaSmart::DoIdentifyDeviceSi(std::int32_t scsiPort, std::int32_t scsiBus, std::int32_t siliconImageType,
                                    std::span<std::uint8_t> data) {
     if (data.size() < kAtaBytes) return false;
-    const auto port = openSiliconImage(scsiPort, siliconImageType);
+    const auto port = openSiliconImage(devices, scsiPort, siliconImageType);
     if (!port) return false;
     SiliconImageBlock question{};
     question.srb =
@@ -135,7 +136,7 @@ bool CAtaSmart::DoIdentifyDeviceSi(std::int32_t scsiPort, std::int32_t scsiBus, 
     question.bus = static_cast<std::uint16_t>(scsiBus);
     question.one = 1;
     SiliconImageBlock answer = question;
-    return exchange(*port, platform::IOCTL_SCSI_MINIPORT, sent(question), room(answer),
+    return devices.exchange(*port, platform::IOCTL_SCSI_MINIPORT, sent(question), room(answer),
                     offsetof(SiliconImageBlock, data), data.first(kAtaBytes))
         .value;
 }
@@ -144,7 +145,7 @@ bool CAtaSmart::GetSmartAttributeSi(std::int32_t physicalDriveId, AtaSmartInfo& 
     platform::STORAGE_PREDICT_FAILURE answer{};
     AtaBlock table{};
     const auto drive = OpenPhysicalDrive(physicalDriveId);
-    const bool told = drive && exchange(*drive, platform::IOCTL_STORAGE_PREDICT_FAILURE, {}, room(answer),
+    const bool told = drive && devices.exchange(*drive, platform::IOCTL_STORAGE_PREDICT_FAILURE, {}, room(answer),
                                         offsetof(platform::STORAGE_PREDICT_FAILURE, VendorSpecific), table)
                                    .value;
     return told ? keepSmart(asi, kSmartReadData, table) : GetSmartAttributeWmi(asi);

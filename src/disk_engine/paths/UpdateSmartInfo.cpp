@@ -5,25 +5,21 @@ namespace orv {
 
 namespace {
 
-/// A drive with a number that may also be behind a CSMI driver: the number's path gets a second chance on a
-/// drive that is awake, then the driver's path takes over for good.
-bool readPhysicalDrive(CAtaSmart& engine, AtaSmartInfo& asi) {
-    if (readAttributes(engine, asi, CMD_TYPE_PHYSICAL_DRIVE)) return true;
+/// A drive that sleeps is woken first, or gets a second chance when it is awake; one that stays silent may
+/// have another path, which takes over for good.
+bool readAgain(CAtaSmart& engine, AtaSmartInfo& asi) {
+    using Wake = CommandPath::Wake;
+    const CommandPath& path = commandPath(asi.CommandType);
+    const auto read = [&] { return path.smart && path.smart->readAttributes(engine, asi); };
+    if (path.wake == Wake::first) engine.WakeUp(asi.PhysicalDriveId);
+    if (read()) return true;
+    if (path.wake != Wake::ifSilent) return false;
     engine.WakeUp(asi.PhysicalDriveId);
-    if (readAttributes(engine, asi, CMD_TYPE_PHYSICAL_DRIVE)) return true;
-    if (asi.CommandType != CMD_TYPE_CSMI_PHYSICAL_DRIVE) return false;
-    if (!readAttributes(engine, asi, CMD_TYPE_CSMI)) return false;
-    asi.CommandType = CMD_TYPE_CSMI;
+    if (read()) return true;
+    if (path.takenOverBy == CMD_TYPE_UNKNOWN || !readAttributes(engine, asi, path.takenOverBy)) return false;
+    asi.CommandType = path.takenOverBy;
     asi.CommandTypeString = commandTypeString(asi.CommandType, asi.Target);
     return true;
-}
-
-bool readAgain(CAtaSmart& engine, AtaSmartInfo& asi) {
-    if (asi.CommandType == CMD_TYPE_PHYSICAL_DRIVE || asi.CommandType == CMD_TYPE_CSMI_PHYSICAL_DRIVE)
-        return readPhysicalDrive(engine, asi);
-    if (asi.CommandType >= CMD_TYPE_SAT && asi.CommandType <= CMD_TYPE_SAT_ASM1352R)
-        engine.WakeUp(asi.PhysicalDriveId);
-    return readAttributes(engine, asi, asi.CommandType);
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-#include "disk_engine/CAtaSmart.h"
+#include "disk_engine/CommandPath.h"
 #include "disk_engine/DebugPrint.h"
 #include "disk_engine/record/DriveRecord.h"
 #include "disk_engine/record/IdentifyWords.h"
@@ -175,14 +175,10 @@ std::uint32_t megabytes(std::uint64_t bytes) {
     return static_cast<std::uint32_t>(bytes / kKilo / kKilo);
 }
 
-bool isAmdFamily(std::uint32_t commandType) {
-    return commandType >= CMD_TYPE_AMD_RC2 && commandType <= CMD_TYPE_AMD_RC2 + 2;
-}
-
 void readSizes(AtaSmartInfo& asi, IdentifyBlock identify) {
     const std::uint64_t chsSectors = std::uint64_t{asi.Sector} * asi.Cylinder * asi.Head;
     asi.NumberOfSectors = chsSectors;
-    if (isAmdFamily(asi.CommandType)) {
+    if (commandPath(asi.CommandType).hidesSizes) {
         asi.IsLba48Supported = 1;
     } else if (chsSectors != 0) {
         const std::uint64_t bytes = chsSectors * kSectorBytes;
@@ -224,6 +220,9 @@ constexpr ThresholdBugRow kThresholdBugs[] = {
     {false, L"OCZ-VERTEX2", L"1.27"},
     {true, L"SSD G2 Series", L"3.6.5"},
 };
+
+/// What a model begins with whose bytes a bridge has swapped.
+constexpr const wchar_t* kSwappedModels[] = {L"DW C", L"iHat", L"ASSM", L"aMtx", L"OTHS", L"UFIJ"};
 
 } // namespace
 
@@ -270,6 +269,21 @@ bool readIdentifyTexts(AtaSmartInfo& asi, IdentifyBlock identify) {
     if (!asi.Model.empty() && !asi.FirmwareRev.empty()) return true;
     DebugPrint(L"asi.Model.IsEmpty() || asi.FirmwareRev.IsEmpty()");
     return false;
+}
+
+void takeReverseTexts(AtaSmartInfo& asi) {
+    asi.SerialNumber = asi.SerialNumberReverse;
+    asi.FirmwareRev = asi.FirmwareRevReverse;
+    asi.Model = asi.ModelReverse;
+    asi.ModelSerial = modelSerialOf(asi.Model, asi.SerialNumber);
+}
+
+void checkReverse(AtaSmartInfo& asi) {
+    DebugPrint(L"Check Reverse");
+    const auto isHead = [&](const wchar_t* head) { return Begins(asi.Model, head); };
+    if (std::ranges::none_of(kSwappedModels, isHead)) return;
+    DebugPrint(L"Reverse");
+    takeReverseTexts(asi);
 }
 
 void interpretIdentify(AtaSmartInfo& asi, IdentifyBlock identify) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "disk_engine/AtaSmartInfo.h"
+#include "disk_engine/CommandPath.h"
 
 #include <span>
 #include <string>
@@ -24,9 +25,6 @@ struct DriveAddress {
     std::wstring pnpDeviceId = {};
 };
 
-using IdentifyBlock = std::span<std::uint8_t, kIdentifyBytes>;
-using NvmeIdentifyBlock = std::span<std::uint8_t, kNvmeIdentifyBytes>;
-
 /// A record with everything at its start but the address.
 AtaSmartInfo startRecord(const DriveAddress& address);
 
@@ -41,6 +39,11 @@ std::wstring modelSerialOf(std::wstring_view model, std::wstring_view serialNumb
 bool readIdentifyTexts(AtaSmartInfo& asi, IdentifyBlock identify);
 /// The same, without the model's and firmware's test; false for texts that are none.
 bool takeIdentifyTexts(AtaSmartInfo& asi, IdentifyBlock identify);
+
+/// The texts with each byte pair swapped back take the place of the texts.
+void takeReverseTexts(AtaSmartInfo& asi);
+/// The same, when the model is one of those that bridges are known to swap.
+void checkReverse(AtaSmartInfo& asi);
 
 /// What the words say: versions, transfer mode, features, geometry, sizes. Counts beyond what a cylinder,
 /// head and sector address can hold are cut, in `identify` too. At the end the record keeps the block.

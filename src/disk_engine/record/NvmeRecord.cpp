@@ -1,4 +1,5 @@
 #include "disk_engine/record/DriveRecord.h"
+#include "disk_engine/CommandPath.h"
 #include "disk_engine/WideText.h"
 
 #include <fmt/xchar.h>
@@ -91,8 +92,7 @@ bool readNvmeIdentify(AtaSmartInfo& asi, NvmeIdentifyBlock identify, std::uint32
     asi.IsSsd = asi.IsNVMe = 1;
     asi.NominalMediaRotationRate = 1;
     asi.HostReadsWritesUnit = HOST_UNIT_512B;
-    const bool usb = asi.CommandType == CMD_TYPE_NVME_JMICRON || asi.CommandType == CMD_TYPE_NVME_ASMEDIA ||
-                     asi.CommandType == CMD_TYPE_NVME_REALTEK;
+    const bool usb = commandPath(asi.CommandType).isUsbNvme;
     asi.InterfaceType = usb ? INTERFACE_TYPE_USB : INTERFACE_TYPE_NVME;
     asi.TotalDiskSize = diskSize;
     for (const TextField& field : kTextFields)

@@ -64,14 +64,13 @@ bool CAtaSmart::AddDisk(const DriveAddress& address, IdentifyBlock identify) {
         return false;
     }
     interpretIdentify(asi, identify);
-    probeFailure_ =
-        platform::kSuccess; // it gave its identify data: what failed before them says nothing more
+    devices.forget(); // it gave its identify data: what failed before them says nothing more
     if (!readSmart(*this, asi)) return false;
     finishRecord(asi);
-    if (!asi.IsSmartCorrect && asi.AttributeCount != 0) noteFailure(platform::kInvalidData);
+    if (!asi.IsSmartCorrect && asi.AttributeCount != 0) devices.noteFailure(platform::kInvalidData);
     noteAnswer(asi, asi.IsSmartCorrect != 0);
     // Only the plain paths are trusted with a geometry that no drive has.
-    if (asi.IsIdInfoIncorrect && !(AdvancedDiskSearch && asi.CommandType < CMD_TYPE_SAT)) return false;
+    if (asi.IsIdInfoIncorrect && !(AdvancedDiskSearch && commandPath(asi.CommandType).isPlain)) return false;
     if (!earlier.replaced) {
         vars.push_back(std::move(asi));
         return true;

@@ -12,7 +12,7 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstring>
+#include <array>
 #include <exception>
 #include <new>
 #include <tuple>
@@ -113,12 +113,14 @@ void scanMegaRaid(CAtaSmart& engine) {
 
 void scanVroc(CAtaSmart& engine) {
     if (!engine.FlagIntelVroc) return;
-    std::uint8_t identify[kNvmeIdentifyBytes];
+    std::array<std::uint8_t, kNvmeIdentifyBytes> identify;
     for (std::int32_t port = 0; port < kScsiPorts; ++port) {
         for (std::int32_t target = 0; target < kScsiTargets; ++target) {
             std::uint32_t diskSize = 0;
-            std::memset(identify, 0, sizeof identify);
-            if (!engine.DoIdentifyDeviceNVMeIntelVroc(-1, port, target, identify, diskSize)) continue;
+            identify.fill(0);
+            const DriveSighting drive{.scsiPort = port, .scsiTargetId = target};
+            const auto identifyDrive = commandPath(CMD_TYPE_NVME_INTEL_VROC).nvme[0].identify;
+            if (!identifyDrive(engine, drive, identify, diskSize)) continue;
             engine.AddDiskNVMe({.scsiPort = port,
                                 .scsiTargetId = target,
                                 .scsiBus = 0,
@@ -261,13 +263,13 @@ std::vector<Identity> identities(const std::vector<AtaSmartInfo>& vars) {
 /// Marks the engine for a scope.
 class Searching {
   public:
-    explicit Searching(bool& flag) : flag_(flag) { flag_ = true; }
-    ~Searching() { flag_ = false; }
+    explicit Searching(DeviceAccess& devices) : devices_(devices) { devices_.setSearching(true); }
+    ~Searching() { devices_.setSearching(false); }
     Searching(const Searching&) = delete;
     Searching& operator=(const Searching&) = delete;
 
   private:
-    bool& flag_;
+    DeviceAccess& devices_;
 };
 
 } // namespace
@@ -293,7 +295,7 @@ void CAtaSmart::Init(BOOL useWmi, BOOL advancedDiskSearch, BOOL* changed, BOOL s
     SiliconImageType.clear();
     unreadDrives.clear();
     silentMegaRaidDisks.clear();
-    const Searching searching(searching_);
+    const Searching searching(devices);
 
     bool removableTargetSeen = false;
     DebugPrint(useWmi ? L"CAtaSmart::Init WMI on - Start" : L"CAtaSmart::Init WMI off - Start");

@@ -41,34 +41,7 @@ std::wstring textAt(std::span<const std::byte> block, std::uint32_t at) {
     return text;
 }
 
-/// What a model begins with whose bytes a bridge has swapped.
-constexpr const wchar_t* kSwappedModels[] = {L"DW C", L"iHat", L"ASSM", L"aMtx", L"OTHS", L"UFIJ"};
-
 } // namespace
-
-void CAtaSmart::UseStandardPaths() {
-    FlagUsbSat = FlagUsbSunplus = FlagUsbIoData = FlagUsbLogitec = FlagUsbProlific = 1;
-    FlagUsbJmicron = FlagUsbCypress = FlagUsbNvmeJmicronUsb2 = FlagUsbNvmeAsmedia = 1;
-    FlagUsbNvmeRealtek = FlagMegaRaid = FlagUsbAsm1352r = 1;
-    FlagUsbMemory = 0;
-    FlagAtaPassThroughSmart = 1;
-    CsmiMode = 1;
-}
-
-void takeReverseTexts(AtaSmartInfo& asi) {
-    asi.SerialNumber = asi.SerialNumberReverse;
-    asi.FirmwareRev = asi.FirmwareRevReverse;
-    asi.Model = asi.ModelReverse;
-    asi.ModelSerial = modelSerialOf(asi.Model, asi.SerialNumber);
-}
-
-void checkReverse(AtaSmartInfo& asi) {
-    DebugPrint(L"Check Reverse");
-    const auto isHead = [&](const wchar_t* head) { return Begins(asi.Model, head); };
-    if (std::ranges::none_of(kSwappedModels, isHead)) return;
-    DebugPrint(L"Reverse");
-    takeReverseTexts(asi);
-}
 
 bool CAtaSmart::SearchPhysicalDrive(std::int32_t physicalDriveId) {
     forgetProbe();
@@ -76,16 +49,16 @@ bool CAtaSmart::SearchPhysicalDrive(std::int32_t physicalDriveId) {
     if (std::ranges::any_of(vars, isKnown)) return false;
     auto file = OpenPhysicalDrive(physicalDriveId);
     if (!file) {
-        if (probeFailure_ != platform::kFileNotFound) noteUnread(physicalDriveId, {});
+        if (probeFailure() != platform::kFileNotFound) noteUnread(physicalDriveId, {});
         return false;
     }
 
     platform::DISK_GEOMETRY geometry{};
-    const auto measured = control(*file, platform::IOCTL_DISK_GET_DRIVE_GEOMETRY, {},
+    const auto measured = devices.control(*file, platform::IOCTL_DISK_GET_DRIVE_GEOMETRY, {},
                                   std::as_writable_bytes(std::span(&geometry, 1)));
     if (!measured.ok() || measured.value != sizeof geometry) return false;
     if (geometry.MediaType != platform::kFixedMedia) {
-        noteFailure(platform::kNotSupported);
+        devices.noteFailure(platform::kNotSupported);
         noteUnread({physicalDriveId, {}, UnreadDrive::Reason::removable});
         return false;
     }
@@ -96,7 +69,7 @@ bool CAtaSmart::SearchPhysicalDrive(std::int32_t physicalDriveId) {
         const std::array<std::uint32_t, 3> query{}; // property 0, query type 0, padding
         std::array<std::byte, kDescriptorRoom> room{};
         const auto answer =
-            control(*file, platform::IOCTL_STORAGE_QUERY_PROPERTY, std::as_bytes(std::span(query)), room);
+            devices.control(*file, platform::IOCTL_STORAGE_QUERY_PROPERTY, std::as_bytes(std::span(query)), room);
         platform::STORAGE_DEVICE_DESCRIPTOR head;
         std::memcpy(&head, room.data(), sizeof head);
         descriptor = {head.BusType, textAt(room, head.VendorIdOffset), textAt(room, head.ProductIdOffset),
@@ -109,7 +82,7 @@ bool CAtaSmart::SearchPhysicalDrive(std::int32_t physicalDriveId) {
     }
     if (descriptor.busType == platform::kBusTypeNvme) drive.interfaceType = INTERFACE_TYPE_NVME;
     if (mayNotBeRead(descriptor.model, descriptor.firmware, SkipHd204uiOldFirmware != 0)) {
-        noteFailure(platform::kNotSupported);
+        devices.noteFailure(platform::kNotSupported);
         if (isTieredStorage(descriptor.model))
             noteUnread({physicalDriveId, descriptor.model, UnreadDrive::Reason::tieredStorage});
         return false;
@@ -129,7 +102,7 @@ bool CAtaSmart::SearchPhysicalDrive(std::int32_t physicalDriveId) {
     if (!GetDiskInfo(drive)) {
         // A right or a time-out says why there was no answer; any other failure is what such a disk gives.
         if (isScsiDisk(descriptor) && probed_.reason == UnreadDrive::Reason::noAnswer &&
-            probeFailure_ != platform::kAccessDenied && probeFailure_ != platform::kTimedOut)
+            probeFailure() != platform::kAccessDenied && probeFailure() != platform::kTimedOut)
             probed_.reason = UnreadDrive::Reason::noAtaCommands;
         noteUnread(physicalDriveId, descriptor.model);
         return false;

@@ -13,137 +13,75 @@ constexpr std::uint8_t kSlave = 0xB0;
 
 /// A command set that a USB bridge may understand.
 struct BridgeStep {
-    BOOL CAtaSmart::*flag;
     std::uint8_t target;
-    std::uint32_t commandType;
+    CommandType path;
     const wchar_t* label;
     bool asm1352rToo = false; ///< an answer may be the first of the two drives of an ASM1352R
 };
 
 constexpr BridgeStep kJMicronList[] = {
-    {&CAtaSmart::FlagUsbJmicron, kMaster, CMD_TYPE_JMICRON, L"AddDisk - USB0A"},
-    {&CAtaSmart::FlagUsbSat, kMaster, CMD_TYPE_SAT, L"AddDisk - USB1A"},
-    {&CAtaSmart::FlagUsbJmicron, kSlave, CMD_TYPE_JMICRON, L"AddDisk - USB0B"},
-    {&CAtaSmart::FlagUsbSat, kSlave, CMD_TYPE_SAT, L"AddDisk - USB1B"},
+    {kMaster, CMD_TYPE_JMICRON, L"AddDisk - USB0A"},
+    {kMaster, CMD_TYPE_SAT, L"AddDisk - USB1A"},
+    {kSlave, CMD_TYPE_JMICRON, L"AddDisk - USB0B"},
+    {kSlave, CMD_TYPE_SAT, L"AddDisk - USB1B"},
 };
 constexpr BridgeStep kIoDataList[] = {
-    {&CAtaSmart::FlagUsbIoData, kMaster, CMD_TYPE_IO_DATA, L"AddDisk - USB2"},
-    {&CAtaSmart::FlagUsbIoData, kSlave, CMD_TYPE_IO_DATA, L"AddDisk - USB3"},
+    {kMaster, CMD_TYPE_IO_DATA, L"AddDisk - USB2"},
+    {kSlave, CMD_TYPE_IO_DATA, L"AddDisk - USB3"},
 };
 constexpr BridgeStep kSunplusList[] = {
-    {&CAtaSmart::FlagUsbSunplus, kMaster, CMD_TYPE_SUNPLUS, L"AddDisk - USB4"},
-    {&CAtaSmart::FlagUsbSunplus, kSlave, CMD_TYPE_SUNPLUS, L"AddDisk - USB5"},
+    {kMaster, CMD_TYPE_SUNPLUS, L"AddDisk - USB4"},
+    {kSlave, CMD_TYPE_SUNPLUS, L"AddDisk - USB5"},
 };
 constexpr BridgeStep kCypressList[] = {
-    {&CAtaSmart::FlagUsbCypress, kMaster, CMD_TYPE_CYPRESS, L"AddDisk - USB6"},
-    {&CAtaSmart::FlagUsbCypress, kSlave, CMD_TYPE_CYPRESS, L"AddDisk - USB7"},
+    {kMaster, CMD_TYPE_CYPRESS, L"AddDisk - USB6"},
+    {kSlave, CMD_TYPE_CYPRESS, L"AddDisk - USB7"},
 };
 constexpr BridgeStep kInitioOxfordList[] = {
-    {&CAtaSmart::FlagUsbSat, kMaster, CMD_TYPE_SAT, L"AddDisk - USB8"},
-    {&CAtaSmart::FlagUsbSat, kSlave, CMD_TYPE_SAT, L"AddDisk - USB9"},
+    {kMaster, CMD_TYPE_SAT, L"AddDisk - USB8"},
+    {kSlave, CMD_TYPE_SAT, L"AddDisk - USB9"},
 };
 constexpr BridgeStep kGeneralList[] = {
-    {&CAtaSmart::FlagUsbSat, kMaster, CMD_TYPE_SAT, L"AddDisk - USB10", true},
-    {&CAtaSmart::FlagUsbJmicron, kMaster, CMD_TYPE_JMICRON, L"AddDisk - USB11"},
-    {&CAtaSmart::FlagUsbSunplus, kMaster, CMD_TYPE_SUNPLUS, L"AddDisk - USB12"},
-    {&CAtaSmart::FlagUsbCypress, kMaster, CMD_TYPE_CYPRESS, L"AddDisk - USB13"},
-    {&CAtaSmart::FlagUsbLogitec, kMaster, CMD_TYPE_LOGITEC, L"AddDisk - USB14"},
-    {&CAtaSmart::FlagUsbProlific, kMaster, CMD_TYPE_PROLIFIC, L"AddDisk - USB14"},
-    {&CAtaSmart::FlagUsbSat, kSlave, CMD_TYPE_SAT, L"AddDisk - USB15"},
-    {&CAtaSmart::FlagUsbJmicron, kSlave, CMD_TYPE_JMICRON, L"AddDisk - USB16"},
-    {&CAtaSmart::FlagUsbSunplus, kSlave, CMD_TYPE_SUNPLUS, L"AddDisk - USB17"},
-    {&CAtaSmart::FlagUsbCypress, kSlave, CMD_TYPE_CYPRESS, L"AddDisk - USB18"},
-    {&CAtaSmart::FlagUsbLogitec, kSlave, CMD_TYPE_LOGITEC, L"AddDisk - USB19"},
-    {&CAtaSmart::FlagUsbProlific, kSlave, CMD_TYPE_PROLIFIC, L"AddDisk - USB20"},
+    {kMaster, CMD_TYPE_SAT, L"AddDisk - USB10", true},
+    {kMaster, CMD_TYPE_JMICRON, L"AddDisk - USB11"},
+    {kMaster, CMD_TYPE_SUNPLUS, L"AddDisk - USB12"},
+    {kMaster, CMD_TYPE_CYPRESS, L"AddDisk - USB13"},
+    {kMaster, CMD_TYPE_LOGITEC, L"AddDisk - USB14"},
+    {kMaster, CMD_TYPE_PROLIFIC, L"AddDisk - USB14"},
+    {kSlave, CMD_TYPE_SAT, L"AddDisk - USB15"},
+    {kSlave, CMD_TYPE_JMICRON, L"AddDisk - USB16"},
+    {kSlave, CMD_TYPE_SUNPLUS, L"AddDisk - USB17"},
+    {kSlave, CMD_TYPE_CYPRESS, L"AddDisk - USB18"},
+    {kSlave, CMD_TYPE_LOGITEC, L"AddDisk - USB19"},
+    {kSlave, CMD_TYPE_PROLIFIC, L"AddDisk - USB20"},
 };
 
-using NvmeIdentify = bool (*)(CAtaSmart&, const DriveSighting&, NvmeIdentifyBlock, std::uint32_t& diskSize);
-using NvmeIdentifyOfPort = bool (CAtaSmart::*)(std::int32_t, std::int32_t, std::int32_t, NvmeIdentifyBlock,
-                                               std::uint32_t&);
-using NvmeIdentifyOfDrive = bool (CAtaSmart::*)(std::int32_t, NvmeIdentifyBlock);
-
-template <NvmeIdentifyOfPort Routine>
-bool byPort(CAtaSmart& engine, const DriveSighting& drive, NvmeIdentifyBlock identify,
-            std::uint32_t& diskSize) {
-    return (engine.*Routine)(drive.physicalDriveId, drive.scsiPort, drive.scsiTargetId, identify, diskSize);
-}
-template <NvmeIdentifyOfDrive Routine>
-bool byDrive(CAtaSmart& engine, const DriveSighting& drive, NvmeIdentifyBlock identify, std::uint32_t&) {
-    return (engine.*Routine)(drive.physicalDriveId, identify);
-}
-template <bool Usb2Mode>
-bool jmicron(CAtaSmart& engine, const DriveSighting& drive, NvmeIdentifyBlock identify, std::uint32_t&) {
-    return engine.DoIdentifyDeviceNVMeJMicron(drive.physicalDriveId, identify, Usb2Mode);
-}
-
 struct NvmeStep {
-    BOOL CAtaSmart::*flag; ///< null: tried always
-    NvmeIdentify identify;
-    std::uint32_t commandType;
+    CommandType path;
     const wchar_t* name;       ///< traced before the command; null: nothing is
     const wchar_t* answers[2]; ///< traced when there is an answer; null: nothing is
-    bool sizeCounts = false;   ///< the record takes the size that the path found
+    int mode = 0;              ///< CommandPath::nvme
 };
 
 constexpr NvmeStep kNvmeList[] = {
-    {&CAtaSmart::FlagStorageQuery,
-     byPort<&CAtaSmart::DoIdentifyDeviceNVMeStorageQuery>,
-     CMD_TYPE_NVME_STORAGE_QUERY,
+    {CMD_TYPE_NVME_STORAGE_QUERY,
      L"DoIdentifyDeviceNVMeStorageQuery",
      {L"AddDiskNVMe - CMD_TYPE_NVME_STORAGE_QUERY"}},
-    {nullptr,
-     byPort<&CAtaSmart::DoIdentifyDeviceNVMeIntelVroc>,
-     CMD_TYPE_NVME_INTEL_VROC,
-     L"DoIdentifyDeviceNVMeIntelVroc",
-     {L"AddDiskNVMe - CMD_TYPE_NVME_INTEL_VROC"},
-     true},
-    {nullptr,
-     byPort<&CAtaSmart::DoIdentifyDeviceNVMeIntelRst>,
-     CMD_TYPE_NVME_INTEL_RST,
-     L"DoIdentifyDeviceNVMeIntelRst",
-     {L"AddDiskNVMe - CMD_TYPE_NVME_INTEL_RST"},
-     true},
-    {nullptr,
-     byDrive<&CAtaSmart::DoIdentifyDeviceNVMeSamsung>,
-     CMD_TYPE_NVME_SAMSUNG,
-     L"DoIdentifyDeviceNVMeSamsung",
-     {L"AddDiskNVMe - CMD_TYPE_NVME_SAMSUNG"}},
-    {nullptr,
-     byPort<&CAtaSmart::DoIdentifyDeviceNVMeIntel>,
-     CMD_TYPE_NVME_INTEL,
-     L"DoIdentifyDeviceNVMeIntel",
-     {L"AddDiskNVMe - CMD_TYPE_NVME_INTEL"}},
+    {CMD_TYPE_NVME_INTEL_VROC, L"DoIdentifyDeviceNVMeIntelVroc", {L"AddDiskNVMe - CMD_TYPE_NVME_INTEL_VROC"}},
+    {CMD_TYPE_NVME_INTEL_RST, L"DoIdentifyDeviceNVMeIntelRst", {L"AddDiskNVMe - CMD_TYPE_NVME_INTEL_RST"}},
+    {CMD_TYPE_NVME_SAMSUNG, L"DoIdentifyDeviceNVMeSamsung", {L"AddDiskNVMe - CMD_TYPE_NVME_SAMSUNG"}},
+    {CMD_TYPE_NVME_INTEL, L"DoIdentifyDeviceNVMeIntel", {L"AddDiskNVMe - CMD_TYPE_NVME_INTEL"}},
 };
 
 /// USB bridges. The first two are also the JMicron vendor's own.
 constexpr NvmeStep kNvmeBridges[] = {
-    {&CAtaSmart::FlagUsbNvmeJmicron,
-     jmicron<false>,
-     CMD_TYPE_NVME_JMICRON,
-     nullptr,
-     {L"DoIdentifyDeviceNVMeJMicron"}},
-    {&CAtaSmart::FlagUsbNvmeJmicronUsb2,
-     jmicron<true>,
-     CMD_TYPE_NVME_JMICRON,
-     nullptr,
-     {L"DoIdentifyDeviceNVMeJMicron: USB2.0 mode"}},
-    {&CAtaSmart::FlagUsbNvmeAsmedia,
-     byDrive<&CAtaSmart::DoIdentifyDeviceNVMeASMedia>,
-     CMD_TYPE_NVME_ASMEDIA,
-     nullptr,
-     {L"DoIdentifyDeviceNVMeASMedia"}},
-    {&CAtaSmart::FlagUsbNvmeRealtek,
-     byDrive<&CAtaSmart::DoIdentifyDeviceNVMeRealtek>,
-     CMD_TYPE_NVME_REALTEK,
-     nullptr,
-     {}},
+    {CMD_TYPE_NVME_JMICRON, nullptr, {L"DoIdentifyDeviceNVMeJMicron"}},
+    {CMD_TYPE_NVME_JMICRON, nullptr, {L"DoIdentifyDeviceNVMeJMicron: USB2.0 mode"}, 1},
+    {CMD_TYPE_NVME_ASMEDIA, nullptr, {L"DoIdentifyDeviceNVMeASMedia"}},
+    {CMD_TYPE_NVME_REALTEK, nullptr, {}},
 };
 constexpr NvmeStep kRealtekOwn[] = {
-    {&CAtaSmart::FlagUsbNvmeRealtek,
-     byDrive<&CAtaSmart::DoIdentifyDeviceNVMeRealtek>,
-     CMD_TYPE_NVME_REALTEK,
-     nullptr,
-     {L"DoIdentifyDeviceNVMeRealtek", L"AddDiskNVMe - CMD_TYPE_NVME_REALTEK"}},
+    {CMD_TYPE_NVME_REALTEK, nullptr, {L"DoIdentifyDeviceNVMeRealtek", L"AddDiskNVMe - CMD_TYPE_NVME_REALTEK"}},
 };
 constexpr std::span<const NvmeStep> kJMicronNvme = std::span(kNvmeBridges).first<2>();
 
@@ -220,7 +158,10 @@ class DriveProbe {
     bool answersAsPhysicalDrive();
     bool scsiMiniport();
     bool hasScsiAddress() const { return drive_.scsiPort >= 0 && drive_.scsiTargetId >= 0; }
-    bool identifySat(std::uint8_t target, std::uint32_t commandType);
+    bool isAllowed(CommandType path) const { return (engine_.*commandPath(path).allowedBy) != 0; }
+    bool identifies(CommandType path, std::uint8_t target = kMaster) {
+        return commandPath(path).identify(engine_, drive_, target, ataBlock());
+    }
     bool tryBridge(const BridgeStep& step);
     bool tryNvme(const NvmeStep& step);
     bool anyBridge(std::span<const BridgeStep> steps) {
@@ -258,17 +199,17 @@ void DriveProbe::traceAddDisk(int step) const {
 bool DriveProbe::answersAsPhysicalDrive() {
     const std::int32_t id = drive_.physicalDriveId;
     DebugFormat(L"DoIdentifyDevicePd({}, 0xA0) - 1", id);
-    if (engine_.DoIdentifyDevicePd(id, kMaster, ataBlock())) return true;
+    if (identifies(CMD_TYPE_PHYSICAL_DRIVE)) return true;
     DebugFormat(L"WakeUp({})", id);
     engine_.WakeUp(id);
     DebugFormat(L"DoIdentifyDevicePd({}, 0xA0) - 2", id);
-    if (engine_.DoIdentifyDevicePd(id, kMaster, ataBlock())) return true;
+    if (identifies(CMD_TYPE_PHYSICAL_DRIVE)) return true;
     DebugFormat(L"DoIdentifyDevicePd({}, 0xB0) - 3", id);
-    return engine_.DoIdentifyDevicePd(id, kSlave, ataBlock());
+    return identifies(CMD_TYPE_PHYSICAL_DRIVE, kSlave);
 }
 
 bool DriveProbe::scsiMiniport() {
-    return hasScsiAddress() && engine_.DoIdentifyDeviceScsi(drive_.scsiPort, drive_.scsiTargetId, ataBlock());
+    return hasScsiAddress() && identifies(CMD_TYPE_SCSI_MINIPORT);
 }
 
 bool DriveProbe::plainAta() {
@@ -276,8 +217,7 @@ bool DriveProbe::plainAta() {
         engine_.WakeUp(drive_.physicalDriveId);
         DebugFormat(L"physicalDriveId={}, scsiPort={}, scsiBus={}, scsiTargetId={}", drive_.physicalDriveId,
                     drive_.scsiPort, drive_.scsiBus, drive_.scsiTargetId);
-        if (engine_.DoIdentifyDeviceSi(drive_.scsiPort, drive_.scsiBus, drive_.siliconImageType,
-                                       ataBlock())) {
+        if (identifies(CMD_TYPE_SILICON_IMAGE)) {
             DebugPrint(L"AddDisk - Si");
             return addAta(kMaster, CMD_TYPE_SILICON_IMAGE);
         }
@@ -300,15 +240,11 @@ bool DriveProbe::plainAta() {
     return addAta(kMaster, CMD_TYPE_PHYSICAL_DRIVE); // whichever device select it answered to
 }
 
-bool DriveProbe::identifySat(std::uint8_t target, std::uint32_t commandType) {
-    return engine_.DoIdentifyDeviceSat(drive_.physicalDriveId, target, ataBlock(), commandType);
-}
-
 bool DriveProbe::tryBridge(const BridgeStep& step) {
-    if (!(engine_.*step.flag) || !identifySat(step.target, step.commandType)) return false;
+    if (!isAllowed(step.path) || !identifies(step.path, step.target)) return false;
     DebugPrint(step.label);
-    bool added = addAta(step.target, step.commandType);
-    if (step.asm1352rToo && engine_.FlagUsbAsm1352r && identifySat(kMaster, CMD_TYPE_SAT_ASM1352R)) {
+    bool added = addAta(step.target, step.path);
+    if (step.asm1352rToo && isAllowed(CMD_TYPE_SAT_ASM1352R) && identifies(CMD_TYPE_SAT_ASM1352R)) {
         DebugPrint(L"AddDisk - ASM1352R");
         if (addAta(kMaster, CMD_TYPE_SAT_ASM1352R)) added = true;
     }
@@ -316,10 +252,12 @@ bool DriveProbe::tryBridge(const BridgeStep& step) {
 }
 
 bool DriveProbe::tryNvme(const NvmeStep& step) {
-    if (step.flag && !(engine_.*step.flag)) return false;
+    const CommandPath& path = commandPath(step.path);
+    const NvmeIdentify& way = path.nvme[step.mode];
+    if (way.allowedBy && !(engine_.*way.allowedBy)) return false;
     if (step.name) DebugPrint(step.name);
     std::uint32_t diskSize = 0;
-    if (!step.identify(engine_, drive_, identify_, diskSize)) return false;
+    if (!way.identify(engine_, drive_, identify_, diskSize)) return false;
     for (const wchar_t* text : step.answers)
         if (text) DebugPrint(text);
     return engine_.AddDiskNVMe({.physicalDriveId = drive_.physicalDriveId,
@@ -327,8 +265,8 @@ bool DriveProbe::tryNvme(const NvmeStep& step) {
                                 .scsiTargetId = drive_.scsiTargetId,
                                 .scsiBus = drive_.scsiBus,
                                 .target = static_cast<std::uint8_t>(drive_.scsiTargetId),
-                                .commandType = step.commandType},
-                               identify_, step.sizeCounts ? &diskSize : nullptr);
+                                .commandType = path.type},
+                               identify_, path.sizeCounts ? &diskSize : nullptr);
 }
 
 bool DriveProbe::external() {

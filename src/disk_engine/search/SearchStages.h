@@ -3,7 +3,6 @@
 #include "disk_engine/ManagementSession.h"
 
 #include <limits>
-#include <new>
 #include <string>
 #include <vector>
 
@@ -11,19 +10,9 @@ namespace orv {
 
 class CAtaSmart;
 struct AtaSmartInfo;
-struct UnreadDrive;
 
 // Stages of the search for drives, in the order in which it runs them. What they find goes into the engine's
 // lists. One that gives false met a query that failed, which ends the road of the management data.
-
-/// A search without a descriptor left ends like one without memory: as a whole, for a part of the drives is
-/// no list, and the next call runs it anew.
-class TooManyOpenFiles : public std::bad_alloc {
-  public:
-    const char* what() const noexcept override { return "too many open files"; }
-};
-/// Throws it for that code, a system's or an HRESULT.
-void endWithoutDescriptors(platform::ErrorCode error);
 
 inline constexpr std::size_t kAnyNumberOfRows = std::numeric_limits<std::size_t>::max();
 
@@ -45,12 +34,5 @@ void mapDriveLetters(std::vector<AtaSmartInfo>& vars, bool removableToo);
 bool mayNotBeRead(const std::wstring& model, const std::wstring& firmware, bool skipOldFirmware);
 /// Of these the volumes.
 bool isTieredStorage(const std::wstring& model);
-
-/// Of two failures in their order the one that says more: a right that was refused, a time-out, the later
-/// one.
-platform::ErrorCode tellingMore(platform::ErrorCode earlier, platform::ErrorCode later);
-
-/// Why a drive is not listed, behind "drive 1 is not listed: ".
-std::wstring whyUnread(const UnreadDrive& drive);
 
 } // namespace orv

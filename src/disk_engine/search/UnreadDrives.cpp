@@ -14,14 +14,6 @@ namespace {
 
 using Reason = UnreadDrive::Reason;
 
-/// How much a failure says: a later one takes an earlier one's place unless it says less.
-int weightOf(platform::ErrorCode error) {
-    return error == platform::kAccessDenied ? 3
-           : error == platform::kTimedOut   ? 2
-           : error != platform::kSuccess    ? 1
-                                            : 0;
-}
-
 /// A medium is looked at before the drive is asked, which says more, but less than what is certain.
 int weightOf(Reason reason) {
     return reason == Reason::removable ? 0 : reason == Reason::noAnswer ? 1 : 2;
@@ -35,10 +27,6 @@ std::wstring failureText(platform::ErrorCode error) {
 }
 
 } // namespace
-
-platform::ErrorCode tellingMore(platform::ErrorCode earlier, platform::ErrorCode later) {
-    return weightOf(later) >= weightOf(earlier) ? later : earlier;
-}
 
 std::wstring whyUnread(const UnreadDrive& drive) {
     switch (drive.reason) {
@@ -62,12 +50,8 @@ std::wstring whyUnread(const UnreadDrive& drive) {
     return L"no command path gives its identify data" + failureText(drive.error);
 }
 
-void endWithoutDescriptors(platform::ErrorCode error) {
-    if ((error & ~platform::kComWin32) == platform::kTooManyOpenFiles) throw TooManyOpenFiles();
-}
-
 void CAtaSmart::forgetProbe() {
-    probeFailure_ = platform::kSuccess;
+    devices.forget();
     probed_ = {};
 }
 
@@ -104,7 +88,7 @@ void CAtaSmart::noteFullList(const AtaSmartInfo& asi) {
 
 void CAtaSmart::noteAnswer(AtaSmartInfo& asi, bool answered) const {
     asi.answering.answers = answered;
-    asi.answering.failure = answered ? platform::kSuccess : probeFailure_;
+    asi.answering.failure = answered ? platform::kSuccess : probeFailure();
     if (answered) asi.answering.lastAnswerNs = platform::current().clock().monotonicNs();
 }
 
@@ -112,7 +96,7 @@ void CAtaSmart::noteUnread(std::int32_t physicalDriveId, const std::wstring& mod
     UnreadDrive found = probed_;
     found.physicalDriveId = physicalDriveId;
     found.model = model;
-    if (found.reason == Reason::noAnswer) found.error = probeFailure_;
+    if (found.reason == Reason::noAnswer) found.error = probeFailure();
     noteUnread(found);
 }
 

@@ -1,6 +1,7 @@
+#include "disk_engine/paths/AtaBridges.h"
+
 #include "disk_engine/paths/AtaCommands.h"
 #include "disk_engine/paths/AtaTask.h"
-#include "disk_engine/paths/BridgeCommands.h"
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/DebugPrint.h"
 #include "platform/records/AtaSense.h"
@@ -43,19 +44,64 @@ platform::SCSI_PASS_THROUGH passThrough(const BridgeCdb& cdb) {
     return block;
 }
 
+BridgeCdb filled(const AtaBridgeCommand& command, std::uint32_t dataBytes, std::uint8_t target,
+                 std::uint8_t feature = 0) {
+    BridgeCdb cdb{command.length, {}, dataBytes};
+    for (std::size_t i = 0; i < command.length; ++i) {
+        const std::uint16_t byte = command.bytes[i];
+        cdb.bytes[i] = byte == kDeviceByte ? target : byte == kFeature ? feature : static_cast<std::uint8_t>(byte);
+    }
+    return cdb;
+}
+
 bool isBlank(const AtaBlock& block) {
     return std::ranges::all_of(block, [](std::uint8_t byte) { return byte == 0; });
 }
 
-} // namespace
-
-platform::Result<bool> CAtaSmart::sendBridge(platform::DeviceFile& drive, const BridgeCdb& cdb,
+platform::Result<bool> sendBridge(DeviceAccess& devices, platform::DeviceFile& drive, const BridgeCdb& cdb,
                                              std::span<std::uint8_t> data) {
     const auto question = passThrough(cdb);
     BridgeAnswer answer{};
     constexpr std::size_t dataAt = offsetof(BridgeAnswer, data);
-    return exchange(drive, platform::IOCTL_SCSI_PASS_THROUGH, sent(question),
+    return devices.exchange(drive, platform::IOCTL_SCSI_PASS_THROUGH, sent(question),
                     room(answer, dataAt + cdb.dataBytes), dataAt, data);
+}
+
+bool readSmartSat(CAtaSmart& engine, std::int32_t physicalDriveId, std::uint8_t target, std::uint8_t feature,
+                             AtaSmartInfo& asi) {
+    const bool values = feature == kSmartReadData;
+    const AtaBridge* bridge = commandPath(asi.CommandType).bridge;
+    if (!bridge) return false;
+    const auto drive = engine.OpenPhysicalDrive(physicalDriveId);
+    if (!drive) return false;
+    AtaBlock table{};
+    const AtaBridgeCommand& command = values ? bridge->readData : bridge->readThresholds;
+    if (!sendBridge(engine.devices, *drive, filled(command, kAtaBytes, target), table).value) return false;
+    if (values && isBlank(table)) return false;
+    return keepSmart(asi, feature, table);
+}
+
+} // namespace
+
+BridgeCdb passThroughCdb(const AtaTask& task, std::uint8_t target) {
+    constexpr std::uint8_t nonData = 3 << 1, dataIn = 4 << 1,
+                           extended = 1; // protocol, and that there are high bytes
+    constexpr std::uint8_t blocksInByCount = 0x0E, registersBack = 0x20;
+    const auto& low = task.registers;
+    const auto& high = task.high;
+    const std::uint8_t protocol = task.isAnswerInRegisters ? nonData : dataIn;
+    const std::uint8_t flags = task.isAnswerInRegisters ? registersBack : blocksInByCount;
+    const std::uint32_t dataBytes = task.isAnswerInRegisters ? 0 : std::uint32_t{kAtaBytes};
+    if (!task.is48Bit)
+        return {12,
+                {0xA1, protocol, flags, low.bFeaturesReg, low.bSectorCountReg, low.bSectorNumberReg,
+                 low.bCylLowReg, low.bCylHighReg, target, low.bCommandReg},
+                dataBytes};
+    return {16,
+            {0x85, static_cast<std::uint8_t>(protocol | extended), flags, high.bFeaturesReg, low.bFeaturesReg,
+             high.bSectorCountReg, low.bSectorCountReg, high.bSectorNumberReg, low.bSectorNumberReg,
+             high.bCylLowReg, low.bCylLowReg, high.bCylHighReg, low.bCylHighReg, target, low.bCommandReg},
+            dataBytes};
 }
 
 bool CAtaSmart::DoIdentifyDeviceSat(std::int32_t physicalDriveId, std::uint8_t target,
@@ -70,11 +116,11 @@ bool CAtaSmart::DoIdentifyDeviceSat(std::int32_t physicalDriveId, std::uint8_t t
     if (data.size() < kAtaBytes) return failed(L"data == NULL");
     const auto drive = OpenPhysicalDrive(physicalDriveId);
     if (!drive) return failed(L"! hIoCtrl || hIoCtrl == INVALID_HANDLE_VALUE");
-    const auto cdb = bridgeCommand(commandType, BridgeOperation::identify, target);
-    if (!cdb) return failed(L"COMMAND_TYPE_UNKNOWN");
+    const AtaBridge* bridge = commandPath(commandType).bridge;
+    if (!bridge) return failed(L"COMMAND_TYPE_UNKNOWN");
 
     AtaBlock identify{};
-    const auto told = sendBridge(*drive, *cdb, identify);
+    const auto told = sendBridge(devices, *drive, filled(bridge->identify, kAtaBytes, target), identify);
     if (!told.value) {
         if (debugWanted())
             DebugPrint(
@@ -86,49 +132,35 @@ bool CAtaSmart::DoIdentifyDeviceSat(std::int32_t physicalDriveId, std::uint8_t t
     return true;
 }
 
-bool CAtaSmart::readSmartSat(std::int32_t physicalDriveId, std::uint8_t target, std::uint8_t feature,
-                             AtaSmartInfo& asi) {
-    const bool values = feature == kSmartReadData;
-    const auto cdb = bridgeCommand(
-        asi.CommandType, values ? BridgeOperation::readData : BridgeOperation::readThresholds, target);
-    if (!cdb) return false;
-    const auto drive = OpenPhysicalDrive(physicalDriveId);
-    if (!drive) return false;
-    AtaBlock table{};
-    if (!sendBridge(*drive, *cdb, table).value) return false;
-    if (values && isBlank(table)) return false;
-    return keepSmart(asi, feature, table);
-}
-
 bool CAtaSmart::GetSmartAttributeSat(std::int32_t physicalDriveId, std::uint8_t target, AtaSmartInfo& asi) {
-    return readSmartSat(physicalDriveId, target, kSmartReadData, asi);
+    return readSmartSat(*this, physicalDriveId, target, kSmartReadData, asi);
 }
 
 bool CAtaSmart::GetSmartThresholdSat(std::int32_t physicalDriveId, std::uint8_t target, AtaSmartInfo& asi) {
-    return readSmartSat(physicalDriveId, target, kSmartReadThresholds, asi);
+    return readSmartSat(*this, physicalDriveId, target, kSmartReadThresholds, asi);
 }
 
 bool CAtaSmart::ControlSmartStatusSat(std::int32_t physicalDriveId, std::uint8_t target,
                                       std::uint8_t subCommand, std::uint32_t commandType) {
-    const auto cdb = bridgeCommand(commandType, BridgeOperation::control, target, subCommand);
-    if (!cdb) return false;
+    const AtaBridge* bridge = commandPath(commandType).bridge;
+    if (!bridge) return false;
     const auto drive = OpenPhysicalDrive(physicalDriveId);
-    return drive && sendBridge(*drive, *cdb, {}).value;
+    return drive && sendBridge(devices, *drive, filled(bridge->control, 0, target, subCommand), {}).value;
 }
 
-CAtaSmart::TaskAnswer CAtaSmart::sendTaskSat(const AtaSmartInfo& asi, const AtaTask& task,
+TaskAnswer sendTaskSat(CAtaSmart& engine, const AtaSmartInfo& asi, const AtaTask& task,
                                              std::span<std::uint8_t> data) {
     constexpr std::size_t dataAt = offsetof(BridgeAnswer, data);
-    const auto drive = OpenPhysicalDrive(asi.PhysicalDriveId);
+    const auto drive = engine.OpenPhysicalDrive(asi.PhysicalDriveId);
     if (!drive) return TaskAnswer::failed(platform::kIoDevice);
     auto question = passThrough(passThroughCdb(task, asi.Target));
     question.TimeOutValue = kTaskSeconds;
     BridgeAnswer answer{};
-    const auto told = exchange(*drive, platform::IOCTL_SCSI_PASS_THROUGH, sent(question),
+    const auto told = engine.devices.exchange(*drive, platform::IOCTL_SCSI_PASS_THROUGH, sent(question),
                                room(answer, dataAt + data.size()), dataAt, data);
     if (!told.value) {
         // A refusal moves no data; it is more than a wrong length.
-        if (told.ok() && answer.head.ScsiStatus != 0) noteFailure(platform::kIoDevice);
+        if (told.ok() && answer.head.ScsiStatus != 0) engine.devices.noteFailure(platform::kIoDevice);
         return TaskAnswer::failed(platform::kIoDevice);
     }
     const std::size_t senseBytes = std::min<std::size_t>(answer.head.SenseInfoLength, kSenseBytes);
