@@ -1,21 +1,13 @@
 #include "battery/BatteryReport.h"
-#include "log/log.h"
-#include "orvane/hwprobe.h"
 #include "platform/text.h"
 #include "support/CapturedLog.h"
 #include "support/TestMachine.h"
 
 #include <fmt/xchar.h>
-#include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
 namespace orv::test {
 namespace {
-
-using ::testing::Contains;
-using ::testing::ElementsAre;
-using ::testing::EndsWith;
-using ::testing::HasSubstr;
 
 /// A machine with one battery that answers every level, changed by `overrides`, and more entries behind it.
 std::string machineWith(const std::string& overrides, const std::string& more = "") {
@@ -94,12 +86,11 @@ TEST(BatteryReader, WhatABatteryMustAnswerToBeListed) {
     TestMachine ups(machineWith(R"(, "capabilities": 0)"));
     const CapturedLog log{&batteryLogger};
     EXPECT_EQ(0, initBattery());
-    EXPECT_THAT(log.lines(spdlog::level::warn), ::testing::IsEmpty());
+    EXPECT_THAT(log.lines(spdlog::level::warn), IsEmpty());
 }
 
 TEST(BatteryReader, RequestsOfAnEnumeration) {
     TestMachine machine(machineWith(kTold));
-    machine->requests().keepRecord(true);
     ASSERT_EQ(1, initBattery());
     const auto query = [](int room, int level) {
         return fmt::format("deviceControl battery0 0x294044 out {} in 01 00 00 00 0{} 00 00 00 00 00 00 00",

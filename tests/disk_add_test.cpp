@@ -3,12 +3,8 @@
 
 #include "support/DescribedDrives.h"
 
-#include <gmock/gmock.h>
-
 namespace orv::test {
 namespace {
-
-using ::testing::ElementsAre, ::testing::IsEmpty;
 
 constexpr int kMaster = 0xA0;
 constexpr const wchar_t* kSameBlocks = L"asi.SmartReadData == asi.SmartReadThreshold";
@@ -103,7 +99,7 @@ TEST(AddDisk, TheSmartReadsOfAPath) {
         const DriveAnswering& answering = asi.answering;
         EXPECT_THAT((std::array{answering.answers, answering.lastAnswerNs >= 0,
                                 answering.failure == platform::kSuccess}),
-                    testing::Each(row.correct != 0));
+                    Each(row.correct != 0));
         EXPECT_EQ(asi.AttributeCount ? L"Smart" : L"", asi.SmartKeyName) << "classified with its attributes";
         EXPECT_TRUE(!row.thresholds || asi.Threshold[0].ThresholdId == 5);
     }

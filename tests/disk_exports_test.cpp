@@ -1,17 +1,11 @@
 // The five disk exports and the engine's refresh behind them, as a host meets them over time.
 
 #include "disk/DiskReport.h"
-#include "orvane/hwprobe.h"
 #include "state/ProcessState.h"
 #include "support/DescribedDrives.h"
 
-#include <gmock/gmock.h>
-
 namespace orv::test {
 namespace {
-
-using ::testing::ElementsAre, ::testing::EndsWith, ::testing::HasSubstr, ::testing::IsEmpty,
-    ::testing::StartsWith;
 
 constexpr std::int64_t kMillisecond = 1'000'000;
 
@@ -39,7 +33,7 @@ TEST(DiskExports, TwoDrivesOverTime) {
     EXPECT_EQ(-1.0, getDiskTemperature(0)) << "nothing has looked for drives";
     EXPECT_STREQ(R"({"error": "invalid vector subscript"})", getDiskReadWriteSpeed(0));
     ASSERT_EQ(2, initDisk());
-    machine->requests().keepRecord(true);
+    machine->requests().clearRecord();
     wait(machine, 5'000 * kMillisecond - 100);
     EXPECT_EQ(2, initDisk());
     EXPECT_STREQ(R"([{"SN":"S1","type":"HDD"},{"SN":"S2","type":"SSD"}])", getAllDiskType());
@@ -129,7 +123,6 @@ TEST(DiskExports, EachStartOfComIsGivenBack) {
     for (const platform::ErrorCode started : {platform::kSuccess, platform::kComFalse, otherModel}) {
         MachineWith machine(hardDisk());
         machine->requests().plan({"initializeCom", 1, started, 0});
-        machine->requests().keepRecord(true);
         ASSERT_EQ(1, initDisk());
         EXPECT_EQ(started == otherModel ? 0 : 1,
                   std::ranges::count(machine->requests().record(), "uninitializeCom"));
@@ -176,7 +169,7 @@ TEST(UpdateSmartInfo, WakesWhatMaySleepAndKeepsWhatItHasAfterAFailure) {
         ASSERT_TRUE(on.engine->SearchPhysicalDrive(1));
         const AtaSmartInfo before = on.engine->vars[0];
         wait(on.machine, 2'000 * kMillisecond);
-        on.machine->requests().keepRecord(true);
+        on.machine->requests().clearRecord();
         on.engine->UpdateSmartInfo(0);
         const AtaSmartInfo& now = on.engine->vars[0];
         const bool newer = now.answering.lastAnswerNs > before.answering.lastAnswerNs;

@@ -2,12 +2,8 @@
 
 #include "support/DescribedDrives.h"
 
-#include <gmock/gmock.h>
-
 namespace orv::test {
 namespace {
-
-using ::testing::IsEmpty;
 
 constexpr int kMaster = 0xA0, kSlave = 0xB0;
 
@@ -202,7 +198,6 @@ TEST(ProbeDrive, WhatADeadDriveIsAskedAndInWhichOrder) {
     for (const auto& [seen, commands, labels] : rows) {
         DriveOnMachine drive(kDeadDrive);
         drive.allowAll();
-        drive.machine->requests().keepRecord(true);
         EXPECT_FALSE(drive.engine->GetDiskInfo(seen));
         EXPECT_EQ("read " + commands, bridgeCommands(drive));
         EXPECT_EQ(plus(kStart, labels), labelsOf(drive));
@@ -213,7 +208,6 @@ TEST(ProbeDrive, WhatADeadDriveIsAskedAndInWhichOrder) {
 TEST(ProbeDrive, APathThatIsOffIsNotAsked) {
     for (const std::uint32_t vendor : {0x152D, 0x0BDA, 0xFFFF}) {
         DriveOnMachine drive(kDeadDrive);
-        drive.machine->requests().keepRecord(true);
         EXPECT_FALSE(drive.engine->GetDiskInfo(usb(vendor, 0, 1)));
         EXPECT_EQ("read ", bridgeCommands(drive)) << vendor;
     }

@@ -4,13 +4,8 @@
 #include "platform/servers/ManagementRows.h"
 #include "support/DescribedDrives.h"
 
-#include <gmock/gmock.h>
-
 namespace orv::test {
 namespace {
-
-using ::testing::Contains, ::testing::ElementsAre, ::testing::ElementsAreArray, ::testing::IsEmpty,
-    ::testing::Not, ::testing::StartsWith;
 
 /// An ATA disk behind a path.
 std::string disk(int number, const std::string& model = "ACME Disk",
@@ -235,7 +230,6 @@ TEST(DriveSearch, TheServiceIsStarted) {
     for (const auto& [service, runs, shell, milliseconds] : cases) {
         Searched it({}, fmt::format(R"(, "services": {{"Winmgmt": {{{}}}}}, "management": {{}})", service),
                     false);
-        it.machine->requests().keepRecord(true);
         const std::int64_t start = it.machine->clock().monotonicNs();
         it.search();
         EXPECT_EQ(runs, it.engine->IsWmi != 0) << service;

@@ -6,12 +6,8 @@
 #include "support/DescribedDrives.h"
 #include "support/RequestText.h"
 
-#include <gmock/gmock.h>
-
 namespace orv::test {
 namespace {
-
-using ::testing::HasSubstr;
 
 constexpr std::int64_t kGiB = 1 << 30;
 constexpr std::int64_t kNow = 1'764'000'000; // November 2025
@@ -289,7 +285,6 @@ struct LogDrive : DriveOnMachine {
         asi.sasPhyEntity[28] = asi.sasPhyEntity[56] = 3;
         asi.IsSmartSupported = asi.IsSmartEnabled = 1;
         setWord(84, 0x4020);
-        machine->requests().keepRecord(true);
     }
     void setWord(std::size_t number, std::uint16_t value) {
         asi.Identify[2 * number] = static_cast<std::uint8_t>(value);
@@ -471,7 +466,7 @@ TEST(DriveLogs, ASampleDriveTellsTheSameInItsStatisticsAsInItsAttributes) {
     const AtaLogs& logs = reader.read(engine, engine.vars[0], 0);
     EXPECT_EQ("", logs.note);
     const DriveReading reading = readingOf(engine.vars[0], {}, logs.standard());
-    EXPECT_THAT(reading.disagreements, ::testing::IsEmpty());
+    EXPECT_THAT(reading.disagreements, IsEmpty());
     EXPECT_EQ(94, reading.life.value);
     EXPECT_THAT(reading.hostReadBytes.basis, HasSubstr("device statistics"));
 }

@@ -2,13 +2,11 @@
 
 #include "frame/sehGuard.h"
 #include "log/Logger.h"
-#include "orvane/hwprobe.h"
 #include "platform/FaultTrap.h"
 #include "support/DescribedDrives.h"
 #include "support/Faults.h"
 #include "support/TestMachine.h"
 
-#include <gmock/gmock.h>
 #include <spdlog/formatter.h>
 
 #include <future>
@@ -17,8 +15,6 @@
 
 namespace orv::test {
 namespace {
-
-using ::testing::HasSubstr;
 
 constexpr std::uint32_t kAccessViolation = 0xC0000005;
 
@@ -113,8 +109,7 @@ TEST_F(AfterAFault, EveryLogSinkTakesTheNextLine) {
         sink->set_pattern("%v"); // takes the lock
         sink->log(line);
     }
-    EXPECT_THAT(dynamic_cast<log::RingSink&>(*sinks.back()).lines(),
-                ::testing::ElementsAre(HasSubstr("line")));
+    EXPECT_THAT(dynamic_cast<log::RingSink&>(*sinks.back()).lines(), ElementsAre(HasSubstr("line")));
 }
 
 /// Each request of a first call faults in turn, at whatever lock it stands behind; the call after it is good.

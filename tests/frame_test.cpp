@@ -2,18 +2,13 @@
 #include "frame/border/callFrame.h"
 #include "frame/sehGuard.h"
 #include "frame/supportedArch.h"
-#include "orvane/hwprobe.h"
 #include "support/Faults.h"
 #include "support/TestMachine.h"
 
-#include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
 namespace orv::test {
 namespace {
-
-using ::testing::EndsWith;
-using ::testing::HasSubstr;
 
 constexpr char kPlain[] = R"({"name": "plain", "memory": {"totalPhys": 1000, "availPhys": 620}})";
 
@@ -31,7 +26,7 @@ TEST(Frame, LastErrorIsEmptyAtFirstAndKeptBySuccesses) {
     machine->requests().plan({"memoryStatus", 1, 5, 0});
     EXPECT_EQ(-1, getMemoryLoad());
     const std::string reason = getLastError();
-    EXPECT_THAT(reason, ::testing::StartsWith("MemoryStatus@")); // and the line
+    EXPECT_THAT(reason, StartsWith("MemoryStatus@")); // and the line
     EXPECT_THAT(reason,
                 EndsWith(": GlobalMemoryStatusEx failed, error code: 5 message: Access is denied.\r\n"));
     EXPECT_EQ(38, getMemoryLoad());

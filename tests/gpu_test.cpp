@@ -1,21 +1,16 @@
 #include "gpu/Gpu.h"
-#include "orvane/hwprobe.h"
 #include "platform/servers/AdlServer.h"
 #include "support/TestMachine.h"
 
 #include <fmt/core.h>
-#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <filesystem>
 
-namespace orv {
+namespace orv::test {
 namespace {
 
 using Lines = std::vector<std::string>;
-using test::TestMachine;
-using testing::ElementsAre;
-using testing::EndsWith;
 
 /// A machine with AMD's library; `adapters` and `rest` are the inside of the array and what follows it.
 std::string withAmd(const std::string& adapters, const std::string& rest = "") {
@@ -31,7 +26,6 @@ constexpr char kLevel5[] = R"("overdrive": {"version": 5}, "od5Temperature": 300
 
 TEST(GpuAmd, OfEntriesInOneSlotTheOneThatAnswersMostStays) {
     auto machine = TestMachine::sample("amd-ryzen-desktop");
-    machine->requests().keepRecord(true);
     EXPECT_EQ(getGpuTemperature(), 58.0);
     EXPECT_EQ(getGpuLoad(), 0.34); // the PM log's, over the 31 percent of the activity call
     ASSERT_EQ(GetGpuList().size(), 1u);
@@ -131,7 +125,6 @@ TEST(GpuAmd, TheFirstOfTwoCardsAnswersByItsOwnIndexAndArguments) {
     };
     for (const int version : {5, 7}) {
         TestMachine machine(withAmd(entry("B", 9, 40, version) + "," + entry("A", 4, 30, version)));
-        machine->requests().keepRecord(true);
         EXPECT_EQ(getGpuTemperature(), 40.0);
         ASSERT_EQ(GetGpuList().size(), 2u);
         EXPECT_EQ(GetGpuList()[1]->gpuName, "A");
@@ -165,7 +158,6 @@ Lines requestsOf(TestMachine& machine, const std::string& prefix) {
 
 TEST(GpuNvidia, TheFirstAdapterAnswersWithItsLines) {
     TestMachine machine(withNvidia(kPlain));
-    machine->requests().keepRecord(true);
     EXPECT_EQ(getGpuLoad(), 0.37);
     EXPECT_EQ(getGpuTemperature(), 50.0);
     EXPECT_EQ(GetGpuList().front()->GetTotalMemory(), 4096u);
@@ -179,7 +171,6 @@ TEST(GpuNvidia, TheFirstAdapterAnswersWithItsLines) {
 
 TEST(GpuNvidia, ASleepingAdapterIsWokenUpByTheHelperOfTheCurrentDirectory) {
     auto machine = TestMachine::sample("intel-desktop");
-    machine->requests().keepRecord(true);
     EXPECT_EQ(getGpuTemperature(), 47.0);
     EXPECT_EQ(getGpuTemperature(), 47.0); // awake by now
     EXPECT_THAT(requestsOf(machine, "runAndWait"),
@@ -226,7 +217,6 @@ TEST(GpuNvidia, ACountBeyondTheFilledHandlesAndANameWithoutAnEnd) {
 
 TEST(GpuNvidia, AFailedListIsMadeAnewAndAMadeOneIsKept) {
     TestMachine machine(withNvidia(kPlain));
-    machine->requests().keepRecord(true);
     machine->requests().plan({"NvAPI_GPU_GetFullName", 2, 5, 0}); // the second adapter's name, once
     EXPECT_EQ(getGpuLoad(), -1.0);
     EXPECT_EQ(getGpuLoad(), 0.37);
@@ -237,7 +227,6 @@ TEST(GpuNvidia, AFailedListIsMadeAnewAndAMadeOneIsKept) {
 
 TEST(Gpu, AnEmptyListIsAMadeList) {
     auto machine = TestMachine::sample("laptop");
-    machine->requests().keepRecord(true);
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(getGpuLoad(), -1.0);
         EXPECT_EQ(getGpuTemperature(), -1.0);
@@ -249,4 +238,4 @@ TEST(Gpu, AnEmptyListIsAMadeList) {
 }
 
 } // namespace
-} // namespace orv
+} // namespace orv::test

@@ -3,8 +3,6 @@
 #include "support/AtaPaths.h"
 #include "support/ManagementRows.h"
 
-#include <gmock/gmock.h>
-
 #include <filesystem>
 #include <fstream>
 #include <numeric>

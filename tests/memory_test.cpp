@@ -1,30 +1,21 @@
 #include "frame/HWException.h"
-#include "log/log.h"
 #include "memory/MemInfo.h"
 #include "memory/SPD.h"
 #include "memory/SPDDecoders.h"
-#include "orvane/hwprobe.h"
 #include "platform/servers/ManagementRows.h"
 #include "support/CapturedLog.h"
 #include "support/TestMachine.h"
-
-#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <map>
 #include <random>
 
-namespace orv::memory {
+namespace orv::test {
 namespace {
 
-using platform::bstr;
-using platform::i4;
-using platform::ManagementType;
-using platform::ManagementValue;
-using testing::AllOf;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
+using namespace memory;
+using namespace platform;
+
 using Columns = std::map<std::wstring, std::vector<ManagementValue>, std::less<>>;
 
 /// Two modules with every column of its right type.
@@ -58,7 +49,7 @@ TEST(MemoryRows, AnEntryOfTheWrongTypeOrAColumnWithAWrongCount) {
     for (const auto& [column, noun, type] : cases) {
         SCOPED_TRACE(type);
         const auto expectOneFresh = [&](const Columns& columns, const std::string& line, int formFactor) {
-            const test::CapturedLog log({&memoryLogger});
+            const CapturedLog log({&memoryLogger});
             const auto modules = read(columns);
             EXPECT_THAT(log.lines(), ElementsAre("info memory count: 2", line));
             const MemoryInfo& first = modules.at(0);
@@ -170,7 +161,7 @@ TEST(SpdDecoders, UnusableContent) {
         {": parseLargeCLDDR4 failed", [] { parseDDR4TimingBySPD(Spd(512)); }},
     };
     for (const auto& [text, call] : cases)
-        EXPECT_THAT(call, testing::ThrowsMessage<HWException>(testing::EndsWith(text)));
+        EXPECT_THAT(call, testing::ThrowsMessage<HWException>(EndsWith(text)));
     EXPECT_EQ(L"98-01-01-01", parseDDR5TimingBySPD(Spd(1024, 0xFF)));
 }
 
@@ -209,7 +200,7 @@ TEST(MemoryJoin, BySerialNumberAsItStands) {
     std::vector<MemoryInfo> modules = {
         module(L"case", 26, 1, L"001aff0b"), module(L"blank", 26, 1, L"001AFF0B "),
         module(L"first", 26, 1, L"001AFF0B"), module(L"second", 26, 1, L"001AFF0B"), module(L"none", 26, 1)};
-    test::CapturedLog log({&memoryLogger});
+    CapturedLog log({&memoryLogger});
     joinSpds(modules, {ddr4, Spd(512)});
     for (const MemoryInfo& entry : modules)
         EXPECT_EQ(entry.model == L"first" ? L"22-22-22-52" : L"00-00-00-00", entry.timing);
@@ -231,14 +222,13 @@ TEST(MemoryJoin, BySerialNumberAsItStands) {
 }
 
 TEST(MemoryReport, WithoutModulesNoControllerIsAsked) {
-    test::TestMachine machine(R"({"name": "m", "management": {"Win32_PhysicalMemory": []}})");
-    machine->requests().keepRecord(true);
+    TestMachine machine(R"({"name": "m", "management": {"Win32_PhysicalMemory": []}})");
     EXPECT_STREQ(R"({"code":1,"data":null})", getMemoryManufacturerAndModel());
-    EXPECT_THAT(machine->requests().record(), testing::Not(Contains(HasSubstr("Dll"))));
+    EXPECT_THAT(machine->requests().record(), Not(Contains(HasSubstr("Dll"))));
 }
 
 TEST(MemoryReport, AQueryThatFailsListsNoneAndSaysWhyAndOneWithoutDescriptorsIsNoAnswer) {
-    test::TestMachine machine(R"({"name": "m", "management": {"Win32_PhysicalMemory": []}})");
+    TestMachine machine(R"({"name": "m", "management": {"Win32_PhysicalMemory": []}})");
     machine->requests().plan({"execQuery", 1, 0x80070005, 0});
     machine->requests().plan({"execQuery", 2, 0x80070004, 0});
     EXPECT_STREQ(R"({"code":1,"data":null})", getMemoryManufacturerAndModel());
@@ -261,9 +251,9 @@ TEST(MemoryReport, SampleMachines) {
          R"({"manufacturer":"Nordwind","model":"NW-4G-2133"},{"manufacturer":"Nordwind","model":"NW-4G-2133"})",
          {L"16-15-15-35", L"00-00-00-00"}},
     };
-    const test::CapturedLog log({&memoryLogger});
+    const CapturedLog log({&memoryLogger});
     for (const auto& [name, data, timings] : cases) {
-        const auto machine = test::TestMachine::sample(name);
+        const auto machine = TestMachine::sample(name);
         EXPECT_EQ(R"({"code":1,"data":[)" + data + "]}", getMemoryManufacturerAndModel());
         std::vector<std::wstring> found;
         for (const MemoryInfo& entry : MemoryInfo::getMemoryInfo())
@@ -274,7 +264,7 @@ TEST(MemoryReport, SampleMachines) {
 }
 
 TEST(MemoryReport, TypesThatHaveNoReport) {
-    const test::TestMachine machine(
+    const TestMachine machine(
         R"({"name": "m", "management": {"Win32_PhysicalMemory": [{"SMBIOSMemoryType": 29}]}})");
     const std::string failure = getMemoryManufacturerAndModel();
     EXPECT_THAT(failure, HasSubstr("Memory type is not DDR4, DDR5, LPDDR4, LPDDR5, type: 29"));
@@ -285,7 +275,7 @@ TEST(MemoryReport, TypesThatHaveNoReport) {
 // Two soldered modules of which the first has an EEPROM: each is shown with its own, then the last one stands
 // for both.
 TEST(MemoryReport, SolderedModulesAreJoinedAndShownBeforeTheyAreMerged) {
-    const test::TestMachine machine(R"({"name": "m",
+    const TestMachine machine(R"({"name": "m",
         "processor": {"vendor": "AuthenticAMD", "highestLeaf": 1}, "ring0": {},
         "smbus": {"controller": "amd", "base": "0x0B00", "eeproms": [{"address": "0xA0", "kind": "DDR5",
             "bytes": {"20": "A001", "24": "000004", "32": "803E803E007D", "517": "001AFF0B"}}]},
@@ -296,7 +286,7 @@ TEST(MemoryReport, SolderedModulesAreJoinedAndShownBeforeTheyAreMerged) {
             {"Manufacturer": "Müller", "PartNumber": "B", "Capacity": "4", "SerialNumber": "",
              "Speed": 6400, "ConfiguredClockSpeed": 5500, "TotalWidth": 32, "MaxVoltage": 1050,
              "SMBIOSMemoryType": 35, "FormFactor": 12}]}})");
-    const test::CapturedLog log({&memoryLogger});
+    const CapturedLog log({&memoryLogger});
     EXPECT_STREQ(R"({"code":1,"data":[{"manufacturer":"Müller","model":"B"}]})",
                  getMemoryManufacturerAndModel());
     EXPECT_THAT(
@@ -306,4 +296,4 @@ TEST(MemoryReport, SolderedModulesAreJoinedAndShownBeforeTheyAreMerged) {
 }
 
 } // namespace
-} // namespace orv::memory
+} // namespace orv::test

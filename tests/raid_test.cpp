@@ -7,8 +7,6 @@
 namespace orv::test {
 namespace {
 
-using ::testing::ElementsAre, ::testing::IsEmpty;
-
 /// The entry of a drive of port 2 on one path.
 std::string member(const std::string& path, int target, const std::string& more = {}) {
     const AtaBlock identify = smartIdentify({}, "ACME Disk", "F1", "S" + std::to_string(target));
@@ -28,8 +26,6 @@ struct RaidMachine : DriveOnMachine {
     explicit RaidMachine(const std::string& drives, const std::string& sections = {})
         : DriveOnMachine(drives, sections) {
         engine->UseStandardPaths();
-        machine->requests().keepRecord(true);
-        machine->requests().clearRecord();
     }
 
     /// "SERIAL TYPE port PORT target TARGET attributes N", of each record.
@@ -301,8 +297,7 @@ TEST(RaidDrives, TheAmdLibrary) {
 TEST(RaidDrives, OfASampleMachine) {
     RaidMachine raid("raid-vroc-nvme");
     raid.engine->AddDiskCsmi(4);
-    EXPECT_THAT(raid.records(),
-                ElementsAre(::testing::HasSubstr(" iv 4 0 smart"), ::testing::HasSubstr(" nt 4 1 smart")));
+    EXPECT_THAT(raid.records(), ElementsAre(HasSubstr(" iv 4 0 smart"), HasSubstr(" nt 4 1 smart")));
 }
 
 } // namespace

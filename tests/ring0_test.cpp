@@ -3,21 +3,13 @@
 #include "WinRing0/WinRing0.h"
 #include "WinRing0/include_impl/WinRing0/Mutexes.h"
 #include "frame/HWException.h"
-#include "log/log.h"
-#include "orvane/hwprobe.h"
 #include "support/CapturedLog.h"
 #include "support/TestMachine.h"
-
-#include <gmock/gmock.h>
 
 #include <algorithm>
 
 namespace orv::test {
 namespace {
-
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
 
 /// The failure's text without its place; empty when there was none.
 template <class Body>
@@ -45,7 +37,7 @@ TEST(WinRing0, EachStatusHasItsStateAndText) {
         SCOPED_TRACE(statuses);
         TestMachine machine(machineWith(std::string(R"("ring0": {"statuses": [)") + statuses + "]}"));
         EXPECT_EQ(11, ring0State());
-        EXPECT_THAT(thrown(WinRing0Init), testing::StartsWith(text));
+        EXPECT_THAT(thrown(WinRing0Init), StartsWith(text));
         EXPECT_EQ(state, ring0State());
     }
 }
@@ -53,7 +45,6 @@ TEST(WinRing0, EachStatusHasItsStateAndText) {
 TEST(WinRing0, StartsOnceAsksAgainAfterATroubleAndIsReleasedForGood) {
     TestMachine machine(machineWith(R"("ring0": {"statuses": [3, 0]},
         "faults": [{"request": "InitializeOls", "error": 5}])"));
-    machine->requests().keepRecord(true);
     CapturedLog log({&winRing0Logger});
     WinRing0Release(); // nothing to release yet, and no harm
     EXPECT_EQ("DLL Status Error: DRIVER_NOT_FOUND", thrown(WinRing0Init));
@@ -72,7 +63,6 @@ TEST(WinRing0, StartsOnceAsksAgainAfterATroubleAndIsReleasedForGood) {
 
 TEST(Mutexes, OpenInOrderAndCloseWithTheProcess) {
     TestMachine machine(machineWith(R"("mutexes": [{"name": "Global\\Access_EC", "error": 5}])"));
-    machine->requests().keepRecord(true);
     EXPECT_EQ(0u, Mutexes::WaitPciBus());
     Mutexes::ReleasePciBus();
     Mutexes::Open();
@@ -103,7 +93,6 @@ TEST(Mutexes, AWaitThatDoesNotOwnIsToldAsItIs) {
         SCOPED_TRACE(mutex);
         TestMachine machine(
             machineWith(R"("mutexes": [{"name": "Global\\Access_PCI", )" + std::string(mutex) + "}]"));
-        machine->requests().keepRecord(true);
         EXPECT_EQ(wait, Mutexes::WaitPciBus());
         // An abandoned mutex is handed back at once: other threads would wait for it for ever.
         EXPECT_EQ(wait == 0x80 ? 1 : 0,
@@ -115,7 +104,6 @@ TEST(Mutexes, AWaitThatDoesNotOwnIsToldAsItIs) {
 TEST(Mutexes, TheLockReleasesOnEveryPath) {
     TestMachine machine(machineWith(R"("faults": [{"request": "ReleaseMutex", "nth": 2, "error": 6},
         {"request": "ReleaseMutex", "nth": 3, "error": 6}])"));
-    machine->requests().keepRecord(true);
     const auto locked = [](bool fails) {
         Mutexes::WaitPciBus();
         const PciBusLock lock;

@@ -4,12 +4,9 @@
 #include "support/DescribedDrives.h"
 #include "support/RequestText.h"
 
-#include <gmock/gmock.h>
-
 namespace orv::test {
 namespace {
 
-using ::testing::ElementsAre, ::testing::HasSubstr, ::testing::IsEmpty;
 using Pages = std::map<std::uint8_t, ScsiBytes>;
 
 /// Parameters by their codes.
@@ -178,7 +175,6 @@ const std::string kGoodLine =
 /// A machine with a drive that has no record, and a reader.
 struct ReadDisks {
     explicit ReadDisks(const std::string& drive) : on(drive) {
-        on.machine->requests().keepRecord(true);
         on.engine->unreadDrives = {{.physicalDriveId = 1, .model = L"SAS DISK"}};
     }
     /// The lines of the disks.

@@ -1,21 +1,14 @@
 #include "SMBUS/SMBUS.h"
 #include "frame/HWException.h"
-#include "log/log.h"
 #include "memory/SPD.h"
 #include "support/CapturedLog.h"
 #include "support/TestMachine.h"
 
-#include <gmock/gmock.h>
-
 #include <optional>
 
-namespace orv {
+namespace orv::test {
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
-using testing::ElementsAreArray;
-using testing::Not;
 using Lines = std::vector<std::string>;
 
 const std::string kNothingButAmd =
@@ -31,10 +24,7 @@ class Smbus : public testing::Test {
     void amd(const std::string& smbus) {
         use(kNothingButAmd + R"(, "smbus": {"controller": "amd", )" + smbus + "}");
     }
-    void use(const std::string& sections) {
-        machine_.emplace(R"({"name": "m", )" + sections + "}");
-        requests().keepRecord(true);
-    }
+    void use(const std::string& sections) { machine_.emplace(R"({"name": "m", )" + sections + "}"); }
     platform::Machine& machine() { return **machine_; }
     platform::Requests& requests() { return machine().requests(); }
 
@@ -48,7 +38,7 @@ class Smbus : public testing::Test {
     }
 
   private:
-    std::optional<test::TestMachine> machine_;
+    std::optional<TestMachine> machine_;
 };
 
 constexpr const char* kPorts = "ReadIoPortByte WriteIoPortByte WriteIoPortWord";
@@ -70,7 +60,7 @@ TEST_F(Smbus, FindsTheIntelControllerAndSwitchesItOn) {
                                                           "WritePciConfigDword 02:1f.4 0x40 0x13"));
     intel(kOneModule);
     SMBus enabled;
-    EXPECT_THAT(taken("WritePciConfigDword"), testing::IsEmpty());
+    EXPECT_THAT(taken("WritePciConfigDword"), IsEmpty());
 }
 
 // The low half of the base plays no part, but that ones in either half stand for no answer.
@@ -93,7 +83,7 @@ TEST_F(Smbus, MachinesWithoutAController) {
         use(fmt::format(
             R"("processor": {{"vendor": "{}", "highestLeaf": 1}}, "ring0": {}, "management": {{}})", vendor,
             ring0));
-        EXPECT_THAT([] { SMBus smbus; }, testing::ThrowsMessage<HWException>(testing::EndsWith(reason)));
+        EXPECT_THAT([] { SMBus smbus; }, testing::ThrowsMessage<HWException>(EndsWith(reason)));
     };
     expectNone("GenuineIntel", "{}", ": SMBus not found");
     expectNone("GenuineMaker", "{}", ": Unknown CPU Vendor");
@@ -180,7 +170,7 @@ TEST_F(Smbus, WhatTheStatusTells) {
         Scripted controller(statuses, control);
         machine().ring0().attach(controller);
         SMBus smbus;
-        const test::CapturedLog log({&smbusLogger});
+        const CapturedLog log({&smbusLogger});
         const bool write = *why == 'w';
         EXPECT_EQ(answer, write ? smbus.writeSlaveData(0x6C, 0, 0) : smbus.readSlaveData(0xA0, 0));
         EXPECT_EQ(started, controller.started);
@@ -239,7 +229,7 @@ TEST_F(Smbus, AByteThatCannotBeReadIsOnes) {
     EXPECT_THAT(taken("execQuery"), testing::SizeIs(1));
     requests().plan({"execQuery", 0, 0x80041001, 0});
     EXPECT_EQ(512u, memory::readSPD().at(0).size());
-    EXPECT_THAT(taken("execQuery"), testing::IsEmpty());
+    EXPECT_THAT(taken("execQuery"), IsEmpty());
 }
 
 // A pause lasts until a look at the clock, 1 ns later each time, finds 1000 ns gone.
@@ -263,4 +253,4 @@ TEST_F(Smbus, WaitsExactlyAsTheDevicesNeed) {
 }
 
 } // namespace
-} // namespace orv
+} // namespace orv::test

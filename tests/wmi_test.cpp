@@ -3,14 +3,10 @@
 #include "support/TestMachine.h"
 #include "wmi/wmi.h"
 
-#include <gmock/gmock.h>
-
-namespace orv {
+namespace orv::test {
 namespace {
 
 using namespace platform;
-using testing::ElementsAre;
-using testing::HasSubstr;
 
 constexpr const wchar_t* kQuery = L"SELECT * FROM Win32_PhysicalMemory";
 
@@ -18,12 +14,11 @@ class Wmi : public testing::Test {
   protected:
     void fail(const char* request, ErrorCode error) { machine->requests().plan({request, 0, error, 0}); }
 
-    test::TestMachine machine{R"({"name": "m", "management":
+    TestMachine machine{R"({"name": "m", "management":
         {"Empty": [], "Win32_PhysicalMemory": [{"A": "x", "N": -5, "B": {"type": 11, "number": 1}}, {"A": "y"}]}})"};
 };
 
 TEST_F(Wmi, StepsInTheirOrder) {
-    machine->requests().keepRecord(true);
     {
         wmi session;
         EXPECT_TRUE(session.query(kQuery));
@@ -45,7 +40,6 @@ TEST_F(Wmi, FailedStepsEndTheSessionWithTheirCode) {
         {"connectServer", "ConnectServer failed: error code: 2147942405 message: "},
         {"setProxyBlanket", "CoSetProxyBlanket failed: error code: 2147942405 message: "},
     };
-    machine->requests().keepRecord(true);
     for (const auto& [request, text] : cases) {
         machine->requests().clearFaults();
         fail(request, 0x80070005);
@@ -58,9 +52,8 @@ TEST_F(Wmi, FailedStepsEndTheSessionWithTheirCode) {
 TEST_F(Wmi, AHostWithItsOwnComSettingsGetsASession) {
     fail("initializeCom", 0x80010106);
     fail("initializeSecurity", 0x80010119);
-    machine->requests().keepRecord(true);
     EXPECT_TRUE(wmi().query(kQuery));
-    EXPECT_THAT(machine->requests().record(), testing::Not(testing::Contains("uninitializeCom")));
+    EXPECT_THAT(machine->requests().record(), Not(Contains("uninitializeCom")));
 }
 
 TEST_F(Wmi, QueriesThatGiveNothing) {
@@ -77,7 +70,7 @@ TEST(ManagementQueryTest, ReadsSelectionsAndAssociators) {
     const auto some = readManagementQuery(L"select DeviceName, DriverVersion from X_Y");
     ASSERT_TRUE(some);
     const auto rows = selected(*some, {{{L"devicename", bstr(L"a")}, {L"Other", i4(1)}}});
-    EXPECT_THAT(rows, testing::ElementsAre(testing::ElementsAre(testing::Key(L"devicename"))));
+    EXPECT_THAT(rows, ElementsAre(ElementsAre(testing::Key(L"devicename"))));
 
     const auto assoc = readManagementQuery(
         LR"(ASSOCIATORS OF {Win32_SCSIController.DeviceID="PCI\\VEN_1&X"} WHERE AssocClass = Y)");
@@ -106,4 +99,4 @@ TEST(ManagementQueryTest, RefusesWhatItDoesNotRead) {
 }
 
 } // namespace
-} // namespace orv
+} // namespace orv::test

@@ -3,13 +3,10 @@
 #include "battery/BatteryReport.h"
 #include "linux/CapturedTree.h"
 #include "memory/MemInfo.h"
-#include "orvane/hwprobe.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "platform/linux/PolledFolder.h"
 #include "platform/servers/BatteryServer.h"
 #include "support/TestMachine.h"
-
-#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -21,8 +18,6 @@
 
 namespace orv::test {
 namespace {
-
-using ::testing::HasSubstr;
 
 constexpr char kSupplies[] = "sys/class/power_supply/";
 constexpr char kLaptop[] = "laptop-on-battery-with-mouse-and-ups.tree";
@@ -123,7 +118,7 @@ TEST(LinuxBattery, ABatteryThatIsPulledLeavesItsIndexToTheNext) {
     tree.remove(std::string(kSupplies) + "BAT0");
     EXPECT_THAT(getBatteryAllMessage(0), HasSubstr(R"("power":4680,)"));
     tree.remove(kSupplies);
-    EXPECT_THAT(getBatteryAllMessage(1), ::testing::EndsWith("SetupDiEnumDeviceInterfaces(1) failed: \"}"));
+    EXPECT_THAT(getBatteryAllMessage(1), EndsWith("SetupDiEnumDeviceInterfaces(1) failed: \"}"));
     EXPECT_EQ(0, initBattery()) << "a kernel without power supplies has no battery";
 }
 
@@ -264,8 +259,7 @@ TEST(LinuxNetwork, InterfacesAreNamedAsAPersonKnowsThem) {
     ASSERT_TRUE(adapters.ok());
     for (const auto& adapter : adapters.value)
         names.push_back(adapter.description);
-    EXPECT_THAT(names,
-                ::testing::ElementsAre("ACME Inc. Gigabit Port", "ACME Inc. Gigabit Port #2", "bridge br0"));
+    EXPECT_THAT(names, ElementsAre("ACME Inc. Gigabit Port", "ACME Inc. Gigabit Port #2", "bridge br0"));
     EXPECT_EQ("192.168.1.1", adapters.value[0].gateway);
     EXPECT_EQ("0.0.0.0", adapters.value[1].gateway);
 

@@ -4,19 +4,15 @@
 #include "gpu/Gpu.h"
 #include "linux/CapturedTree.h"
 #include "linux/standin_nvml.h"
-#include "orvane/hwprobe.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "support/TestMachine.h"
-
-#include <gmock/gmock.h>
 
 #include <dlfcn.h>
 #include <filesystem>
 
-namespace orv {
+namespace orv::test {
 namespace {
 
-using testing::EndsWith;
 namespace fs = std::filesystem;
 
 std::string deviceOf(int number) {
@@ -24,7 +20,7 @@ std::string deviceOf(int number) {
 }
 
 /// A card of the amdgpu driver as the kernel shows it.
-void addRadeon(const test::Tree& tree, int number, const std::string& slot, const std::string& millidegrees) {
+void addRadeon(const Tree& tree, int number, const std::string& slot, const std::string& millidegrees) {
     const std::string device = deviceOf(number);
     tree.file(device + "uevent",
               "DRIVER=amdgpu\nPCI_CLASS=30000\nPCI_ID=1002:744C\nPCI_SLOT_NAME=" + slot + "\n");
@@ -38,7 +34,7 @@ void addRadeon(const test::Tree& tree, int number, const std::string& slot, cons
 }
 
 TEST(AmdGpuTree, CardsComeBeforeAProcessorsGraphicsAndKeepTheirDomains) {
-    const test::Tree tree;
+    const Tree tree;
     tree.file("sys/class/drm/card1-DP-1/status", "connected\n");
     tree.file(deviceOf(3) + "uevent", "DRIVER=simple-framebuffer\n");
     addRadeon(tree, 0, "0000:0a:00.0", "70000"); // a processor's: the voltage of its north bridge is told
@@ -46,7 +42,7 @@ TEST(AmdGpuTree, CardsComeBeforeAProcessorsGraphicsAndKeepTheirDomains) {
     addRadeon(tree, 10, "10001:0a:00.0", "42000");
     addRadeon(tree, 2, "10000:0a:00.0", "48250");
     tree.file(deviceOf(10) + "product_name", "Board X\n");
-    const test::TreeInUse system(tree);
+    const TreeInUse system(tree);
     EXPECT_EQ(getGpuLoad(), 0.37);
     EXPECT_EQ(getGpuTemperature(), 48.25);
     ASSERT_EQ(GetGpuList().size(), 3u);
@@ -68,12 +64,12 @@ TEST(AmdGpuTree, FilesThatAreMissingOrBroken) {
         {device + "uevent", "DRIVER=amdgpu\nPCI_SLOT_NAME=platform\n", "", -1, -1},
     };
     for (const auto& [path, content, more, load, temperature] : rows) {
-        const test::Tree tree;
+        const Tree tree;
         addRadeon(tree, 1, "0000:0a:00.0", "48250");
         tree.remove(path);
         if (content) tree.file(path, content);
         if (!more.empty()) tree.file(more, "50000\n");
-        const test::TreeInUse system(tree);
+        const TreeInUse system(tree);
         EXPECT_EQ(getGpuLoad(), load) << path << more;
         EXPECT_EQ(getGpuTemperature(), temperature) << path << more;
     }
@@ -81,10 +77,10 @@ TEST(AmdGpuTree, FilesThatAreMissingOrBroken) {
 
 TEST(AmdGpuTree, ACardThatSleepsIsLeftAsleepAndNotLost) {
     const std::string state = deviceOf(1) + "power/runtime_status";
-    const test::Tree tree;
+    const Tree tree;
     addRadeon(tree, 1, "0000:0a:00.0", "48250");
     tree.file(state, "suspended\n");
-    const test::TreeInUse system(tree);
+    const TreeInUse system(tree);
     EXPECT_EQ(getGpuLoad(), 0.0);
     EXPECT_EQ(getGpuTemperature(), -1.0);
     EXPECT_THAT(getLastError(), EndsWith("_Temperature_Get failed: 100, the card sleeps"));
@@ -118,7 +114,7 @@ class Driver {
 TEST(Nvml, TheDriversLibraryIsLoadedAndRead) {
     const Driver driver;
     platform::LinuxPlatform system;
-    const test::InUse inUse(system);
+    const InUse inUse(system);
     EXPECT_EQ(getGpuLoad(), 0.83);
     EXPECT_EQ(getGpuTemperature(), 61.0);
     Gpu& card = *GetGpuList().front(); // the card that can be opened
@@ -152,10 +148,10 @@ class TreeWithNvml : public platform::LinuxPlatform, private platform::GraphicsS
 TEST(Nvml, ACardThatSleepsIsLeftAsleep) {
     const std::string state = "sys/bus/pci/devices/10000:0a:00.0/power/runtime_status";
     const Driver driver;
-    const test::Tree tree;
+    const Tree tree;
     tree.file(state, "active\n");
     TreeWithNvml system(tree.root());
-    const test::InUse inUse(system);
+    const InUse inUse(system);
     EXPECT_EQ(getGpuTemperature(), 61.0);
     tree.file(state, "suspended\n");
     const unsigned before = driver->readings;
@@ -168,4 +164,4 @@ TEST(Nvml, ACardThatSleepsIsLeftAsleep) {
 }
 
 } // namespace
-} // namespace orv
+} // namespace orv::test

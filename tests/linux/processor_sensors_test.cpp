@@ -4,12 +4,10 @@
 #include "WinRing0/WinRing0.h"
 #include "cpu/cpu_info.h"
 #include "linux/CapturedTree.h"
-#include "orvane/hwprobe.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "support/TestMachine.h"
 
 #include <fmt/format.h>
-#include <gmock/gmock.h>
 
 #include <cstring>
 #include <map>
@@ -229,7 +227,7 @@ TEST_F(IntelTree, ADriverMayGoAndComeAndTheRegisterIsTheSecondWay) {
     PlatformOf<TreeServices> machine(tree.root(), leaves);
     const InUse inUse(machine);
     EXPECT_EQ(-1.0, getCpuTemperature());
-    EXPECT_THAT(getLastError(), testing::HasSubstr(": DLL Status Error: DRIVER_NOT_LOADED"));
+    EXPECT_THAT(getLastError(), HasSubstr(": DLL Status Error: DRIVER_NOT_LOADED"));
     coretemp(0, {50, 52, 54, 56}, "hwmon3");
     EXPECT_EQ(53.0, getCpuTemperature());
     tree.remove("sys/devices/platform/coretemp.0");

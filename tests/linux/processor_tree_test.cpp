@@ -6,8 +6,6 @@
 #include "platform/linux/LinuxPlatform.h"
 #include "support/TestMachine.h"
 
-#include <gtest/gtest.h>
-
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>

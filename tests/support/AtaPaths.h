@@ -5,8 +5,6 @@
 #include "support/DescribedDrives.h"
 #include "support/RequestText.h"
 
-#include <gmock/gmock.h>
-
 namespace orv::platform::drives {
 
 using Bytes = std::vector<std::byte>;
@@ -104,7 +102,6 @@ struct AtaPath : DriveOnMachine {
         for (const std::span<std::uint8_t> kept :
              {std::span<std::uint8_t>(asi.Identify), {asi.SmartReadData}, {asi.SmartReadThreshold}})
             std::ranges::fill(kept, kKept);
-        machine->requests().keepRecord(true);
     }
 
     bool ask(Operation operation) {

@@ -106,6 +106,7 @@ class DriveOnMachine {
                                       : drives)) {
         setDebugListener([this](std::wstring_view text) { trace.emplace_back(text); });
         engine.emplace();
+        machine->requests().clearRecord();
     }
     ~DriveOnMachine() { setDebugListener({}); }
 
