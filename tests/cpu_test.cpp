@@ -217,6 +217,7 @@ TEST(CpuLoad, EveryStepMayFailAndTheSampleBeforeIsKept) {
         machine->machineClock().sleepNs(4000 * kMillisecond); // 60 percent through all of the last seconds
         getCpuLoad();
         machine->machineClock().sleepNs(50 * kMillisecond);
+        machine->requests().clearRecord();
         machine->requests().plan({request, 0, platform::kAccessDenied, 0});
         EXPECT_EQ(-1.0, getCpuLoad());
         EXPECT_THAT(getLastError(), HasSubstr(": Pdh" + step + " failed, error code: 5 "));

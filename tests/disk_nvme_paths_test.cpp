@@ -1,7 +1,6 @@
 #include "disk_engine/NvmePaths.h"
 #include "support/CapturedLog.h"
 #include "support/DescribedDrives.h"
-#include "support/RequestText.h"
 
 #include <limits>
 

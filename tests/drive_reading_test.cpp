@@ -4,7 +4,6 @@
 #include "drive_reading/DeviceStatistics.h"
 #include "drive_reading/DriveReading.h"
 #include "support/DescribedDrives.h"
-#include "support/RequestText.h"
 
 namespace orv::test {
 namespace {
@@ -389,7 +388,6 @@ TEST(DriveLogs, BadAnswersAreToldAndWhatIsRefusedIsNotAskedAgain) {
     const auto refused = [](const char* what) { return std::string(what) + ": refused with error "; };
     // The pages that are left of the statistics, the requests of the first read, and those of the second with
     // the list kept: pages 1 and 7, and the status.
-    // clang-format off
     const std::tuple<std::string, std::string, std::size_t, std::size_t, std::size_t> cases[] = {
         {"", "", 3, 5, 3},
         {answer("log", R"("error": 1117)"), refused("log directory") + "1117", 0, 2, 1},
@@ -398,7 +396,8 @@ TEST(DriveLogs, BadAnswersAreToldAndWhatIsRefusedIsNotAskedAgain) {
         {answer("log", R"("bytes": 555)", 1), refused("log directory") + "13", 0, 2, 1}, // 511 of data
         {answer("log", R"("bytes": 557)", 2), refused("device statistics") + "13", 0, 3, 1},
         {answer("log", R"("data": "01 00 07 00")", 2), "", 1, 3, 1}, // another page in place of the list
-        {answer("log", directoryOf("07"), 1), "device statistics, page 7: it is listed, and the directory tells of 7 pages", 2, 4, 2},
+        {answer("log", directoryOf("07"), 1),
+         "device statistics, page 7: it is listed, and the directory tells of 7 pages", 2, 4, 2},
         {answer("log", R"("error": 1117)", 3), refused("device statistics, page 1") + "1117", 2, 5, 2},
         {answer("log", R"("error": 5)", 3), "device statistics, page 1 could not be read: error 5", 2, 5, 3},
         {answer("log", R"("hang": true)", 1), "log directory: the drive did not answer in time", 0, 1, 0},
@@ -406,7 +405,6 @@ TEST(DriveLogs, BadAnswersAreToldAndWhatIsRefusedIsNotAskedAgain) {
         {R"(, "returnStatus": "none")", "SMART status: the path does not tell it", 3, 5, 2},
         {R"(, "smartEnabled": false)", refused("SMART status") + "1117", 3, 5, 2},
     };
-    // clang-format on
     for (const auto& [keys, note, pages, sent, sentLater] : cases) {
         SCOPED_TRACE(keys);
         LogDrive drive("ataPassThrough", CMD_TYPE_PHYSICAL_DRIVE, kStatistics + keys);
@@ -458,14 +456,13 @@ TEST(DriveLogs, ADriveIsAskedAtMostSoOftenAndWhatStepsBackIsDoubtful) {
 }
 
 TEST(DriveLogs, ASampleDriveTellsTheSameInItsStatisticsAsInItsAttributes) {
-    const TestMachine machine = TestMachine::sample("desktop-three-drives");
-    CAtaSmart engine;
-    engine.UseStandardPaths();
-    ASSERT_TRUE(engine.SearchPhysicalDrive(0));
+    DriveOnMachine sample("desktop-three-drives");
+    sample.engine->UseStandardPaths();
+    ASSERT_TRUE(sample.engine->SearchPhysicalDrive(0));
     AtaLogReader reader;
-    const AtaLogs& logs = reader.read(engine, engine.vars[0], 0);
+    const AtaLogs& logs = reader.read(*sample.engine, sample.engine->vars[0], 0);
     EXPECT_EQ("", logs.note);
-    const DriveReading reading = readingOf(engine.vars[0], {}, logs.standard());
+    const DriveReading reading = readingOf(sample.engine->vars[0], {}, logs.standard());
     EXPECT_THAT(reading.disagreements, IsEmpty());
     EXPECT_EQ(94, reading.life.value);
     EXPECT_THAT(reading.hostReadBytes.basis, HasSubstr("device statistics"));

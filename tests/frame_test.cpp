@@ -2,10 +2,18 @@
 #include "frame/border/callFrame.h"
 #include "frame/sehGuard.h"
 #include "frame/supportedArch.h"
+#include "log/Logger.h"
+#include "platform/FaultTrap.h"
+#include "support/DescribedDrives.h"
 #include "support/Faults.h"
 #include "support/TestMachine.h"
 
 #include <nlohmann/json.hpp>
+#include <spdlog/formatter.h>
+
+#include <future>
+#include <mutex>
+#include <thread>
 
 namespace orv::test {
 namespace {
@@ -100,6 +108,164 @@ TEST(ProcessStateTest, AFailedMakerRunsAgainAndTheExitListRunsBackwards) {
     ProcessState::current().atExit([] { order += "second "; });
     ProcessState::renew();
     EXPECT_EQ("second first ", order);
+}
+
+// ---- What a hardware fault leaves behind: no lock held, nothing half made, the next call good
+
+constexpr std::uint32_t kAccessViolation = 0xC0000005;
+
+class AfterAFault : public ::testing::Test {
+  protected:
+    std::uint32_t run(const std::function<void()>& body) {
+        const MayLoseMemory lost;
+        return trap_->run(body);
+    }
+
+  private:
+    std::unique_ptr<platform::FaultTrap> trap_ = platform::makeHostFaultTrap();
+};
+
+/// Whether another thread can take the mutex.
+bool isFree(HeldMutex& mutex) {
+    return std::async(std::launch::async,
+                      [&] {
+                          const bool taken = mutex.try_lock();
+                          if (taken) mutex.unlock();
+                          return taken;
+                      })
+        .get();
+}
+
+TEST_F(AfterAFault, WhatTheCallTookIsFreeAndWhatWasHeldBeforeStays) {
+    HeldMutex outside;
+    HeldMutex first;
+    HeldMutex second{HeldMutex::Use::lasting};
+    HeldMutex givenBack;
+    std::lock_guard before(outside);
+    EXPECT_EQ(kAccessViolation, run([&] {
+                  first.lock();
+                  givenBack.lock();
+                  second.lock();
+                  givenBack.unlock(); // out of order
+                  EXPECT_FALSE(isFree(first));
+                  EXPECT_FALSE(isFree(second));
+                  EXPECT_EQ(kAccessViolation, run([&] {
+                                std::lock_guard inner(givenBack);
+                                nullWrite();
+                            }));
+                  EXPECT_TRUE(isFree(givenBack));
+                  EXPECT_FALSE(isFree(first)) << "the outer call holds it";
+                  nullWrite();
+              }));
+    EXPECT_TRUE(isFree(first));
+    EXPECT_TRUE(isFree(second));
+    EXPECT_FALSE(isFree(outside));
+    EXPECT_EQ(1, HeldMutex::heldCount());
+}
+
+TEST_F(AfterAFault, AHalfMadeValueIsMadeAnew) {
+    OnceCell<std::string> cell;
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(kAccessViolation, run([&] {
+                      cell.get([]() -> std::string {
+                          nullWrite();
+                          return "half";
+                      });
+                  }));
+    EXPECT_EQ("whole", cell.get([] { return "whole"; }));
+
+    struct FaultsOnce {
+        FaultsOnce() {
+            static bool done = false;
+            if (!std::exchange(done, true)) nullWrite();
+        }
+        int value = 7;
+    };
+    ProcessState state;
+    EXPECT_EQ(kAccessViolation, run([&] { state.get<FaultsOnce>(); }));
+    EXPECT_EQ(7, state.get<FaultsOnce>().value);
+    EXPECT_EQ(&state.get<FaultsOnce>(), &state.get<FaultsOnce>());
+}
+
+/// Faults while the sink that formats a line holds its lock.
+class FaultyFormatter : public spdlog::formatter {
+  public:
+    void format(const spdlog::details::log_msg&, spdlog::memory_buf_t&) override { nullWrite(); }
+    std::unique_ptr<spdlog::formatter> clone() const override { return std::make_unique<FaultyFormatter>(); }
+};
+
+TEST_F(AfterAFault, EveryLogSinkTakesTheNextLine) {
+    const auto sinks = log::makeSinks(".");
+    ASSERT_EQ(3u, sinks.size());
+    for (const auto& sink : sinks) {
+        const spdlog::details::log_msg line("x", spdlog::level::info, "line");
+        sink->set_formatter(std::make_unique<FaultyFormatter>());
+        EXPECT_EQ(kAccessViolation, run([&] { sink->log(line); }));
+        EXPECT_EQ(0, HeldMutex::heldCount());
+        sink->set_pattern("%v"); // takes the lock
+        sink->log(line);
+    }
+    EXPECT_THAT(dynamic_cast<log::RingSink&>(*sinks.back()).lines(), ElementsAre(HasSubstr("line")));
+}
+
+/// Each request of a first call faults in turn, at whatever lock it stands behind; the call after it is good.
+TEST(PlannedFault, TheCallAfterAnyFaultIsGood) {
+    const std::tuple<const char* (*)(), const char*, const char*, std::string> cases[] = {
+        {getNetCurrentSpeed, "adapters", "ACME", "intel-desktop"},
+        {getNetCurrentSpeed, "interfaceRows", "ACME", "intel-desktop"},
+        {getNetCardMessage, "openRegistryKey", "I225", "intel-desktop"},
+        {getNetCardMessage, "adapterAddresses", "I225", "intel-desktop"},
+        {getAllDiskType, "openDevice", "HDD", machineWithADrive()},
+    };
+    for (const auto& [call, request, good, text] : cases) {
+        for (const std::uint32_t code : {0xC0000005u, 0xC0000094u, 0x80000003u, 0xC00000FDu, 0xDEADBEEFu}) {
+            TestMachine machine = TestMachine::of(text);
+            machine->requests().plan({request, 1, 0, code});
+            std::string failed;
+            {
+                const MayLoseMemory lost;
+                failed = call();
+            }
+            EXPECT_EQ("{\"error\":\"catch SEH exception: " + sehExceptionText(code) + "\"}", failed)
+                << request;
+            EXPECT_THAT(call(), HasSubstr(good)) << request;
+        }
+    }
+}
+
+/// The thread sanitizer watches this one: two reports at once, of which some meet a fault.
+TEST(Overlapping, GuardedReportsInSeveralThreadsAnswer) {
+    const auto host = platform::makeHostPlatform();
+    InUse inUse(*host);
+    const auto trap = platform::makeHostFaultTrap();
+    OnceCell<int> cell;
+    int made = 0;
+    std::vector<std::thread> threads;
+    threads.emplace_back([] {
+        for (int i = 0; i < 300; ++i)
+            ASSERT_NE('{', getNetCurrentSpeed()[0]);
+    });
+    threads.emplace_back([] {
+        for (int i = 0; i < 300; ++i)
+            ASSERT_NE('{', getNetCardMessage()[0]);
+    });
+    threads.emplace_back([&] {
+        for (int i = 0; i < 300; ++i)
+            ASSERT_EQ(kAccessViolation, trap->run([&] {
+                cell.get([&] {
+                    if (++made < 3) nullWrite();
+                    return made;
+                });
+                nullWrite();
+            }));
+    });
+    threads.emplace_back([&] {
+        for (int i = 0; i < 300; ++i)
+            ASSERT_EQ(0u, trap->run([&] { std::this_thread::yield(); }));
+    });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(3, cell.get([] { return 0; }));
 }
 
 } // namespace

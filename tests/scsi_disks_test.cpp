@@ -2,7 +2,6 @@
 
 #include "drive_logs/ScsiLogs.h"
 #include "support/DescribedDrives.h"
-#include "support/RequestText.h"
 
 namespace orv::test {
 namespace {
@@ -294,14 +293,12 @@ TEST(ScsiDisks, BehindMegaRaidAndOfTheSample) {
     EXPECT_EQ("-1 2 9 S1", fmt::format("{} {} {} {}", disk.physicalDriveId, disk.scsiPort, disk.deviceId,
                                        disk.serialNumber));
 
-    TestMachine machine = TestMachine::sample("server-sas");
-    CAtaSmart engine;
-    engine.UseStandardPaths();
-    engine.Init(1, 0, nullptr, 0, 0, 0);
-    EXPECT_EQ(1U, engine.vars.size());
-    ScsiDiskReader reader;
-    std::vector<std::string> lines;
-    for (const ScsiDisk& each : reader.read(engine, 0))
+    ReadDisks sample("server-sas");
+    sample.on.engine->UseStandardPaths();
+    sample.on.engine->Init(1, 0, nullptr, 0, 0, 0);
+    EXPECT_EQ(1U, sample.on.engine->vars.size());
+    Lines lines;
+    for (const ScsiDisk& each : sample.reader.read(*sample.on.engine, 0))
         lines.push_back(fmt::format("{} {} {} GB, {} rpm: {}", each.physicalDriveId, each.product,
                                     each.sizeBytes / 1'000'000'000, each.rotationRate,
                                     verdictWord(each.reading.health)));

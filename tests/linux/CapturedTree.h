@@ -47,14 +47,10 @@ class Tree {
     std::filesystem::path root_ = "captured-tree-" + std::to_string(::getpid());
 };
 
-/// A tree in use as the running system.
-class TreeInUse {
-  public:
-    explicit TreeInUse(const Tree& tree) : system_(tree.root()), inUse_(system_) {}
-
-  private:
-    platform::LinuxPlatform system_;
-    InUse inUse_;
+/// A tree in use as the running system, whose files may come later.
+class TreeInUse : public Tree {
+    platform::LinuxPlatform system_{root()};
+    InUse inUse_{system_};
 };
 
 } // namespace orv::test

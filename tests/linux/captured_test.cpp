@@ -40,9 +40,8 @@ TEST(LinuxBattery, OneReportADriver) {
                   R"("voltage":3900})"},
     };
     for (const auto& [name, report] : reports) {
-        Tree tree;
+        TreeInUse tree;
         tree.capture(name);
-        const TreeInUse system(tree);
         ASSERT_EQ(1, initBattery()) << name;
         EXPECT_STREQ(report, getBatteryAllMessage(0)) << name;
     }
@@ -78,7 +77,7 @@ TEST(LinuxBattery, FilesThatAreGoneBrokenOrOfAnotherKind) {
     };
     for (const auto& [captured, files, part] : cases) {
         SCOPED_TRACE(files[0].first + " " + part);
-        Tree tree;
+        TreeInUse tree;
         tree.capture(captured);
         for (const auto& [name, content] : files) {
             const bool alone = name.find('/') == name.npos;
@@ -86,7 +85,6 @@ TEST(LinuxBattery, FilesThatAreGoneBrokenOrOfAnotherKind) {
             tree.remove(file);
             if (content) tree.file(file, std::string(content) + "\n");
         }
-        const TreeInUse system(tree);
         ASSERT_EQ(part.empty() ? 0 : 1, initBattery());
         EXPECT_THAT(getBatteryAllMessage(0), HasSubstr(part));
     }
@@ -95,11 +93,10 @@ TEST(LinuxBattery, FilesThatAreGoneBrokenOrOfAnotherKind) {
 TEST(LinuxBattery, NamesAreCutToWhatAnUpdateHolds) {
     const std::string wide(300, 'n');
     const std::string battery = kSupplies + std::string("BAT0/");
-    Tree tree;
+    TreeInUse tree;
     tree.capture(kLaptop);
     for (const char* file : {"model_name", "manufacturer", "serial_number"})
         tree.file(battery + file, "é" + wide + "\n");
-    const TreeInUse system(tree);
     ASSERT_EQ(1, initBattery());
     getBatteryAllMessage(0);
     const auto& record = battery::batteryList()[0];
@@ -110,10 +107,9 @@ TEST(LinuxBattery, NamesAreCutToWhatAnUpdateHolds) {
 }
 
 TEST(LinuxBattery, ABatteryThatIsPulledLeavesItsIndexToTheNext) {
-    Tree tree;
+    TreeInUse tree;
     tree.capture(kLaptop);
     tree.capture(kTablet);
-    const TreeInUse system(tree);
     ASSERT_EQ(2, initBattery());
     tree.remove(std::string(kSupplies) + "BAT0");
     EXPECT_THAT(getBatteryAllMessage(0), HasSubstr(R"("power":4680,)"));
@@ -163,7 +159,7 @@ TEST(LinuxLists, OnesThatCannotBeReadFailWithTheReasonAndAreTriedAgain) {
 #endif
     const std::string card = "sys/class/drm/card0/device/";
     const std::string radio = "sys/class/net/wlp0/device";
-    Tree tree;
+    TreeInUse tree;
     tree.capture(kLaptop);
     tree.capture("cards-behind-a-bridge-with-wireless-and-usb.tree");
     tree.file("proc/net/dev",
@@ -171,7 +167,6 @@ TEST(LinuxLists, OnesThatCannotBeReadFailWithTheReasonAndAreTriedAgain) {
     tree.file(card + "uevent", "DRIVER=amdgpu\nPCI_SLOT_NAME=0000:0a:00.0\n");
     tree.file(card + "vendor", "0x1002\n");
     tree.file(card + "hwmon/hwmon3/temp1_input", "48250\n");
-    const TreeInUse system(tree);
     const auto expectReason = [](const char* text) { EXPECT_THAT(getLastError(), HasSubstr(text)); };
     rlimit before{};
     ::getrlimit(RLIMIT_NOFILE, &before);

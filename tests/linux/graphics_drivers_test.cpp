@@ -34,7 +34,7 @@ void addRadeon(const Tree& tree, int number, const std::string& slot, const std:
 }
 
 TEST(AmdGpuTree, CardsComeBeforeAProcessorsGraphicsAndKeepTheirDomains) {
-    const Tree tree;
+    TreeInUse tree;
     tree.file("sys/class/drm/card1-DP-1/status", "connected\n");
     tree.file(deviceOf(3) + "uevent", "DRIVER=simple-framebuffer\n");
     addRadeon(tree, 0, "0000:0a:00.0", "70000"); // a processor's: the voltage of its north bridge is told
@@ -42,7 +42,6 @@ TEST(AmdGpuTree, CardsComeBeforeAProcessorsGraphicsAndKeepTheirDomains) {
     addRadeon(tree, 10, "10001:0a:00.0", "42000");
     addRadeon(tree, 2, "10000:0a:00.0", "48250");
     tree.file(deviceOf(10) + "product_name", "Board X\n");
-    const TreeInUse system(tree);
     EXPECT_EQ(getGpuLoad(), 0.37);
     EXPECT_EQ(getGpuTemperature(), 48.25);
     ASSERT_EQ(GetGpuList().size(), 3u);
@@ -64,12 +63,11 @@ TEST(AmdGpuTree, FilesThatAreMissingOrBroken) {
         {device + "uevent", "DRIVER=amdgpu\nPCI_SLOT_NAME=platform\n", "", -1, -1},
     };
     for (const auto& [path, content, more, load, temperature] : rows) {
-        const Tree tree;
+        TreeInUse tree;
         addRadeon(tree, 1, "0000:0a:00.0", "48250");
         tree.remove(path);
         if (content) tree.file(path, content);
         if (!more.empty()) tree.file(more, "50000\n");
-        const TreeInUse system(tree);
         EXPECT_EQ(getGpuLoad(), load) << path << more;
         EXPECT_EQ(getGpuTemperature(), temperature) << path << more;
     }
@@ -77,10 +75,9 @@ TEST(AmdGpuTree, FilesThatAreMissingOrBroken) {
 
 TEST(AmdGpuTree, ACardThatSleepsIsLeftAsleepAndNotLost) {
     const std::string state = deviceOf(1) + "power/runtime_status";
-    const Tree tree;
+    TreeInUse tree;
     addRadeon(tree, 1, "0000:0a:00.0", "48250");
     tree.file(state, "suspended\n");
-    const TreeInUse system(tree);
     EXPECT_EQ(getGpuLoad(), 0.0);
     EXPECT_EQ(getGpuTemperature(), -1.0);
     EXPECT_THAT(getLastError(), EndsWith("_Temperature_Get failed: 100, the card sleeps"));

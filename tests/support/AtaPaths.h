@@ -3,7 +3,6 @@
 // Described drives on one path, the four ATA commands that the engine sends on it, and control codes.
 
 #include "support/DescribedDrives.h"
-#include "support/RequestText.h"
 
 namespace orv::platform::drives {
 
