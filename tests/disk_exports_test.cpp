@@ -176,9 +176,7 @@ TEST(UpdateSmartInfo, WakesWhatMaySleepAndKeepsWhatItHasAfterAFailure) {
         EXPECT_EQ(std::tuple(degrees, before.AttributeCount, degrees == 50, degrees == 50, failure),
                   std::tuple(now.Temperature, now.AttributeCount, now.answering.answers, newer,
                              now.answering.failure));
-        EXPECT_EQ(wakeUps, std::ranges::count_if(on.machine->requests().record(), [](const auto& line) {
-                      return line.starts_with("deviceRead");
-                  }));
+        EXPECT_EQ(wakeUps, std::ssize(on.machine.asked("deviceRead")));
         on.machine->requests().clearRecord();
         on.engine->vars[0].IsSmartCorrect = 0;
         on.engine->UpdateSmartInfo(0);

@@ -10,8 +10,6 @@
 namespace orv::test {
 namespace {
 
-using Lines = std::vector<std::string>;
-
 /// A machine with AMD's library; `adapters` and `rest` are the inside of the array and what follows it.
 std::string withAmd(const std::string& adapters, const std::string& rest = "") {
     return R"({"name": "m", "graphics": {"amd": {"adapters": [)" + adapters + "]" + rest + "}}}";
@@ -149,13 +147,6 @@ std::string oneAdapter(const std::string& readings, const std::string& before = 
     return "{" + before + R"("adapters": [{"name": "A", )" + readings + "}]}";
 }
 
-Lines requestsOf(TestMachine& machine, const std::string& prefix) {
-    Lines lines;
-    for (const std::string& line : machine->requests().record())
-        if (line.starts_with(prefix)) lines.push_back(line);
-    return lines;
-}
-
 TEST(GpuNvidia, TheFirstAdapterAnswersWithItsLines) {
     TestMachine machine(withNvidia(kPlain));
     EXPECT_EQ(getGpuLoad(), 0.37);
@@ -164,7 +155,7 @@ TEST(GpuNvidia, TheFirstAdapterAnswersWithItsLines) {
     EXPECT_EQ(GetGpuList().front()->gpuType, 1u);
     EXPECT_EQ(GetGpuList().back()->gpuName, "B");
     // A working adapter pays for two thermal calls a reading.
-    EXPECT_THAT(requestsOf(machine, "NvAPI_GPU_GetThermalSettings"),
+    EXPECT_THAT(machine.asked("NvAPI_GPU_GetThermalSettings"),
                 ElementsAre("NvAPI_GPU_GetThermalSettings gpu 0 sensor 15 count 3",
                             "NvAPI_GPU_GetThermalSettings gpu 0 sensor 15 count 1"));
 }
@@ -173,7 +164,7 @@ TEST(GpuNvidia, ASleepingAdapterIsWokenUpByTheHelperOfTheCurrentDirectory) {
     auto machine = TestMachine::sample("intel-desktop");
     EXPECT_EQ(getGpuTemperature(), 47.0);
     EXPECT_EQ(getGpuTemperature(), 47.0); // awake by now
-    EXPECT_THAT(requestsOf(machine, "runAndWait"),
+    EXPECT_THAT(machine.asked("runAndWait"),
                 ElementsAre("runAndWait " + std::filesystem::current_path().string() +
                             R"(\resources\lib\active_nvidia.exe)"));
 }
@@ -221,8 +212,8 @@ TEST(GpuNvidia, AFailedListIsMadeAnewAndAMadeOneIsKept) {
     EXPECT_EQ(getGpuLoad(), -1.0);
     EXPECT_EQ(getGpuLoad(), 0.37);
     EXPECT_EQ(getGpuLoad(), 0.37);
-    EXPECT_EQ(requestsOf(machine, "NvAPI_EnumPhysicalGPUs").size(), 2u);
-    EXPECT_EQ(requestsOf(machine, "NvAPI_Initialize").size(), 1u); // initialised stays initialised
+    EXPECT_EQ(machine.asked("NvAPI_EnumPhysicalGPUs").size(), 2u);
+    EXPECT_EQ(machine.asked("NvAPI_Initialize").size(), 1u); // initialised stays initialised
 }
 
 TEST(Gpu, AnEmptyListIsAMadeList) {

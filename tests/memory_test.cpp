@@ -236,19 +236,6 @@ TEST(SpdDecoders, HighestLatencyOfEachRange) {
     EXPECT_EQ(98u, parseLargeCLDDR5(spdOf(1024, {{24, {0, 0, 0, 0, 0x80}}})));
 }
 
-// Times are in units of 125 ps with a correction of -128 to 127 ps.
-TEST(SpdDDR4, TimingRoundsUp) {
-    const std::tuple<const char*, Runs, const wchar_t*> cases[] = {
-        {"the upper half of byte 27 belongs to tRC: 48 ns",
-         {{18, {0x08}}, {20, {0x01}}, {25, {0x08, 0x10, 0x21, 0x80}}},
-         L"07-01-02-48"},
-        {"no clock", {{20, {0x01}}, {25, {0x6E, 0x6E, 0x01, 0x00}}}, L"00-00-00-00"},
-        {"a correction takes the whole clock", {{18, {1}}, {20, {1}}, {125, {0x83}}}, L"00-00-00-00"},
-    };
-    for (const auto& [why, runs, timing] : cases)
-        EXPECT_EQ(timing, parseDDR4TimingBySPD(spdOf(512, runs))) << why;
-}
-
 // Little-endian picoseconds: CK at 20, tRCD, tRP and tRAS from 32 on.
 TEST(SpdDDR5, TimingRoundsUp) {
     const std::tuple<Bytes, Bytes, Bytes, const wchar_t*> cases[] = {
@@ -263,14 +250,15 @@ TEST(SpdDDR5, TimingRoundsUp) {
 }
 
 // Exact arithmetic in whole picoseconds says how many cycles cover a time; in doubles some whole quotients
-// come out a last bit above.
+// come out a last bit above. Times are in units of 125 ps with a correction of -128 to 127 ps, and the upper
+// half of byte 27 is of another one.
 TEST(SpdDDR4, CyclesAreThoseOfWholePicoseconds) {
     std::mt19937 random(5);
     for (int i = 0; i < 20000; ++i) {
         const auto byte = [&](unsigned most) { return static_cast<std::uint8_t>(random() % (most + 1)); };
         // A clock that a module can have, and any times.
         const Bytes clock = {static_cast<std::uint8_t>(4 + byte(8))};
-        const Bytes times = {byte(255), byte(255), byte(15), byte(255)};
+        const Bytes times = {byte(255), byte(255), byte(255), byte(255)};
         const Bytes fine = {byte(255), byte(255), 0, 0, byte(255)}; // of tRP, tRCD and, last, the clock
         const auto ps = [](unsigned medium, std::uint8_t correction) {
             return static_cast<int>(medium) * 125 + static_cast<std::int8_t>(correction);
@@ -280,9 +268,14 @@ TEST(SpdDDR4, CyclesAreThoseOfWholePicoseconds) {
             return time <= 0 ? time / period : (time + period - 1) / period;
         };
         EXPECT_EQ(fmt::format(L"14-{:02}-{:02}-{:02}", cycles(ps(times[0], fine[1])),
-                              cycles(ps(times[1], fine[0])), cycles(ps(times[2] * 256u + times[3], 0))),
+                              cycles(ps(times[1], fine[0])),
+                              cycles(ps((times[2] & 15) * 256u + times[3], 0))),
                   parseDDR4TimingBySPD(spdOf(512, {{18, clock}, {20, {0x80}}, {25, times}, {121, fine}})));
     }
+    for (const Bytes& noClock : {Bytes{0, 0}, Bytes{1, 0x83}}) // and one that a correction takes
+        EXPECT_EQ(L"00-00-00-00",
+                  parseDDR4TimingBySPD(
+                      spdOf(512, {{18, {noClock[0]}}, {20, {1}}, {25, {0x6E}}, {125, {noClock[1]}}})));
 }
 
 TEST(SpdDecoders, UnusableContent) {

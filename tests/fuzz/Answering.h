@@ -105,3 +105,7 @@ class AnsweringMachine : public platform::PlatformOf<platform::MachineServices> 
 };
 
 } // namespace orv::fuzz
+
+// Of these two are the names of the targets.
+using namespace orv;
+using namespace orv::fuzz;

@@ -6,9 +6,6 @@
 #include "disk_engine/DriveRecord.h"
 #include "disk_engine/Interpretation.h"
 
-using namespace orv;
-using namespace orv::fuzz;
-
 namespace {
 
 void ataRecord(AtaSmartInfo& asi, const std::uint8_t* bytes, std::size_t size) {

@@ -10,9 +10,6 @@
 
 #include <array>
 
-using namespace orv;
-using namespace orv::fuzz;
-
 namespace {
 
 /// The blocks of the drive, by the two bits of an answer that choose one.

@@ -8,9 +8,6 @@
 #include "disk_engine/CAtaSmart.h"
 #include "state/ProcessState.h"
 
-using namespace orv;
-using namespace orv::fuzz;
-
 namespace {
 
 /// Its lengths are mostly those of the answers; a length that is told may be another.

@@ -6,9 +6,6 @@
 #include "Answering.h"
 #include "drive_reading/ScsiReading.h"
 
-using namespace orv;
-using namespace orv::fuzz;
-
 namespace {
 
 ScsiAnswers answersOf() {

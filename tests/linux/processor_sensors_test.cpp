@@ -4,8 +4,6 @@
 #include "WinRing0/WinRing0.h"
 #include "cpu/cpu_info.h"
 #include "linux/CapturedTree.h"
-#include "platform/linux/LinuxPlatform.h"
-#include "support/TestMachine.h"
 
 #include <fmt/format.h>
 

@@ -3,12 +3,8 @@
 #include "cpu/cpu.h"
 #include "frame/HWException.h"
 #include "linux/CapturedTree.h"
-#include "platform/linux/LinuxPlatform.h"
-#include "support/TestMachine.h"
 
 #include <fcntl.h>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <sched.h>
 #include <sys/file.h>
@@ -16,7 +12,6 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 namespace orv::test {

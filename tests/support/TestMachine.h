@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace orv::test {
 
@@ -52,6 +53,12 @@ class TestMachine {
     }
 
     platform::Machine* operator->() { return machine_.get(); }
+    /// The requests that begin like this.
+    std::vector<std::string> asked(std::string_view head) const {
+        std::vector<std::string> lines = machine_->requests().record();
+        std::erase_if(lines, [&](const std::string& line) { return !line.starts_with(head); });
+        return lines;
+    }
     platform::Machine& operator*() { return *machine_; }
 
   private:
