@@ -1,5 +1,4 @@
-// From an identify block to the record in the list: the SMART reads of each path, drives met twice, and what
-// refuses a record.
+// From an identify block to the record in the list: SMART reads of each path, drives met twice, refusals.
 
 #include "support/DescribedDrives.h"
 

@@ -382,22 +382,18 @@ TEST(DriveSearch, EachUnlistedDriveHasItsOwnReason) {
         std::string drive = nvmeDrive(R"("storageQuery")", more);
         return drive.replace(drive.find('1'), 1, std::to_string(number));
     };
-    const auto failing = [](const char* path, const char* operation, int error) {
-        return fmt::format(R"(, "answers": [{{"path": "{}", "operation": "{}", "error": {}}}])", path,
-                           operation, error);
-    };
     const std::string plainRow = diskRows(std::string(kRow) + "}");
     const auto scsi = [](const char* vendor, int bus, const std::string& more) {
         return fmt::format(R"({{"number": 1, "paths": ["ataPassThrough"], "model": "M", "firmware": "F",
                            "descriptor": {{"vendor": "{}", "busType": {}}}{}}})",
                            vendor, bus, more);
     };
-    const std::string refused = failing("ataPassThrough", "identify", 1117),
-                      late = failing("ataPassThrough", "identify", 121);
+    const std::string refused = answers("ataPassThrough", R"("operation": "identify", "error": 1117)"),
+                      late = answers("ataPassThrough", R"("operation": "identify", "error": 121)");
     // clang-format off
     const std::tuple<const char*, std::string, std::string, Labels> rows[] = {
         {"a second namespace", nvme(1) + "," + nvme(2), "", {L"2: it has the model and the serial number of drive 1"}},
-        {"an NVMe drive without a health page, and a row that calls it a disk", nvme(1, failing("storageQuery", "health", 121)), plainRow, {L"1: it has no SMART data; it did not answer in time"}},
+        {"an NVMe drive without a health page, and a row that calls it a disk", nvme(1, answers("storageQuery", R"("operation": "health", "error": 121)")), plainRow, {L"1: it has no SMART data; it did not answer in time"}},
         {"a drive that answers late, then not at all", disk(1, "ACME Disk", "ataPassThrough", late), plainRow, {L"1: no command path gives its identify data; it did not answer in time"}},
         {"a SAS disk", scsi("SEAGATE ", 10, refused), plainRow, {L"1: it is a SCSI disk, which has no ATA commands"}},
         {"a SATA disk on a SAS controller", scsi("ATA     ", 10, refused), "", {L"1: no command path"}},

@@ -200,8 +200,7 @@ TEST(DriveReadings, StatisticsAreBelievedAsFarAsTheyAreWhole) {
         logOf({{1, {{8, 12}, {16, 3000}, {24, 77}, {40, 99}}}, {5, {{8, 0xF6}}}, {7, {{8, 255}}}});
     EXPECT_EQ(" 12 3000 77 99 255", textOf(good));
     EXPECT_EQ(-10, readDeviceStatistics(good).temperature);
-    // A count that is normalised, not valid, not supported or all ones is none; a percentage may be
-    // normalised.
+    // A count that is normalised, invalid, not supported or all ones is none; a percentage may be normalised.
     EXPECT_EQ(" - - - - 5",
               textOf(logOf({{1, {{8, 12, 0xE0}, {16, 3000, 0x80}, {24, 77, 0x40}, {40, UINT64_MAX}}},
                             {7, {{8, 5, 0xE0}}}})));
@@ -261,8 +260,7 @@ TEST(DriveReadings, NvmePage) {
     EXPECT_FALSE(reading.powerOnHours || reading.hostReadBytes || reading.temperature);
 }
 
-// ---- The standard logs of ATA drives: what is sent on each path, when nothing is, and what becomes of bad
-// answers
+// ---- The standard logs of ATA drives: what is sent on each path, when nothing is, and bad answers
 
 constexpr std::int64_t kSecond = 1'000'000'000;
 constexpr const char* kStatistics = R"("deviceStatistics": {"powerOnHours": 300, "percentageUsed": 4})";
@@ -349,8 +347,8 @@ TEST(DriveLogs, CommandsOfEachPathByteForByte) {
 
 /// An entry of "answers" of the path of ATA pass-through.
 std::string answer(const char* operation, const std::string& what, int nth = 0) {
-    return fmt::format(R"(, "answers": [{{"path": "ataPassThrough", "operation": "{}", {}{}}}])", operation,
-                       nth == 0 ? "" : fmt::format(R"("nth": {}, )", nth), what);
+    const std::string which = nth == 0 ? "" : fmt::format(R"("nth": {}, )", nth);
+    return answers("ataPassThrough", fmt::format(R"("operation": "{}", {}{})", operation, which, what));
 }
 
 /// The bytes of a log directory that tells of so many pages of statistics.
@@ -417,8 +415,7 @@ TEST(DriveLogs, BadAnswersAreToldAndWhatIsRefusedIsNotAskedAgain) {
         EXPECT_EQ(sentLater, drive.sent().size());
         EXPECT_EQ(platform::kSuccess, drive.engine->probeFailure()) << "which is of probes alone";
     }
-    // A drive that has no logs although its words say so, and one that is behind a bridge that tells a
-    // refusal by sense data.
+    // Drives without the logs that their words tell of, and behind a bridge that refuses by sense data.
     LogDrive none("ataPassThrough", CMD_TYPE_PHYSICAL_DRIVE, R"("model": "M")");
     EXPECT_EQ("log directory: refused with error 1117", none.read().note);
     for (const char* lie : {R"("status": 1)", R"("bytes": 675)", R"("error": 1117)"}) {

@@ -361,14 +361,12 @@ TEST_P(ScarceMemory, AnyRequestMayFailAndTheNextCallIsGood) {
     const auto& [name, text, fails, next, step] = GetParam();
     if (next == Next::notSwept) return;
     std::uint64_t requests = 0; // of a call without a failure, which is the first one
-    // After the first few hundred only some fail: an EEPROM is read by thousands
-    // of like ones.
+    // After the first few hundred only some fail: an EEPROM is read by thousands of like ones.
     for (std::uint64_t number = 0; number <= requests; number += number < 300 ? 1 : number / 7) {
         SCOPED_TRACE(number);
         TestMachine machine = TestMachine::of(text);
         machine->requests().failRequest(number, platform::kAccessDenied);
-        // A failure that is tolerated gives a good answer; one that is not gives
-        // value and text.
+        // A failure that is tolerated gives a good answer; one that is not gives value and text.
         const bool failed = fails();
         EXPECT_FALSE(failed && *getLastError() == 0);
         if (number == 0) {

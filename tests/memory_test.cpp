@@ -81,32 +81,17 @@ std::string shown(const ManagementColumns& row) {
 
 TEST(Smbios, MemoryDeviceColumns) {
     constexpr std::uint32_t extended = 0x80000000; // each has 31 bits
+    // clang-format off
     const std::tuple<const char*, Bytes, std::string> cases[] = {
-        {"all known", structureOf({}),
-         R"("Acme" "AM4-16G-3200" "001AFF0B" "17179869184" 3200 2933 64 1200 26 8 )"},
-        {"a missing text ends the list; kibibytes, and a row of chips",
-         structureOf({.size = 0x8000 + 1024, .form = 11}, {"Acme\0", 5}),
-         R"("Acme" null null "1048576" 3200 2933 64 1200 26 0 )"},
-        {"extended size and speeds",
-         structureOf({.size = 0x7FFF,
-                      .speed = 0xFFFF,
-                      .extendedSize = extended | 131072,
-                      .configured = 0xFFFF,
-                      .extendedSpeed = extended | 70000,
-                      .extendedConfigured = extended | 66000}),
+        {"all known", structureOf({}), R"("Acme" "AM4-16G-3200" "001AFF0B" "17179869184" 3200 2933 64 1200 26 8 )"},
+        {"a missing text ends the list; kibibytes, and a row of chips", structureOf({.size = 0x8000 + 1024, .form = 11}, {"Acme\0", 5}), R"("Acme" null null "1048576" 3200 2933 64 1200 26 0 )"},
+        {"extended size and speeds", structureOf({.size = 0x7FFF, .speed = 0xFFFF, .extendedSize = extended | 131072, .configured = 0xFFFF, .extendedSpeed = extended | 70000, .extendedConfigured = extended | 66000}),
          R"("Acme" "AM4-16G-3200" "001AFF0B" "137438953472" 70000 66000 64 1200 26 8 )"},
-        {"nothing known but that there is one",
-         structureOf({.width = 0xFFFF,
-                      .size = 0xFFFF,
-                      .form = 2,
-                      .type = 2,
-                      .speed = 0,
-                      .configured = 0,
-                      .voltage = 0}),
+        {"nothing known but that there is one", structureOf({.width = 0xFFFF, .size = 0xFFFF, .form = 2, .type = 2, .speed = 0, .configured = 0, .voltage = 0}),
          R"("Acme" "AM4-16G-3200" "001AFF0B" null null null null null 2 null )"},
-        {"an old structure ends behind the type", structureOf({.length = 0x15, .form = 13}),
-         R"(null null null "17179869184" null null 64 null 26 12 )"},
+        {"an old structure ends behind the type", structureOf({.length = 0x15, .form = 13}), R"(null null null "17179869184" null null 64 null 26 12 )"},
     };
+    // clang-format on
     for (const auto& [why, device, row] : cases) {
         const auto rows = physicalMemoryRows(device + kEnd);
         ASSERT_EQ(1u, rows.size()) << why;
@@ -393,8 +378,7 @@ TEST(MemoryReport, TypesThatHaveNoReport) {
     EXPECT_EQ(29, getMemoryType());
 }
 
-// Two soldered modules of which the first has an EEPROM: each is shown with its own, then the last one stands
-// for both.
+// Of two soldered modules the first has an EEPROM: each is shown with its own, then the last stands for both.
 TEST(MemoryReport, SolderedModulesAreJoinedAndShownBeforeTheyAreMerged) {
     const TestMachine machine(R"({"name": "m",
         "processor": {"vendor": "AuthenticAMD", "highestLeaf": 1}, "ring0": {},

@@ -51,6 +51,10 @@ Lines opened(const std::string& head, std::initializer_list<std::string> request
         lines.insert(lines.end(), {kOpenPort, head + tail});
     return lines;
 }
+/// A driver's further key: what becomes of one of its requests.
+std::string answer(const char* name, const char* what) {
+    return fmt::format(R"("answers": [{{"request": "{}", {}}}])", name, what);
+}
 std::string csmiPort(const std::string& keys, const std::string& name = "iaStor") {
     return R"(, "raidPorts": [{"port": 2, "csmi": {"driver": {"name": ")" + name +
            R"(", "revision": [1, 2, 3, 4], "csmiRevision": [5, 6]})" + (keys.empty() ? "" : ", ") + keys +
@@ -84,22 +88,19 @@ TEST(RaidDrives, CsmiRequestsByteForByte) {
 }
 
 TEST(RaidDrives, CsmiAnswersThatFailOrLie) {
-    const auto failing = [](const char* name, const char* what) {
-        return fmt::format(R"("answers": [{{"request": "{}", {}}}])", name, what);
-    };
     const std::wstring noConfig = L"FAILED: CC_CSMI_SAS_GET_RAID_CONFIG",
                        noMemory = L"FAILED: PCSMI_SAS_RAID_CONFIG_BUFFER Memory Alloc";
     const std::string set = R"("sets": [{"drives": [{"model": "M", "target": 0}]}], )";
     const std::tuple<std::string, std::size_t, Labels> rows[] = {
         {"", 2, {}},
-        {set + failing("raidConfig", "\"error\": 55"), 0, {noConfig}},
-        {set + failing("raidConfig", "\"error\": 87"), 2, {}},
-        {failing("csmiPassThrough", "\"error\": 1117"), 0, {}}, // a block of zeros
-        {failing("csmiPassThrough", "\"error\": 1, \"nth\": 1"), 1, {}},
-        {set + failing("raidConfig", "\"bytes\": 0"), 2, {}},
-        {failing("phyInfo", "\"bytes\": 28"), 0, {}},
-        {failing("csmiPassThrough", "\"bytes\": 170"), 0, {}},
-        {failing("csmiPassThrough", "\"bytes\": 681"), 0, {}}, // more than there is room for
+        {set + answer("raidConfig", "\"error\": 55"), 0, {noConfig}},
+        {set + answer("raidConfig", "\"error\": 87"), 2, {}},
+        {answer("csmiPassThrough", "\"error\": 1117"), 0, {}}, // a block of zeros
+        {answer("csmiPassThrough", "\"error\": 1, \"nth\": 1"), 1, {}},
+        {set + answer("raidConfig", "\"bytes\": 0"), 2, {}},
+        {answer("phyInfo", "\"bytes\": 28"), 0, {}},
+        {answer("csmiPassThrough", "\"bytes\": 170"), 0, {}},
+        {answer("csmiPassThrough", "\"bytes\": 681"), 0, {}}, // more than there is room for
         {R"("numberOfPhys": 33)", 0, {}},
         {R"("numberOfSets": 3, "drivesPerSet": 40)", 2, {}},
         {R"("numberOfSets": 4294967295, "drivesPerSet": 4294967295)", 0, {noMemory}},
@@ -147,11 +148,8 @@ TEST(RaidDrives, CsmiPhysThatAreTried) {
 /// The SMART reads of such a record: the physical drive's, and CSMI's where something is left open.
 TEST(RaidDrives, ADriveOnCsmiAndAsAPhysicalDrive) {
     const std::string both = R"("csmi", "ataPassThrough")";
-    const std::string
-        numbered = R"(, "number": 1)",
-        noThresholds =
-            R"(, "answers": [{"path": "ataPassThrough", "operation": "thresholds", "error": 1117}])";
-    RaidMachine drive(member(both, 0, numbered + noThresholds), csmiPort(""));
+    const std::string noThresholds = answers("ataPassThrough", R"("operation": "thresholds", "error": 1117)");
+    RaidMachine drive(member(both, 0, R"(, "number": 1)" + noThresholds), csmiPort(""));
     const std::uint8_t entity[64] = {};
     AtaBlock identify = smartIdentify();
     EXPECT_TRUE(
@@ -166,9 +164,6 @@ TEST(RaidDrives, ADriveOnCsmiAndAsAPhysicalDrive) {
 TEST(RaidDrives, MegaRaidRequestsAndAnswersThatLie) {
     const auto section = [](const std::string& keys) {
         return R"(, "raidPorts": [{"port": 2, "megaRaid": {)" + keys + "}}]";
-    };
-    const auto answer = [](const char* name, const char* what) {
-        return fmt::format(R"("answers": [{{"request": "{}", {}}}])", name, what);
     };
     {
         RaidMachine raid(member(R"("megaRaid")", 9), section(R"("enclosures": [3])"));

@@ -1,5 +1,4 @@
-// The state machine around the ring-0 component, the system-wide mutex of the PCI bus, and the SMBus
-// controller.
+// The states of the ring-0 component, the system-wide mutex of the PCI bus, and the SMBus controller.
 
 #include "SMBUS/SMBUS.h"
 #include "WinRing0/WinRing0.h"

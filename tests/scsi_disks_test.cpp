@@ -223,9 +223,6 @@ TEST(ScsiDisks, IsAskedByTheseBytesAndWhatItRefusesOnce) {
 }
 
 TEST(ScsiDisks, DisksThatRefuseOrFail) {
-    const auto answer = [](const char* what) {
-        return fmt::format(R"(, "answers": [{{"path": "scsi", {}}}])", what);
-    };
     const auto attentions = [](const ScsiBytes& one, const ScsiBytes& two) {
         return fmt::format(R"(, "unitAttentions": ["{}", "{}"])", hexOf(one), hexOf(two));
     };
@@ -249,9 +246,9 @@ TEST(ScsiDisks, DisksThatRefuseOrFail) {
         {scsiDrive(scsiKeys(attentions(senseOf(6, 0x29, 0), senseOf(6, 0x5D, 0x10)), degreesAlone)), {predicts}, {predicts}},
         {scsiDrive(scsiKeys("", R"("15": ")" + hexOf(longPage) + '"')), {hours}, {hours}},
         // The third command hangs, the seventh fails: the rest of that reading is left out.
-        {scsiDrive(keys, answer(R"("nth": 3, "hang": true)")), {nothing + " ! REQUEST SENSE fails with error 121"}, {good}},
-        {scsiDrive(keys, answer(R"("nth": 7, "error": 1117)")), {nothing + " ! log page 0Dh fails with error 1117"}, {good}},
-        {scsiDrive(keys, answer(R"("nth": 9, "vanish": true)")), {good}, {nothing + " ! vital product data 80h fails with error 433"}},
+        {scsiDrive(keys, answers("scsi", R"("nth": 3, "hang": true)")), {nothing + " ! REQUEST SENSE fails with error 121"}, {good}},
+        {scsiDrive(keys, answers("scsi", R"("nth": 7, "error": 1117)")), {nothing + " ! log page 0Dh fails with error 1117"}, {good}},
+        {scsiDrive(keys, answers("scsi", R"("nth": 9, "vanish": true)")), {good}, {nothing + " ! vital product data 80h fails with error 433"}},
         // Another disk in its place
         {scsiDrive(keys, R"(, "changes": [{"atSeconds": 1, )" + scsiKeys(R"(, "revision": "2")", kPages) + "}]"), {good}, {kGoodLine + " (05/24/00)"}},
         // No SCSI disks

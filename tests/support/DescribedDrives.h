@@ -51,6 +51,11 @@ inline NvmeBlock nvmeIdentifyOf(std::string_view model = "ACME NV", std::string_
     return block;
 }
 
+/// A drive's further key: what becomes of the requests on one of its paths.
+inline std::string answers(std::string_view path, std::string_view what) {
+    return fmt::format(R"(, "answers": [{{"path": "{}", {}}}])", path, what);
+}
+
 /// A health page of a temperature and a percentage used.
 inline std::array<std::uint8_t, kSmartBytes> healthOf(std::uint16_t kelvin, std::uint8_t used = 3) {
     std::array<std::uint8_t, kSmartBytes> page{};
@@ -97,8 +102,7 @@ std::vector<T> plus(std::vector<T> first, const std::vector<std::type_identity_t
     return first;
 }
 
-/// The record of requests. A control code stands as "DEVICE CODE OUT IN: 0=2c 6=1018", with its block's runs
-/// of bytes that are not 0.
+/// The record. A control code stands as "DEVICE CODE OUT IN: 0=2c 6=1018", with runs of bytes that are not 0.
 inline Lines requestsOf(platform::Machine& machine) {
     Lines lines = machine.requests().record();
     for (std::string& line : lines) {

@@ -16,11 +16,7 @@ refusals() { grep -c 'pci_nvme_enqueue_req_completion.* cqid 0 .* status 0x0*[1-
 
 # until_block PRESENT DISK: waits until it has come (y) or gone (n).
 until_block() {
-  tries=0
-  until { [ -e "/sys/block/$2" ] && echo y || echo n; } | grep -q "$1" || [ $tries = 40 ]; do
-    sleep 0.5
-    tries=$((tries + 1))
-  done
+  if [ "$1" = y ]; then wait_for 40 [ -e "/sys/block/$2" ]; else wait_for 40 [ ! -e "/sys/block/$2" ]; fi
 }
 
 monitor "" # what comes first may be lost

@@ -3,11 +3,8 @@
 # shellcheck shell=sh
 
 # USB storage waits before it looks for its disks.
-tries=0
-until [ "$(echo /sys/block/sd* /sys/block/nvme* | wc -w)" = 7 ] || [ $tries = 20 ]; do
-  sleep 1
-  tries=$((tries + 1))
-done
+all_are_there() { [ "$(echo /sys/block/sd* /sys/block/nvme* | wc -w)" = 7 ]; }
+wait_for 40 all_are_there
 disks=$(cd /sys/block && echo sd* nvme*)
 
 # drivers_of DISK: the drivers of the devices that it hangs on.

@@ -2,10 +2,7 @@
 # machines: raid
 # shellcheck shell=sh
 
-tries=0
-until [ "$(echo /sys/block/sd* | wc -w)" = 2 ] || [ $tries = 120 ]; do
-  sleep 1 && tries=$((tries + 1))
-done
+wait_for 240 [ -e /sys/block/sdb ]
 
 # requests: how many requests reach the firmware in a search for drives.
 requests() {
