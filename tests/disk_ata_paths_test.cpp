@@ -112,8 +112,8 @@ TEST(DiskAtaPathsTest, SiliconImageByItsPortOrItsName) {
     EXPECT_THAT(port.blockOf(identify), Each(1));
 
     const std::string address = R"({"port": 9, "device": "\\Device\\Scsi\\SI31121", "path": 1})";
-    AtaPath named(fmt::format(R"({{"scsiAddress": {}, "paths": ["siliconImage"], {}}})", address,
-                              platform::drives::ataBlocks()));
+    AtaPath named(
+        fmt::format(R"({{"scsiAddress": {}, "paths": ["siliconImage"], {}}})", address, ataBlocks()));
     EXPECT_TRUE(ask(named, 3512));
     EXPECT_THAT(named.record(),
                 ElementsAre(kOpenPort, R"(defineDosDevice tempBusSil3112 \Device\Scsi\SI31121)",

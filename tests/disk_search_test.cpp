@@ -145,9 +145,19 @@ std::string diskRows(const std::string& rows) {
 constexpr char kRemovable[] = R"(, "mediaType": 11)";
 constexpr char kRow[] = R"({"DeviceID": "\\\\.\\PHYSICALDRIVE1", "Model": "ACME Disk")";
 
+std::string volume(const char* letter, const std::string& extents, int type = 3) {
+    return fmt::format(R"({{"letter": "{}", "type": {}, "extents": [{}]}})", letter, type, extents);
+}
+std::string on(int disk, int length = 1000) {
+    return fmt::format(R"({{"disk": {}, "start": 0, "length": {}}})", disk, length);
+}
+
 /// What a row's texts decide: whether the drive is read, on which paths, and what its record says of it.
 TEST(DriveSearch, WhatARowDecides) {
     const std::string usb = R"(, "PNPDeviceID": "usbstor\\disk&x", "InterfaceType": "USB")";
+    // Removable volumes count with a stick that is a drive alone, and none with the letter of a floppy disk.
+    const std::string volumes =
+        R"(, "volumes": [)" + volume("B", on(1), 2) + "," + volume("G", on(1), 2) + "]";
     // The command path, or why there is no record.
     // clang-format off
     const std::tuple<const char*, std::string, std::string, std::uint32_t, std::wstring> cases[] = {
@@ -161,12 +171,14 @@ TEST(DriveSearch, WhatARowDecides) {
     // clang-format on
     for (const auto& [what, drive, row, commandType, text] : cases) {
         SCOPED_TRACE(what);
-        const Searched it(drive, diskRows(R"({"DeviceID": "\\\\.\\PHYSICALDRIVE1", )" + row + "}"));
+        const Searched it(drive, diskRows(R"({"DeviceID": "\\\\.\\PHYSICALDRIVE1", )" + row + "}") + volumes);
         EXPECT_THAT(it.unread(), ElementsAreArray(commandType ? Labels{} : Labels{L"1: " + text}));
         ASSERT_EQ(commandType ? 1u : 0u, it.engine->vars.size());
         if (!commandType) continue;
         EXPECT_EQ(commandType, it.engine->vars[0].CommandType);
         EXPECT_EQ(text, it.engine->vars[0].Interface);
+        EXPECT_EQ(what == std::string_view("a stick with a drive") ? L"G:" : L"",
+                  it.engine->vars[0].DriveMap);
         EXPECT_THAT(it.trace, Contains(L"OK:Check Model Name"));
     }
 }
@@ -339,13 +351,6 @@ TEST(DriveSearch, TheServiceIsStarted) {
     }
 }
 
-std::string volume(const char* letter, const std::string& extents, int type = 3) {
-    return fmt::format(R"({{"letter": "{}", "type": {}, "extents": [{}]}})", letter, type, extents);
-}
-std::string on(int disk, int length = 1000) {
-    return fmt::format(R"({{"disk": {}, "start": 0, "length": {}}})", disk, length);
-}
-
 TEST(DriveSearch, LettersFiltersAndOrder) {
     const std::string volumes = R"(, "volumes": [)" + volume("C", on(2)) + "," + volume("D", on(1)) + "," +
                                 volume("A", on(3)) + "," + volume("E", on(1) + "," + on(3)) + "," +
@@ -411,16 +416,6 @@ TEST(DriveSearch, EachUnlistedDriveHasItsOwnReason) {
         for (std::size_t i = 0; i < told.size(); ++i)
             EXPECT_THAT(told[i], StartsWith(unread[i]));
     }
-}
-
-TEST(DriveSearch, ARemovableVolumeCountsWithAStickThatIsADrive) {
-    const std::string volumes =
-        R"(, "volumes": [)" + volume("B", on(1), 2) + "," + volume("G", on(1), 2) + "]";
-    const Searched it(
-        disk(1, "SanDisk Extreme", "sat"),
-        diskRows(R"({"DeviceID": "1", "Model": "SanDisk Extreme USB Device", "InterfaceType": "USB"})") +
-            volumes);
-    EXPECT_EQ(L"G:", it.record().DriveMap);
 }
 
 TEST(DriveSearch, ASecondSearchTellsWhatChanged) {

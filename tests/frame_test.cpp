@@ -131,13 +131,8 @@ class AfterAFault : public ::testing::Test {
 
 /// Whether another thread can take the mutex.
 bool isFree(HeldMutex& mutex) {
-    return std::async(std::launch::async,
-                      [&] {
-                          const bool taken = mutex.try_lock();
-                          if (taken) mutex.unlock();
-                          return taken;
-                      })
-        .get();
+    const auto take = [&] { return std::unique_lock(mutex, std::try_to_lock).owns_lock(); };
+    return std::async(std::launch::async, take).get();
 }
 
 TEST_F(AfterAFault, WhatTheCallTookIsFreeAndWhatWasHeldBeforeStays) {
@@ -245,28 +240,24 @@ TEST(Overlapping, GuardedReportsInSeveralThreadsAnswer) {
     OnceCell<int> cell;
     int made = 0;
     std::vector<std::thread> threads;
-    threads.emplace_back([] {
-        for (int i = 0; i < 300; ++i)
-            ASSERT_NE('{', getNetCurrentSpeed()[0]);
+    const auto start = [&](auto call) {
+        threads.emplace_back([call] {
+            for (int i = 0; i < 300; ++i)
+                call();
+        });
+    };
+    start([] { ASSERT_NE('{', getNetCurrentSpeed()[0]); });
+    start([] { ASSERT_NE('{', getNetCardMessage()[0]); });
+    start([&] {
+        ASSERT_EQ(kAccessViolation, trap->run([&] {
+            cell.get([&] {
+                if (++made < 3) nullWrite();
+                return made;
+            });
+            nullWrite();
+        }));
     });
-    threads.emplace_back([] {
-        for (int i = 0; i < 300; ++i)
-            ASSERT_NE('{', getNetCardMessage()[0]);
-    });
-    threads.emplace_back([&] {
-        for (int i = 0; i < 300; ++i)
-            ASSERT_EQ(kAccessViolation, trap->run([&] {
-                cell.get([&] {
-                    if (++made < 3) nullWrite();
-                    return made;
-                });
-                nullWrite();
-            }));
-    });
-    threads.emplace_back([&] {
-        for (int i = 0; i < 300; ++i)
-            ASSERT_EQ(0u, trap->run([&] { std::this_thread::yield(); }));
-    });
+    start([&] { ASSERT_EQ(0u, trap->run([] { std::this_thread::yield(); })); });
     for (std::thread& thread : threads)
         thread.join();
     EXPECT_EQ(3, cell.get([] { return 0; }));

@@ -17,7 +17,6 @@ namespace fs = std::filesystem;
 
 class LogFile : public ::testing::Test {
   protected:
-    void SetUp() override { fs::remove_all(folder_); }
     void TearDown() override { fs::remove_all(folder_); }
 
     std::vector<std::string> lines() const {

@@ -4,12 +4,10 @@
 // The input: how a command ended, then the files, each behind its length.
 
 #include "Answering.h"
-#include "disk_engine/CAtaSmart.h"
 #include "log/Logger.h"
 #include "log/log.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "platform/linux/ScsiGeneric.h"
-#include "state/ProcessState.h"
 
 #include <filesystem>
 #include <fstream>

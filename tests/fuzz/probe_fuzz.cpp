@@ -5,7 +5,6 @@
 // blocks.
 
 #include "Answering.h"
-#include "disk_engine/CAtaSmart.h"
 #include "disk_engine/Interpretation.h"
 
 #include <array>

@@ -4,11 +4,9 @@
 // The input: the arguments of the search, then what each request takes in turn.
 
 #include "Answering.h"
-#include "disk_engine/CAtaSmart.h"
 #include "log/Logger.h"
 #include "log/log.h"
 #include "platform/servers/ManagementRows.h"
-#include "state/ProcessState.h"
 
 #include <bit>
 #include <set>

@@ -40,6 +40,10 @@ class Tree {
         std::filesystem::create_directories((root_ / path).parent_path());
         std::filesystem::create_symlink(target, root_ / path);
     }
+    std::string content(const std::string& path) const {
+        std::ifstream file(root_ / path);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
     void remove(const std::string& path) const { std::filesystem::remove_all(root_ / path); }
     std::string root() const { return std::filesystem::absolute(root_).string(); }
 

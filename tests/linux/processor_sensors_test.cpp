@@ -295,10 +295,7 @@ class AmdTree : public ProcessorTree {
         for (const auto& [label, milli] : sensors)
             sensor(folder, next++, label, milli);
     }
-    std::string rootComplex() const {
-        std::ifstream file(tree.root() + "/sys/bus/pci/devices/0000:00:00.0/config");
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
+    std::string rootComplex() const { return tree.content("sys/bus/pci/devices/0000:00:00.0/config"); }
 };
 
 TEST_F(AmdTree, TheControlTemperatureInEachFamilysRegister) {

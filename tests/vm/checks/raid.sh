@@ -2,7 +2,8 @@
 # machines: raid
 # shellcheck shell=sh
 
-wait_for 240 [ -e /sys/block/sdb ]
+both_are_there() { [ "$(echo /sys/block/sd* | wc -w)" = 2 ]; }
+wait_for 240 both_are_there
 
 # requests: how many requests reach the firmware in a search for drives.
 requests() {
