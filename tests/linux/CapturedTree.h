@@ -53,6 +53,13 @@ class Tree {
 
 /// A tree in use as the running system, whose files may come later.
 class TreeInUse : public Tree {
+  public:
+    explicit TreeInUse(std::initializer_list<const char*> captured = {}) {
+        for (const char* name : captured)
+            capture(name);
+    }
+
+  private:
     platform::LinuxPlatform system_{root()};
     InUse inUse_{system_};
 };

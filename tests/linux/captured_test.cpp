@@ -42,8 +42,7 @@ TEST(LinuxBattery, OneReportADriver) {
                   R"("voltage":3900})"},
     };
     for (const auto& [name, report] : reports) {
-        TreeInUse tree;
-        tree.capture(name);
+        TreeInUse tree({name});
         ASSERT_EQ(1, initBattery()) << name;
         EXPECT_STREQ(report, getBatteryAllMessage(0)) << name;
     }
@@ -79,8 +78,7 @@ TEST(LinuxBattery, FilesThatAreGoneBrokenOrOfAnotherKind) {
     };
     for (const auto& [captured, files, part] : cases) {
         SCOPED_TRACE(files[0].first + " " + part);
-        TreeInUse tree;
-        tree.capture(captured);
+        TreeInUse tree({captured});
         for (const auto& [name, content] : files) {
             const bool alone = name.find('/') == name.npos;
             const std::string file = kSupplies + (alone ? batteries.at(captured) : "") + name;
@@ -95,8 +93,7 @@ TEST(LinuxBattery, FilesThatAreGoneBrokenOrOfAnotherKind) {
 TEST(LinuxBattery, NamesAreCutToWhatAnUpdateHolds) {
     const std::string wide(300, 'n');
     const std::string battery = kSupplies + std::string("BAT0/");
-    TreeInUse tree;
-    tree.capture(kLaptop);
+    TreeInUse tree({kLaptop});
     for (const char* file : {"model_name", "manufacturer", "serial_number"})
         tree.file(battery + file, "é" + wide + "\n");
     ASSERT_EQ(1, initBattery());
@@ -109,9 +106,7 @@ TEST(LinuxBattery, NamesAreCutToWhatAnUpdateHolds) {
 }
 
 TEST(LinuxBattery, ABatteryThatIsPulledLeavesItsIndexToTheNext) {
-    TreeInUse tree;
-    tree.capture(kLaptop);
-    tree.capture(kTablet);
+    TreeInUse tree({kLaptop, kTablet});
     ASSERT_EQ(2, initBattery());
     tree.remove(std::string(kSupplies) + "BAT0");
     EXPECT_THAT(getBatteryAllMessage(0), HasSubstr(R"("power":4680,)"));
@@ -161,9 +156,7 @@ TEST(LinuxLists, OnesThatCannotBeReadFailWithTheReasonAndAreTriedAgain) {
 #endif
     const std::string card = "sys/class/drm/card0/device/";
     const std::string radio = "sys/class/net/wlp0/device";
-    TreeInUse tree;
-    tree.capture(kLaptop);
-    tree.capture("cards-behind-a-bridge-with-wireless-and-usb.tree");
+    TreeInUse tree({kLaptop, "cards-behind-a-bridge-with-wireless-and-usb.tree"});
     tree.file("proc/net/dev",
               "  eth0: 1 0 0 0 0 0 0 0 1 0 0 0 0 0 0 0\n  wlp0: 1 0 0 0 0 0 0 0 1 0 0 0 0 0 0 0\n");
     tree.file(card + "uevent", "DRIVER=amdgpu\nPCI_SLOT_NAME=0000:0a:00.0\n");
