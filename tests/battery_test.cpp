@@ -74,6 +74,7 @@ TEST(BatteryReader, WhatABatteryMustAnswerToBeListed) {
         {R"("answers": {"2": "01 02"})", 0, "error code: 13"},
         {R"("answers": {"7": ")" + full + R"("})", 1, "not supported"},
         {R"("answers": {"7": ")" + full + R"(44"})", 0, "error code: 122"},
+        {R"("capabilities": 0)", 0, ""}, // no battery
         {R"("tag": 0)", 0, "IOCTL_BATTERY_QUERY_TAG failed: error code: 2"},
     };
     for (const auto& [overrides, count, line] : cases) {
@@ -81,12 +82,10 @@ TEST(BatteryReader, WhatABatteryMustAnswerToBeListed) {
         TestMachine machine(machineWith("," + overrides));
         const CapturedLog log{&batteryLogger};
         EXPECT_EQ(count, initBattery());
-        EXPECT_THAT(log.lines(spdlog::level::warn), Contains(HasSubstr(line)));
+        const auto lines = log.lines(spdlog::level::warn);
+        EXPECT_THAT(fmt::format("{}", fmt::join(lines, "|")), HasSubstr(line));
+        EXPECT_EQ(line.empty(), lines.empty());
     }
-    TestMachine ups(machineWith(R"(, "capabilities": 0)"));
-    const CapturedLog log{&batteryLogger};
-    EXPECT_EQ(0, initBattery());
-    EXPECT_THAT(log.lines(spdlog::level::warn), IsEmpty());
 }
 
 TEST(BatteryReader, RequestsOfAnEnumeration) {

@@ -302,12 +302,11 @@ TEST(AddDiskNvme, WhatRefusesARecord) {
 
 // ---- The link of a controller
 
-const std::string kLinkedDrive = R"("number": 0, "pnpDeviceId": "SCSI\\DISK&VEN_NVME\\4&1")";
-
 /// On a machine with a drive of these keys, and what else stands in its file.
 std::string linkOn(const std::string& keys, const std::string& more = "", const std::string& fault = "") {
-    TestMachine machine(
-        fmt::format(R"({{"name": "m", "drives": [{{{}, {}}}]{}}})", kLinkedDrive, keys, more));
+    TestMachine machine(fmt::format(
+        R"({{"name": "m", "drives": [{{"number": 0, "pnpDeviceId": "SCSI\\DISK&VEN_NVME\\4&1", {}}}]{}}})",
+        keys, more));
     machine->managementData().initialize();
     if (!fault.empty()) machine->requests().plan({fault, 0, platform::kModuleNotFound});
     const PcieLink link = GetPcieLink(0);

@@ -262,7 +262,6 @@ TEST(DriveReadings, NvmePage) {
 
 // ---- The standard logs of ATA drives: what is sent on each path, when nothing is, and bad answers
 
-constexpr std::int64_t kSecond = 1'000'000'000;
 constexpr const char* kStatistics = R"("deviceStatistics": {"powerOnHours": 300, "percentageUsed": 4})";
 constexpr const char* kRaidPorts = R"(, "raidPorts": [{"port": 2, "csmi": {}, "megaRaid": {}}])";
 

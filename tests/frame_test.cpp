@@ -22,8 +22,6 @@
 namespace orv::test {
 namespace {
 
-constexpr char kPlain[] = R"({"name": "plain", "memory": {"totalPhys": 1000, "availPhys": 620}})";
-
 TEST(Text, WhatCannotBeConvertedIsReplaced) {
     const std::wstring lone = {L'a', static_cast<wchar_t>(0xD800), L'b'};
     EXPECT_EQ("a\xEF\xBF\xBD"
@@ -33,7 +31,7 @@ TEST(Text, WhatCannotBeConvertedIsReplaced) {
 }
 
 TEST(Frame, LastErrorIsEmptyAtFirstAndKeptBySuccesses) {
-    TestMachine machine(kPlain);
+    TestMachine machine(R"({"name": "plain", "memory": {"totalPhys": 1000, "availPhys": 620}})");
     EXPECT_STREQ("", getLastError());
     machine->requests().plan({"memoryStatus", 1, 5, 0});
     EXPECT_EQ(-1, getMemoryLoad());

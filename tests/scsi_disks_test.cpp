@@ -213,12 +213,11 @@ TEST(ScsiDisks, IsAskedByTheseBytesAndWhatItRefusesOnce) {
     EXPECT_THAT(disks.commands(), ElementsAre("28=12 32=fc", "28=120180 32=fc", "28=03 32=fc",
                                               "28=4d 30=4d 36=fc", "28=4d 30=6f 36=fc"));
 
-    constexpr std::int64_t second = 1'000'000'000;
-    disks.on.machine->machineClock().sleepNs(2 * second);
-    EXPECT_THAT(disks.read(3 * second), ElementsAre(line));
+    disks.on.machine->machineClock().sleepNs(2 * kSecond);
+    EXPECT_THAT(disks.read(3 * kSecond), ElementsAre(line));
     EXPECT_THAT(disks.commands(), IsEmpty()) << "it was asked two seconds ago";
-    disks.on.machine->machineClock().sleepNs(second);
-    disks.read(3 * second);
+    disks.on.machine->machineClock().sleepNs(kSecond);
+    disks.read(3 * kSecond);
     EXPECT_EQ(5U, disks.commands().size());
 }
 
@@ -262,7 +261,7 @@ TEST(ScsiDisks, DisksThatRefuseOrFail) {
         SCOPED_TRACE(row.drive);
         ReadDisks disks(row.drive);
         EXPECT_EQ(row.first, disks.read());
-        disks.on.machine->machineClock().sleepNs(1'000'000'000);
+        disks.on.machine->machineClock().sleepNs(kSecond);
         EXPECT_EQ(row.second, disks.read());
     }
     ReadDisks closed(scsiDrive(keys, R"(, "openError": 5)"));

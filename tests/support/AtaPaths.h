@@ -8,8 +8,6 @@ namespace orv::test {
 
 using Bytes = std::vector<std::byte>;
 
-inline constexpr std::int64_t kSecond = 1'000'000'000;
-
 /// Blocks of drives: bytes that tell which block it is.
 inline std::string block(unsigned byte, std::size_t bytes = 512) {
     return hexOf(std::vector(bytes, static_cast<std::uint8_t>(byte)));

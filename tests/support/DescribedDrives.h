@@ -14,6 +14,8 @@
 
 namespace orv::test {
 
+inline constexpr std::int64_t kSecond = 1'000'000'000; // ns
+
 using Lines = std::vector<std::string>;
 using Labels = std::vector<std::wstring>;
 
