@@ -257,7 +257,8 @@ TEST(SpdDDR4, CyclesAreThoseOfWholePicoseconds) {
                               cycles(ps((times[2] & 15) * 256u + times[3], 0))),
                   parseDDR4TimingBySPD(spdOf(512, {{18, clock}, {20, {0x80}}, {25, times}, {121, fine}})));
     }
-    for (const Bytes& noClock : {Bytes{0, 0}, Bytes{1, 0x83}}) // and one that a correction takes
+    for (const Bytes& noClock :
+         {Bytes{0, 0}, Bytes{1, 0x83}, Bytes{1, 0x82}}) // and one that a correction takes
         EXPECT_EQ(L"00-00-00-00",
                   parseDDR4TimingBySPD(
                       spdOf(512, {{18, {noClock[0]}}, {20, {1}}, {25, {0x6E}}, {125, {noClock[1]}}})));
