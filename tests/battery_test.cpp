@@ -1,21 +1,13 @@
 #include "battery/BatteryReport.h"
-#include "log/log.h"
-#include "orvane/hwprobe.h"
 #include "platform/text.h"
 #include "support/CapturedLog.h"
 #include "support/TestMachine.h"
 
 #include <fmt/xchar.h>
-#include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
 namespace orv::test {
 namespace {
-
-using ::testing::Contains;
-using ::testing::ElementsAre;
-using ::testing::EndsWith;
-using ::testing::HasSubstr;
 
 /// A machine with one battery that answers every level, changed by `overrides`, and more entries behind it.
 std::string machineWith(const std::string& overrides, const std::string& more = "") {
@@ -82,6 +74,7 @@ TEST(BatteryReader, WhatABatteryMustAnswerToBeListed) {
         {R"("answers": {"2": "01 02"})", 0, "error code: 13"},
         {R"("answers": {"7": ")" + full + R"("})", 1, "not supported"},
         {R"("answers": {"7": ")" + full + R"(44"})", 0, "error code: 122"},
+        {R"("capabilities": 0)", 0, ""}, // no battery
         {R"("tag": 0)", 0, "IOCTL_BATTERY_QUERY_TAG failed: error code: 2"},
     };
     for (const auto& [overrides, count, line] : cases) {
@@ -89,17 +82,14 @@ TEST(BatteryReader, WhatABatteryMustAnswerToBeListed) {
         TestMachine machine(machineWith("," + overrides));
         const CapturedLog log{&batteryLogger};
         EXPECT_EQ(count, initBattery());
-        EXPECT_THAT(log.lines(spdlog::level::warn), Contains(HasSubstr(line)));
+        const auto lines = log.lines(spdlog::level::warn);
+        EXPECT_THAT(fmt::format("{}", fmt::join(lines, "|")), HasSubstr(line));
+        EXPECT_EQ(line.empty(), lines.empty());
     }
-    TestMachine ups(machineWith(R"(, "capabilities": 0)"));
-    const CapturedLog log{&batteryLogger};
-    EXPECT_EQ(0, initBattery());
-    EXPECT_THAT(log.lines(spdlog::level::warn), ::testing::IsEmpty());
 }
 
 TEST(BatteryReader, RequestsOfAnEnumeration) {
     TestMachine machine(machineWith(kTold));
-    machine->requests().keepRecord(true);
     ASSERT_EQ(1, initBattery());
     const auto query = [](int room, int level) {
         return fmt::format("deviceControl battery0 0x294044 out {} in 01 00 00 00 0{} 00 00 00 00 00 00 00",

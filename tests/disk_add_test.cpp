@@ -1,16 +1,14 @@
-// From an identify block to the record in the list: the SMART reads of each path, drives met twice, and what
-// refuses a record.
+// From an identify block to the record in the list: SMART reads of each path, drives met twice, refusals.
 
+#include "disk_engine/paths/PcieLink.h"
 #include "support/DescribedDrives.h"
-
-#include <gmock/gmock.h>
 
 namespace orv::test {
 namespace {
 
-using ::testing::ElementsAre, ::testing::IsEmpty;
-
 constexpr int kMaster = 0xA0;
+const std::string kController = R"("controllerId": "PCI\\VEN_144D&DEV_A808\\3&2")";
+const std::string kLink = R"("link": {"maxSpeed": 4, "maxWidth": 4, "currentSpeed": 3, "currentWidth": 2})";
 constexpr const wchar_t* kSameBlocks = L"asi.SmartReadData == asi.SmartReadThreshold";
 
 DriveAddress addressOf(std::uint32_t commandType) {
@@ -71,8 +69,10 @@ TEST(AddDisk, TheSmartReadsOfAPath) {
         std::wstring labels;
         int enabled, correct, thresholds;
         std::string smart = smartKeys(kSomeAttributes);
+        bool indilinx = false; ///< the one maker of whose SSDs one block for both is right
     };
     const std::string oneBlock = oneBlockOf(kSomeAttributes);
+    const std::string indilinx = oneBlockOf({{1}, {9}, {12}, {184}, {195}, {196}, {.id = 194, .raw = 35}});
     // clang-format off
     const Row rows[] = {
         {PD, physical, "", L"1|1A", 1, 1, 1},
@@ -82,6 +82,7 @@ TEST(AddDisk, TheSmartReadsOfAPath) {
         {PD, physical, twice(error), L"1|1A|2|2A", 0, 0, 0}, // a scratch read that fails ends its attempt
         {PD, physical, answers(answer(physical, "smart", error)), L"1|2|" + same, 0, 0, 0},
         {PD, physical, "", L"1|1A|" + same, 0, 0, 0, oneBlock},
+        {PD, physical, "", L"1|1A", 1, 1, 1, indilinx, true},
         {CMD_TYPE_SCSI_MINIPORT, R"("scsiDisk")", kAtPort, L"", 1, 1, 1, oneBlock}, // no other path has that test
         {SI, both, "", si + L"|2", 1, 1, 1},
         {SI, both, answers(nth(silicon, 2, fewer)), si + L"|" + otherCount, 1, 0, 0},
@@ -94,7 +95,7 @@ TEST(AddDisk, TheSmartReadsOfAPath) {
     for (const Row& row : rows) {
         SCOPED_TRACE(&row - rows);
         DriveOnMachine drive(ataDrive(row.paths, kMaster, row.more, smartIdentify(), row.smart));
-        ASSERT_TRUE(add(drive, row.type));
+        ASSERT_TRUE(add(drive, row.type, smartIdentify({{217, row.indilinx ? 1 : 0}})));
         EXPECT_EQ(row.labels, labelsOf(drive));
         const AtaSmartInfo& asi = drive.engine->vars.at(0);
         EXPECT_THAT(
@@ -103,18 +104,14 @@ TEST(AddDisk, TheSmartReadsOfAPath) {
         const DriveAnswering& answering = asi.answering;
         EXPECT_THAT((std::array{answering.answers, answering.lastAnswerNs >= 0,
                                 answering.failure == platform::kSuccess}),
-                    testing::Each(row.correct != 0));
-        EXPECT_EQ(asi.AttributeCount ? L"Smart" : L"", asi.SmartKeyName) << "classified with its attributes";
-        EXPECT_TRUE(!row.thresholds || asi.Threshold[0].ThresholdId == 5);
+                    Each(row.correct != 0));
+        EXPECT_EQ(row.indilinx         ? L"SmartIndilinx"
+                  : asi.AttributeCount ? L"Smart"
+                                       : L"",
+                  asi.SmartKeyName)
+            << "classified with its attributes";
+        EXPECT_TRUE(!row.thresholds || row.indilinx || asi.Threshold[0].ThresholdId == 5);
     }
-}
-
-TEST(AddDisk, OneBlockForBothIsRightForOneMaker) {
-    const std::string indilinx = oneBlockOf({{1}, {9}, {12}, {184}, {195}, {196}});
-    DriveOnMachine drive(ataDrive(R"("ataPassThrough")", kMaster, "", smartIdentify(), indilinx));
-    ASSERT_TRUE(add(drive, CMD_TYPE_PHYSICAL_DRIVE, smartIdentify({{217, 1}})));
-    EXPECT_EQ(L"SmartIndilinx", drive.engine->vars.at(0).SmartKeyName);
-    EXPECT_EQ(1, drive.engine->vars[0].IsSmartEnabled);
 }
 
 TEST(AddDisk, WhichDrivesAreRead) {
@@ -235,27 +232,21 @@ bool addNvme(DriveOnMachine& drive, std::uint32_t type, const std::uint32_t* siz
     return drive.engine->AddDiskNVMe(addressOf(type), block, size);
 }
 
-TEST(AddDiskNvme, HealthAndSize) {
-    for (const auto& [kelvin, used, celsius, life] :
-         {std::tuple(0, 0, kNoTemperature, 100), {373, 120, 100, 0}, {374, 99, kNoTemperature, 1}}) {
-        DriveOnMachine drive(nvmeDrive(R"("storageQuery")", "", nvmeIdentifyOf(),
-                                       static_cast<std::uint16_t>(kelvin), static_cast<std::uint8_t>(used)));
+TEST(AddDiskNvme, HealthSizeAndTheLinkOfItsController) {
+    const std::string linked = R"(, "pnpDeviceId": "SCSI\\DISK", )" + kController + ", " + kLink;
+    const std::tuple<std::string, std::uint16_t, std::uint8_t, int, int, std::wstring> rows[] = {
+        {"", 0, 0, kNoTemperature, 100, L"--------"},
+        {linked, 373, 120, 100, 0, L"PCIe 4.0 x4PCIe 3.0 x2"},
+        {"", 374, 99, kNoTemperature, 1, L"--------"}};
+    for (const auto& [more, kelvin, used, celsius, life, modes] : rows) {
+        DriveOnMachine drive(nvmeDrive(R"("storageQuery")", more, nvmeIdentifyOf(), kelvin, used));
         const std::uint32_t size = 1024;
         ASSERT_TRUE(addNvme(drive, CMD_TYPE_NVME_STORAGE_QUERY, kelvin ? &size : nullptr));
         const AtaSmartInfo& asi = drive.engine->vars.at(0);
         EXPECT_THAT((std::array{asi.Temperature, asi.Life, static_cast<int>(asi.TotalDiskSize)}),
                     ElementsAre(celsius, life, kelvin ? 1024 : 0));
-        EXPECT_EQ(L"--------", asi.MaxTransferMode + asi.CurrentTransferMode);
+        EXPECT_EQ(modes, asi.MaxTransferMode + asi.CurrentTransferMode);
     }
-}
-
-TEST(AddDiskNvme, TheLinkOfItsController) {
-    DriveOnMachine drive(nvmeDrive(
-        R"("storageQuery")", R"(, "pnpDeviceId": "SCSI\\DISK", "controllerId": "PCI\\VEN_1", "link": )"
-                             R"({"maxSpeed": 4, "maxWidth": 4, "currentSpeed": 3, "currentWidth": 2})"));
-    ASSERT_TRUE(addNvme(drive, CMD_TYPE_NVME_STORAGE_QUERY));
-    EXPECT_EQ(L"PCIe 4.0 x4", drive.engine->vars.at(0).MaxTransferMode);
-    EXPECT_EQ(L"PCIe 3.0 x2", drive.engine->vars.at(0).CurrentTransferMode);
 }
 
 TEST(AddDiskNvme, AFailedHealthReadLeavesTheRecordAsItWas) {
@@ -312,14 +303,11 @@ TEST(AddDiskNvme, WhatRefusesARecord) {
 
 // ---- The link of a controller
 
-const std::string kLinkedDrive = R"("number": 0, "pnpDeviceId": "SCSI\\DISK&VEN_NVME\\4&1")";
-const std::string kController = R"("controllerId": "PCI\\VEN_144D&DEV_A808\\3&2")";
-const std::string kLink = R"("link": {"maxSpeed": 4, "maxWidth": 4, "currentSpeed": 3, "currentWidth": 2})";
-
 /// On a machine with a drive of these keys, and what else stands in its file.
 std::string linkOn(const std::string& keys, const std::string& more = "", const std::string& fault = "") {
-    TestMachine machine(
-        fmt::format(R"({{"name": "m", "drives": [{{{}, {}}}]{}}})", kLinkedDrive, keys, more));
+    TestMachine machine(fmt::format(
+        R"({{"name": "m", "drives": [{{"number": 0, "pnpDeviceId": "SCSI\\DISK&VEN_NVME\\4&1", {}}}]{}}})",
+        keys, more));
     machine->managementData().initialize();
     if (!fault.empty()) machine->requests().plan({fault, 0, platform::kModuleNotFound});
     const PcieLink link = GetPcieLink(0);

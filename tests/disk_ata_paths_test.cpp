@@ -3,8 +3,6 @@
 namespace orv::test {
 namespace {
 
-using ::testing::Each, ::testing::ElementsAre, ::testing::IsEmpty;
-
 constexpr const char* kDisabled = R"("smartEnabled": false)";
 
 TEST(DiskAtaPathsTest, EachSendsItsOwnBlocks) {
@@ -32,8 +30,8 @@ TEST(DiskAtaPathsTest, ThePhysicalDriveFallsBackOnTheSmartCodes) {
         EXPECT_TRUE(path.ask(operation));
         EXPECT_EQ(path.trace.at(0), path.trace.at(1) + L" (ATA_PASS_THROUGH)");
         ASSERT_EQ(4U, path.record().size());
-        EXPECT_THAT(path.record()[1], testing::StartsWith("PhysicalDrive0 0x4d02c "));
-        EXPECT_THAT(path.record()[3], testing::StartsWith("PhysicalDrive0 0x7c08"));
+        EXPECT_THAT(path.record()[1], StartsWith("PhysicalDrive0 0x4d02c "));
+        EXPECT_THAT(path.record()[3], StartsWith("PhysicalDrive0 0x7c08"));
     }
     path.machine->requests().plan({"openDevice", 0, platform::kAccessDenied, 0});
     EXPECT_FALSE(path.ask(identify));
@@ -114,8 +112,8 @@ TEST(DiskAtaPathsTest, SiliconImageByItsPortOrItsName) {
     EXPECT_THAT(port.blockOf(identify), Each(1));
 
     const std::string address = R"({"port": 9, "device": "\\Device\\Scsi\\SI31121", "path": 1})";
-    AtaPath named(fmt::format(R"({{"scsiAddress": {}, "paths": ["siliconImage"], {}}})", address,
-                              platform::drives::ataBlocks()));
+    AtaPath named(
+        fmt::format(R"({{"scsiAddress": {}, "paths": ["siliconImage"], {}}})", address, ataBlocks()));
     EXPECT_TRUE(ask(named, 3512));
     EXPECT_THAT(named.record(),
                 ElementsAre(kOpenPort, R"(defineDosDevice tempBusSil3112 \Device\Scsi\SI31121)",

@@ -1,19 +1,11 @@
 // The five disk exports and the engine's refresh behind them, as a host meets them over time.
 
 #include "disk/DiskReport.h"
-#include "orvane/hwprobe.h"
 #include "state/ProcessState.h"
 #include "support/DescribedDrives.h"
 
-#include <gmock/gmock.h>
-
 namespace orv::test {
 namespace {
-
-using ::testing::ElementsAre, ::testing::EndsWith, ::testing::HasSubstr, ::testing::IsEmpty,
-    ::testing::StartsWith;
-
-constexpr std::int64_t kMillisecond = 1'000'000;
 
 std::string smartAt(int degrees) {
     return smartKeys({{.id = 5}, {.id = 194, .raw = static_cast<std::uint64_t>(degrees)}});
@@ -39,8 +31,8 @@ TEST(DiskExports, TwoDrivesOverTime) {
     EXPECT_EQ(-1.0, getDiskTemperature(0)) << "nothing has looked for drives";
     EXPECT_STREQ(R"({"error": "invalid vector subscript"})", getDiskReadWriteSpeed(0));
     ASSERT_EQ(2, initDisk());
-    machine->requests().keepRecord(true);
-    wait(machine, 5'000 * kMillisecond - 100);
+    machine->requests().clearRecord();
+    wait(machine, 5 * kSecond - 100);
     EXPECT_EQ(2, initDisk());
     EXPECT_STREQ(R"([{"SN":"S1","type":"HDD"},{"SN":"S2","type":"SSD"}])", getAllDiskType());
     EXPECT_EQ(35.0, getDiskTemperature(0));
@@ -56,14 +48,14 @@ TEST(DiskExports, TwoDrivesOverTime) {
                 ElementsAre("openDevice \\\\.\\PhysicalDrive1 attributes 0x0", HasSubstr("deviceControl")));
 
     EXPECT_STREQ(R"({"write": 2048.000000, "read": 1000.000000})", getDiskReadWriteSpeed(0));
-    wait(machine, kMillisecond * 2 / 5);
+    wait(machine, 400'000);
     EXPECT_THAT(getDiskReadWriteSpeed(0), EndsWith(R"(: GetReadWriteSpeed failed. The interval is 0"})"));
-    wait(machine, kMillisecond * 8 / 5);
+    wait(machine, 1'600'000);
     EXPECT_STREQ(R"({"write": 2048.000000, "read": 1000.000000})", getDiskReadWriteSpeed(0))
         << "the sample that failed is none";
-    wait(machine, 5'000 * kMillisecond);
+    wait(machine, 5 * kSecond);
     EXPECT_EQ(51.0, getDiskTemperature(0));
-    wait(machine, 10'000 * kMillisecond);
+    wait(machine, 10 * kSecond);
     EXPECT_EQ(51.0, getDiskTemperature(0)) << "it is pulled out";
     EXPECT_STREQ(R"([{"SN":"S1","type":"HDD"},{"SN":"S2","type":"SSD"}])", getAllDiskType());
     EXPECT_THAT(getDiskReadWriteSpeed(0), EndsWith(R"(: CreateFileA failed"})"));
@@ -72,7 +64,7 @@ TEST(DiskExports, TwoDrivesOverTime) {
 TEST(DiskExports, AFailedRefreshIsTriedAgainByTheNextCall) {
     MachineWith machine(hardDisk(changedAt("4", smartAt(50))));
     ASSERT_EQ(1, initDisk());
-    wait(machine, 6'000 * kMillisecond);
+    wait(machine, 6 * kSecond);
     auto drives = std::exchange(processWide<CAtaSmart>().vars, {});
     EXPECT_EQ(-1.0, getDiskTemperature(0));
     EXPECT_STREQ(R"({"error":"index out of range"})", getAllDiskType());
@@ -117,10 +109,10 @@ TEST(DiskExports, TheFirstDriveWithTheSystemsLetterIsTheSystemDrive) {
     ASSERT_EQ(35.0, getDiskTemperature(0)) << "it has made the list";
     auto& drives = processWide<CAtaSmart>().vars;
     drives[0].DriveLetterMap = drives[1].DriveLetterMap = 1 << 2;
-    wait(machine, 6'000 * kMillisecond);
+    wait(machine, 6 * kSecond);
     EXPECT_STREQ(R"({"code":1,"diskName":"ACME Disk"})", getDiskNameWhichOsInstalled());
     drives[0].DriveLetterMap = 1 << 3;
-    wait(machine, 6'000 * kMillisecond);
+    wait(machine, 6 * kSecond);
     EXPECT_STREQ(R"({"code":1,"diskName":"ACME NV"})", getDiskNameWhichOsInstalled());
 }
 
@@ -129,7 +121,6 @@ TEST(DiskExports, EachStartOfComIsGivenBack) {
     for (const platform::ErrorCode started : {platform::kSuccess, platform::kComFalse, otherModel}) {
         MachineWith machine(hardDisk());
         machine->requests().plan({"initializeCom", 1, started, 0});
-        machine->requests().keepRecord(true);
         ASSERT_EQ(1, initDisk());
         EXPECT_EQ(started == otherModel ? 0 : 1,
                   std::ranges::count(machine->requests().record(), "uninitializeCom"));
@@ -150,7 +141,7 @@ TEST(DiskExports, ASearchWithoutDescriptorsIsRunAnew) {
         EXPECT_STREQ("too many open files", getLastError());
         ASSERT_EQ(1, initDisk());
         // With the list there, the drive does not answer, as after any failure.
-        wait(machine, 6'000 * kMillisecond);
+        wait(machine, 6 * kSecond);
         machine->requests().plan({"openDevice", 0, platform::kTooManyOpenFiles});
         EXPECT_EQ(35.0, getDiskTemperature(0));
         EXPECT_EQ(platform::kTooManyOpenFiles, processWide<CAtaSmart>().vars[0].answering.failure);
@@ -175,17 +166,15 @@ TEST(UpdateSmartInfo, WakesWhatMaySleepAndKeepsWhatItHasAfterAFailure) {
         on.engine->UseStandardPaths();
         ASSERT_TRUE(on.engine->SearchPhysicalDrive(1));
         const AtaSmartInfo before = on.engine->vars[0];
-        wait(on.machine, 2'000 * kMillisecond);
-        on.machine->requests().keepRecord(true);
+        wait(on.machine, 2 * kSecond);
+        on.machine->requests().clearRecord();
         on.engine->UpdateSmartInfo(0);
         const AtaSmartInfo& now = on.engine->vars[0];
         const bool newer = now.answering.lastAnswerNs > before.answering.lastAnswerNs;
         EXPECT_EQ(std::tuple(degrees, before.AttributeCount, degrees == 50, degrees == 50, failure),
                   std::tuple(now.Temperature, now.AttributeCount, now.answering.answers, newer,
                              now.answering.failure));
-        EXPECT_EQ(wakeUps, std::ranges::count_if(on.machine->requests().record(), [](const auto& line) {
-                      return line.starts_with("deviceRead");
-                  }));
+        EXPECT_EQ(wakeUps, std::ssize(on.machine.asked("deviceRead")));
         on.machine->requests().clearRecord();
         on.engine->vars[0].IsSmartCorrect = 0;
         on.engine->UpdateSmartInfo(0);
@@ -207,12 +196,12 @@ TEST(UpdateSmartInfo, AnNvmePageIsBelievedUpToTwoHundredDegrees) {
     ASSERT_TRUE(on.engine->SearchPhysicalDrive(1));
     AtaSmartInfo& asi = on.engine->vars[0];
     for (const auto& [degrees, life] : {std::pair(200, 0), std::pair(kNoTemperature, 97)}) {
-        wait(on.machine, 1'000 * kMillisecond);
+        wait(on.machine, 1 * kSecond);
         on.engine->UpdateSmartInfo(0);
         EXPECT_EQ(std::pair(degrees, life), std::pair(asi.Temperature, asi.Life));
         EXPECT_EQ(100 - life, asi.Attribute[4].RawValue[0]);
     }
-    wait(on.machine, 1'000 * kMillisecond);
+    wait(on.machine, 1 * kSecond);
     asi.Attribute[4] = {};
     asi.DiskStatus = DISK_STATUS_BAD;
     on.engine->UpdateSmartInfo(0);
@@ -220,7 +209,7 @@ TEST(UpdateSmartInfo, AnNvmePageIsBelievedUpToTwoHundredDegrees) {
     EXPECT_EQ(DISK_STATUS_GOOD, asi.DiskStatus);
     EXPECT_EQ(std::pair(false, platform::kFileNotFound),
               std::pair(asi.answering.answers, asi.answering.failure));
-    wait(on.machine, 1'000 * kMillisecond);
+    wait(on.machine, 1 * kSecond);
     on.engine->UpdateSmartInfo(0);
     EXPECT_TRUE(asi.answering.answers) << "it is back";
 }

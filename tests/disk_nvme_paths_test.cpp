@@ -1,17 +1,11 @@
 #include "disk_engine/paths/NvmePaths.h"
-#include "log/log.h"
 #include "support/CapturedLog.h"
 #include "support/DescribedDrives.h"
-#include "support/RequestText.h"
-
-#include <gmock/gmock.h>
 
 #include <limits>
 
 namespace orv::test {
 namespace {
-
-using ::testing::Each, ::testing::ElementsAreArray, ::testing::HasSubstr;
 
 // ---- What has to be sent
 
@@ -104,7 +98,6 @@ struct Drive : DriveOnMachine {
         : DriveOnMachine(fmt::format(kOnPath, where, path, answers, hexOf(kIdentify), hexOf(kHealth))) {
         identify.fill(kFormer);
         std::fill(std::begin(asi.SmartReadData), std::end(asi.SmartReadData), kFormer);
-        machine->requests().keepRecord(true);
     }
     /// The record of requests as one text, which is begun anew.
     std::string record() {
@@ -246,7 +239,7 @@ TEST(NvmePathsTest, TheMutexIsGivenBackAfterEveryFailure) {
     const PathCase& path = pathCase("jmicronNvme");
     Drive refused(path.path, answer(path.path, "request", R"("error": 1117)"));
     EXPECT_FALSE(refused.identifyBy(path));
-    EXPECT_THAT(refused.record(), ::testing::EndsWith(kGiveMutex));
+    EXPECT_THAT(refused.record(), EndsWith(kGiveMutex));
 
     Drive silent(path.path, answer(path.path, "health", R"("hang": true)"));
     EXPECT_FALSE(silent.healthBy(path));

@@ -6,14 +6,10 @@
 #include "frame/EncodedText.h"
 #include "support/DescribedDrives.h"
 
-#include <gmock/gmock.h>
-
 #include <cstring>
 
 namespace orv::test {
 namespace {
-
-using ::testing::ElementsAre;
 
 TEST(IdentifyWords, Versions) {
     std::wstring texts, version = L"before";
@@ -225,7 +221,6 @@ TEST(DiskEngine, TheJMicronMutexHasThreeWaysAndTracesItsFailures) {
     TestMachine machine(R"({"name": "x"})");
     machine->requests().plan({"CreateMutexForEveryone", 1, 5, 0});
     machine->requests().plan({"OpenMutexW", 1, 2, 0});
-    machine->requests().keepRecord(true);
     std::vector<std::wstring> trace;
     setDebugListener([&](std::wstring_view text) { trace.emplace_back(text); });
     {

@@ -1,16 +1,107 @@
-// The search for drives: what the rows of the management data, the drive numbers and the letters make of
-// them.
+// Sessions of the management data, and the search for drives: what the rows of those data, the drive numbers
+// and the letters make of them.
 
+#include "frame/HWException.h"
 #include "platform/servers/ManagementRows.h"
 #include "support/DescribedDrives.h"
-
-#include <gmock/gmock.h>
+#include "wmi/wmi.h"
 
 namespace orv::test {
 namespace {
 
-using ::testing::Contains, ::testing::ElementsAre, ::testing::ElementsAreArray, ::testing::IsEmpty,
-    ::testing::Not, ::testing::StartsWith;
+using namespace platform;
+
+constexpr const wchar_t* kQuery = L"SELECT * FROM Win32_PhysicalMemory";
+
+class Wmi : public testing::Test {
+  protected:
+    void fail(const char* request, ErrorCode error) { machine->requests().plan({request, 0, error, 0}); }
+
+    TestMachine machine{R"({"name": "m", "management":
+        {"Empty": [], "Win32_PhysicalMemory": [{"A": "x", "N": -5, "B": {"type": 11, "number": 1}}, {"A": "y"}]}})"};
+};
+
+TEST_F(Wmi, StepsInTheirOrder) {
+    {
+        wmi session;
+        EXPECT_TRUE(session.query(kQuery));
+        const auto values = session.get(L"A");
+        ASSERT_EQ(2u, values.size());
+        EXPECT_EQ(L"x", values[0].text);
+        EXPECT_EQ(ManagementType::bstr, values[1].type);
+    }
+    EXPECT_THAT(machine->requests().record(),
+                ElementsAre("initializeCom", "initializeSecurity", "createLocator",
+                            R"(connectServer ROOT\CIMV2)", "setProxyBlanket",
+                            "execQuery SELECT * FROM Win32_PhysicalMemory", "nextRow", "nextRow", "nextRow",
+                            "getColumn A", "getColumn A", "uninitializeCom"));
+}
+
+TEST_F(Wmi, FailedStepsEndTheSessionWithTheirCode) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"initializeSecurity", "CoInitializeSecurity failed, error code: 2147942405 message: "},
+        {"connectServer", "ConnectServer failed: error code: 2147942405 message: "},
+        {"setProxyBlanket", "CoSetProxyBlanket failed: error code: 2147942405 message: "},
+    };
+    for (const auto& [request, text] : cases) {
+        machine->requests().clearFaults();
+        fail(request, 0x80070005);
+        EXPECT_THAT([] { wmi session; }, testing::ThrowsMessage<HWException>(HasSubstr(text))) << request;
+        EXPECT_EQ("uninitializeCom", machine->requests().record().back()) << request;
+    }
+}
+
+// What a host does to COM before: a thread of another model, security that was set already.
+TEST_F(Wmi, AHostWithItsOwnComSettingsGetsASession) {
+    fail("initializeCom", 0x80010106);
+    fail("initializeSecurity", 0x80010119);
+    EXPECT_TRUE(wmi().query(kQuery));
+    EXPECT_THAT(machine->requests().record(), Not(Contains("uninitializeCom")));
+}
+
+TEST_F(Wmi, QueriesThatGiveNothing) {
+    wmi empty;
+    EXPECT_TRUE(empty.query(L"SELECT * FROM Empty"));
+    EXPECT_TRUE(empty.get(L"A").empty());
+
+    wmi failing;
+    EXPECT_FALSE(failing.query(L"SELECT * FROM NoSuchClass"));
+    EXPECT_THROW(failing.get(L"A"), HWException);
+}
+
+TEST(ManagementQueryTest, ReadsSelectionsAndAssociators) {
+    const auto some = readManagementQuery(L"select DeviceName, DriverVersion from X_Y");
+    ASSERT_TRUE(some);
+    const auto rows = selected(*some, {{{L"devicename", bstr(L"a")}, {L"Other", i4(1)}}});
+    EXPECT_THAT(rows, ElementsAre(ElementsAre(testing::Key(L"devicename"))));
+
+    const auto assoc = readManagementQuery(
+        LR"(ASSOCIATORS OF {Win32_SCSIController.DeviceID="PCI\\VEN_1&X"} WHERE AssocClass = Y)");
+    ASSERT_TRUE(assoc && assoc->associators);
+    EXPECT_EQ(L"Win32_SCSIController", assoc->className);
+    EXPECT_EQ(L"DeviceID", assoc->key);
+    EXPECT_TRUE(sameId(LR"(pci\ven_1&x)", assoc->id));
+    EXPECT_EQ(L"AssocClass", assoc->filter);
+    EXPECT_EQ(L"Y", assoc->filterClass);
+
+    const auto disk = readManagementQuery(
+        LR"(associators of {Win32_DiskDrive.DeviceID='\\.\PhysicalDrive0'} where ResultClass=Win32_PnPEntity)");
+    ASSERT_TRUE(disk);
+    EXPECT_TRUE(sameId(LR"(\\\\.\\PhysicalDrive0)", disk->id));
+    EXPECT_FALSE(sameId(LR"(\\.\PhysicalDrive10)", disk->id));
+    EXPECT_EQ(L"Win32_PnPEntity", disk->filterClass);
+}
+
+TEST(ManagementQueryTest, RefusesWhatItDoesNotRead) {
+    for (const wchar_t* wql :
+         {L"", L"SELECT a, FROM X", L"SELECT * FROM X WHERE A = 1", L"ASSOCIATORS OF {X.Id='a\"}",
+          L"ASSOCIATORS OF {X.Id='a'} WHERE", L"ASSOCIATORS OF {X.Id='a'} WHERE AssocClass = Y more"})
+        EXPECT_FALSE(readManagementQuery(wql)) << wql;
+    EXPECT_TRUE(isNamespace(LR"(\\.\root\cimv2)", LR"(ROOT\CIMV2)"));
+    EXPECT_FALSE(isNamespace(LR"(\\other\root\cimv2)", LR"(ROOT\CIMV2)"));
+}
+
+// ---- The search
 
 /// An ATA disk behind a path.
 std::string disk(int number, const std::string& model = "ACME Disk",
@@ -54,9 +145,19 @@ std::string diskRows(const std::string& rows) {
 constexpr char kRemovable[] = R"(, "mediaType": 11)";
 constexpr char kRow[] = R"({"DeviceID": "\\\\.\\PHYSICALDRIVE1", "Model": "ACME Disk")";
 
+std::string volume(const char* letter, const std::string& extents, int type = 3) {
+    return fmt::format(R"({{"letter": "{}", "type": {}, "extents": [{}]}})", letter, type, extents);
+}
+std::string on(int disk, int length = 1000) {
+    return fmt::format(R"({{"disk": {}, "start": 0, "length": {}}})", disk, length);
+}
+
 /// What a row's texts decide: whether the drive is read, on which paths, and what its record says of it.
 TEST(DriveSearch, WhatARowDecides) {
     const std::string usb = R"(, "PNPDeviceID": "usbstor\\disk&x", "InterfaceType": "USB")";
+    // Removable volumes count with a stick that is a drive alone, and none with the letter of a floppy disk.
+    const std::string volumes =
+        R"(, "volumes": [)" + volume("B", on(1), 2) + "," + volume("G", on(1), 2) + "]";
     // The command path, or why there is no record.
     // clang-format off
     const std::tuple<const char*, std::string, std::string, std::uint32_t, std::wstring> cases[] = {
@@ -70,12 +171,14 @@ TEST(DriveSearch, WhatARowDecides) {
     // clang-format on
     for (const auto& [what, drive, row, commandType, text] : cases) {
         SCOPED_TRACE(what);
-        const Searched it(drive, diskRows(R"({"DeviceID": "\\\\.\\PHYSICALDRIVE1", )" + row + "}"));
+        const Searched it(drive, diskRows(R"({"DeviceID": "\\\\.\\PHYSICALDRIVE1", )" + row + "}") + volumes);
         EXPECT_THAT(it.unread(), ElementsAreArray(commandType ? Labels{} : Labels{L"1: " + text}));
         ASSERT_EQ(commandType ? 1u : 0u, it.engine->vars.size());
         if (!commandType) continue;
         EXPECT_EQ(commandType, it.engine->vars[0].CommandType);
         EXPECT_EQ(text, it.engine->vars[0].Interface);
+        EXPECT_EQ(what == std::string_view("a stick with a drive") ? L"G:" : L"",
+                  it.engine->vars[0].DriveMap);
         EXPECT_THAT(it.trace, Contains(L"OK:Check Model Name"));
     }
 }
@@ -235,7 +338,6 @@ TEST(DriveSearch, TheServiceIsStarted) {
     for (const auto& [service, runs, shell, milliseconds] : cases) {
         Searched it({}, fmt::format(R"(, "services": {{"Winmgmt": {{{}}}}}, "management": {{}})", service),
                     false);
-        it.machine->requests().keepRecord(true);
         const std::int64_t start = it.machine->clock().monotonicNs();
         it.search();
         EXPECT_EQ(runs, it.engine->IsWmi != 0) << service;
@@ -247,13 +349,6 @@ TEST(DriveSearch, TheServiceIsStarted) {
                     static_cast<double>(it.machine->clock().monotonicNs() - start) / 1e6, 50)
             << service;
     }
-}
-
-std::string volume(const char* letter, const std::string& extents, int type = 3) {
-    return fmt::format(R"({{"letter": "{}", "type": {}, "extents": [{}]}})", letter, type, extents);
-}
-std::string on(int disk, int length = 1000) {
-    return fmt::format(R"({{"disk": {}, "start": 0, "length": {}}})", disk, length);
 }
 
 TEST(DriveSearch, LettersFiltersAndOrder) {
@@ -292,22 +387,18 @@ TEST(DriveSearch, EachUnlistedDriveHasItsOwnReason) {
         std::string drive = nvmeDrive(R"("storageQuery")", more);
         return drive.replace(drive.find('1'), 1, std::to_string(number));
     };
-    const auto failing = [](const char* path, const char* operation, int error) {
-        return fmt::format(R"(, "answers": [{{"path": "{}", "operation": "{}", "error": {}}}])", path,
-                           operation, error);
-    };
     const std::string plainRow = diskRows(std::string(kRow) + "}");
     const auto scsi = [](const char* vendor, int bus, const std::string& more) {
         return fmt::format(R"({{"number": 1, "paths": ["ataPassThrough"], "model": "M", "firmware": "F",
                            "descriptor": {{"vendor": "{}", "busType": {}}}{}}})",
                            vendor, bus, more);
     };
-    const std::string refused = failing("ataPassThrough", "identify", 1117),
-                      late = failing("ataPassThrough", "identify", 121);
+    const std::string refused = answers("ataPassThrough", R"("operation": "identify", "error": 1117)"),
+                      late = answers("ataPassThrough", R"("operation": "identify", "error": 121)");
     // clang-format off
     const std::tuple<const char*, std::string, std::string, Labels> rows[] = {
         {"a second namespace", nvme(1) + "," + nvme(2), "", {L"2: it has the model and the serial number of drive 1"}},
-        {"an NVMe drive without a health page, and a row that calls it a disk", nvme(1, failing("storageQuery", "health", 121)), plainRow, {L"1: it has no SMART data; it did not answer in time"}},
+        {"an NVMe drive without a health page, and a row that calls it a disk", nvme(1, answers("storageQuery", R"("operation": "health", "error": 121)")), plainRow, {L"1: it has no SMART data; it did not answer in time"}},
         {"a drive that answers late, then not at all", disk(1, "ACME Disk", "ataPassThrough", late), plainRow, {L"1: no command path gives its identify data; it did not answer in time"}},
         {"a SAS disk", scsi("SEAGATE ", 10, refused), plainRow, {L"1: it is a SCSI disk, which has no ATA commands"}},
         {"a SATA disk on a SAS controller", scsi("ATA     ", 10, refused), "", {L"1: no command path"}},
@@ -325,16 +416,6 @@ TEST(DriveSearch, EachUnlistedDriveHasItsOwnReason) {
         for (std::size_t i = 0; i < told.size(); ++i)
             EXPECT_THAT(told[i], StartsWith(unread[i]));
     }
-}
-
-TEST(DriveSearch, ARemovableVolumeCountsWithAStickThatIsADrive) {
-    const std::string volumes =
-        R"(, "volumes": [)" + volume("B", on(1), 2) + "," + volume("G", on(1), 2) + "]";
-    const Searched it(
-        disk(1, "SanDisk Extreme", "sat"),
-        diskRows(R"({"DeviceID": "1", "Model": "SanDisk Extreme USB Device", "InterfaceType": "USB"})") +
-            volumes);
-    EXPECT_EQ(L"G:", it.record().DriveMap);
 }
 
 TEST(DriveSearch, ASecondSearchTellsWhatChanged) {

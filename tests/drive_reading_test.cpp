@@ -4,14 +4,9 @@
 #include "drive_reading/DeviceStatistics.h"
 #include "drive_reading/DriveReading.h"
 #include "support/DescribedDrives.h"
-#include "support/RequestText.h"
-
-#include <gmock/gmock.h>
 
 namespace orv::test {
 namespace {
-
-using ::testing::HasSubstr;
 
 constexpr std::int64_t kGiB = 1 << 30;
 constexpr std::int64_t kNow = 1'764'000'000; // November 2025
@@ -205,8 +200,7 @@ TEST(DriveReadings, StatisticsAreBelievedAsFarAsTheyAreWhole) {
         logOf({{1, {{8, 12}, {16, 3000}, {24, 77}, {40, 99}}}, {5, {{8, 0xF6}}}, {7, {{8, 255}}}});
     EXPECT_EQ(" 12 3000 77 99 255", textOf(good));
     EXPECT_EQ(-10, readDeviceStatistics(good).temperature);
-    // A count that is normalised, not valid, not supported or all ones is none; a percentage may be
-    // normalised.
+    // A count that is normalised, invalid, not supported or all ones is none; a percentage may be normalised.
     EXPECT_EQ(" - - - - 5",
               textOf(logOf({{1, {{8, 12, 0xE0}, {16, 3000, 0x80}, {24, 77, 0x40}, {40, UINT64_MAX}}},
                             {7, {{8, 5, 0xE0}}}})));
@@ -266,10 +260,8 @@ TEST(DriveReadings, NvmePage) {
     EXPECT_FALSE(reading.powerOnHours || reading.hostReadBytes || reading.temperature);
 }
 
-// ---- The standard logs of ATA drives: what is sent on each path, when nothing is, and what becomes of bad
-// answers
+// ---- The standard logs of ATA drives: what is sent on each path, when nothing is, and bad answers
 
-constexpr std::int64_t kSecond = 1'000'000'000;
 constexpr const char* kStatistics = R"("deviceStatistics": {"powerOnHours": 300, "percentageUsed": 4})";
 constexpr const char* kRaidPorts = R"(, "raidPorts": [{"port": 2, "csmi": {}, "megaRaid": {}}])";
 
@@ -289,7 +281,6 @@ struct LogDrive : DriveOnMachine {
         asi.sasPhyEntity[28] = asi.sasPhyEntity[56] = 3;
         asi.IsSmartSupported = asi.IsSmartEnabled = 1;
         setWord(84, 0x4020);
-        machine->requests().keepRecord(true);
     }
     void setWord(std::size_t number, std::uint16_t value) {
         asi.Identify[2 * number] = static_cast<std::uint8_t>(value);
@@ -355,8 +346,8 @@ TEST(DriveLogs, CommandsOfEachPathByteForByte) {
 
 /// An entry of "answers" of the path of ATA pass-through.
 std::string answer(const char* operation, const std::string& what, int nth = 0) {
-    return fmt::format(R"(, "answers": [{{"path": "ataPassThrough", "operation": "{}", {}{}}}])", operation,
-                       nth == 0 ? "" : fmt::format(R"("nth": {}, )", nth), what);
+    const std::string which = nth == 0 ? "" : fmt::format(R"("nth": {}, )", nth);
+    return answers("ataPassThrough", fmt::format(R"("operation": "{}", {}{})", operation, which, what));
 }
 
 /// The bytes of a log directory that tells of so many pages of statistics.
@@ -394,7 +385,6 @@ TEST(DriveLogs, BadAnswersAreToldAndWhatIsRefusedIsNotAskedAgain) {
     const auto refused = [](const char* what) { return std::string(what) + ": refused with error "; };
     // The pages that are left of the statistics, the requests of the first read, and those of the second with
     // the list kept: pages 1 and 7, and the status.
-    // clang-format off
     const std::tuple<std::string, std::string, std::size_t, std::size_t, std::size_t> cases[] = {
         {"", "", 3, 5, 3},
         {answer("log", R"("error": 1117)"), refused("log directory") + "1117", 0, 2, 1},
@@ -403,7 +393,8 @@ TEST(DriveLogs, BadAnswersAreToldAndWhatIsRefusedIsNotAskedAgain) {
         {answer("log", R"("bytes": 555)", 1), refused("log directory") + "13", 0, 2, 1}, // 511 of data
         {answer("log", R"("bytes": 557)", 2), refused("device statistics") + "13", 0, 3, 1},
         {answer("log", R"("data": "01 00 07 00")", 2), "", 1, 3, 1}, // another page in place of the list
-        {answer("log", directoryOf("07"), 1), "device statistics, page 7: it is listed, and the directory tells of 7 pages", 2, 4, 2},
+        {answer("log", directoryOf("07"), 1),
+         "device statistics, page 7: it is listed, and the directory tells of 7 pages", 2, 4, 2},
         {answer("log", R"("error": 1117)", 3), refused("device statistics, page 1") + "1117", 2, 5, 2},
         {answer("log", R"("error": 5)", 3), "device statistics, page 1 could not be read: error 5", 2, 5, 3},
         {answer("log", R"("hang": true)", 1), "log directory: the drive did not answer in time", 0, 1, 0},
@@ -411,7 +402,6 @@ TEST(DriveLogs, BadAnswersAreToldAndWhatIsRefusedIsNotAskedAgain) {
         {R"(, "returnStatus": "none")", "SMART status: the path does not tell it", 3, 5, 2},
         {R"(, "smartEnabled": false)", refused("SMART status") + "1117", 3, 5, 2},
     };
-    // clang-format on
     for (const auto& [keys, note, pages, sent, sentLater] : cases) {
         SCOPED_TRACE(keys);
         LogDrive drive("ataPassThrough", CMD_TYPE_PHYSICAL_DRIVE, kStatistics + keys);
@@ -424,8 +414,7 @@ TEST(DriveLogs, BadAnswersAreToldAndWhatIsRefusedIsNotAskedAgain) {
         EXPECT_EQ(sentLater, drive.sent().size());
         EXPECT_EQ(platform::kSuccess, drive.engine->probeFailure()) << "which is of probes alone";
     }
-    // A drive that has no logs although its words say so, and one that is behind a bridge that tells a
-    // refusal by sense data.
+    // Drives without the logs that their words tell of, and behind a bridge that refuses by sense data.
     LogDrive none("ataPassThrough", CMD_TYPE_PHYSICAL_DRIVE, R"("model": "M")");
     EXPECT_EQ("log directory: refused with error 1117", none.read().note);
     for (const char* lie : {R"("status": 1)", R"("bytes": 675)", R"("error": 1117)"}) {
@@ -463,15 +452,14 @@ TEST(DriveLogs, ADriveIsAskedAtMostSoOftenAndWhatStepsBackIsDoubtful) {
 }
 
 TEST(DriveLogs, ASampleDriveTellsTheSameInItsStatisticsAsInItsAttributes) {
-    const TestMachine machine = TestMachine::sample("desktop-three-drives");
-    CAtaSmart engine;
-    engine.UseStandardPaths();
-    ASSERT_TRUE(engine.SearchPhysicalDrive(0));
+    DriveOnMachine sample("desktop-three-drives");
+    sample.engine->UseStandardPaths();
+    ASSERT_TRUE(sample.engine->SearchPhysicalDrive(0));
     AtaLogReader reader;
-    const AtaLogs& logs = reader.read(engine, engine.vars[0], 0);
+    const AtaLogs& logs = reader.read(*sample.engine, sample.engine->vars[0], 0);
     EXPECT_EQ("", logs.note);
-    const DriveReading reading = readingOf(engine.vars[0], {}, logs.standard());
-    EXPECT_THAT(reading.disagreements, ::testing::IsEmpty());
+    const DriveReading reading = readingOf(sample.engine->vars[0], {}, logs.standard());
+    EXPECT_THAT(reading.disagreements, IsEmpty());
     EXPECT_EQ(94, reading.life.value);
     EXPECT_THAT(reading.hostReadBytes.basis, HasSubstr("device statistics"));
 }

@@ -1,21 +1,14 @@
 #include "gpu/Gpu.h"
-#include "orvane/hwprobe.h"
 #include "platform/servers/AdlServer.h"
 #include "support/TestMachine.h"
 
 #include <fmt/core.h>
-#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <filesystem>
 
-namespace orv {
+namespace orv::test {
 namespace {
-
-using Lines = std::vector<std::string>;
-using test::TestMachine;
-using testing::ElementsAre;
-using testing::EndsWith;
 
 /// A machine with AMD's library; `adapters` and `rest` are the inside of the array and what follows it.
 std::string withAmd(const std::string& adapters, const std::string& rest = "") {
@@ -31,7 +24,6 @@ constexpr char kLevel5[] = R"("overdrive": {"version": 5}, "od5Temperature": 300
 
 TEST(GpuAmd, OfEntriesInOneSlotTheOneThatAnswersMostStays) {
     auto machine = TestMachine::sample("amd-ryzen-desktop");
-    machine->requests().keepRecord(true);
     EXPECT_EQ(getGpuTemperature(), 58.0);
     EXPECT_EQ(getGpuLoad(), 0.34); // the PM log's, over the 31 percent of the activity call
     ASSERT_EQ(GetGpuList().size(), 1u);
@@ -131,7 +123,6 @@ TEST(GpuAmd, TheFirstOfTwoCardsAnswersByItsOwnIndexAndArguments) {
     };
     for (const int version : {5, 7}) {
         TestMachine machine(withAmd(entry("B", 9, 40, version) + "," + entry("A", 4, 30, version)));
-        machine->requests().keepRecord(true);
         EXPECT_EQ(getGpuTemperature(), 40.0);
         ASSERT_EQ(GetGpuList().size(), 2u);
         EXPECT_EQ(GetGpuList()[1]->gpuName, "A");
@@ -156,33 +147,24 @@ std::string oneAdapter(const std::string& readings, const std::string& before = 
     return "{" + before + R"("adapters": [{"name": "A", )" + readings + "}]}";
 }
 
-Lines requestsOf(TestMachine& machine, const std::string& prefix) {
-    Lines lines;
-    for (const std::string& line : machine->requests().record())
-        if (line.starts_with(prefix)) lines.push_back(line);
-    return lines;
-}
-
 TEST(GpuNvidia, TheFirstAdapterAnswersWithItsLines) {
     TestMachine machine(withNvidia(kPlain));
-    machine->requests().keepRecord(true);
     EXPECT_EQ(getGpuLoad(), 0.37);
     EXPECT_EQ(getGpuTemperature(), 50.0);
     EXPECT_EQ(GetGpuList().front()->GetTotalMemory(), 4096u);
     EXPECT_EQ(GetGpuList().front()->gpuType, 1u);
     EXPECT_EQ(GetGpuList().back()->gpuName, "B");
     // A working adapter pays for two thermal calls a reading.
-    EXPECT_THAT(requestsOf(machine, "NvAPI_GPU_GetThermalSettings"),
+    EXPECT_THAT(machine.asked("NvAPI_GPU_GetThermalSettings"),
                 ElementsAre("NvAPI_GPU_GetThermalSettings gpu 0 sensor 15 count 3",
                             "NvAPI_GPU_GetThermalSettings gpu 0 sensor 15 count 1"));
 }
 
 TEST(GpuNvidia, ASleepingAdapterIsWokenUpByTheHelperOfTheCurrentDirectory) {
     auto machine = TestMachine::sample("intel-desktop");
-    machine->requests().keepRecord(true);
     EXPECT_EQ(getGpuTemperature(), 47.0);
     EXPECT_EQ(getGpuTemperature(), 47.0); // awake by now
-    EXPECT_THAT(requestsOf(machine, "runAndWait"),
+    EXPECT_THAT(machine.asked("runAndWait"),
                 ElementsAre("runAndWait " + std::filesystem::current_path().string() +
                             R"(\resources\lib\active_nvidia.exe)"));
 }
@@ -226,18 +208,16 @@ TEST(GpuNvidia, ACountBeyondTheFilledHandlesAndANameWithoutAnEnd) {
 
 TEST(GpuNvidia, AFailedListIsMadeAnewAndAMadeOneIsKept) {
     TestMachine machine(withNvidia(kPlain));
-    machine->requests().keepRecord(true);
     machine->requests().plan({"NvAPI_GPU_GetFullName", 2, 5, 0}); // the second adapter's name, once
     EXPECT_EQ(getGpuLoad(), -1.0);
     EXPECT_EQ(getGpuLoad(), 0.37);
     EXPECT_EQ(getGpuLoad(), 0.37);
-    EXPECT_EQ(requestsOf(machine, "NvAPI_EnumPhysicalGPUs").size(), 2u);
-    EXPECT_EQ(requestsOf(machine, "NvAPI_Initialize").size(), 1u); // initialised stays initialised
+    EXPECT_EQ(machine.asked("NvAPI_EnumPhysicalGPUs").size(), 2u);
+    EXPECT_EQ(machine.asked("NvAPI_Initialize").size(), 1u); // initialised stays initialised
 }
 
 TEST(Gpu, AnEmptyListIsAMadeList) {
     auto machine = TestMachine::sample("laptop");
-    machine->requests().keepRecord(true);
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(getGpuLoad(), -1.0);
         EXPECT_EQ(getGpuTemperature(), -1.0);
@@ -249,4 +229,4 @@ TEST(Gpu, AnEmptyListIsAMadeList) {
 }
 
 } // namespace
-} // namespace orv
+} // namespace orv::test

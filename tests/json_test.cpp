@@ -3,7 +3,7 @@
 #include "json/utf8.h"
 #include "json/value.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <array>
 #include <cmath>
@@ -15,6 +15,8 @@
 
 namespace orv::json {
 namespace {
+
+using ::testing::ThrowsMessage;
 
 std::string dumped(const std::string& text) {
     return dump(value(text));
@@ -45,21 +47,13 @@ TEST(JsonValue, AValueMayBecomeAPartOfItself) {
     EXPECT_EQ(R"({"x":1})", dump(outer));
 }
 
-template <class Error, class Action>
-std::string reason(Action action) {
-    try {
-        action();
-    } catch (const Error& error) {
-        return error.what();
-    }
-    return "nothing thrown";
-}
-
 TEST(JsonValue, WrongUseThrows) {
-    EXPECT_EQ("invalid value key error: operator[] called on a non-object object",
-              reason<json_invalid_key>([] { value(1)["key"]; }));
-    EXPECT_EQ("value type error: use push_back() or emplace_back() with non-array value",
-              reason<json_type_error>([] { value("text").push_back(1); }));
+    EXPECT_THAT(
+        [] { value(1)["key"]; },
+        ThrowsMessage<json_invalid_key>("invalid value key error: operator[] called on a non-object object"));
+    EXPECT_THAT([] { value("text").push_back(1); },
+                ThrowsMessage<json_type_error>(
+                    "value type error: use push_back() or emplace_back() with non-array value"));
 }
 
 TEST(JsonValue, IntegersKeepTheirSignAndWholeNumbersGetAPointAndAZero) {
@@ -154,9 +148,10 @@ TEST(JsonWriter, AnOutputThatFailsIsReportedWithItsCodePoint) {
         ShortBuffer refusing(room);
         std::ostream output(&refusing);
         const value written(text);
-        const auto told = reason<json_serialization_error>([&] { json_serializer(output).dump(written); });
-        EXPECT_EQ(std::string("value serialization error: encoding failed with codepoint ") + codePoint,
-                  told);
+        EXPECT_THAT(
+            [&] { json_serializer(output).dump(written); },
+            ThrowsMessage<json_serialization_error>(
+                std::string("value serialization error: encoding failed with codepoint ") + codePoint));
     }
 }
 

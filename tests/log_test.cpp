@@ -15,9 +15,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
+void expectMatch(const std::string& line, const std::string& pattern) {
+    EXPECT_TRUE(std::regex_search(line, std::regex(pattern))) << line;
+}
+
 class LogFile : public ::testing::Test {
   protected:
-    void SetUp() override { fs::remove_all(folder_); }
     void TearDown() override { fs::remove_all(folder_); }
 
     std::vector<std::string> lines() const {
@@ -50,15 +53,12 @@ TEST_F(LogFile, IsNamedByTheDayAndAppendedToWithASeparatorALoad) {
     ASSERT_EQ(6u, found.size());
     const std::string stamp = R"(^\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}\] )";
     for (std::size_t load : {0u, 3u}) {
-        EXPECT_TRUE(
-            std::regex_search(found[load], std::regex(stamp + R"(\[init\] \[info\] -+file log init-+\r?$)")));
-        EXPECT_TRUE(std::regex_search(found[load + 1],
-                                      std::regex(stamp + R"(\[wmi\] \[debug\] wmi@34: wmi init\r?$)")));
-        EXPECT_TRUE(
-            std::regex_search(found[load + 2], std::regex(stamp + R"(\[wmi\] \[warning\] a warning\r?$)")));
+        expectMatch(found[load], stamp + R"(\[init\] \[info\] -+file log init-+\r?$)");
+        expectMatch(found[load + 1], stamp + R"(\[wmi\] \[debug\] wmi@34: wmi init\r?$)");
+        expectMatch(found[load + 2], stamp + R"(\[wmi\] \[warning\] a warning\r?$)");
     }
     const std::string name = fs::directory_iterator(folder_)->path().filename().string();
-    EXPECT_TRUE(std::regex_match(name, std::regex(R"(orvaneHwProbe_\d{4}-\d\d-\d\d\.log)"))) << name;
+    expectMatch(name, R"(^orvaneHwProbe_\d{4}-\d\d-\d\d\.log$)");
 }
 
 TEST_F(LogFile, APathInTheWayLeavesTheOtherSinks) {
@@ -126,10 +126,8 @@ TEST(LogWriting, LinesOfAScopeGoToEachSinkTogether) {
     ASSERT_EQ(7u, lines.size());
     EXPECT_EQ(std::vector{fmt::format("{}", fmt::join(lines, ""))}, writes->seen);
     EXPECT_THAT(lines[6], ::testing::HasSubstr(": more: 4"));
-    EXPECT_TRUE(
-        std::regex_search(lines[0], std::regex(R"(\] \[battery\] \[info\] log_test@\d+: found\r?\n$)")));
-    EXPECT_TRUE(std::regex_search(
-        lines[1], std::regex(R"(^\[\d{4}.*\] \[info\] log_test@\d+: count: n{300}, 4\r?\n$)")));
+    expectMatch(lines[0], R"(\] \[battery\] \[info\] log_test@\d+: found\r?\n$)");
+    expectMatch(lines[1], R"(^\[\d{4}.*\] \[info\] log_test@\d+: count: n{300}, 4\r?\n$)");
 }
 
 TEST(LogWriting, LinesAreThoseOfSpdlogsDefaultPattern) {
@@ -182,10 +180,7 @@ TEST(LogRing, KeepsTheLatest64LinesOfEveryLogger) {
 
     auto& shared = dynamic_cast<log::RingSink&>(*log::sharedSinks().back());
     log::entry(memoryLogger, L"orv::memory::getMemoryStatus");
-    EXPECT_TRUE(
-        std::regex_search(shared.lines().back(),
-                          std::regex(R"(\[memory\] \[trace\] log_test@\d+: orv::memory::getMemoryStatus)")))
-        << shared.lines().back();
+    expectMatch(shared.lines().back(), R"(\[memory\] \[trace\] log_test@\d+: orv::memory::getMemoryStatus)");
 }
 
 } // namespace

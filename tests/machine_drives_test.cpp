@@ -3,45 +3,45 @@
 #include "support/AtaPaths.h"
 #include "support/ManagementRows.h"
 
-#include <gmock/gmock.h>
-
 #include <filesystem>
 #include <fstream>
 #include <numeric>
 
-namespace orv::platform::drives {
+namespace orv::test {
 namespace {
+
+using namespace platform;
 
 TEST(MachineDrivesTest, SleepCostsTheSpinUpOrTheTimeOut) {
     const std::string asleep = R"("asleep": {"spinUpMilliseconds": 5000})";
-    const auto identify = [](test::AtaPath& path) {
+    const auto identify = [](AtaPath& path) {
         std::array<std::uint8_t, 512> data{};
         return path.engine->SendAtaCommandPd(0, 0xA0, 0xEC, 0, 1, data);
     };
-    const auto waited = [](test::AtaPath& path, const auto& request) {
+    const auto waited = [](AtaPath& path, const auto& request) {
         const std::int64_t before = path.machine->machineClock().now();
         const bool answers = request(path);
         return std::pair<bool, int>(answers, (path.machine->machineClock().now() - before) / kSecond);
     };
-    test::AtaPath path(drive("ataPassThrough", asleep));
+    AtaPath path(drive("ataPassThrough", asleep));
     for (const auto& expected : {std::pair(false, 2), {false, 2}, {true, 1}, {true, 0}})
         EXPECT_EQ(expected, waited(path, identify));
-    test::AtaPath woken(drive("ataPassThrough", asleep));
-    const auto wakeUp = [](test::AtaPath& sleeper) {
+    AtaPath woken(drive("ataPassThrough", asleep));
+    const auto wakeUp = [](AtaPath& sleeper) {
         sleeper.engine->WakeUp(0);
         return true;
     };
     EXPECT_EQ(std::pair(true, 5), waited(woken, wakeUp));
     EXPECT_EQ(std::pair(true, 0), waited(woken, identify));
-    test::AtaPath patient(drive("idePassThrough", asleep));
+    AtaPath patient(drive("idePassThrough", asleep));
     patient.engine->FlagAtaPassThrough = 0;
     EXPECT_EQ(std::pair(true, 5), waited(patient, identify)) << "a block without a time-out waits";
 }
 
 TEST(MachineDrivesTest, TextsAreWrittenIntoTheIdentifyBlock) {
-    test::AtaPath path(
+    AtaPath path(
         R"({"number": 0, "paths": ["ataPassThrough", "sat"], "model": "AB C", "serialNumber": "S\u00e91"})");
-    EXPECT_TRUE(path.ask(test::identify));
+    EXPECT_TRUE(path.ask(Operation::identify));
     EXPECT_EQ('B', path.asi.Identify[54]);
     EXPECT_EQ(0, std::accumulate(path.asi.Identify, path.asi.Identify + 512, std::uint8_t{}));
 
@@ -80,7 +80,7 @@ TEST(MachineDrivesTest, RowsAreMadeOfDrivesAndControllers) {
         L"DeviceID",  L"Model",       L"Size",     L"FirmwareRevision", L"InterfaceType",
         L"MediaType", L"PNPDeviceID", L"SCSIPort", L"SCSIBus",          L"SCSITargetId"};
     for (const auto& [query, rows] : cases) {
-        EXPECT_EQ(rows, test::rowsOf(machine->managementData(), query, columns));
+        EXPECT_EQ(rows, rowsOf(machine->managementData(), query, columns));
         columns = {L"DeviceID", L"Name"};
     }
 }
@@ -191,4 +191,4 @@ TEST(MachineFile, FilesThatCannotBeReadWhole) {
 }
 
 } // namespace
-} // namespace orv::platform::drives
+} // namespace orv::test

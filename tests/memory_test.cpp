@@ -1,30 +1,140 @@
+// Memory modules from the firmware's table and the EEPROMs to the report.
+
 #include "frame/HWException.h"
-#include "log/log.h"
 #include "memory/MemInfo.h"
 #include "memory/SPD.h"
 #include "memory/SPDDecoders.h"
-#include "orvane/hwprobe.h"
 #include "platform/servers/ManagementRows.h"
+#include "platform/servers/Smbios.h"
+#include "platform/text.h"
 #include "support/CapturedLog.h"
 #include "support/TestMachine.h"
-
-#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <map>
 #include <random>
+#include <span>
 
-namespace orv::memory {
+namespace orv::test {
 namespace {
 
-using platform::bstr;
-using platform::i4;
-using platform::ManagementType;
-using platform::ManagementValue;
-using testing::AllOf;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
+using namespace memory;
+using namespace platform;
+using Bytes = std::vector<std::uint8_t>;
+
+#pragma pack(push, 1)
+/// A memory device structure (SMBIOS type 17).
+struct MemoryDevice {
+    std::uint8_t kind = 17, length = 0x5C; // of the formatted part, which is cut to this
+    std::uint16_t handles[3] = {}, width = 64, dataWidth = 64, size = 16384;
+    std::uint8_t form = 9, places[3] = {}, type = 26;
+    std::uint16_t synchronous = 0x80, speed = 3200;
+    std::uint8_t manufacturer = 1, serialNumber = 2, assetTag = 0, partNumber = 3, ranks = 1;
+    std::uint32_t extendedSize = 0;
+    std::uint16_t configured = 2933, lowest = 1100, voltage = 1200, present = 1150;
+    std::uint8_t others[0x2C] = {};
+    std::uint32_t extendedSpeed = 0, extendedConfigured = 0;
+};
+#pragma pack(pop)
+
+Bytes structureOf(const MemoryDevice& device,
+                  std::string_view texts = {"Acme\000001AFF0B\0AM4-16G-3200\0", 27}) {
+    const auto* const start = reinterpret_cast<const std::uint8_t*>(&device);
+    Bytes bytes(start, start + device.length);
+    bytes.insert(bytes.end(), texts.begin(), texts.end());
+    bytes.push_back(0);
+    return bytes;
+}
+
+Bytes operator+(Bytes front, const Bytes& back) {
+    front.insert(front.end(), back.begin(), back.end());
+    return front;
+}
+
+const Bytes kEnd = {127, 4, 0xFE, 0xFE, 0, 0};
+
+/// The table behind a 64-bit entry point, as dump files hold it.
+Bytes dumpOf(const Bytes& table) {
+    Bytes dump = {'_', 'S', 'M', '3', '_', 0, 0x18, 3, 3, 0, 1, 0, static_cast<std::uint8_t>(table.size())};
+    dump.resize(0x20);
+    dump[0x0D] = static_cast<std::uint8_t>(table.size() >> 8);
+    dump[0x10] = 0x20;
+    return dump + table;
+}
+
+std::size_t countOf(std::span<const std::uint8_t> table) {
+    return physicalMemoryRows(table).size();
+}
+
+std::string shown(const ManagementColumns& row) {
+    std::string text;
+    for (const wchar_t* column :
+         {L"Manufacturer", L"PartNumber", L"SerialNumber", L"Capacity", L"Speed", L"ConfiguredClockSpeed",
+          L"TotalWidth", L"MaxVoltage", L"SMBIOSMemoryType", L"FormFactor"}) {
+        const ManagementValue& value = row.at(column);
+        text += value.type == ManagementType::null ? "null "
+                : value.type == ManagementType::i4 ? std::to_string(value.number) + " "
+                                                   : "\"" + wideToUtf8(value.text) + "\" ";
+    }
+    return text;
+}
+
+TEST(Smbios, MemoryDeviceColumns) {
+    constexpr std::uint32_t extended = 0x80000000; // each has 31 bits
+    // clang-format off
+    const std::tuple<const char*, Bytes, std::string> cases[] = {
+        {"all known", structureOf({}), R"("Acme" "AM4-16G-3200" "001AFF0B" "17179869184" 3200 2933 64 1200 26 8 )"},
+        {"a missing text ends the list; kibibytes, and a row of chips", structureOf({.size = 0x8000 + 1024, .form = 11}, {"Acme\0", 5}), R"("Acme" null null "1048576" 3200 2933 64 1200 26 0 )"},
+        {"extended size and speeds", structureOf({.size = 0x7FFF, .speed = 0xFFFF, .extendedSize = extended | 131072, .configured = 0xFFFF, .extendedSpeed = extended | 70000, .extendedConfigured = extended | 66000}),
+         R"("Acme" "AM4-16G-3200" "001AFF0B" "137438953472" 70000 66000 64 1200 26 8 )"},
+        {"nothing known but that there is one", structureOf({.width = 0xFFFF, .size = 0xFFFF, .form = 2, .type = 2, .speed = 0, .configured = 0, .voltage = 0}),
+         R"("Acme" "AM4-16G-3200" "001AFF0B" null null null null null 2 null )"},
+        {"an old structure ends behind the type", structureOf({.length = 0x15, .form = 13}), R"(null null null "17179869184" null null 64 null 26 12 )"},
+    };
+    // clang-format on
+    for (const auto& [why, device, row] : cases) {
+        const auto rows = physicalMemoryRows(device + kEnd);
+        ASSERT_EQ(1u, rows.size()) << why;
+        EXPECT_EQ(row, shown(rows[0])) << why;
+    }
+}
+
+TEST(Smbios, BadTablesEndWhereTheyStopMakingSense) {
+    const Bytes device = structureOf({});
+    const Bytes good = device + structureOf({.size = 0}) + device + kEnd; // an empty slot between
+    EXPECT_EQ(2u, countOf(good));
+    for (std::size_t cut = 0; cut <= good.size(); ++cut) {
+        const std::size_t rows = (cut >= device.size()) + (cut >= good.size() - kEnd.size());
+        EXPECT_EQ(rows, countOf(Bytes(good.begin(), good.begin() + static_cast<long>(cut)))) << cut;
+    }
+    EXPECT_EQ(0u, countOf(Bytes{1, 3, 0, 0, 0} + device + kEnd)) << "shorter than its head";
+    Bytes odd = good;
+    odd[0x17] = 200; // a text number past the end
+    EXPECT_EQ(ManagementType::null, physicalMemoryRows(odd).at(0).at(L"Manufacturer").type);
+    EXPECT_EQ(0u, countOf(kEnd + device)) << "behind the end mark";
+}
+
+TEST(Smbios, DumpsWithBadEntryPoints) {
+    const Bytes table = structureOf({}) + structureOf({}) + kEnd;
+    Bytes dump = dumpOf(table);
+    EXPECT_EQ(2u, countOf(smbiosTableOfDump(dump)));
+    EXPECT_EQ(1u, countOf(smbiosTableOfDump(dumpOf(structureOf({})) + table))) << "behind the table";
+    dump[0x0D] = 0xFF; // a length past the end
+    EXPECT_EQ(2u, countOf(smbiosTableOfDump(dump)));
+    dump[0x13] = 0x80; // an address past the end
+    EXPECT_TRUE(smbiosTableOfDump(dump).empty());
+    // The 32-bit form, with the table's length and address at other places.
+    Bytes old = {'_', 'S', 'M', '_'};
+    old.resize(0x20);
+    old[0x16] = static_cast<std::uint8_t>(table.size());
+    old[0x17] = static_cast<std::uint8_t>(table.size() >> 8);
+    old[0x18] = 0x20;
+    EXPECT_EQ(2u, countOf(smbiosTableOfDump(old + table)));
+    EXPECT_EQ(3u, smbiosTableOfDump(Bytes{'_', 'S', 'M'}).size());
+}
+
+// ---- Rows, EEPROMs and the report
+
 using Columns = std::map<std::wstring, std::vector<ManagementValue>, std::less<>>;
 
 /// Two modules with every column of its right type.
@@ -58,7 +168,7 @@ TEST(MemoryRows, AnEntryOfTheWrongTypeOrAColumnWithAWrongCount) {
     for (const auto& [column, noun, type] : cases) {
         SCOPED_TRACE(type);
         const auto expectOneFresh = [&](const Columns& columns, const std::string& line, int formFactor) {
-            const test::CapturedLog log({&memoryLogger});
+            const CapturedLog log({&memoryLogger});
             const auto modules = read(columns);
             EXPECT_THAT(log.lines(), ElementsAre("info memory count: 2", line));
             const MemoryInfo& first = modules.at(0);
@@ -89,7 +199,6 @@ TEST(MemoryRows, CapacitiesThatAreNoNumber) {
     }
 }
 
-using Bytes = std::vector<std::uint8_t>;
 using Runs = std::vector<std::pair<std::size_t, Bytes>>;
 
 /// An EEPROM of `size` bytes 0x00 with runs of bytes at offsets.
@@ -112,19 +221,6 @@ TEST(SpdDecoders, HighestLatencyOfEachRange) {
     EXPECT_EQ(98u, parseLargeCLDDR5(spdOf(1024, {{24, {0, 0, 0, 0, 0x80}}})));
 }
 
-// Times are in units of 125 ps with a correction of -128 to 127 ps.
-TEST(SpdDDR4, TimingRoundsUp) {
-    const std::tuple<const char*, Runs, const wchar_t*> cases[] = {
-        {"the upper half of byte 27 belongs to tRC: 48 ns",
-         {{18, {0x08}}, {20, {0x01}}, {25, {0x08, 0x10, 0x21, 0x80}}},
-         L"07-01-02-48"},
-        {"no clock", {{20, {0x01}}, {25, {0x6E, 0x6E, 0x01, 0x00}}}, L"00-00-00-00"},
-        {"a correction takes the whole clock", {{18, {1}}, {20, {1}}, {125, {0x83}}}, L"00-00-00-00"},
-    };
-    for (const auto& [why, runs, timing] : cases)
-        EXPECT_EQ(timing, parseDDR4TimingBySPD(spdOf(512, runs))) << why;
-}
-
 // Little-endian picoseconds: CK at 20, tRCD, tRP and tRAS from 32 on.
 TEST(SpdDDR5, TimingRoundsUp) {
     const std::tuple<Bytes, Bytes, Bytes, const wchar_t*> cases[] = {
@@ -139,14 +235,15 @@ TEST(SpdDDR5, TimingRoundsUp) {
 }
 
 // Exact arithmetic in whole picoseconds says how many cycles cover a time; in doubles some whole quotients
-// come out a last bit above.
+// come out a last bit above. Times are in units of 125 ps with a correction of -128 to 127 ps, and the upper
+// half of byte 27 is of another one.
 TEST(SpdDDR4, CyclesAreThoseOfWholePicoseconds) {
     std::mt19937 random(5);
     for (int i = 0; i < 20000; ++i) {
         const auto byte = [&](unsigned most) { return static_cast<std::uint8_t>(random() % (most + 1)); };
         // A clock that a module can have, and any times.
         const Bytes clock = {static_cast<std::uint8_t>(4 + byte(8))};
-        const Bytes times = {byte(255), byte(255), byte(15), byte(255)};
+        const Bytes times = {byte(255), byte(255), byte(255), byte(255)};
         const Bytes fine = {byte(255), byte(255), 0, 0, byte(255)}; // of tRP, tRCD and, last, the clock
         const auto ps = [](unsigned medium, std::uint8_t correction) {
             return static_cast<int>(medium) * 125 + static_cast<std::int8_t>(correction);
@@ -156,9 +253,15 @@ TEST(SpdDDR4, CyclesAreThoseOfWholePicoseconds) {
             return time <= 0 ? time / period : (time + period - 1) / period;
         };
         EXPECT_EQ(fmt::format(L"14-{:02}-{:02}-{:02}", cycles(ps(times[0], fine[1])),
-                              cycles(ps(times[1], fine[0])), cycles(ps(times[2] * 256u + times[3], 0))),
+                              cycles(ps(times[1], fine[0])),
+                              cycles(ps((times[2] & 15) * 256u + times[3], 0))),
                   parseDDR4TimingBySPD(spdOf(512, {{18, clock}, {20, {0x80}}, {25, times}, {121, fine}})));
     }
+    for (const Bytes& noClock :
+         {Bytes{0, 0}, Bytes{1, 0x83}, Bytes{1, 0x82}}) // and one that a correction takes
+        EXPECT_EQ(L"00-00-00-00",
+                  parseDDR4TimingBySPD(
+                      spdOf(512, {{18, {noClock[0]}}, {20, {1}}, {25, {0x6E}}, {125, {noClock[1]}}})));
 }
 
 TEST(SpdDecoders, UnusableContent) {
@@ -170,7 +273,7 @@ TEST(SpdDecoders, UnusableContent) {
         {": parseLargeCLDDR4 failed", [] { parseDDR4TimingBySPD(Spd(512)); }},
     };
     for (const auto& [text, call] : cases)
-        EXPECT_THAT(call, testing::ThrowsMessage<HWException>(testing::EndsWith(text)));
+        EXPECT_THAT(call, testing::ThrowsMessage<HWException>(EndsWith(text)));
     EXPECT_EQ(L"98-01-01-01", parseDDR5TimingBySPD(Spd(1024, 0xFF)));
 }
 
@@ -209,7 +312,7 @@ TEST(MemoryJoin, BySerialNumberAsItStands) {
     std::vector<MemoryInfo> modules = {
         module(L"case", 26, 1, L"001aff0b"), module(L"blank", 26, 1, L"001AFF0B "),
         module(L"first", 26, 1, L"001AFF0B"), module(L"second", 26, 1, L"001AFF0B"), module(L"none", 26, 1)};
-    test::CapturedLog log({&memoryLogger});
+    CapturedLog log({&memoryLogger});
     joinSpds(modules, {ddr4, Spd(512)});
     for (const MemoryInfo& entry : modules)
         EXPECT_EQ(entry.model == L"first" ? L"22-22-22-52" : L"00-00-00-00", entry.timing);
@@ -230,15 +333,8 @@ TEST(MemoryJoin, BySerialNumberAsItStands) {
     EXPECT_THROW(joinSpds(modules, {ddr5}), HWException);
 }
 
-TEST(MemoryReport, WithoutModulesNoControllerIsAsked) {
-    test::TestMachine machine(R"({"name": "m", "management": {"Win32_PhysicalMemory": []}})");
-    machine->requests().keepRecord(true);
-    EXPECT_STREQ(R"({"code":1,"data":null})", getMemoryManufacturerAndModel());
-    EXPECT_THAT(machine->requests().record(), testing::Not(Contains(HasSubstr("Dll"))));
-}
-
 TEST(MemoryReport, AQueryThatFailsListsNoneAndSaysWhyAndOneWithoutDescriptorsIsNoAnswer) {
-    test::TestMachine machine(R"({"name": "m", "management": {"Win32_PhysicalMemory": []}})");
+    TestMachine machine(R"({"name": "m", "management": {"Win32_PhysicalMemory": []}})");
     machine->requests().plan({"execQuery", 1, 0x80070005, 0});
     machine->requests().plan({"execQuery", 2, 0x80070004, 0});
     EXPECT_STREQ(R"({"code":1,"data":null})", getMemoryManufacturerAndModel());
@@ -247,6 +343,7 @@ TEST(MemoryReport, AQueryThatFailsListsNoneAndSaysWhyAndOneWithoutDescriptorsIsN
                 AllOf(HasSubstr(R"({"code":0,)"), HasSubstr("error code: 2147942404")));
     EXPECT_STREQ(R"({"code":1,"data":null})", getMemoryManufacturerAndModel());
     EXPECT_EQ("", whyNoModules());
+    EXPECT_THAT(machine->requests().record(), Not(Contains(HasSubstr("Dll")))) << "no module, no controller";
 }
 
 TEST(MemoryReport, SampleMachines) {
@@ -261,9 +358,9 @@ TEST(MemoryReport, SampleMachines) {
          R"({"manufacturer":"Nordwind","model":"NW-4G-2133"},{"manufacturer":"Nordwind","model":"NW-4G-2133"})",
          {L"16-15-15-35", L"00-00-00-00"}},
     };
-    const test::CapturedLog log({&memoryLogger});
+    const CapturedLog log({&memoryLogger});
     for (const auto& [name, data, timings] : cases) {
-        const auto machine = test::TestMachine::sample(name);
+        const auto machine = TestMachine::sample(name);
         EXPECT_EQ(R"({"code":1,"data":[)" + data + "]}", getMemoryManufacturerAndModel());
         std::vector<std::wstring> found;
         for (const MemoryInfo& entry : MemoryInfo::getMemoryInfo())
@@ -274,7 +371,7 @@ TEST(MemoryReport, SampleMachines) {
 }
 
 TEST(MemoryReport, TypesThatHaveNoReport) {
-    const test::TestMachine machine(
+    const TestMachine machine(
         R"({"name": "m", "management": {"Win32_PhysicalMemory": [{"SMBIOSMemoryType": 29}]}})");
     const std::string failure = getMemoryManufacturerAndModel();
     EXPECT_THAT(failure, HasSubstr("Memory type is not DDR4, DDR5, LPDDR4, LPDDR5, type: 29"));
@@ -282,10 +379,9 @@ TEST(MemoryReport, TypesThatHaveNoReport) {
     EXPECT_EQ(29, getMemoryType());
 }
 
-// Two soldered modules of which the first has an EEPROM: each is shown with its own, then the last one stands
-// for both.
+// Of two soldered modules the first has an EEPROM: each is shown with its own, then the last stands for both.
 TEST(MemoryReport, SolderedModulesAreJoinedAndShownBeforeTheyAreMerged) {
-    const test::TestMachine machine(R"({"name": "m",
+    const TestMachine machine(R"({"name": "m",
         "processor": {"vendor": "AuthenticAMD", "highestLeaf": 1}, "ring0": {},
         "smbus": {"controller": "amd", "base": "0x0B00", "eeproms": [{"address": "0xA0", "kind": "DDR5",
             "bytes": {"20": "A001", "24": "000004", "32": "803E803E007D", "517": "001AFF0B"}}]},
@@ -296,7 +392,7 @@ TEST(MemoryReport, SolderedModulesAreJoinedAndShownBeforeTheyAreMerged) {
             {"Manufacturer": "Müller", "PartNumber": "B", "Capacity": "4", "SerialNumber": "",
              "Speed": 6400, "ConfiguredClockSpeed": 5500, "TotalWidth": 32, "MaxVoltage": 1050,
              "SMBIOSMemoryType": 35, "FormFactor": 12}]}})");
-    const test::CapturedLog log({&memoryLogger});
+    const CapturedLog log({&memoryLogger});
     EXPECT_STREQ(R"({"code":1,"data":[{"manufacturer":"Müller","model":"B"}]})",
                  getMemoryManufacturerAndModel());
     EXPECT_THAT(
@@ -306,4 +402,4 @@ TEST(MemoryReport, SolderedModulesAreJoinedAndShownBeforeTheyAreMerged) {
 }
 
 } // namespace
-} // namespace orv::memory
+} // namespace orv::test

@@ -1,19 +1,12 @@
 #include "WLAN/WLAN.h"
-#include "log/log.h"
-#include "orvane/hwprobe.h"
 #include "regedit/regedit.h"
 #include "support/CapturedLog.h"
 #include "support/TestMachine.h"
-
-#include <gmock/gmock.h>
 
 namespace orv::test {
 namespace {
 
 using platform::InterfaceRow;
-using ::testing::Contains;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 using wlan::rowOf;
 
 TEST(RowMatch, ThreeStages) {
@@ -80,10 +73,10 @@ TEST(ConnectionSpeed, RecordsOfAdaptersWithoutADescriptionOrARowStayAtZero) {
 TEST(ConnectionSpeed, AFailedFirstReadIsTriedAgainAndALaterOneKeepsTheSamples) {
     TestMachine machine = TestMachine::sample("intel-desktop");
     machine->requests().plan({"interfaceRows", 1, 122, 0});
-    EXPECT_THAT(getNetCurrentSpeed(), ::testing::HasSubstr("GetIfTable failed: error code: 122"));
+    EXPECT_THAT(getNetCurrentSpeed(), HasSubstr("GetIfTable failed: error code: 122"));
     machine->requests().plan({"adapters", 2, 5, 0});
-    EXPECT_THAT(getNetCurrentSpeed(), ::testing::HasSubstr("GetAdaptersInfo failed: error code: 5"));
-    EXPECT_THAT(getNetCurrentSpeed(), ::testing::HasSubstr(R"("down":0.0)"));
+    EXPECT_THAT(getNetCurrentSpeed(), HasSubstr("GetAdaptersInfo failed: error code: 5"));
+    EXPECT_THAT(getNetCurrentSpeed(), HasSubstr(R"("down":0.0)"));
 }
 
 constexpr wchar_t kCards[] = L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\NetworkCards\\";
@@ -151,7 +144,7 @@ TEST(NetworkCards, FailuresAreCachedEmptyAndPrivilegesAreNot) {
         CapturedLog log{&networkAdapterLogger, &regeditLogger};
         const std::string report = getNetCardMessage();
         machine->requests().clearFaults();
-        EXPECT_THAT(report, AllOf(::testing::StartsWith(start), Not(HasSubstr("I225"))));
+        EXPECT_THAT(report, AllOf(StartsWith(start), Not(HasSubstr("I225"))));
         if (*start == '{') {
             EXPECT_THAT(report, HasSubstr(text));
             EXPECT_THAT(getLastError(), HasSubstr(text));

@@ -2,14 +2,10 @@
 
 #include "drive_logs/ScsiLogs.h"
 #include "support/DescribedDrives.h"
-#include "support/RequestText.h"
-
-#include <gmock/gmock.h>
 
 namespace orv::test {
 namespace {
 
-using ::testing::ElementsAre, ::testing::HasSubstr, ::testing::IsEmpty;
 using Pages = std::map<std::uint8_t, ScsiBytes>;
 
 /// Parameters by their codes.
@@ -178,7 +174,6 @@ const std::string kGoodLine =
 /// A machine with a drive that has no record, and a reader.
 struct ReadDisks {
     explicit ReadDisks(const std::string& drive) : on(drive) {
-        on.machine->requests().keepRecord(true);
         on.engine->unreadDrives = {{.physicalDriveId = 1, .model = L"SAS DISK"}};
     }
     /// The lines of the disks.
@@ -218,19 +213,15 @@ TEST(ScsiDisks, IsAskedByTheseBytesAndWhatItRefusesOnce) {
     EXPECT_THAT(disks.commands(), ElementsAre("28=12 32=fc", "28=120180 32=fc", "28=03 32=fc",
                                               "28=4d 30=4d 36=fc", "28=4d 30=6f 36=fc"));
 
-    constexpr std::int64_t second = 1'000'000'000;
-    disks.on.machine->machineClock().sleepNs(2 * second);
-    EXPECT_THAT(disks.read(3 * second), ElementsAre(line));
+    disks.on.machine->machineClock().sleepNs(2 * kSecond);
+    EXPECT_THAT(disks.read(3 * kSecond), ElementsAre(line));
     EXPECT_THAT(disks.commands(), IsEmpty()) << "it was asked two seconds ago";
-    disks.on.machine->machineClock().sleepNs(second);
-    disks.read(3 * second);
+    disks.on.machine->machineClock().sleepNs(kSecond);
+    disks.read(3 * kSecond);
     EXPECT_EQ(5U, disks.commands().size());
 }
 
 TEST(ScsiDisks, DisksThatRefuseOrFail) {
-    const auto answer = [](const char* what) {
-        return fmt::format(R"(, "answers": [{{"path": "scsi", {}}}])", what);
-    };
     const auto attentions = [](const ScsiBytes& one, const ScsiBytes& two) {
         return fmt::format(R"(, "unitAttentions": ["{}", "{}"])", hexOf(one), hexOf(two));
     };
@@ -254,9 +245,9 @@ TEST(ScsiDisks, DisksThatRefuseOrFail) {
         {scsiDrive(scsiKeys(attentions(senseOf(6, 0x29, 0), senseOf(6, 0x5D, 0x10)), degreesAlone)), {predicts}, {predicts}},
         {scsiDrive(scsiKeys("", R"("15": ")" + hexOf(longPage) + '"')), {hours}, {hours}},
         // The third command hangs, the seventh fails: the rest of that reading is left out.
-        {scsiDrive(keys, answer(R"("nth": 3, "hang": true)")), {nothing + " ! REQUEST SENSE fails with error 121"}, {good}},
-        {scsiDrive(keys, answer(R"("nth": 7, "error": 1117)")), {nothing + " ! log page 0Dh fails with error 1117"}, {good}},
-        {scsiDrive(keys, answer(R"("nth": 9, "vanish": true)")), {good}, {nothing + " ! vital product data 80h fails with error 433"}},
+        {scsiDrive(keys, answers("scsi", R"("nth": 3, "hang": true)")), {nothing + " ! REQUEST SENSE fails with error 121"}, {good}},
+        {scsiDrive(keys, answers("scsi", R"("nth": 7, "error": 1117)")), {nothing + " ! log page 0Dh fails with error 1117"}, {good}},
+        {scsiDrive(keys, answers("scsi", R"("nth": 9, "vanish": true)")), {good}, {nothing + " ! vital product data 80h fails with error 433"}},
         // Another disk in its place
         {scsiDrive(keys, R"(, "changes": [{"atSeconds": 1, )" + scsiKeys(R"(, "revision": "2")", kPages) + "}]"), {good}, {kGoodLine + " (05/24/00)"}},
         // No SCSI disks
@@ -270,7 +261,7 @@ TEST(ScsiDisks, DisksThatRefuseOrFail) {
         SCOPED_TRACE(row.drive);
         ReadDisks disks(row.drive);
         EXPECT_EQ(row.first, disks.read());
-        disks.on.machine->machineClock().sleepNs(1'000'000'000);
+        disks.on.machine->machineClock().sleepNs(kSecond);
         EXPECT_EQ(row.second, disks.read());
     }
     ReadDisks closed(scsiDrive(keys, R"(, "openError": 5)"));
@@ -298,14 +289,12 @@ TEST(ScsiDisks, BehindMegaRaidAndOfTheSample) {
     EXPECT_EQ("-1 2 9 S1", fmt::format("{} {} {} {}", disk.physicalDriveId, disk.scsiPort, disk.deviceId,
                                        disk.serialNumber));
 
-    TestMachine machine = TestMachine::sample("server-sas");
-    CAtaSmart engine;
-    engine.UseStandardPaths();
-    engine.Init(1, 0, nullptr, 0, 0, 0);
-    EXPECT_EQ(1U, engine.vars.size());
-    ScsiDiskReader reader;
-    std::vector<std::string> lines;
-    for (const ScsiDisk& each : reader.read(engine, 0))
+    ReadDisks sample("server-sas");
+    sample.on.engine->UseStandardPaths();
+    sample.on.engine->Init(1, 0, nullptr, 0, 0, 0);
+    EXPECT_EQ(1U, sample.on.engine->vars.size());
+    Lines lines;
+    for (const ScsiDisk& each : sample.reader.read(*sample.on.engine, 0))
         lines.push_back(fmt::format("{} {} {} GB, {} rpm: {}", each.physicalDriveId, each.product,
                                     each.sizeBytes / 1'000'000'000, each.rotationRate,
                                     verdictWord(each.reading.health)));

@@ -3,9 +3,11 @@
 // What the fuzz targets of the drives share: the input as it is used up, AMD's library that answers out of
 // it, and a machine without hardware but for these.
 
+#include "disk_engine/CAtaSmart.h"
 #include "platform/Libraries.h"
 #include "platform/machine/Machine.h"
 #include "platform/records/AmdRc2Records.h"
+#include "state/ProcessState.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -105,3 +107,7 @@ class AnsweringMachine : public platform::PlatformOf<platform::MachineServices> 
 };
 
 } // namespace orv::fuzz
+
+// Of these two are the names of the targets.
+using namespace orv;
+using namespace orv::fuzz;

@@ -1,13 +1,9 @@
 // Any bytes as an IDENTIFY DEVICE block, or as an Identify Controller block with its health page: a record is
-// made or refused, and what it says lies in its ranges. The first byte chooses the path that the drive
-// answers on.
+// made or refused, and what it says lies in its ranges. The first byte chooses the drive's path.
 
 #include "Answering.h"
 #include "disk_engine/record/DriveRecord.h"
 #include "disk_engine/dialects/Interpretation.h"
-
-using namespace orv;
-using namespace orv::fuzz;
 
 namespace {
 

@@ -2,9 +2,6 @@
 
 #include "Answering.h"
 
-using namespace orv;
-using namespace orv::fuzz;
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     const std::string_view text(reinterpret_cast<const char*>(bytes), size);
     if (text.find("file") != text.npos || text.find('\\') != text.npos) return 0; // would lead to other files

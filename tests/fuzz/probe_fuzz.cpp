@@ -1,17 +1,13 @@
 // Any bytes as what a drive answers, from the first command of the search for its path to its record: the
 // search ends, and the list has what it had, or a whole record more.
 //
-// The input: how the drive was met, the flags, and a run of bytes of which each request takes one; then the
-// blocks that a drive has.
+// The input: how the drive was met, the flags, bytes of which each request takes one, then the drive's
+// blocks.
 
 #include "Answering.h"
-#include "disk_engine/CAtaSmart.h"
 #include "disk_engine/dialects/Interpretation.h"
 
 #include <array>
-
-using namespace orv;
-using namespace orv::fuzz;
 
 namespace {
 

@@ -5,11 +5,6 @@
 // how many bytes of it there are; the rest of a block is as it was.
 
 #include "Answering.h"
-#include "disk_engine/CAtaSmart.h"
-#include "state/ProcessState.h"
-
-using namespace orv;
-using namespace orv::fuzz;
 
 namespace {
 

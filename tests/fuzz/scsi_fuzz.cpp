@@ -1,13 +1,9 @@
 // Any bytes as what a SCSI disk answers: the reading stays within its bounds, and each value has its basis.
 //
-// The input: answer after answer, each a byte that tells which it is, and one that tells how many bytes of it
-// there are, in units of two.
+// The input: answer after answer, each behind a byte that tells which it is, and one of its length in twos.
 
 #include "Answering.h"
 #include "drive_reading/ScsiReading.h"
-
-using namespace orv;
-using namespace orv::fuzz;
 
 namespace {
 

@@ -7,9 +7,6 @@
 
 #include <tuple>
 
-using namespace orv;
-using namespace orv::fuzz;
-
 namespace {
 
 constexpr std::size_t kSettings = 6; ///< bytes before the blocks: vendor, unit, two time units, two of flags

@@ -7,9 +7,6 @@
 
 #include <vector>
 
-using namespace orv;
-using namespace orv::fuzz;
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     const std::vector<std::uint8_t> log(bytes,
                                         bytes + size); // of its own size, so that a read past it is seen

@@ -40,6 +40,10 @@ class Tree {
         std::filesystem::create_directories((root_ / path).parent_path());
         std::filesystem::create_symlink(target, root_ / path);
     }
+    std::string content(const std::string& path) const {
+        std::ifstream file(root_ / path);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
     void remove(const std::string& path) const { std::filesystem::remove_all(root_ / path); }
     std::string root() const { return std::filesystem::absolute(root_).string(); }
 
@@ -47,14 +51,17 @@ class Tree {
     std::filesystem::path root_ = "captured-tree-" + std::to_string(::getpid());
 };
 
-/// A tree in use as the running system.
-class TreeInUse {
+/// A tree in use as the running system, whose files may come later.
+class TreeInUse : public Tree {
   public:
-    explicit TreeInUse(const Tree& tree) : system_(tree.root()), inUse_(system_) {}
+    explicit TreeInUse(std::initializer_list<const char*> captured = {}) {
+        for (const char* name : captured)
+            capture(name);
+    }
 
   private:
-    platform::LinuxPlatform system_;
-    InUse inUse_;
+    platform::LinuxPlatform system_{root()};
+    InUse inUse_{system_};
 };
 
 } // namespace orv::test

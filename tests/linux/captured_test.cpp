@@ -1,28 +1,25 @@
-// Batteries, network cards and memory of captured trees, through the exports; memory that stays.
+// Batteries, network cards, memory and graphics cards of captured trees, through the exports, and NVML by a
+// stand-in library; memory that stays.
 
 #include "battery/BatteryReport.h"
+#include "gpu/Gpu.h"
 #include "linux/CapturedTree.h"
+#include "linux/standin_nvml.h"
 #include "memory/MemInfo.h"
-#include "orvane/hwprobe.h"
-#include "platform/linux/LinuxPlatform.h"
 #include "platform/linux/files/PolledFolder.h"
 #include "platform/servers/BatteryServer.h"
-#include "support/TestMachine.h"
-
-#include <gmock/gmock.h>
 
 #include <algorithm>
-#include <filesystem>
+#include <dlfcn.h>
 #include <malloc.h>
 #include <map>
 #include <sys/resource.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 namespace orv::test {
 namespace {
 
-using ::testing::HasSubstr;
+namespace fs = std::filesystem;
 
 constexpr char kSupplies[] = "sys/class/power_supply/";
 constexpr char kLaptop[] = "laptop-on-battery-with-mouse-and-ups.tree";
@@ -45,9 +42,7 @@ TEST(LinuxBattery, OneReportADriver) {
                   R"("voltage":3900})"},
     };
     for (const auto& [name, report] : reports) {
-        Tree tree;
-        tree.capture(name);
-        const TreeInUse system(tree);
+        TreeInUse tree({name});
         ASSERT_EQ(1, initBattery()) << name;
         EXPECT_STREQ(report, getBatteryAllMessage(0)) << name;
     }
@@ -83,15 +78,13 @@ TEST(LinuxBattery, FilesThatAreGoneBrokenOrOfAnotherKind) {
     };
     for (const auto& [captured, files, part] : cases) {
         SCOPED_TRACE(files[0].first + " " + part);
-        Tree tree;
-        tree.capture(captured);
+        TreeInUse tree({captured});
         for (const auto& [name, content] : files) {
             const bool alone = name.find('/') == name.npos;
             const std::string file = kSupplies + (alone ? batteries.at(captured) : "") + name;
             tree.remove(file);
             if (content) tree.file(file, std::string(content) + "\n");
         }
-        const TreeInUse system(tree);
         ASSERT_EQ(part.empty() ? 0 : 1, initBattery());
         EXPECT_THAT(getBatteryAllMessage(0), HasSubstr(part));
     }
@@ -100,11 +93,9 @@ TEST(LinuxBattery, FilesThatAreGoneBrokenOrOfAnotherKind) {
 TEST(LinuxBattery, NamesAreCutToWhatAnUpdateHolds) {
     const std::string wide(300, 'n');
     const std::string battery = kSupplies + std::string("BAT0/");
-    Tree tree;
-    tree.capture(kLaptop);
+    TreeInUse tree({kLaptop});
     for (const char* file : {"model_name", "manufacturer", "serial_number"})
         tree.file(battery + file, "é" + wide + "\n");
-    const TreeInUse system(tree);
     ASSERT_EQ(1, initBattery());
     getBatteryAllMessage(0);
     const auto& record = battery::batteryList()[0];
@@ -115,15 +106,12 @@ TEST(LinuxBattery, NamesAreCutToWhatAnUpdateHolds) {
 }
 
 TEST(LinuxBattery, ABatteryThatIsPulledLeavesItsIndexToTheNext) {
-    Tree tree;
-    tree.capture(kLaptop);
-    tree.capture(kTablet);
-    const TreeInUse system(tree);
+    TreeInUse tree({kLaptop, kTablet});
     ASSERT_EQ(2, initBattery());
     tree.remove(std::string(kSupplies) + "BAT0");
     EXPECT_THAT(getBatteryAllMessage(0), HasSubstr(R"("power":4680,)"));
     tree.remove(kSupplies);
-    EXPECT_THAT(getBatteryAllMessage(1), ::testing::EndsWith("SetupDiEnumDeviceInterfaces(1) failed: \"}"));
+    EXPECT_THAT(getBatteryAllMessage(1), EndsWith("SetupDiEnumDeviceInterfaces(1) failed: \"}"));
     EXPECT_EQ(0, initBattery()) << "a kernel without power supplies has no battery";
 }
 
@@ -168,15 +156,12 @@ TEST(LinuxLists, OnesThatCannotBeReadFailWithTheReasonAndAreTriedAgain) {
 #endif
     const std::string card = "sys/class/drm/card0/device/";
     const std::string radio = "sys/class/net/wlp0/device";
-    Tree tree;
-    tree.capture(kLaptop);
-    tree.capture("cards-behind-a-bridge-with-wireless-and-usb.tree");
+    TreeInUse tree({kLaptop, "cards-behind-a-bridge-with-wireless-and-usb.tree"});
     tree.file("proc/net/dev",
               "  eth0: 1 0 0 0 0 0 0 0 1 0 0 0 0 0 0 0\n  wlp0: 1 0 0 0 0 0 0 0 1 0 0 0 0 0 0 0\n");
     tree.file(card + "uevent", "DRIVER=amdgpu\nPCI_SLOT_NAME=0000:0a:00.0\n");
     tree.file(card + "vendor", "0x1002\n");
     tree.file(card + "hwmon/hwmon3/temp1_input", "48250\n");
-    const TreeInUse system(tree);
     const auto expectReason = [](const char* text) { EXPECT_THAT(getLastError(), HasSubstr(text)); };
     rlimit before{};
     ::getrlimit(RLIMIT_NOFILE, &before);
@@ -264,8 +249,7 @@ TEST(LinuxNetwork, InterfacesAreNamedAsAPersonKnowsThem) {
     ASSERT_TRUE(adapters.ok());
     for (const auto& adapter : adapters.value)
         names.push_back(adapter.description);
-    EXPECT_THAT(names,
-                ::testing::ElementsAre("ACME Inc. Gigabit Port", "ACME Inc. Gigabit Port #2", "bridge br0"));
+    EXPECT_THAT(names, ElementsAre("ACME Inc. Gigabit Port", "ACME Inc. Gigabit Port #2", "bridge br0"));
     EXPECT_EQ("192.168.1.1", adapters.value[0].gateway);
     EXPECT_EQ("0.0.0.0", adapters.value[1].gateway);
 
@@ -306,6 +290,153 @@ TEST(LinuxPolling, TenThousandPollsLeaveMemoryWhereItWas) {
     poll(10000);
     // A sanitizer's allocator counts nothing there, and finds leaks by itself.
     EXPECT_LT(::mallinfo2().uordblks, used + (1u << 20)) << "a megabyte over twenty thousand calls is a leak";
+}
+
+// ---- Graphics cards
+
+std::string deviceOf(int number) {
+    return "sys/class/drm/card" + std::to_string(number) + "/device/";
+}
+
+/// A card of the amdgpu driver as the kernel shows it.
+void addRadeon(const Tree& tree, int number, const std::string& slot, const std::string& millidegrees) {
+    const std::string device = deviceOf(number);
+    tree.file(device + "uevent",
+              "DRIVER=amdgpu\nPCI_CLASS=30000\nPCI_ID=1002:744C\nPCI_SLOT_NAME=" + slot + "\n");
+    tree.file(device + "vendor", "0x1002\n");
+    tree.file(device + "device", "0x744c\n");
+    tree.file(device + "gpu_busy_percent", "37\n");
+    tree.file(device + "mem_info_vram_total", "21458059264\n");
+    tree.file(device + "hwmon/hwmon3/name", "amdgpu\n");
+    tree.file(device + "hwmon/hwmon3/temp1_input", millidegrees + "\n");
+    tree.file("usr/share/misc/pci.ids", "1002  Advanced Micro Devices, Inc. [AMD/ATI]\n\t744c  Navi 31\n");
+}
+
+TEST(AmdGpuTree, CardsComeBeforeAProcessorsGraphicsAndKeepTheirDomains) {
+    TreeInUse tree;
+    tree.file("sys/class/drm/card1-DP-1/status", "connected\n");
+    tree.file(deviceOf(3) + "uevent", "DRIVER=simple-framebuffer\n");
+    addRadeon(tree, 0, "0000:0a:00.0", "70000"); // a processor's: the voltage of its north bridge is told
+    tree.file(deviceOf(0) + "hwmon/hwmon3/in1_label", "vddnb\n");
+    addRadeon(tree, 10, "10001:0a:00.0", "42000");
+    addRadeon(tree, 2, "10000:0a:00.0", "48250");
+    tree.file(deviceOf(10) + "product_name", "Board X\n");
+    EXPECT_EQ(getGpuLoad(), 0.37);
+    EXPECT_EQ(getGpuTemperature(), 48.25);
+    ASSERT_EQ(GetGpuList().size(), 3u);
+    EXPECT_EQ(GetGpuList()[0]->gpuName, "Advanced Micro Devices, Inc. [AMD/ATI] Navi 31");
+    EXPECT_EQ(GetGpuList()[0]->GetTotalMemory(), 21458059264 / 1024);
+    EXPECT_EQ(GetGpuList()[1]->gpuName, "Board X");
+    EXPECT_EQ(GetGpuList()[2]->GetTemperature(), 70.0);
+}
+
+TEST(AmdGpuTree, FilesThatAreMissingOrBroken) {
+    const std::string device = deviceOf(1);
+    const std::string sensors = device + "hwmon/hwmon3/";
+    // A file and what it has instead, null for no file; another file with "50000"; the load, the temperature.
+    const std::tuple<std::string, const char*, std::string, double, double> rows[] = {
+        {device + "gpu_busy_percent", "busy\n", "", -1, 48.25},
+        {sensors + "temp1_input", "99999999999\n", "", -1, -1},
+        {sensors + "temp1_input", nullptr, sensors + "temp2_input", 0.37, 50},
+        {sensors + "temp1_input", nullptr, "", 0.37, 0}, // no thermometer: as AMD's library has it, 0 degrees
+        {device + "uevent", "DRIVER=amdgpu\nPCI_SLOT_NAME=platform\n", "", -1, -1},
+    };
+    for (const auto& [path, content, more, load, temperature] : rows) {
+        TreeInUse tree;
+        addRadeon(tree, 1, "0000:0a:00.0", "48250");
+        tree.remove(path);
+        if (content) tree.file(path, content);
+        if (!more.empty()) tree.file(more, "50000\n");
+        EXPECT_EQ(getGpuLoad(), load) << path << more;
+        EXPECT_EQ(getGpuTemperature(), temperature) << path << more;
+    }
+}
+
+TEST(AmdGpuTree, ACardThatSleepsIsLeftAsleepAndNotLost) {
+    const std::string state = deviceOf(1) + "power/runtime_status";
+    TreeInUse tree;
+    addRadeon(tree, 1, "0000:0a:00.0", "48250");
+    tree.file(state, "suspended\n");
+    EXPECT_EQ(getGpuLoad(), 0.0);
+    EXPECT_EQ(getGpuTemperature(), -1.0);
+    EXPECT_THAT(getLastError(), EndsWith("_Temperature_Get failed: 100, the card sleeps"));
+    tree.file(state, "active\n");
+    EXPECT_EQ(getGpuLoad(), 0.37);
+    EXPECT_EQ(getGpuTemperature(), 48.25);
+    tree.file(state, "suspending\n");
+    EXPECT_EQ(getGpuLoad(), 0.0);
+}
+
+/// The stand-in library, loaded by its place, so that the loader finds it by its name. It stays loaded, and a
+/// driver that cannot be started once a test has ended.
+class Driver {
+  public:
+    Driver() {
+        const fs::path folder = fs::canonical("/proc/self/exe").parent_path();
+        void* library = ::dlopen((folder / "standin/libnvidia-ml.so.1").c_str(), RTLD_NOW);
+        state_ = library ? static_cast<StandinNvml*>(::dlsym(library, "standinNvml")) : nullptr;
+        if (!state_) throw std::runtime_error(::dlerror());
+        *state_ = {0, 0, 0, 8ull << 30, 0};
+    }
+    ~Driver() { state_->initStatus = 9; }
+    Driver(const Driver&) = delete;
+    Driver& operator=(const Driver&) = delete;
+    StandinNvml* operator->() const { return state_; }
+
+  private:
+    StandinNvml* state_ = nullptr;
+};
+
+TEST(Nvml, TheDriversLibraryIsLoadedAndRead) {
+    const Driver driver;
+    platform::LinuxPlatform system;
+    const InUse inUse(system);
+    EXPECT_EQ(getGpuLoad(), 0.83);
+    EXPECT_EQ(getGpuTemperature(), 61.0);
+    Gpu& card = *GetGpuList().front(); // the card that can be opened
+    EXPECT_EQ(card.gpuType, kNvidiaGpu);
+    EXPECT_EQ(card.gpuName, std::string(63, 'n'));
+    EXPECT_EQ(card.GetTotalMemory(), 8u << 20);
+    driver->memory = 8ull << 40;
+    EXPECT_EQ(card.GetTotalMemory(), 0xFFFFFFFFu) << "the field is full";
+    driver->utilizationStatus = 3;
+    EXPECT_EQ(getGpuLoad(), -1.0);
+    EXPECT_THAT(getLastError(), EndsWith(": NvAPI_GPU_GetDynamicPstatesInfoEx failed: Not Supported"));
+}
+
+/// A captured tree with the driver's library, which such a tree does not have of itself.
+class TreeWithNvml : public platform::LinuxPlatform, private platform::GraphicsSdk {
+  public:
+    explicit TreeWithNvml(const std::string& root) : PlatformOf(root), files_(root) {
+        if (!server_.load()) throw std::runtime_error("no NVML");
+        server_.serve();
+    }
+    platform::GraphicsSdk& graphicsSdk() override { return *this; }
+
+  private:
+    platform::Result<platform::LibraryFunction> function(std::uint32_t id) override {
+        return {platform::servedNvapiFunction(id)};
+    }
+    platform::RootedFiles files_;
+    platform::NvmlServer server_{files_};
+};
+
+TEST(Nvml, ACardThatSleepsIsLeftAsleep) {
+    const std::string state = "sys/bus/pci/devices/10000:0a:00.0/power/runtime_status";
+    const Driver driver;
+    const Tree tree;
+    tree.file(state, "active\n");
+    TreeWithNvml system(tree.root());
+    const InUse inUse(system);
+    EXPECT_EQ(getGpuTemperature(), 61.0);
+    tree.file(state, "suspended\n");
+    const unsigned before = driver->readings;
+    EXPECT_EQ(getGpuLoad(), 0.0);
+    EXPECT_EQ(getGpuTemperature(), -1.0);
+    EXPECT_THAT(getLastError(), EndsWith(": NvAPI_GPU_GetThermalSettings failed: the card sleeps"));
+    EXPECT_EQ(driver->readings, before);
+    tree.file(state, "active\n");
+    EXPECT_EQ(getGpuLoad(), 0.83);
 }
 
 } // namespace

@@ -4,12 +4,8 @@
 #include "WinRing0/WinRing0.h"
 #include "cpu/cpu_info.h"
 #include "linux/CapturedTree.h"
-#include "orvane/hwprobe.h"
-#include "platform/linux/LinuxPlatform.h"
-#include "support/TestMachine.h"
 
 #include <fmt/format.h>
-#include <gmock/gmock.h>
 
 #include <cstring>
 #include <map>
@@ -229,7 +225,7 @@ TEST_F(IntelTree, ADriverMayGoAndComeAndTheRegisterIsTheSecondWay) {
     PlatformOf<TreeServices> machine(tree.root(), leaves);
     const InUse inUse(machine);
     EXPECT_EQ(-1.0, getCpuTemperature());
-    EXPECT_THAT(getLastError(), testing::HasSubstr(": DLL Status Error: DRIVER_NOT_LOADED"));
+    EXPECT_THAT(getLastError(), HasSubstr(": DLL Status Error: DRIVER_NOT_LOADED"));
     coretemp(0, {50, 52, 54, 56}, "hwmon3");
     EXPECT_EQ(53.0, getCpuTemperature());
     tree.remove("sys/devices/platform/coretemp.0");
@@ -299,10 +295,7 @@ class AmdTree : public ProcessorTree {
         for (const auto& [label, milli] : sensors)
             sensor(folder, next++, label, milli);
     }
-    std::string rootComplex() const {
-        std::ifstream file(tree.root() + "/sys/bus/pci/devices/0000:00:00.0/config");
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
+    std::string rootComplex() const { return tree.content("sys/bus/pci/devices/0000:00:00.0/config"); }
 };
 
 TEST_F(AmdTree, TheControlTemperatureInEachFamilysRegister) {

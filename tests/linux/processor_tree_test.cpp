@@ -3,14 +3,8 @@
 #include "cpu/cpu.h"
 #include "frame/HWException.h"
 #include "linux/CapturedTree.h"
-#include "platform/linux/LinuxPlatform.h"
-#include "support/TestMachine.h"
-
-#include <gtest/gtest.h>
 
 #include <fcntl.h>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <sched.h>
 #include <sys/file.h>
@@ -18,7 +12,6 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 namespace orv::test {
@@ -195,10 +188,6 @@ TEST_F(LinuxTree, LockFilesStandInAFolderThatEverybodyMayWrite) {
 class LockTree : public LinuxTree {
   protected:
     LockTree() { folder("run/lock"); }
-    static std::string content(const std::string& path) {
-        std::ifstream stream(path);
-        return {std::istreambuf_iterator<char>(stream), {}};
-    }
     const std::string path = at("run/lock/hwprobe.bus");
 };
 
@@ -217,14 +206,14 @@ TEST_F(LockTree, WhatIsNoLockFileIsAFailureAndStaysAsItIs) {
         NamedMutexes& mutexes = side.namedMutexes();
         EXPECT_EQ(kInvalidHandle, mutexes.CreateMutexW(L"bus").error);
         EXPECT_EQ(kInvalidHandle, mutexes.OpenMutexW(0x1F0001, L"bus").error);
-        EXPECT_EQ("theirs", content(other));
+        EXPECT_EQ("theirs", tree.content("other"));
         fs::remove(path);
         // The same, squatted while the mutex is open.
         const auto handle = mutexes.CreateMutexW(L"bus").value;
         fs::remove(path);
         squat();
         EXPECT_EQ(kWaitFailed, mutexes.WaitForSingleObject(handle, 10));
-        EXPECT_EQ("theirs", content(other));
+        EXPECT_EQ("theirs", tree.content("other"));
         fs::remove(path);
         EXPECT_EQ(kWaitOwned, mutexes.WaitForSingleObject(handle, 10));
         EXPECT_EQ(kSuccess, mutexes.ReleaseMutex(handle));

@@ -3,19 +3,14 @@
 // Described drives on one path, the four ATA commands that the engine sends on it, and control codes.
 
 #include "support/DescribedDrives.h"
-#include "support/RequestText.h"
 
-#include <gmock/gmock.h>
-
-namespace orv::platform::drives {
+namespace orv::test {
 
 using Bytes = std::vector<std::byte>;
 
-inline constexpr std::int64_t kSecond = 1'000'000'000;
-
 /// Blocks of drives: bytes that tell which block it is.
 inline std::string block(unsigned byte, std::size_t bytes = 512) {
-    return test::hexOf(std::vector(bytes, static_cast<std::uint8_t>(byte)));
+    return hexOf(std::vector(bytes, static_cast<std::uint8_t>(byte)));
 }
 
 inline std::string ataBlocks() {
@@ -38,8 +33,8 @@ inline std::string drive(std::string_view paths, std::string_view more = "") {
     return fmt::format(described, list, nvme ? nvmeBlocks() : ataBlocks(), more.empty() ? "" : ", ", more);
 }
 
-inline std::unique_ptr<Machine> machineOf(const std::string& drives, std::string_view more = "") {
-    return Machine::fromText(fmt::format(R"({{"name": "T", "drives": [{}]{}}})", drives, more));
+inline std::unique_ptr<platform::Machine> machineOf(const std::string& drives, std::string_view more = "") {
+    return platform::Machine::fromText(fmt::format(R"({{"name": "T", "drives": [{}]{}}})", drives, more));
 }
 
 template <class T>
@@ -52,7 +47,7 @@ Bytes bytesOf(const T& record, std::size_t size = sizeof(T)) {
 constexpr const wchar_t* kDrive = LR"(\\.\PhysicalDrive0)";
 
 struct Sent {
-    ErrorCode error;
+    platform::ErrorCode error;
     std::uint32_t bytes;
     Bytes out;
     unsigned at(std::size_t place) const { return std::to_integer<unsigned>(out.at(place)); }
@@ -65,7 +60,7 @@ struct Sent {
 };
 
 /// A control code with as much room for its answer.
-inline Sent send(Machine& machine, const wchar_t* device, std::uint32_t code, const Bytes& in,
+inline Sent send(platform::Machine& machine, const wchar_t* device, std::uint32_t code, const Bytes& in,
                  std::size_t room) {
     const auto file = machine.deviceFiles().open(device);
     if (!file.ok()) return {file.error, 0, {}};
@@ -74,14 +69,7 @@ inline Sent send(Machine& machine, const wchar_t* device, std::uint32_t code, co
     return {answer.error, answer.value, std::move(out)};
 }
 
-} // namespace orv::platform::drives
-
-namespace orv::test {
-
 enum Operation { identify, readData, readThresholds, enable };
-
-using platform::drives::block;
-using platform::drives::drive;
 
 constexpr std::uint8_t kKept = 0xEE; // what the record's blocks hold before
 
@@ -104,7 +92,6 @@ struct AtaPath : DriveOnMachine {
         for (const std::span<std::uint8_t> kept :
              {std::span<std::uint8_t>(asi.Identify), {asi.SmartReadData}, {asi.SmartReadThreshold}})
             std::ranges::fill(kept, kKept);
-        machine->requests().keepRecord(true);
     }
 
     bool ask(Operation operation) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "log/Logger.h"
+#include "log/log.h"
 
 #include <spdlog/sinks/ostream_sink.h>
 

@@ -14,6 +14,8 @@
 
 namespace orv::test {
 
+inline constexpr std::int64_t kSecond = 1'000'000'000; // ns
+
 using Lines = std::vector<std::string>;
 using Labels = std::vector<std::wstring>;
 
@@ -49,6 +51,11 @@ inline NvmeBlock nvmeIdentifyOf(std::string_view model = "ACME NV", std::string_
     putText(block, 24, 40, model);
     putText(block, 64, 8, "F1");
     return block;
+}
+
+/// A drive's further key: what becomes of the requests on one of its paths.
+inline std::string answers(std::string_view path, std::string_view what) {
+    return fmt::format(R"(, "answers": [{{"path": "{}", {}}}])", path, what);
 }
 
 /// A health page of a temperature and a percentage used.
@@ -97,6 +104,26 @@ std::vector<T> plus(std::vector<T> first, const std::vector<std::type_identity_t
     return first;
 }
 
+/// The record. A control code stands as "DEVICE CODE OUT IN: 0=2c 6=1018", with runs of bytes that are not 0.
+inline Lines requestsOf(platform::Machine& machine) {
+    Lines lines = machine.requests().record();
+    for (std::string& line : lines) {
+        const auto in = line.find(" in");
+        if (in == line.npos || !line.starts_with("deviceControl")) continue;
+        const std::string hex = line.substr(in + 3); // " b5 fe"
+        std::string runs;
+        for (std::size_t i = 0; i < hex.size() / 3; ++i) {
+            const std::string byte = hex.substr(3 * i + 1, 2);
+            if (byte == "00") continue;
+            if (i == 0 || hex.substr(3 * i - 2, 2) == "00") runs += fmt::format(" {}=", i);
+            runs += byte;
+        }
+        line = line.substr(18, in - 18) + fmt::format(" {}:", hex.size() / 3) + runs;
+        line.erase(line.find("out "), 4);
+    }
+    return lines;
+}
+
 /// A machine of drives and other sections, or a sample by its name, an engine, and what the engine traced.
 class DriveOnMachine {
   public:
@@ -106,6 +133,7 @@ class DriveOnMachine {
                                       : drives)) {
         setDebugListener([this](std::wstring_view text) { trace.emplace_back(text); });
         engine.emplace();
+        machine->requests().clearRecord();
     }
     ~DriveOnMachine() { setDebugListener({}); }
 

@@ -78,11 +78,9 @@ class SampleDrives(unittest.TestCase):
 
 class ReadDrives(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
         blocks_of = lambda name, kinds: {kind: {"file": str(DRIVES / f"{name}.{file}")} for kind, file in kinds.items()}
         ata = {"identify": "identify", "smart": "smart", "thresholds": "thresholds"}
-        self.machine = Path(folder.name) / "machine.json"
+        self.machine = Path(self.enterContext(tempfile.TemporaryDirectory())) / "machine.json"
         self.machine.write_text(json.dumps({"name": "m", "drives": [
             {"number": 0, "paths": ["ataPassThrough"], **blocks_of("hard-disk", ata)},
             {"number": 1, "paths": ["jmicron"], **blocks_of("crucial-mx500", ata)},
@@ -124,9 +122,7 @@ class ReadDrives(unittest.TestCase):
 
 class BadFiles(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = Path(folder.name)
+        self.folder = Path(self.enterContext(tempfile.TemporaryDirectory()))
         for block in DRIVES.glob("hard-disk.*"):
             (self.folder / block.name).write_bytes(block.read_bytes())
 

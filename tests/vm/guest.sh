@@ -30,6 +30,13 @@ has() {
   esac
 }
 
+# wait_for TRIES COMMAND...: looks every half second until the command holds, so many times at most.
+wait_for() {
+  tries=$1
+  shift
+  until "$@" || [ $((tries -= 1)) = 0 ]; do sleep 0.5; done
+}
+
 calc() { awk "BEGIN { printf \"%.17g\", ($1) }"; }
 
 # The registers, reached without any of our code.

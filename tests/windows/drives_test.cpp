@@ -4,14 +4,11 @@
 #include "disk/Disk.h"
 #include "disk_engine/CAtaSmart.h"
 #include "frame/HWException.h"
-#include "orvane/hwprobe.h"
 #include "platform/DeviceFiles.h"
 #include "platform/ManagementData.h"
 #include "platform/Platform.h"
 #include "platform/records/StorageRecords.h"
 #include "support/TestMachine.h"
-
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>

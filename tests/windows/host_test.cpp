@@ -1,11 +1,8 @@
 // What only the Windows side has: structured exceptions, the floating-point control word, handles.
 
-#include "orvane/hwprobe.h"
 #include "platform/FaultTrap.h"
 #include "support/Faults.h"
 #include "support/TestMachine.h"
-
-#include <gtest/gtest.h>
 
 #include <windows.h>
 

@@ -14,18 +14,9 @@ mount -t 9p -o trans=virtio,ro host /tmp/host
 commands() { grep -c "pci_nvme_admin_cmd.*'NVME_ADM_CMD_$1'" /tmp/host/trace; }
 refusals() { grep -c 'pci_nvme_enqueue_req_completion.* cqid 0 .* status 0x0*[1-9a-f]' /tmp/host/trace; }
 
-# until_block PRESENT DISK: waits until it has come (y) or gone (n).
-until_block() {
-  tries=0
-  until { [ -e "/sys/block/$2" ] && echo y || echo n; } | grep -q "$1" || [ $tries = 40 ]; do
-    sleep 0.5
-    tries=$((tries + 1))
-  done
-}
-
 monitor "" # what comes first may be lost
-until_block y nvme0n2
-until_block y sde
+wait_for 40 [ -e /sys/block/nvme0n2 ]
+wait_for 40 [ -e /sys/block/sde ]
 monitor "trace-event pci_nvme_admin_cmd on"
 monitor "trace-event pci_nvme_enqueue_req_completion on"
 
@@ -47,11 +38,11 @@ is "commands: a refusal is seen" "$(refusals)" 1
 # plug DRIVE SERIAL, unplug: the one drive in the slot.
 plug() {
   monitor "device_add nvme,id=guest,bus=bay,drive=$1,serial=$2"
-  until_block y nvme1n1
+  wait_for 40 [ -e /sys/block/nvme1n1 ]
 }
 unplug() {
   monitor "device_del guest"
-  until_block n nvme1n1
+  wait_for 40 [ ! -e /sys/block/nvme1n1 ]
 }
 plug first SWAP-0001
 answers=$(call initDisk getAllDiskType)

@@ -2,10 +2,7 @@
 # machines: drives
 # shellcheck shell=sh
 
-tries=0
-until [ -e /sys/block/sda ] || [ $tries = 20 ]; do
-  sleep 1 && tries=$((tries + 1))
-done
+wait_for 40 [ -e /sys/block/sda ]
 strace -f -s 64 -e trace=ioctl -o /tmp/requests hwprobe explain --drive 0 >/tmp/explained 2>/dev/null
 is "logs: a drive is read" "$?" 0
 # sent COMMAND: how many ATA pass-through blocks have this command, in byte 14.

@@ -3,11 +3,8 @@
 # shellcheck shell=sh
 
 # USB storage waits before it looks for its disks.
-tries=0
-until [ "$(echo /sys/block/sd* /sys/block/nvme* | wc -w)" = 7 ] || [ $tries = 20 ]; do
-  sleep 1
-  tries=$((tries + 1))
-done
+all_are_there() { [ "$(echo /sys/block/sd* /sys/block/nvme* | wc -w)" = 7 ]; }
+wait_for 40 all_are_there
 disks=$(cd /sys/block && echo sd* nvme*)
 
 # drivers_of DISK: the drivers of the devices that it hangs on.
@@ -50,22 +47,18 @@ agrees() {
 }
 
 agrees_with_smart() {
-  agrees "$1" model "$(smart model_name)"
-  agrees "$1" serialNumber "$(smart serial_number)"
-  agrees "$1" firmware "$(smart firmware_version)"
-  agrees "$1" temperature "$(smart temperature.current)"
-  agrees "$1" powerOnHours "$(smart power_on_time.hours)"
-  agrees "$1" powerOnCount "$(smart power_cycle_count)"
+  for pair in model:model_name serialNumber:serial_number firmware:firmware_version temperature:temperature.current \
+    powerOnHours:power_on_time.hours powerOnCount:power_cycle_count; do
+    agrees "$1" "${pair%:*}" "$(smart "${pair#*:}")"
+  done
 }
 
 agrees_with_nvme() {
   { nvme id-ctrl "/dev/$disk" -o json && nvme smart-log "/dev/$disk" -o json; } >/tmp/nvme
-  agrees "$1, by nvme" model "$(nvme_told mn)"
-  agrees "$1, by nvme" serialNumber "$(nvme_told sn)"
-  agrees "$1, by nvme" firmware "$(nvme_told fr)"
+  for pair in model:mn serialNumber:sn firmware:fr powerOnHours:power_on_hours powerOnCount:power_cycles; do
+    agrees "$1, by nvme" "${pair%:*}" "$(nvme_told "${pair#*:}")"
+  done
   agrees "$1, by nvme" temperature "$(nvme_told temperature | awk '{ print $1 - 273 }')"
-  agrees "$1, by nvme" powerOnHours "$(nvme_told power_on_hours)"
-  agrees "$1, by nvme" powerOnCount "$(nvme_told power_cycles)"
 }
 
 # as_user COMMAND...: without root's rights, in a folder of its own.

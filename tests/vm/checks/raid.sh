@@ -2,10 +2,8 @@
 # machines: raid
 # shellcheck shell=sh
 
-tries=0
-until [ "$(echo /sys/block/sd* | wc -w)" = 2 ] || [ $tries = 120 ]; do
-  sleep 1 && tries=$((tries + 1))
-done
+both_are_there() { [ "$(echo /sys/block/sd* | wc -w)" = 2 ]; }
+wait_for 240 both_are_there
 
 # requests: how many requests reach the firmware in a search for drives.
 requests() {

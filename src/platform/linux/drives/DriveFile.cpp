@@ -29,8 +29,8 @@ Answer runScsi(int file, const DriveRequest& request, std::span<const std::byte>
     return writeScsiAnswer(request, outcome.value, in, data, out);
 }
 
-Answer runNvme(const Result<int>& file, const nvme_admin_cmd& command,
-               const DriveRequest& request, std::span<const std::byte> in, std::span<std::byte> out) {
+Answer runNvme(const Result<int>& file, const nvme_admin_cmd& command, const DriveRequest& request,
+               std::span<const std::byte> in, std::span<std::byte> out) {
     if (!file.ok()) return Answer::failed(file.error);
     std::vector<std::uint8_t> data(command.data_len);
     if (const ErrorCode error = sendNvme(file.value, command, data)) return Answer::failed(error);
