@@ -1,8 +1,8 @@
-#include "disk_engine/record/DriveRecord.h"
-#include "disk_engine/record/IdentifyWords.h"
+#include "disk_engine/WideText.h"
 #include "disk_engine/dialects/Interpretation.h"
 #include "disk_engine/dialects/VendorRules.h"
-#include "disk_engine/WideText.h"
+#include "disk_engine/record/DriveRecord.h"
+#include "disk_engine/record/IdentifyWords.h"
 #include "frame/EncodedText.h"
 #include "support/DescribedDrives.h"
 

@@ -1,5 +1,5 @@
-#include "disk_engine/record/DriveRecord.h"
 #include "disk_engine/dialects/Interpretation.h"
+#include "disk_engine/record/DriveRecord.h"
 #include "drive_logs/AtaLogs.h"
 #include "drive_reading/DeviceStatistics.h"
 #include "drive_reading/DriveReading.h"

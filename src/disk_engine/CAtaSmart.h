@@ -223,7 +223,7 @@ class CAtaSmart : public AllowedPaths {
     void forgetProbe();
     void noteTwin(std::int32_t twinOf);
     void noteFullList(const AtaSmartInfo& asi);
-    UnreadDrive probed_; // why the latest probe made no record, where that is known for certain
+    UnreadDrive probed_;              // why the latest probe made no record, where that is known for certain
     platform::NamedMutexes& mutexes_; // the platform's that made hMutexJMicron
 };
 

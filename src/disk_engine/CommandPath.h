@@ -118,24 +118,30 @@ struct NvmeIdentify {
 /// All that is known of one command path. Search, record, refresh and trace ask the row.
 struct CommandPath {
     CommandType type;
-    const wchar_t* letters;    ///< two, for a record
-    bool tellsSelect = false;  ///< "1" or "2" for the device select follows the letters in a record
-    bool isPlain = false;      ///< trusted with a geometry that no drive has
-    bool hidesSizes = false;   ///< its identify data tell neither geometry nor features
-    bool isUsbNvme = false;    ///< an NVMe drive behind a USB bridge
+    const wchar_t* letters;   ///< two, for a record
+    bool tellsSelect = false; ///< "1" or "2" for the device select follows the letters in a record
+    bool isPlain = false;     ///< trusted with a geometry that no drive has
+    bool hidesSizes = false;  ///< its identify data tell neither geometry nor features
+    bool isUsbNvme = false;   ///< an NVMe drive behind a USB bridge
     BOOL AllowedPaths::*allowedBy = nullptr; ///< null: always
     /// IDENTIFY DEVICE, for the device select 0xA0 or 0xB0.
     bool (*identify)(CAtaSmart&, const DriveSighting&, std::uint8_t target, IdentifyBlock) = nullptr;
     const AtaBridge* bridge = nullptr;
-    const SmartReads* smart = nullptr; ///< null: no ATA drive is reached
+    const SmartReads* smart = nullptr;       ///< null: no ATA drive is reached
     const SmartReads* smartBehind = nullptr; ///< asked after them, where these leave something open
-    NvmeIdentify nvme[2] = {}; ///< the second is a mode of the first's; null: none
-    bool sizeCounts = false; ///< the record takes the size that they found
-    bool (*readHealth)(CAtaSmart&, AtaSmartInfo&) = nullptr; ///< SMART / Health Information page; null: no NVMe drive
-    enum class Wake { never, first, ifSilent } wake = Wake::never; ///< a sleeping drive, before it is read again
+    NvmeIdentify nvme[2] = {};               ///< the second is a mode of the first's; null: none
+    bool sizeCounts = false;                 ///< the record takes the size that they found
+    bool (*readHealth)(CAtaSmart&,
+                       AtaSmartInfo&) = nullptr; ///< SMART / Health Information page; null: no NVMe drive
+    enum class Wake {
+        never,
+        first,
+        ifSilent
+    } wake = Wake::never;                       ///< a sleeping drive, before it is read again
     CommandType takenOverBy = CMD_TYPE_UNKNOWN; ///< path for good of a drive that is silent on this one
     /// Any ATA command; null: no way for it.
-    TaskAnswer (*sendTask)(CAtaSmart&, const AtaSmartInfo&, const AtaTask&, std::span<std::uint8_t>) = nullptr;
+    TaskAnswer (*sendTask)(CAtaSmart&, const AtaSmartInfo&, const AtaTask&,
+                           std::span<std::uint8_t>) = nullptr;
     bool tellsRegisters = false; ///< which that command left
 };
 

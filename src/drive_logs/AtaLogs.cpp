@@ -1,7 +1,7 @@
 #include "drive_logs/AtaLogs.h"
 
-#include "disk_engine/paths/AtaTask.h"
 #include "disk_engine/CAtaSmart.h"
+#include "disk_engine/paths/AtaTask.h"
 #include "drive_reading/DeviceStatistics.h"
 #include "log/log.h"
 #include "platform/Clock.h"

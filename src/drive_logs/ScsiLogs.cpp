@@ -1,7 +1,7 @@
 #include "drive_logs/ScsiLogs.h"
 
-#include "disk_engine/paths/AtaCommands.h"
 #include "disk_engine/CAtaSmart.h"
+#include "disk_engine/paths/AtaCommands.h"
 #include "drive_logs/ScsiCommands.h"
 #include "platform/Clock.h"
 #include "platform/Platform.h"

@@ -2,8 +2,8 @@
 // made or refused, and what it says lies in its ranges. The first byte chooses the drive's path.
 
 #include "Answering.h"
-#include "disk_engine/record/DriveRecord.h"
 #include "disk_engine/dialects/Interpretation.h"
+#include "disk_engine/record/DriveRecord.h"
 
 namespace {
 

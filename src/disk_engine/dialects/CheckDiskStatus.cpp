@@ -1,6 +1,6 @@
+#include "disk_engine/WideText.h"
 #include "disk_engine/dialects/AttributeRules.h"
 #include "disk_engine/dialects/Interpretation.h"
-#include "disk_engine/WideText.h"
 
 #include <array>
 #include <bitset>

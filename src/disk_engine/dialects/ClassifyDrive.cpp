@@ -1,6 +1,6 @@
+#include "disk_engine/WideText.h"
 #include "disk_engine/dialects/Interpretation.h"
 #include "disk_engine/dialects/VendorRules.h"
-#include "disk_engine/WideText.h"
 
 #include <algorithm>
 #include <array>

@@ -1,5 +1,5 @@
-#include "disk_engine/dialects/AttributeRules.h"
 #include "disk_engine/DebugPrint.h"
+#include "disk_engine/dialects/AttributeRules.h"
 #include "disk_engine/dialects/Interpretation.h"
 
 #include <cstring>

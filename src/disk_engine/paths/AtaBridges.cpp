@@ -1,9 +1,9 @@
 #include "disk_engine/paths/AtaBridges.h"
 
-#include "disk_engine/paths/AtaCommands.h"
-#include "disk_engine/paths/AtaTask.h"
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/DebugPrint.h"
+#include "disk_engine/paths/AtaCommands.h"
+#include "disk_engine/paths/AtaTask.h"
 #include "platform/records/AtaSense.h"
 
 #include <fmt/xchar.h>
@@ -49,7 +49,9 @@ BridgeCdb filled(const AtaBridgeCommand& command, std::uint32_t dataBytes, std::
     BridgeCdb cdb{command.length, {}, dataBytes};
     for (std::size_t i = 0; i < command.length; ++i) {
         const std::uint16_t byte = command.bytes[i];
-        cdb.bytes[i] = byte == kDeviceByte ? target : byte == kFeature ? feature : static_cast<std::uint8_t>(byte);
+        cdb.bytes[i] = byte == kDeviceByte ? target
+                       : byte == kFeature  ? feature
+                                           : static_cast<std::uint8_t>(byte);
     }
     return cdb;
 }
@@ -59,16 +61,16 @@ bool isBlank(const AtaBlock& block) {
 }
 
 platform::Result<bool> sendBridge(DeviceAccess& devices, platform::DeviceFile& drive, const BridgeCdb& cdb,
-                                             std::span<std::uint8_t> data) {
+                                  std::span<std::uint8_t> data) {
     const auto question = passThrough(cdb);
     BridgeAnswer answer{};
     constexpr std::size_t dataAt = offsetof(BridgeAnswer, data);
     return devices.exchange(drive, platform::IOCTL_SCSI_PASS_THROUGH, sent(question),
-                    room(answer, dataAt + cdb.dataBytes), dataAt, data);
+                            room(answer, dataAt + cdb.dataBytes), dataAt, data);
 }
 
 bool readSmartSat(CAtaSmart& engine, std::int32_t physicalDriveId, std::uint8_t target, std::uint8_t feature,
-                             AtaSmartInfo& asi) {
+                  AtaSmartInfo& asi) {
     const bool values = feature == kSmartReadData;
     const AtaBridge* bridge = commandPath(asi.CommandType).bridge;
     if (!bridge) return false;
@@ -149,7 +151,7 @@ bool CAtaSmart::ControlSmartStatusSat(std::int32_t physicalDriveId, std::uint8_t
 }
 
 TaskAnswer sendTaskSat(CAtaSmart& engine, const AtaSmartInfo& asi, const AtaTask& task,
-                                             std::span<std::uint8_t> data) {
+                       std::span<std::uint8_t> data) {
     constexpr std::size_t dataAt = offsetof(BridgeAnswer, data);
     const auto drive = engine.OpenPhysicalDrive(asi.PhysicalDriveId);
     if (!drive) return TaskAnswer::failed(platform::kIoDevice);
@@ -157,7 +159,7 @@ TaskAnswer sendTaskSat(CAtaSmart& engine, const AtaSmartInfo& asi, const AtaTask
     question.TimeOutValue = kTaskSeconds;
     BridgeAnswer answer{};
     const auto told = engine.devices.exchange(*drive, platform::IOCTL_SCSI_PASS_THROUGH, sent(question),
-                               room(answer, dataAt + data.size()), dataAt, data);
+                                              room(answer, dataAt + data.size()), dataAt, data);
     if (!told.value) {
         // A refusal moves no data; it is more than a wrong length.
         if (told.ok() && answer.head.ScsiStatus != 0) engine.devices.noteFailure(platform::kIoDevice);

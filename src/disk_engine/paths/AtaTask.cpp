@@ -1,7 +1,7 @@
 #include "disk_engine/paths/AtaTask.h"
 
-#include "disk_engine/paths/AtaCommands.h"
 #include "disk_engine/CAtaSmart.h"
+#include "disk_engine/paths/AtaCommands.h"
 
 namespace orv {
 
@@ -34,7 +34,7 @@ bool carriesAtaTask(std::uint32_t commandType, const AtaTask& task) {
 }
 
 TaskAnswer CAtaSmart::sendAtaTask(const AtaSmartInfo& asi, const AtaTask& task,
-                                             std::span<std::uint8_t> data) {
+                                  std::span<std::uint8_t> data) {
     if (!carriesAtaTask(asi.CommandType, task) || data.size() != (task.isAnswerInRegisters ? 0 : kAtaBytes))
         return TaskAnswer::failed(platform::kNotSupported);
     // No probe: what fails here is told here alone.

@@ -1,8 +1,8 @@
-#include "disk_engine/paths/AtaCommands.h"
-#include "disk_engine/paths/AtaTask.h"
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/DebugPrint.h"
 #include "disk_engine/dialects/Interpretation.h"
+#include "disk_engine/paths/AtaCommands.h"
+#include "disk_engine/paths/AtaTask.h"
 
 #include <algorithm>
 #include <cstring>
@@ -90,8 +90,8 @@ bool passesThrough(const CAtaSmart& engine) {
 }
 
 /// SMART_RCV_DRIVE_DATA; `operation` names the command in the trace.
-bool receiveSmart(CAtaSmart& engine, std::int32_t physicalDriveId, const IDEREGS& registers, const wchar_t* operation,
-                             std::span<std::uint8_t, kAtaBytes> data) {
+bool receiveSmart(CAtaSmart& engine, std::int32_t physicalDriveId, const IDEREGS& registers,
+                  const wchar_t* operation, std::span<std::uint8_t, kAtaBytes> data) {
     const auto drive = engine.OpenPhysicalDrive(physicalDriveId);
     if (!drive) return false;
     DebugPrint(traceText(operation));
@@ -99,19 +99,20 @@ bool receiveSmart(CAtaSmart& engine, std::int32_t physicalDriveId, const IDEREGS
     SmartReceiveAnswer answer{};
     return engine.devices
         .exchange(*drive, platform::SMART_RCV_DRIVE_DATA, sent(question), room(answer),
-                    offsetof(SmartReceiveAnswer, data), data)
+                  offsetof(SmartReceiveAnswer, data), data)
         .value;
 }
 
 bool readSmartPd(CAtaSmart& engine, std::int32_t physicalDriveId, std::uint8_t target, std::uint8_t feature,
-                            const wchar_t* operation, AtaSmartInfo& asi) {
+                 const wchar_t* operation, AtaSmartInfo& asi) {
     AtaBlock table{};
     bool read = false;
     if (passesThrough(engine)) {
         DebugPrint(traceText(operation, kByPassThrough));
         read = engine.SendAtaCommandPd(physicalDriveId, target, kSmart, feature, 0, table);
     }
-    if (!read) read = receiveSmart(engine, physicalDriveId, smartRegisters(feature, target), operation, table);
+    if (!read)
+        read = receiveSmart(engine, physicalDriveId, smartRegisters(feature, target), operation, table);
     return read && keepSmart(asi, feature, table);
 }
 
@@ -152,7 +153,8 @@ bool CAtaSmart::DoIdentifyDevicePd(std::int32_t physicalDriveId, std::uint8_t ta
             return true;
     }
     std::ranges::fill(identify, std::uint8_t{0});
-    return receiveSmart(*this, physicalDriveId, {0, 1, 1, 0, 0, target, kIdentifyDevice, 0}, kOperation, identify);
+    return receiveSmart(*this, physicalDriveId, {0, 1, 1, 0, 0, target, kIdentifyDevice, 0}, kOperation,
+                        identify);
 }
 
 bool CAtaSmart::GetSmartAttributePd(std::int32_t physicalDriveId, std::uint8_t target, AtaSmartInfo& asi) {
@@ -175,11 +177,12 @@ bool CAtaSmart::ControlSmartStatusPd(std::int32_t physicalDriveId, std::uint8_t 
     DebugPrint(traceText(kOperation));
     const platform::SENDCMDINPARAMS question{0, smartRegisters(subCommand, target), 0, {}, {}};
     platform::SENDCMDOUTPARAMS answer{};
-    return devices.exchange(*drive, platform::SMART_SEND_DRIVE_COMMAND, sent(question), room(answer), 0, {}).value;
+    return devices.exchange(*drive, platform::SMART_SEND_DRIVE_COMMAND, sent(question), room(answer), 0, {})
+        .value;
 }
 
 TaskAnswer sendTaskPd(CAtaSmart& engine, const AtaSmartInfo& asi, const AtaTask& task,
-                                            std::span<std::uint8_t> data) {
+                      std::span<std::uint8_t> data) {
     constexpr std::size_t dataAt = offsetof(AtaPassThroughBlock, data);
     if (!engine.FlagAtaPassThrough) return TaskAnswer::failed(platform::kNotSupported);
     const auto drive = engine.OpenPhysicalDrive(asi.PhysicalDriveId);
@@ -188,7 +191,7 @@ TaskAnswer sendTaskPd(CAtaSmart& engine, const AtaSmartInfo& asi, const AtaTask&
     AtaPassThroughBlock answer = block;
     const std::size_t bytes = dataAt + data.size();
     const auto told = engine.devices.exchange(*drive, platform::IOCTL_ATA_PASS_THROUGH, sent(block, bytes),
-                               room(answer, bytes), dataAt, data);
+                                              room(answer, bytes), dataAt, data);
     if (!told.value) return TaskAnswer::failed(platform::kIoDevice);
     // A driver that leaves the registers of the question there tells none.
     const auto& left = answer.head.CurrentTaskFile;

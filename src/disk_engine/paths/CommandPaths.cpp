@@ -53,11 +53,12 @@ constexpr SmartReads kPdReads = {readUnlessEqual,
                                  {L"GetSmartAttributePd({}) - 1", L"GetSmartAttributePd({}) - 1A",
                                   L"GetSmartAttributePd({}) - 2", L"GetSmartAttributePd({}) - 2A"}};
 constexpr SmartReads kCsmiReads = {readTwice, attributesCsmi, enableCsmi, thresholdsCsmi, {}};
-constexpr SmartReads kCsmiPdReads = {readUnlessEqual,
-                                     attributesPd,
-                                     enablePd,
-                                     thresholdsPd,
-                                     {L"GetSmartAttributePd({}) - 1 CSMI", L"GetSmartAttributePd({}) - 1A CSMI"}};
+constexpr SmartReads kCsmiPdReads = {
+    readUnlessEqual,
+    attributesPd,
+    enablePd,
+    thresholdsPd,
+    {L"GetSmartAttributePd({}) - 1 CSMI", L"GetSmartAttributePd({}) - 1A CSMI"}};
 constexpr SmartReads kCsmiReadsBehind = {
     readTwiceIfNeeded, attributesCsmi, enableCsmi, thresholdsCsmi, {L"GetSmartAttributeCsmi - 1 CSMI"}};
 
@@ -66,18 +67,18 @@ constexpr SmartReads kCsmiReadsBehind = {
 bool identifyScsi(Engine& engine, const DriveSighting& drive, std::uint8_t, IdentifyBlock block) {
     return engine.DoIdentifyDeviceScsi(drive.scsiPort, drive.scsiTargetId, block);
 }
-constexpr SmartReads kScsiReads = {readTwice,
-                                   [](Engine& engine, AtaSmartInfo& asi) {
-                                       return engine.GetSmartAttributeScsi(asi.ScsiPort, asi.ScsiTargetId, asi);
-                                   },
-                                   [](Engine& engine, const AtaSmartInfo& asi) {
-                                       return engine.ControlSmartStatusScsi(asi.ScsiPort, asi.ScsiTargetId,
-                                                                            kEnableSmart);
-                                   },
-                                   [](Engine& engine, AtaSmartInfo& asi) {
-                                       return engine.GetSmartThresholdScsi(asi.ScsiPort, asi.ScsiTargetId, asi);
-                                   },
-                                   {}};
+constexpr SmartReads kScsiReads = {
+    readTwice,
+    [](Engine& engine, AtaSmartInfo& asi) {
+        return engine.GetSmartAttributeScsi(asi.ScsiPort, asi.ScsiTargetId, asi);
+    },
+    [](Engine& engine, const AtaSmartInfo& asi) {
+        return engine.ControlSmartStatusScsi(asi.ScsiPort, asi.ScsiTargetId, kEnableSmart);
+    },
+    [](Engine& engine, AtaSmartInfo& asi) {
+        return engine.GetSmartThresholdScsi(asi.ScsiPort, asi.ScsiTargetId, asi);
+    },
+    {}};
 
 bool identifySi(Engine& engine, const DriveSighting& drive, std::uint8_t, IdentifyBlock block) {
     return engine.DoIdentifyDeviceSi(drive.scsiPort, drive.scsiBus, drive.siliconImageType, block);
@@ -336,10 +337,7 @@ constexpr CommandPath kPaths[] = {
      .nvme = {{nullptr, byPort<&Engine::DoIdentifyDeviceNVMeIntelVroc>}},
      .sizeCounts = true,
      .readHealth = healthByPort<&Engine::GetSmartAttributeNVMeIntelVroc>},
-    {.type = CMD_TYPE_MEGARAID,
-     .letters = L"mr",
-     .smart = &kMegaRaidReads,
-     .sendTask = sendTaskMegaRaid},
+    {.type = CMD_TYPE_MEGARAID, .letters = L"mr", .smart = &kMegaRaidReads, .sendTask = sendTaskMegaRaid},
     {.type = CMD_TYPE_AMD_RC2,
      .letters = L"rc",
      .hidesSizes = true,

@@ -1,8 +1,8 @@
-#include "disk_engine/paths/AtaCommands.h"
-#include "disk_engine/paths/AtaTask.h"
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/DebugFormat.h"
 #include "disk_engine/DriveSighting.h"
+#include "disk_engine/paths/AtaCommands.h"
+#include "disk_engine/paths/AtaTask.h"
 #include "platform/records/CsmiRecords.h"
 
 #include <algorithm>
@@ -141,7 +141,7 @@ std::optional<IDEREGS> registersOf(const CSMI_SAS_STP_PASSTHRU_STATUS& status) {
 
 /// The bytes that a request gave; its answer is written over it.
 platform::Result<std::uint32_t> exchangeCsmi(DeviceAccess& devices, DeviceFile& port, const CsmiCall& call,
-                                                        std::span<std::byte> block) {
+                                             std::span<std::byte> block) {
     IOCTL_HEADER head{};
     head.HeaderLength = sizeof head;
     std::memcpy(head.Signature, call.signature, sizeof head.Signature);
@@ -165,7 +165,7 @@ bool askCsmi(DeviceAccess& devices, DeviceFile& port, const CsmiCall& call, std:
 
 /// The target numbers of the drives of all RAID sets.
 bool readRaidTargets(DeviceAccess& devices, DeviceFile& port, const CSMI_SAS_RAID_INFO_BUFFER& info,
-                                std::vector<std::uint8_t>& raidTargets) {
+                     std::vector<std::uint8_t>& raidTargets) {
     const std::size_t bytes = configBytes(info);
     const std::unique_ptr<std::byte[]> memory(bytes == 0 ? nullptr : new (std::nothrow) std::byte[bytes]);
     if (!memory) {
@@ -198,17 +198,17 @@ void addRaidNvme(CAtaSmart& engine, std::int32_t scsiPort, const std::vector<std
             if (!commandPath(path.commandType).nvme[0].identify(engine, drive, identify, diskSize)) continue;
             DebugPrint(L"AddDiskNVMe");
             engine.AddDiskNVMe({.scsiPort = scsiPort,
-                         .scsiTargetId = target,
-                         .scsiBus = 0,
-                         .target = 0,
-                         .commandType = path.commandType},
-                        identify, &diskSize);
+                                .scsiTargetId = target,
+                                .scsiBus = 0,
+                                .target = 0,
+                                .commandType = path.commandType},
+                               identify, &diskSize);
         }
     }
 }
 
-bool readSmartCsmi(CAtaSmart& engine, std::int32_t scsiPort, const std::uint8_t* phyEntity, std::uint8_t feature,
-                              AtaSmartInfo& asi) {
+bool readSmartCsmi(CAtaSmart& engine, std::int32_t scsiPort, const std::uint8_t* phyEntity,
+                   std::uint8_t feature, AtaSmartInfo& asi) {
     AtaBlock table{};
     return engine.SendAtaCommandCsmi(scsiPort, phyEntity, kSmart, feature, 0, table) &&
            keepSmart(asi, feature, table);
@@ -230,7 +230,8 @@ void CAtaSmart::AddDiskCsmi(std::int32_t scsiPort) {
     std::vector<std::uint8_t> raidTargets;
     askCsmi(devices, *port, kDriverInfo, room(driver));
     askCsmi(devices, *port, kRaidInfo, room(info));
-    if (!readRaidTargets(devices, *port, info, raidTargets) || !askCsmi(devices, *port, kPhyInfo, room(phys))) return;
+    if (!readRaidTargets(devices, *port, info, raidTargets) || !askCsmi(devices, *port, kPhyInfo, room(phys)))
+        return;
 
     const std::wstring name(driver.szName, std::ranges::find(driver.szName, '\0'));
     traceDriver(driver, name);
@@ -296,7 +297,7 @@ bool CAtaSmart::ControlSmartStatusCsmi(std::int32_t scsiPort, const std::uint8_t
 }
 
 TaskAnswer sendTaskCsmi(CAtaSmart& engine, const AtaSmartInfo& asi, const AtaTask& task,
-                                              std::span<std::uint8_t> data) {
+                        std::span<std::uint8_t> data) {
     constexpr std::size_t dataAt = offsetof(CSMI_SAS_STP_PASSTHRU_BUFFER, bDataBuffer);
     const auto port = engine.devices.open(scsiPath(asi.ScsiPort), kCommandOpening);
     if (!port) return TaskAnswer::failed(kIoDevice);
@@ -311,7 +312,8 @@ TaskAnswer sendTaskCsmi(CAtaSmart& engine, const AtaSmartInfo& asi, const AtaTas
     const bool good = told.ok() && told.value >= dataAt + data.size() && told.value <= block.size() &&
                       head.IoctlHeader.ReturnCode == 0 && head.Status.bConnectionStatus == 0;
     if (!good) {
-        if (told.ok()) engine.devices.noteFailure(head.IoctlHeader.ReturnCode != 0 ? kIoDevice : kInvalidData);
+        if (told.ok())
+            engine.devices.noteFailure(head.IoctlHeader.ReturnCode != 0 ? kIoDevice : kInvalidData);
         return TaskAnswer::failed(kIoDevice);
     }
     if (!data.empty()) std::memcpy(data.data(), block.data() + dataAt, data.size());

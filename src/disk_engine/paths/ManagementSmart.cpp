@@ -1,7 +1,7 @@
-#include "disk_engine/paths/AtaCommands.h"
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/ManagementSession.h"
 #include "disk_engine/WideText.h"
+#include "disk_engine/paths/AtaCommands.h"
 
 #include <algorithm>
 #include <exception>

@@ -1,7 +1,7 @@
+#include "disk_engine/CAtaSmart.h"
+#include "disk_engine/paths/AtaBridges.h"
 #include "disk_engine/paths/AtaCommands.h"
 #include "disk_engine/paths/AtaTask.h"
-#include "disk_engine/paths/AtaBridges.h"
-#include "disk_engine/CAtaSmart.h"
 #include "platform/records/MegaRaidRecords.h"
 
 #include <algorithm>
@@ -59,7 +59,8 @@ Record recordAt(std::span<const std::byte> data, std::size_t at) {
 }
 
 /// The data of a good answer, which are no more than the request has room for.
-std::optional<std::vector<std::byte>> askMegaRaid(DeviceAccess& devices, DeviceFile& port, const MegaRaidHead& request) {
+std::optional<std::vector<std::byte>> askMegaRaid(DeviceAccess& devices, DeviceFile& port,
+                                                  const MegaRaidHead& request) {
     const std::size_t most = request.frame.dataBytes;
     std::vector<std::byte> question(std::max(kBlockBytes, kDataAt + most));
     std::memcpy(question.data(), &request, sizeof request);
@@ -91,9 +92,8 @@ std::optional<std::vector<std::byte>> readMegaRaidList(DeviceAccess& devices, De
 
 /// The data that one SCSI command gave, which are `dataBytes` at most.
 std::optional<std::vector<std::byte>> passThroughMegaRaid(DeviceAccess& devices, std::int32_t scsiPort,
-                                                                     std::int32_t deviceId,
-                                                                     std::size_t dataBytes,
-                                                                     std::span<const std::uint8_t> cdb) {
+                                                          std::int32_t deviceId, std::size_t dataBytes,
+                                                          std::span<const std::uint8_t> cdb) {
     if (cdb.empty() || cdb.size() > kMegaRaidCdbBytes) return std::nullopt;
     const auto port = devices.open(scsiPath(scsiPort), kCommandOpening);
     if (!port) return std::nullopt;
@@ -107,7 +107,7 @@ std::optional<std::vector<std::byte>> passThroughMegaRaid(DeviceAccess& devices,
 }
 
 bool readSmartMegaRaid(CAtaSmart& engine, std::int32_t scsiPort, std::int32_t deviceId, std::uint8_t feature,
-                                  AtaSmartInfo& asi) {
+                       AtaSmartInfo& asi) {
     AtaBlock table{};
     return engine.SendPassThroughMegaRaid(scsiPort, deviceId, table, smartCdb(feature)) &&
            keepSmart(asi, feature, table);
@@ -170,7 +170,7 @@ bool CAtaSmart::ControlSmartStatusMegaRaid(std::int32_t scsiPort, std::int32_t d
 }
 
 TaskAnswer sendTaskMegaRaid(CAtaSmart& engine, const AtaSmartInfo& asi, const AtaTask& task,
-                                                  std::span<std::uint8_t> data) {
+                            std::span<std::uint8_t> data) {
     constexpr std::uint8_t noTarget = 0; // the device id names the drive
     const BridgeCdb cdb = passThroughCdb(task, noTarget);
     const auto answer = passThroughMegaRaid(engine.devices, asi.ScsiPort, asi.ScsiTargetId, data.size(),

@@ -117,7 +117,7 @@ class JMicronLock {
 };
 
 bool readNvmeBridge(CAtaSmart& engine, std::int32_t physicalDriveId, const NvmeBridgeRead& read,
-                               std::span<std::uint8_t> into) {
+                    std::span<std::uint8_t> into) {
     const auto file = engine.OpenPhysicalDrive(physicalDriveId);
     if (!file) return false;
     std::vector<std::byte> block;
@@ -126,11 +126,13 @@ bool readNvmeBridge(CAtaSmart& engine, std::int32_t physicalDriveId, const NvmeB
         if (read.request != kNoRequest) {
             block = passThrough(read, platform::SCSI_IOCTL_DATA_OUT, read.request);
             std::memcpy(block.data() + read.layout.dataAt, read.requestData.data(), sizeof read.requestData);
-            if (!engine.devices.exchangeInPlace(*file, platform::IOCTL_SCSI_PASS_THROUGH, block, 0)) return false;
+            if (!engine.devices.exchangeInPlace(*file, platform::IOCTL_SCSI_PASS_THROUGH, block, 0))
+                return false;
         }
         block = passThrough(read, platform::SCSI_IOCTL_DATA_IN, read.answer);
         // The end of a block that a bridge cut short would read as a drive without the features told there.
-        if (!engine.devices.exchangeInPlace(*file, platform::IOCTL_SCSI_PASS_THROUGH, block, block.size())) return false;
+        if (!engine.devices.exchangeInPlace(*file, platform::IOCTL_SCSI_PASS_THROUGH, block, block.size()))
+            return false;
     }
     const auto* answer = reinterpret_cast<const std::uint8_t*>(block.data()) + read.layout.dataAt;
     const std::uint32_t sum = byteSum({answer, read.bytes});
@@ -151,7 +153,8 @@ bool CAtaSmart::GetSmartAttributeNVMeSamsung(std::int32_t physicalDriveId, AtaSm
 
 bool CAtaSmart::DoIdentifyDeviceNVMeJMicron(std::int32_t physicalDriveId, NvmeIdentifyBlock identify,
                                             bool usb2Mode) {
-    return readNvmeBridge(*this, physicalDriveId, usb2Mode ? kJMicronIdentifyUsb2 : kJMicronIdentify, identify);
+    return readNvmeBridge(*this, physicalDriveId, usb2Mode ? kJMicronIdentifyUsb2 : kJMicronIdentify,
+                          identify);
 }
 
 bool CAtaSmart::GetSmartAttributeNVMeJMicron(std::int32_t physicalDriveId, AtaSmartInfo& asi) {

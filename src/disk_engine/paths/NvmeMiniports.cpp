@@ -95,7 +95,8 @@ std::optional<NvmeMiniport> intelMiniport(std::int32_t physicalDriveId) {
     return NvmeMiniport{&kNvmeMini, std::move(path), kNormal, {}};
 }
 
-std::optional<NvmeMiniport> rstMiniport(std::int32_t physicalDriveId, std::int32_t scsiPort, std::int32_t scsiTargetId) {
+std::optional<NvmeMiniport> rstMiniport(std::int32_t physicalDriveId, std::int32_t scsiPort,
+                                        std::int32_t scsiTargetId) {
     if (physicalDriveId == -1)
         return NvmeMiniport{&kIntelNvm, scsiPath(scsiPort), 0,
                             onPort(static_cast<std::uint8_t>(scsiTargetId), 0)};
@@ -104,7 +105,8 @@ std::optional<NvmeMiniport> rstMiniport(std::int32_t physicalDriveId, std::int32
     return NvmeMiniport{&kIntelNvm, scsiPath(address->PortNumber), 0, *address};
 }
 
-std::optional<NvmeMiniport> vrocMiniport(std::int32_t physicalDriveId, std::int32_t scsiPort, std::int32_t scsiTargetId) {
+std::optional<NvmeMiniport> vrocMiniport(std::int32_t physicalDriveId, std::int32_t scsiPort,
+                                         std::int32_t scsiTargetId) {
     if (physicalDriveId < 0)
         return NvmeMiniport{&kNvmeRaid, scsiPath(scsiPort), kNormal,
                             onPort(0, static_cast<std::uint8_t>(scsiTargetId))};
@@ -113,13 +115,13 @@ std::optional<NvmeMiniport> vrocMiniport(std::int32_t physicalDriveId, std::int3
     return NvmeMiniport{&kNvmeRaid, scsiPath(address->PortNumber), kNormal, *address};
 }
 
-bool sendNvme(DeviceAccess& devices, platform::DeviceFile& file, const NvmeMiniport& miniport, const NvmeCommand& command,
-                         std::span<std::uint8_t> data) {
+bool sendNvme(DeviceAccess& devices, platform::DeviceFile& file, const NvmeMiniport& miniport,
+              const NvmeCommand& command, std::span<std::uint8_t> data) {
     const auto exchanged = [&](auto block) {
         // An answer that ends before the data that are wanted would leave what the request had there.
         const std::size_t wanted = offsetof(decltype(block), data) + data.size();
-        if (!devices.exchangeInPlace(file, platform::IOCTL_SCSI_MINIPORT, std::as_writable_bytes(std::span(&block, 1)),
-                      wanted))
+        if (!devices.exchangeInPlace(file, platform::IOCTL_SCSI_MINIPORT,
+                                     std::as_writable_bytes(std::span(&block, 1)), wanted))
             return false;
         std::copy_n(block.data, std::min(data.size(), sizeof block.data), data.begin());
         return true;
@@ -128,8 +130,8 @@ bool sendNvme(DeviceAccess& devices, platform::DeviceFile& file, const NvmeMinip
                                       : exchanged(miniportBlock(*miniport.form, miniport.drive, command));
 }
 
-bool identifyNvme(DeviceAccess& devices, const std::optional<NvmeMiniport>& miniport, NvmeIdentifyBlock identify,
-                             std::uint32_t& diskSize) {
+bool identifyNvme(DeviceAccess& devices, const std::optional<NvmeMiniport>& miniport,
+                  NvmeIdentifyBlock identify, std::uint32_t& diskSize) {
     if (!miniport) return false;
     const auto file = devices.open(miniport->path, {.attributes = miniport->attributes});
     if (!file) return false;
@@ -139,8 +141,8 @@ bool identifyNvme(DeviceAccess& devices, const std::optional<NvmeMiniport>& mini
     return identifyNvmeDrive(send, miniport->form->sumTest, identify, diskSize, miniport->form->sizeCounts);
 }
 
-bool readNvmeHealth(DeviceAccess& devices, const std::optional<NvmeMiniport>& miniport, const NvmeCommand& command,
-                               AtaSmartInfo& asi) {
+bool readNvmeHealth(DeviceAccess& devices, const std::optional<NvmeMiniport>& miniport,
+                    const NvmeCommand& command, AtaSmartInfo& asi) {
     if (!miniport) return false;
     const auto file = devices.open(miniport->path, {.attributes = miniport->attributes});
     std::array<std::uint8_t, kSmartBytes> page{};

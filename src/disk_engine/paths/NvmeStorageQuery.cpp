@@ -38,7 +38,8 @@ bool CAtaSmart::DoIdentifyDeviceNVMeStorageQuery(std::int32_t physicalDriveId, s
     const auto send = [&](const NvmeCommand& command, NvmeDataBlock& data) {
         NvmeQueryBlock block{};
         setQuery(block, platform::kNvmeDataTypeIdentify, command.dword10, command.namespaceId);
-        if (!devices.exchangeInPlace(*file, platform::IOCTL_STORAGE_QUERY_PROPERTY, bytesOf(block), sizeof block))
+        if (!devices.exchangeInPlace(*file, platform::IOCTL_STORAGE_QUERY_PROPERTY, bytesOf(block),
+                                     sizeof block))
             return false;
         std::copy(std::begin(block.data), std::end(block.data), data.begin());
         return true;
@@ -54,7 +55,7 @@ bool CAtaSmart::GetSmartAttributeNVMeStorageQuery(std::int32_t physicalDriveId, 
     for (const std::uint32_t subValue : kQueryHealthOf) {
         setQuery(block, platform::kNvmeDataTypeLogPage, platform::kNvmeHealthLog, subValue);
         answered = devices.exchangeInPlace(*file, platform::IOCTL_STORAGE_QUERY_PROPERTY, bytesOf(block),
-                            offsetof(NvmeQueryBlock, data) + kSmartBytes);
+                                           offsetof(NvmeQueryBlock, data) + kSmartBytes);
         if (answered) break;
     }
     // After a failure too, so that a record never shows the page of an earlier reading as the present one.

@@ -1,5 +1,5 @@
-#include "disk_engine/paths/AtaCommands.h"
 #include "disk_engine/CAtaSmart.h"
+#include "disk_engine/paths/AtaCommands.h"
 #include "platform/Platform.h"
 
 #include <algorithm>
@@ -65,8 +65,9 @@ SRB_IO_CONTROL srbHead(std::string_view signature, std::uint32_t seconds, std::u
     return srb;
 }
 
-bool askScsiDisk(DeviceAccess& devices, std::int32_t scsiPort, std::int32_t scsiTargetId, std::uint32_t controlCode,
-                            const platform::IDEREGS& registers, std::span<std::uint8_t> data) {
+bool askScsiDisk(DeviceAccess& devices, std::int32_t scsiPort, std::int32_t scsiTargetId,
+                 std::uint32_t controlCode, const platform::IDEREGS& registers,
+                 std::span<std::uint8_t> data) {
     const auto port = devices.open(scsiPath(scsiPort), kCommandOpening);
     if (!port) return false;
     ScsiDiskQuestion question{};
@@ -77,12 +78,12 @@ bool askScsiDisk(DeviceAccess& devices, std::int32_t scsiPort, std::int32_t scsi
     ScsiDiskAnswer answer{};
     return devices
         .exchange(*port, platform::IOCTL_SCSI_MINIPORT, sent(question), room(answer),
-                    offsetof(ScsiDiskAnswer, data), data)
+                  offsetof(ScsiDiskAnswer, data), data)
         .value;
 }
 
 std::unique_ptr<platform::DeviceFile> openSiliconImage(DeviceAccess& devices, std::int32_t scsiPort,
-                                                                  std::int32_t siliconImageType) {
+                                                       std::int32_t siliconImageType) {
     if (auto port = devices.open(scsiPath(scsiPort), kCommandOpening)) return port;
     const std::wstring model = std::to_wstring(siliconImageType == kSil3512 ? kSil3112 : siliconImageType);
     const std::wstring name = L"tempBusSil" + model;
@@ -107,14 +108,15 @@ bool CAtaSmart::DoIdentifyDeviceScsi(std::int32_t scsiPort, std::int32_t scsiTar
 
 bool CAtaSmart::GetSmartAttributeScsi(std::int32_t scsiPort, std::int32_t scsiTargetId, AtaSmartInfo& asi) {
     AtaBlock table{};
-    return askScsiDisk(devices, scsiPort, scsiTargetId, kReadData, smartRegisters(kSmartReadData, 0), table) &&
+    return askScsiDisk(devices, scsiPort, scsiTargetId, kReadData, smartRegisters(kSmartReadData, 0),
+                       table) &&
            keepSmart(asi, kSmartReadData, table);
 }
 
 bool CAtaSmart::GetSmartThresholdScsi(std::int32_t scsiPort, std::int32_t scsiTargetId, AtaSmartInfo& asi) {
     AtaBlock table{};
-    return askScsiDisk(devices, scsiPort, scsiTargetId, kReadThresholds, smartRegisters(kSmartReadThresholds, 0),
-                       table) &&
+    return askScsiDisk(devices, scsiPort, scsiTargetId, kReadThresholds,
+                       smartRegisters(kSmartReadThresholds, 0), table) &&
            table[0] != 0 && keepSmart(asi, kSmartReadThresholds, table);
 }
 
@@ -136,8 +138,9 @@ bool CAtaSmart::DoIdentifyDeviceSi(std::int32_t scsiPort, std::int32_t scsiBus, 
     question.bus = static_cast<std::uint16_t>(scsiBus);
     question.one = 1;
     SiliconImageBlock answer = question;
-    return devices.exchange(*port, platform::IOCTL_SCSI_MINIPORT, sent(question), room(answer),
-                    offsetof(SiliconImageBlock, data), data.first(kAtaBytes))
+    return devices
+        .exchange(*port, platform::IOCTL_SCSI_MINIPORT, sent(question), room(answer),
+                  offsetof(SiliconImageBlock, data), data.first(kAtaBytes))
         .value;
 }
 
@@ -145,9 +148,11 @@ bool CAtaSmart::GetSmartAttributeSi(std::int32_t physicalDriveId, AtaSmartInfo& 
     platform::STORAGE_PREDICT_FAILURE answer{};
     AtaBlock table{};
     const auto drive = OpenPhysicalDrive(physicalDriveId);
-    const bool told = drive && devices.exchange(*drive, platform::IOCTL_STORAGE_PREDICT_FAILURE, {}, room(answer),
-                                        offsetof(platform::STORAGE_PREDICT_FAILURE, VendorSpecific), table)
-                                   .value;
+    const bool told =
+        drive && devices
+                     .exchange(*drive, platform::IOCTL_STORAGE_PREDICT_FAILURE, {}, room(answer),
+                               offsetof(platform::STORAGE_PREDICT_FAILURE, VendorSpecific), table)
+                     .value;
     return told ? keepSmart(asi, kSmartReadData, table) : GetSmartAttributeWmi(asi);
 }
 

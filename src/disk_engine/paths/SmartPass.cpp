@@ -50,8 +50,7 @@ void readUnlessEqual(CAtaSmart& engine, const SmartReads& path, AtaSmartInfo& as
 }
 
 void readTwiceIfNeeded(CAtaSmart& engine, const SmartReads& path, AtaSmartInfo& asi) {
-    if (!asi.IsSmartEnabled || !asi.IsSmartCorrect || !asi.IsThresholdCorrect)
-        readTwice(engine, path, asi);
+    if (!asi.IsSmartEnabled || !asi.IsSmartCorrect || !asi.IsThresholdCorrect) readTwice(engine, path, asi);
 }
 
 void readWithoutThresholds(CAtaSmart& engine, const SmartReads& path, AtaSmartInfo& asi) {

@@ -1,8 +1,8 @@
 #include "disk_engine/CommandPath.h"
 #include "disk_engine/DebugPrint.h"
+#include "disk_engine/WideText.h"
 #include "disk_engine/record/DriveRecord.h"
 #include "disk_engine/record/IdentifyWords.h"
-#include "disk_engine/WideText.h"
 
 #include <algorithm>
 #include <array>

@@ -1,6 +1,6 @@
-#include "disk_engine/record/DriveRecord.h"
 #include "disk_engine/CommandPath.h"
 #include "disk_engine/WideText.h"
+#include "disk_engine/record/DriveRecord.h"
 
 #include <fmt/xchar.h>
 

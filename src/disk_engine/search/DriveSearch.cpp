@@ -1,8 +1,8 @@
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/DebugFormat.h"
+#include "disk_engine/WideText.h"
 #include "disk_engine/search/SearchStages.h"
 #include "disk_engine/search/SystemServiceStart.h"
-#include "disk_engine/WideText.h"
 #include "frame/HWException.h"
 #include "log/log.h"
 #include "platform/Clock.h"
@@ -11,8 +11,8 @@
 #include "platform/text.h"
 
 #include <algorithm>
-#include <bit>
 #include <array>
+#include <bit>
 #include <exception>
 #include <new>
 #include <tuple>

@@ -1,7 +1,7 @@
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/DebugFormat.h"
-#include "disk_engine/search/SearchStages.h"
 #include "disk_engine/WideText.h"
+#include "disk_engine/search/SearchStages.h"
 
 #include <fmt/xchar.h>
 
@@ -55,7 +55,7 @@ bool CAtaSmart::SearchPhysicalDrive(std::int32_t physicalDriveId) {
 
     platform::DISK_GEOMETRY geometry{};
     const auto measured = devices.control(*file, platform::IOCTL_DISK_GET_DRIVE_GEOMETRY, {},
-                                  std::as_writable_bytes(std::span(&geometry, 1)));
+                                          std::as_writable_bytes(std::span(&geometry, 1)));
     if (!measured.ok() || measured.value != sizeof geometry) return false;
     if (geometry.MediaType != platform::kFixedMedia) {
         devices.noteFailure(platform::kNotSupported);
@@ -68,8 +68,8 @@ bool CAtaSmart::SearchPhysicalDrive(std::int32_t physicalDriveId) {
     const auto read = [&] {
         const std::array<std::uint32_t, 3> query{}; // property 0, query type 0, padding
         std::array<std::byte, kDescriptorRoom> room{};
-        const auto answer =
-            devices.control(*file, platform::IOCTL_STORAGE_QUERY_PROPERTY, std::as_bytes(std::span(query)), room);
+        const auto answer = devices.control(*file, platform::IOCTL_STORAGE_QUERY_PROPERTY,
+                                            std::as_bytes(std::span(query)), room);
         platform::STORAGE_DEVICE_DESCRIPTOR head;
         std::memcpy(&head, room.data(), sizeof head);
         descriptor = {head.BusType, textAt(room, head.VendorIdOffset), textAt(room, head.ProductIdOffset),

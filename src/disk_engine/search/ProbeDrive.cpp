@@ -42,18 +42,12 @@ constexpr BridgeStep kInitioOxfordList[] = {
     {kSlave, CMD_TYPE_SAT, L"AddDisk - USB9"},
 };
 constexpr BridgeStep kGeneralList[] = {
-    {kMaster, CMD_TYPE_SAT, L"AddDisk - USB10", true},
-    {kMaster, CMD_TYPE_JMICRON, L"AddDisk - USB11"},
-    {kMaster, CMD_TYPE_SUNPLUS, L"AddDisk - USB12"},
-    {kMaster, CMD_TYPE_CYPRESS, L"AddDisk - USB13"},
-    {kMaster, CMD_TYPE_LOGITEC, L"AddDisk - USB14"},
-    {kMaster, CMD_TYPE_PROLIFIC, L"AddDisk - USB14"},
-    {kSlave, CMD_TYPE_SAT, L"AddDisk - USB15"},
-    {kSlave, CMD_TYPE_JMICRON, L"AddDisk - USB16"},
-    {kSlave, CMD_TYPE_SUNPLUS, L"AddDisk - USB17"},
-    {kSlave, CMD_TYPE_CYPRESS, L"AddDisk - USB18"},
-    {kSlave, CMD_TYPE_LOGITEC, L"AddDisk - USB19"},
-    {kSlave, CMD_TYPE_PROLIFIC, L"AddDisk - USB20"},
+    {kMaster, CMD_TYPE_SAT, L"AddDisk - USB10", true}, {kMaster, CMD_TYPE_JMICRON, L"AddDisk - USB11"},
+    {kMaster, CMD_TYPE_SUNPLUS, L"AddDisk - USB12"},   {kMaster, CMD_TYPE_CYPRESS, L"AddDisk - USB13"},
+    {kMaster, CMD_TYPE_LOGITEC, L"AddDisk - USB14"},   {kMaster, CMD_TYPE_PROLIFIC, L"AddDisk - USB14"},
+    {kSlave, CMD_TYPE_SAT, L"AddDisk - USB15"},        {kSlave, CMD_TYPE_JMICRON, L"AddDisk - USB16"},
+    {kSlave, CMD_TYPE_SUNPLUS, L"AddDisk - USB17"},    {kSlave, CMD_TYPE_CYPRESS, L"AddDisk - USB18"},
+    {kSlave, CMD_TYPE_LOGITEC, L"AddDisk - USB19"},    {kSlave, CMD_TYPE_PROLIFIC, L"AddDisk - USB20"},
 };
 
 struct NvmeStep {
@@ -81,7 +75,9 @@ constexpr NvmeStep kNvmeBridges[] = {
     {CMD_TYPE_NVME_REALTEK, nullptr, {}},
 };
 constexpr NvmeStep kRealtekOwn[] = {
-    {CMD_TYPE_NVME_REALTEK, nullptr, {L"DoIdentifyDeviceNVMeRealtek", L"AddDiskNVMe - CMD_TYPE_NVME_REALTEK"}},
+    {CMD_TYPE_NVME_REALTEK,
+     nullptr,
+     {L"DoIdentifyDeviceNVMeRealtek", L"AddDiskNVMe - CMD_TYPE_NVME_REALTEK"}},
 };
 constexpr std::span<const NvmeStep> kJMicronNvme = std::span(kNvmeBridges).first<2>();
 

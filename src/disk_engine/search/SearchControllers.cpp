@@ -1,7 +1,7 @@
 #include "disk_engine/CAtaSmart.h"
 #include "disk_engine/DebugFormat.h"
-#include "disk_engine/search/SearchStages.h"
 #include "disk_engine/WideText.h"
+#include "disk_engine/search/SearchStages.h"
 
 #include <algorithm>
 #include <cwchar>

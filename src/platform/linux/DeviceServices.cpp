@@ -1,10 +1,10 @@
 #include "platform/linux/DeviceServices.h"
 
-#include "platform/linux/drives/DriveFile.h"
 #include "platform/linux/ErrorCodes.h"
-#include "platform/linux/files/PciFunctions.h"
 #include "platform/linux/PowerSupply.h"
+#include "platform/linux/drives/DriveFile.h"
 #include "platform/linux/drives/Volumes.h"
+#include "platform/linux/files/PciFunctions.h"
 #include "platform/servers/DevicePaths.h"
 #include "platform/text.h"
 

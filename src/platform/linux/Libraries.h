@@ -2,8 +2,8 @@
 
 #include "platform/Libraries.h"
 #include "platform/Processes.h"
-#include "platform/linux/graphics/AmdGpuServer.h"
 #include "platform/linux/files/RootedFiles.h"
+#include "platform/linux/graphics/AmdGpuServer.h"
 
 namespace orv::platform {
 

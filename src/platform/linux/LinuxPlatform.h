@@ -2,21 +2,21 @@
 
 #include "platform/PlatformOf.h"
 #include "platform/linux/DeviceServices.h"
-#include "platform/linux/drives/DiskInventory.h"
 #include "platform/linux/FaultTrap.h"
-#include "platform/linux/graphics/GraphicsSdk.h"
-#include "platform/linux/network/InterfaceNames.h"
 #include "platform/linux/Libraries.h"
 #include "platform/linux/ManagementData.h"
 #include "platform/linux/NamedMutexes.h"
+#include "platform/linux/Services.h"
+#include "platform/linux/drives/DiskInventory.h"
+#include "platform/linux/files/RootedFiles.h"
+#include "platform/linux/graphics/GraphicsSdk.h"
+#include "platform/linux/network/InterfaceNames.h"
 #include "platform/linux/network/NetworkTables.h"
+#include "platform/linux/network/Registry.h"
 #include "platform/linux/processor/PerformanceCounters.h"
 #include "platform/linux/processor/Processor.h"
 #include "platform/linux/processor/ProcessorSet.h"
-#include "platform/linux/network/Registry.h"
 #include "platform/linux/processor/Ring0.h"
-#include "platform/linux/files/RootedFiles.h"
-#include "platform/linux/Services.h"
 
 #include <string>
 

@@ -1,7 +1,7 @@
 #include "platform/linux/NamedMutexes.h"
 
-#include "platform/linux/files/Descriptor.h"
 #include "platform/linux/ErrorCodes.h"
+#include "platform/linux/files/Descriptor.h"
 #include "platform/text.h"
 
 #include <algorithm>

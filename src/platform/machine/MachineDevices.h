@@ -3,10 +3,10 @@
 #include "platform/DeviceFiles.h"
 #include "platform/DeviceTree.h"
 #include "platform/machine/MachineClock.h"
+#include "platform/machine/Requests.h"
 #include "platform/machine/drives/MachineDrives.h"
 #include "platform/machine/drives/MachineRaid.h"
 #include "platform/machine/drives/MachineVolumes.h"
-#include "platform/machine/Requests.h"
 #include "platform/servers/BatteryServer.h"
 
 namespace orv::platform {

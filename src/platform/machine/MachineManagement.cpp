@@ -1,9 +1,9 @@
 #include "platform/machine/MachineManagement.h"
 
 #include "platform/machine/MachineColumns.h"
-#include "platform/machine/drives/MachineDriveRows.h"
 #include "platform/machine/MachineSystem.h"
 #include "platform/machine/Node.h"
+#include "platform/machine/drives/MachineDriveRows.h"
 #include "platform/servers/Smbios.h"
 #include "platform/text.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/machine/drives/MachineDrives.h"
 #include "platform/machine/Requests.h"
+#include "platform/machine/drives/MachineDrives.h"
 #include "platform/servers/ManagementRows.h"
 
 #include <optional>

@@ -1,5 +1,5 @@
-#include "platform/machine/processor/MachineRing0.h"
 #include "platform/machine/Node.h"
+#include "platform/machine/processor/MachineRing0.h"
 #include "platform/text.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/machine/processor/MachineRing0.h"
 #include "platform/machine/Requests.h"
+#include "platform/machine/processor/MachineRing0.h"
 
 #include <vector>
 

@@ -1,12 +1,12 @@
 #pragma once
 
 #include "platform/PlatformOf.h"
+#include "platform/windows/ManagementData.h"
+#include "platform/windows/Services.h"
 #include "platform/windows/drives/DeviceServices.h"
 #include "platform/windows/graphics/Graphics.h"
-#include "platform/windows/ManagementData.h"
 #include "platform/windows/processor/ProcessorServices.h"
 #include "platform/windows/processor/Ring0.h"
-#include "platform/windows/Services.h"
 
 namespace orv::platform {
 

@@ -1,7 +1,7 @@
 #include "platform/linux/files/PolledFile.h"
 
-#include "platform/linux/files/Descriptor.h"
 #include "platform/linux/ErrorCodes.h"
+#include "platform/linux/files/Descriptor.h"
 #include "state/HeldMutex.h"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/GraphicsSdk.h"
-#include "platform/linux/graphics/NvmlServer.h"
 #include "platform/linux/files/RootedFiles.h"
+#include "platform/linux/graphics/NvmlServer.h"
 
 namespace orv::platform {
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/NetworkTables.h"
-#include "platform/linux/network/InterfaceNames.h"
 #include "platform/linux/files/PolledFile.h"
+#include "platform/linux/network/InterfaceNames.h"
 
 #include <string_view>
 

@@ -2,8 +2,8 @@
 
 #include "platform/Processor.h"
 #include "platform/Timers.h"
-#include "platform/linux/processor/ProcessorSet.h"
 #include "platform/linux/files/RootedFiles.h"
+#include "platform/linux/processor/ProcessorSet.h"
 
 #include <vector>
 

@@ -1,7 +1,7 @@
 #include "platform/linux/processor/Ring0.h"
 
-#include "platform/linux/files/Descriptor.h"
 #include "platform/linux/ErrorCodes.h"
+#include "platform/linux/files/Descriptor.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/Ring0.h"
-#include "platform/linux/processor/ProcessorSet.h"
 #include "platform/linux/files/RootedFiles.h"
+#include "platform/linux/processor/ProcessorSet.h"
 #include "platform/linux/processor/ThermalDrivers.h"
 
 #include <cstddef>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/linux/processor/ProcessorSet.h"
 #include "platform/linux/files/RootedFiles.h"
+#include "platform/linux/processor/ProcessorSet.h"
 
 #include <cstdint>
 #include <optional>

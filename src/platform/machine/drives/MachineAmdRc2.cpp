@@ -1,7 +1,7 @@
 #include "platform/machine/drives/MachineAmdRc2.h"
 
-#include "platform/machine/drives/MachineDriveFile.h"
 #include "platform/machine/Node.h"
+#include "platform/machine/drives/MachineDriveFile.h"
 #include "platform/text.h"
 
 #include <fmt/format.h>

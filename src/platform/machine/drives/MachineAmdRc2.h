@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/Libraries.h"
-#include "platform/machine/drives/MachineDrives.h"
 #include "platform/machine/Requests.h"
+#include "platform/machine/drives/MachineDrives.h"
 #include "platform/records/AmdRc2Records.h"
 
 #include <set>

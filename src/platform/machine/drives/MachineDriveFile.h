@@ -2,8 +2,8 @@
 
 // How the values of a drive are read from a machine file.
 
-#include "platform/machine/drives/MachineDrives.h"
 #include "platform/machine/Node.h"
+#include "platform/machine/drives/MachineDrives.h"
 
 namespace orv::platform {
 

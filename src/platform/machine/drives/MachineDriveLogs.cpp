@@ -1,7 +1,7 @@
 #include "platform/machine/drives/MachineDriveLogs.h"
 
-#include "platform/machine/drives/MachineDriveFile.h"
 #include "platform/machine/Node.h"
+#include "platform/machine/drives/MachineDriveFile.h"
 #include "platform/servers/DriveRequests.h"
 
 #include <array>

@@ -1,7 +1,7 @@
 #include "platform/machine/drives/MachineRaid.h"
 
-#include "platform/machine/drives/MachineDriveAnswers.h"
 #include "platform/machine/Node.h"
+#include "platform/machine/drives/MachineDriveAnswers.h"
 #include "platform/servers/MegaRaidRequests.h"
 
 #include <algorithm>

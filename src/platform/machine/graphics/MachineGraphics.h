@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/Processes.h"
-#include "platform/machine/drives/MachineAmdRc2.h"
 #include "platform/machine/Requests.h"
+#include "platform/machine/drives/MachineAmdRc2.h"
 #include "platform/servers/AdlServer.h"
 #include "platform/servers/NvapiServer.h"
 

@@ -1,5 +1,5 @@
-#include "platform/machine/graphics/MachineGraphics.h"
 #include "platform/machine/Node.h"
+#include "platform/machine/graphics/MachineGraphics.h"
 #include "platform/text.h"
 
 #include <fmt/format.h>
