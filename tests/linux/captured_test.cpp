@@ -97,12 +97,12 @@ TEST(LinuxBattery, NamesAreCutToWhatAnUpdateHolds) {
     TreeInUse tree({kLaptop});
     for (const char* file : {"model_name", "manufacturer", "serial_number"})
         tree.file(battery + file, "é" + wide + "\n");
-    tree.file(battery + "manufacturer", "🔋" + wide + "\n"); // two units of UTF-16
+    tree.file(battery + "manufacturer", "😀" + wide + "\n"); // two units of UTF-16
     ASSERT_EQ(1, initBattery());
     getBatteryAllMessage(0);
     const auto& record = battery::batteryList()[0];
     EXPECT_EQ(L"é" + std::wstring(98, L'n'), record.deviceName);
-    EXPECT_EQ(L"🔋" + std::wstring(300, L'n'), record.manufactureName);
+    EXPECT_EQ(L"😀" + std::wstring(300, L'n'), record.manufactureName);
     EXPECT_EQ("é" + std::string(48, 'n'), record.serialNumber);
     EXPECT_EQ("é" + std::string(97, 'n'), record.uniqueId);
 }

@@ -59,8 +59,8 @@ class Call(unittest.TestCase):
         for arguments, hint in [
             (["call", "getNothing"], "getCpuLoad"),
             (["call", "getMemoryLoad:1"], "takes no index"),
-            (["call", "getDiskTemperature:x"], "a whole number from 0 to 4294967295 must follow the colon"),
-            (["explain"], "--identify and --smart, or --drive"),
+            (["call", "getDiskTemperature:1x"], "a whole number from 0 to 4294967295 must follow the colon"),
+            (["explain", "--smart", "x"], "--identify and --smart, or --drive"),
             (["look"], "look: no such command; the commands are show, call, watch, explain, metrics"),
             (["wach"], "wach: no such command (did you mean watch?)"),
             (["call", "getCpuTemprature"], "getCpuTemprature: not an export (did you mean getCpuTemperature?)"),
