@@ -117,7 +117,9 @@ TEST(GpuAmd, NamesDecideWhichEntriesAreAsked) {
     for (const auto& [name, listed] : rows) {
         TestMachine machine(withAmd(card(kLevel5, name)));
         ASSERT_EQ(GetGpuList().size(), listed ? 1u : 0u) << name;
-        if (listed) EXPECT_EQ(GetGpuList()[0]->gpuName, name);
+        if (listed) {
+            EXPECT_EQ(GetGpuList()[0]->gpuName, name);
+        }
     }
 }
 

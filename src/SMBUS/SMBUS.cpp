@@ -174,7 +174,8 @@ std::uint8_t SMBus::readSlaveData(std::uint8_t address, std::uint8_t command) {
 std::uint8_t SMBus::addressOfWrite(std::uint8_t address) const {
     if (vendor_ == CpuVendor::intel)
         return address | 1; // the transaction that 0x50 starts there wants it set
-    return address & 0xFE;
+    if (vendor_ == CpuVendor::amd) return address & 0xFE;
+    throwHW(L"Unknown CPU Vendor");
 }
 
 bool SMBus::writeSlaveData(std::uint8_t address, std::uint8_t command, std::uint8_t data) {
