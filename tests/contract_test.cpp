@@ -47,6 +47,7 @@ TEST_P(Contract, KnowsTheMachineAndItsSentences) {
     const Architecture machine = side().systemFacts().architecture();
     EXPECT_NE(Architecture::Outcome::callFailed, machine.outcome);
     EXPECT_THAT(machine.nativeMachine, AnyOf(kMachineAmd64, kMachineI386));
+    EXPECT_NE(L"", side().systemFacts().mainModule());
     const std::wstring text = side().systemFacts().errorText(kFileNotFound);
     ASSERT_GT(text.size(), 2u);
     EXPECT_EQ(L"\r\n", text.substr(text.size() - 2));

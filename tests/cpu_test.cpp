@@ -149,6 +149,9 @@ TEST(CpuAmd, EachFailureHasItsText) {
     const std::tuple<const char*, const char*, const char*> rows[] = {
         {"amd-k8", "WaitForSingleObject", ": WaitPciBus failed: 4294967295"},
         {"amd-ryzen-desktop", "WaitForSingleObject", ": Failed to wait for PCI bus mutex"},
+        {"amd-apu", "WaitForSingleObject", ": Failed to read PCI config dword"},
+        {"amd-k8", "WritePciConfigDwordEx", ": WritePciConfigDwordEx failed"},
+        {"amd-apu", "WritePciConfigDwordEx", ": Failed to read PCI config dword"},
         {"amd-k8", "ReleaseMutex", ": ReleaseMutex failed: error code: 5 "},
         {"amd-ryzen-desktop", "WritePciConfigDwordEx", ": Failed to write PCI config dword, error code: 5 "},
     };
@@ -182,6 +185,7 @@ TEST(CpuAmd, FamilyAndModelChooseTheReader) {
         {0x15, 0x65, "0x15731022", 20},          {0x16, 0x30, "0x15831022", 10},
         {0x15, 0x20, "0x00001022", 10},          {0x19, 0x01, "0x00001022", 32},
         {0x15, 0x20, "0x16031022", kNoRegister}, {0x18, 0x01, "0x00001022", kNoReader},
+        {0x0F, 0x27, "0x16031022", kNoRegister},
     };
     for (const auto& [family, model, northbridge, temperature] : rows) {
         SCOPED_TRACE(testing::Message() << std::hex << family << "/" << model << " " << northbridge);
@@ -240,13 +244,14 @@ TEST(CpuLoad, AFirstValueOfNothingIsNoSample) {
 
 TEST(CpuSpeed, FailuresOfSetUpAndSampling) {
     const std::string reading = ": PdhGetFormattedCounterValue ";
-    const std::tuple<const char*, std::string, std::string> rows[] = {
-        {"openQuery", ": PdhOpenQuery failed, ", ""}, // the next call sets it up
-        {"addCounter", ": PdhAddCounter Performance failed, ", reading + "cpuPerformance failed, "},
+    const std::tuple<const char*, std::uint64_t, std::string, std::string> rows[] = {
+        {"openQuery", 1, ": PdhOpenQuery failed, ", ""}, // the next call sets it up
+        {"addCounter", 1, ": PdhAddCounter Performance failed, ", reading + "cpuPerformance failed, "},
+        {"addCounter", 2, ": PdhAddCounter Frequency failed, ", reading + "cpuBasicSpeed failed, "},
     };
-    for (const auto& [request, first, later] : rows) {
+    for (const auto& [request, nth, first, later] : rows) {
         TestMachine machine = TestMachine::sample("intel-desktop");
-        machine->requests().plan({request, 1, platform::kAccessDenied, 0});
+        machine->requests().plan({request, nth, platform::kAccessDenied, 0});
         EXPECT_EQ(-1.0, getCpuFrequency());
         EXPECT_THAT(getLastError(), HasSubstr(first));
         EXPECT_EQ(later.empty() ? 0.0 : -1.0, getCpuFrequency());
@@ -258,6 +263,8 @@ TEST(Clock, SnapsTheFirstMeasurementAndTakesTheSecondRaw) {
     // missing: the clock that fails
     const std::tuple<std::uint32_t, const char*, const char*> rows[] = {
         {2394000, "", "2400MHz, Freq: 2400MHz, RealFreq: 2394MHz"},
+        {1333000, "", "1333MHz, Freq: 1333MHz, RealFreq: 1333MHz"}, // 27 * 50000 is further away
+        {1449000, "", "1450MHz, Freq: 1450MHz, RealFreq: 1449MHz"}, // and here 22 * 66666.66
         // Above its nearest multiples, 52 * 50000 and 39 * 66666.66: the lower one wins by its sign.
         {2612345, "", "2613MHz, Freq: 2600MHz, RealFreq: 2613MHz"},
         {2612345, "timeGetDevCaps", "2613MHz, Freq: 0MHz, RealFreq: 2613MHz"},

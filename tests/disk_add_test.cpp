@@ -84,6 +84,7 @@ TEST(AddDisk, TheSmartReadsOfAPath) {
         {PD, physical, "", L"1|1A|" + same, 0, 0, 0, oneBlock},
         {PD, physical, "", L"1|1A", 1, 1, 1, indilinx, true},
         {CMD_TYPE_SCSI_MINIPORT, R"("scsiDisk")", kAtPort, L"", 1, 1, 1, oneBlock}, // no other path has that test
+        {CMD_TYPE_SCSI_MINIPORT, R"("scsiDisk")", off + kAtPort, L"", 1, 1, 1},
         {SI, both, "", si + L"|2", 1, 1, 1},
         {SI, both, answers(nth(silicon, 2, fewer)), si + L"|" + otherCount, 1, 0, 0},
         {SI, both, answers(nth(physical, 1, fewer)), si + L"|2|" + otherCount, 1, 1, 0},

@@ -1,3 +1,4 @@
+#include "disk_engine/dialects/AttributeNames.h"
 #include "disk_engine/dialects/AttributeRules.h"
 #include "disk_engine/dialects/Interpretation.h"
 #include "disk_engine/dialects/KnownValues.h"
@@ -93,6 +94,7 @@ const Rule rules[] = {
     {245, VENDOR_KINGSTON, negative, "NandWrites=-1", {}, HOST_UNIT_32MB, "NandWrites=268435454"},
     {241, VENDOR_WDC, count, "HostWrites=6656", {}, HOST_UNIT_512B},
     {242, VENDOR_WDC, count, "HostReads=436207648", {}, HOST_UNIT_32MB},
+    {241, VENDOR_SANDISK_HP, count, "HostWrites=218103824", {}, HOST_UNIT_16MB},
     {242, VENDOR_GENERAL_SSD, count, "", {}, HOST_UNIT_1MB},
     {241, VENDOR_TOSHIBA, count, "HostWrites=436207648"},
     {241, VENDOR_TOSHIBA, count, "HostWrites=1073742848", {}, HOST_UNIT_GB},
@@ -137,6 +139,8 @@ TEST(DiskAttributes, PowerOnTimeInTheUnitOfTheDrive) {
         {L"Drive", {TIME_UNIT_HOURS, 0}, {9, 100, 900000}, {5197, 5197, 5197, 6}},
         {L"Drive", {TIME_UNIT_INTEL, TIME_UNIT_INTEL}, {9, 100, 0x33000DA754}, {1, 1, 1, 6}},
         {L"Intel SSD", {TIME_UNIT_MINUTES, 0}, {9, 100, 900000}, {5197, 86, 5197, 6}},
+        {L"Drive", {TIME_UNIT_HALF_MINUTES, TIME_UNIT_10_MINUTES}, {9, 100, 7200}, {7200, 60, 1200, 5}},
+        {L"Drive", {TIME_UNIT_SECONDS, TIME_UNIT_SECONDS}, {9, 100, 7200}, {7200, 2, 2, 4}},
         // A count above the signed range is divided before it is kept.
         {L"Drive", {TIME_UNIT_MINUTES, 0}, {9, 100, 0xFFFFFFFFFFFF}, {-1, 71582788, 0, 0}},
         // Current and worst value in place of a raw value, never with an offset.
@@ -192,6 +196,7 @@ TEST(DiskAttributes, EntriesAreKeptInOrderWithoutGaps) {
     EXPECT_TRUE(FillSmartData(asi));
     ASSERT_EQ(4u, asi.AttributeCount);
     EXPECT_EQ(12, asi.Attribute[0].Id);
+    EXPECT_STREQ("Power cycle count", AttributeName(asi, asi.Attribute[1])) << "in this dialect";
     EXPECT_EQ(4, asi.Attribute[3].RawValue[0]);
     EXPECT_EQ(28u, asi.PowerOnCount);
 

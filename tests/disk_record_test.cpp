@@ -7,6 +7,8 @@
 #include "support/DescribedDrives.h"
 
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 
 namespace orv::test {
 namespace {
@@ -30,6 +32,7 @@ TEST(IdentifyWords, TransferModes) {
         {{0, 0, 0, 0x017F}, {9, L"UDMA/16", L"UDMA/133", L"Parallel ATA", 1}},
         {{0x0007, 0x0006, 0, 0x007F}, {11, L"----", L"SATA/300", L"Serial ATA", 2}},
         {{0, 0x001E, 0x0004, 0}, {0, L"SATA/300", L"----", L"Serial ATA", 2}},
+        {{0, 0x0002, 0x0002, 0}, {10, L"SATA/150", L"SATA/150", L"Serial ATA", 2}},
         {{0, 0xFFFF, 0, 0x407F}, {0, L"----", L"----", L"Parallel ATA", 1}},
     };
     for (const auto& [words, answer] : rows) {
@@ -46,6 +49,10 @@ TEST(IdentifyWords, UnitOfThePowerOnCounter) {
         {L"SAMSUNG HD103SJ", L"1AJ100-23", 8, 11, TIME_UNIT_HOURS},
         {L"SAMSUNG HD160JJ", L"ZM100-33", 7, 10, TIME_UNIT_HALF_MINUTES},
         {L"SAMSUNG HD160JJ", L"ZM100-41", 7, 10, TIME_UNIT_HOURS},
+        {L"Maxtor 6E040L0", L"NAR6", 7, 9, TIME_UNIT_MINUTES},
+        {L"MAXTOR 4K080H4", L"A08", 5, 8, TIME_UNIT_HOURS},
+        {L"CFD_CSSD-S6TM256NMPQ", L"VN21", 8, 12, TIME_UNIT_10_MINUTES},
+        {L"Corsair Performance Pro", L"1.058", 8, 12, TIME_UNIT_10_MINUTES},
         {L"PLEXTOR PX-128M2P", L"1.05", 8, 12, TIME_UNIT_10_MINUTES},
         {L"INTEL SSDSC2CW120A3", L"400i", 8, 12, TIME_UNIT_INTEL},
     };
@@ -142,6 +149,8 @@ TEST(AtaRecord, BlocksThatLie) {
     EXPECT_EQ(1, asi.IsCheckSumError);
     // The swapped pair has its second byte first: that one becomes a blank.
     EXPECT_EQ(std::wstring(L"Ab\x01 x"), asi.Model);
+    block = identifyOf({}, "MAXTOR 6E040L0");
+    EXPECT_EQ(1, recordOf(block).IsMaxtorMinute);
     block.fill(0xFF);
     EXPECT_TRUE(readIdentifyTexts(asi, block));
     interpretIdentify(asi, block);
@@ -215,6 +224,23 @@ TEST(DiskEngine, ASystemOfUnknownVersionGetsNoPassThrough) {
     machine->requests().clearFaults();
     EXPECT_TRUE(PlatformVersionTest(11, 0, 19045));
     EXPECT_FALSE(PlatformVersionTest(10, 0, 19046));
+}
+
+TEST(DiskEngine, TheTraceIsWrittenBesideTheMainModuleWhereItsModeSaysSo) {
+    for (const DebugMode mode : {DebugMode::off, DebugMode::file, DebugMode::fileAndMessage}) {
+        TestMachine machine(R"({"name": "x"})"); // whose main module is "described-machine"
+        setDebugMode(mode);
+        DebugPrint(L"first");
+        machine->clock().sleepNs(12'345'678);
+        DebugPrint(L"\u00E9");
+        std::ifstream file("described-machine.log", std::ios::binary);
+        const std::string written(std::istreambuf_iterator<char>(file), {});
+        file.close();
+        std::filesystem::remove("described-machine.log");
+        EXPECT_EQ(mode == DebugMode::off ? "" : "00000000 first\n00000012 \xC3\xA9\n", written);
+        EXPECT_EQ(mode == DebugMode::fileAndMessage ? 1 : 0,
+                  std::ranges::count(machine->requests().record(), "showMessage Message: first"));
+    }
 }
 
 TEST(DiskEngine, TheJMicronMutexHasThreeWaysAndTracesItsFailures) {

@@ -2,7 +2,9 @@
 // and the letters make of them.
 
 #include "frame/HWException.h"
+#include "log/log.h"
 #include "platform/servers/ManagementRows.h"
+#include "support/CapturedLog.h"
 #include "support/DescribedDrives.h"
 #include "wmi/wmi.h"
 
@@ -297,6 +299,44 @@ TEST(DriveSearch, AVersionOutlivesTheRowsBehindIt) {
     int version = 0;
     EXPECT_THROW(readAmdRaidDriverVersion(services, version), std::runtime_error);
     EXPECT_EQ(93, version);
+
+    Searched rows(disk(1), "", false); // which is the number that the first row's id ends in
+    bool removable = false;
+    searchDiskRows(*rows.engine, services, removable);
+    EXPECT_EQ(L"9.3.0.1", rows.record().ModelWmi);
+}
+
+TEST(DriveSearch, AStageThatThrowsEndsAlone) {
+    struct Throwing : platform::PlatformOf<platform::MachineServices> {
+        using PlatformOf::PlatformOf;
+        platform::ManagementData& managementData() override { throw std::runtime_error("gone"); }
+    } throwing(platform::Node::parseText(R"({"name": "m", "drives": [)" + disk(1) + "]}", "machine"));
+    const InUse inUse(throwing);
+    const CapturedLog log({&diskLogger});
+    CAtaSmart engine;
+    engine.Init(1, 0, nullptr, 0, 0, 0);
+    ASSERT_EQ(1u, engine.vars.size()) << "the walk over the numbers goes on";
+    EXPECT_THAT(log.lines(spdlog::level::warn),
+                ElementsAre(::testing::EndsWith("the connection to the management data ended early: gone")));
+    engine.vars[0].PnpDeviceId = L"IDE\\DISK";
+    EXPECT_FALSE(engine.GetSmartAttributeWmi(engine.vars[0]));
+}
+
+/// The walks over the ports, one of which a flag allows, the other the advanced search.
+TEST(DriveSearch, PortsAreWalkedWhereThatIsWanted) {
+    const std::string unnumbered = nvmeDrive(R"("nvmeRaid")", kAtPort).replace(1, 12, "");
+    for (const bool wanted : {false, true}) {
+        Searched vroc(disk(1) + "," + unnumbered, diskRows(""), false);
+        vroc.engine->FlagIntelVroc = wanted;
+        vroc.search();
+        EXPECT_EQ(wanted ? 2u : 1u, vroc.engine->vars.size());
+        Searched port(ataDrive(R"("scsiDisk")", 0xA0, kAtPort, smartIdentify({}, "DW CABCDEFGH")), "", false);
+        port.engine->Init(0, wanted, nullptr, 0, 0, 0);
+        ASSERT_EQ(wanted ? 1u : 0u, port.engine->vars.size());
+        if (!wanted) continue;
+        EXPECT_EQ(L"iv", vroc.engine->vars.back().CommandTypeString);
+        EXPECT_EQ(L"sm WDC BADCFEHG", port.record().CommandTypeString + L" " + port.record().Model);
+    }
 }
 
 /// The road to the management data breaks at each of its steps: the walk over the numbers finds the drive.

@@ -426,6 +426,9 @@ TEST(DriveLogs, BadAnswersAreToldAndWhatIsRefusedIsNotAskedAgain) {
     LogDrive bridge("sat", CMD_TYPE_SAT, R"("rejection": "checkCondition")");
     EXPECT_EQ("log directory: refused with error 1117", bridge.read().note);
     EXPECT_EQ(false, bridge.read().saysItFails);
+    LogDrive off("sat", CMD_TYPE_SAT,
+                 kStatistics + std::string(R"(, "smartEnabled": false, "rejection": "checkCondition")"));
+    EXPECT_EQ("SMART status: refused with error 1117", off.read().note);
 }
 
 TEST(DriveLogs, ADriveIsAskedAtMostSoOftenAndWhatStepsBackIsDoubtful) {

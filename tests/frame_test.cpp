@@ -28,6 +28,8 @@ TEST(Text, WhatCannotBeConvertedIsReplaced) {
               "b",
               EncodedText(lone).narrow);
     EXPECT_EQ(L"a\uFFFD", EncodedText(std::string("a\xFF")).wide);
+    EXPECT_EQ(L"\U0001F600", EncodedText(std::string("\xF0\x9F\x98\x80")).wide);
+    EXPECT_EQ("\xF0\x9F\x98\x80", EncodedText(std::wstring(L"\U0001F600")).narrow);
 }
 
 TEST(Frame, LastErrorIsEmptyAtFirstAndKeptBySuccesses) {
@@ -73,6 +75,7 @@ TEST(Frame, ArchitectureDecidesBeforeAnyObjectIsMade) {
         {R"({"nativeMachine": "0x8664"})", true, ""},
         {R"({"nativeMachine": "0xAA64"})", false, "Not x86 arch"},
         {R"({"architecture": "noFunction", "nativeMachine": "0xAA64"})", true, ""},
+        {R"({"architecture": "noSystemLibrary"})", false, "Load kernel32.dll failed"},
         {R"({"architecture": "callFailed"})", false, "Call IsWow64Process2 failed"},
     };
     for (const auto& [system, supported, reason] : cases) {

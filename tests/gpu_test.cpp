@@ -37,6 +37,7 @@ TEST(GpuAmd, ReadingsFollowTheOverdriveGeneration) {
     // The temperature, -1 when the entry is dropped, and the load.
     const std::tuple<const char*, double, double> rows[] = {
         {R"("overdrive6": 0, "pmLog": {"sensors": {"8": 42, "19": 3}})", 42, 0.03},
+        {R"("overdrive6": 1, "od5Temperature": 42000, "activity": 3)", 42, 0.03},
         {R"("overdrive": {"version": 5}, "od5Temperature": 30000)", 30, -1},
         {R"("overdrive": {"version": 7}, "odnTemperature": -256, "activity": 0)", -256, 0},
         // The log's load comes before the activity from level 8 on, where it has one.
@@ -85,6 +86,12 @@ TEST(GpuAmd, WhatTheLibraryLacksOrFails) {
     }
 }
 
+TEST(GpuAmd, AnOlderLibraryTellsItsMemoryByAnOlderFunction) {
+    const TestMachine machine(withAmd(card(kLevel5 + std::string(R"(, "memory": 4194304)")),
+                                      R"(, "missing": ["ADL2_Adapter_MemoryInfoX4_Get"])"));
+    EXPECT_EQ(GetGpuList().at(0)->GetTotalMemory(), 4096u);
+}
+
 /// The functions ask the server that serves, and none when it is gone.
 TEST(GpuAmd, AServerThatIsGoneIsNotAsked) {
     const std::string machine = withAmd(card(kLevel5));
@@ -110,7 +117,9 @@ TEST(GpuAmd, NamesDecideWhichEntriesAreAsked) {
     for (const auto& [name, listed] : rows) {
         TestMachine machine(withAmd(card(kLevel5, name)));
         ASSERT_EQ(GetGpuList().size(), listed ? 1u : 0u) << name;
-        if (listed) EXPECT_EQ(GetGpuList()[0]->gpuName, name);
+        if (listed) {
+            EXPECT_EQ(GetGpuList()[0]->gpuName, name);
+        }
     }
 }
 

@@ -163,6 +163,12 @@ TEST(MachineFile, WhatIsWrongIsNamedWithItsPlace) {
         {drives(R"({"number": 0}, {"number": 0})"), "machine: drives[1].number: another drive has this number"},
         {drives(R"({"number": 0, "answers": [{"path": "sat", "error": 1}]})"), R"(machine: drives[0].answers[0].path: "sat" is no path of this drive)"},
         {drives(R"({"number": 0, "colour": 1})"), "machine: drives[0]: unknown key"},
+        {drives(R"({"number": 0, "paths": ["scsi", "sat"]})"), "machine: drives[0].paths: a SCSI disk has no"}, {drives(R"({"number": 0, "scsi": {"blocks": 1}})"), "machine: drives[0].scsi: needs the path"},
+        {drives(R"({"number": 0, "rejection": "no"})"), "machine: drives[0].rejection: must be"}, {drives(R"({"number": 0, "returnStatus": "no"})"), "machine: drives[0].returnStatus: must be"},
+        {drives(R"({"number": 0, "paths": ["sat"], "answers": [{"path": "sat", "error": 1, "hang": true}]})"), "machine: drives[0].answers[0]: needs"}, {drives(R"({"scsiAddress": {"port": 1}}, {"scsiAddress": {"port": 1}})"), "machine: drives[1].scsiAddress: another drive has this address"},
+        {drives(R"({"number": 0, "controllerId": "C", "link": {}}, {"number": 1, "controllerId": "C", "link": {}})"), R"(machine: drives: the link of "C" is told twice)"}, {R"({"name": "m", "batteries": [{"answers": {"x": 5}}]})", R"(machine: batteries[0].answers: "x" is no level number)"},
+        {R"({"name": "m", "faults": [{"request": "adapters", "nth": 0, "error": 5}]})", "machine: faults[0]: nth counts from 1"}, {R"({"name": "m", "faults": [{"request": "adapters"}]})", "machine: faults[0]: needs either"},
+        {R"({"name": "m", "ring0": {"pci": [{"address": "00:20.0"}]}})", "machine: ring0.pci[0]: address must be"}, {R"({"name": "m", "management": true})", "machine: management: must be an object, or false"}, {"[", "machine: not JSON: "},
     };
     // clang-format on
     for (const auto& [text, reason] : cases) {

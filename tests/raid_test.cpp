@@ -149,7 +149,9 @@ TEST(RaidDrives, CsmiPhysThatAreTried) {
 TEST(RaidDrives, ADriveOnCsmiAndAsAPhysicalDrive) {
     const std::string both = R"("csmi", "ataPassThrough")";
     const std::string noThresholds = answers("ataPassThrough", R"("operation": "thresholds", "error": 1117)");
-    RaidMachine drive(member(both, 0, R"(, "number": 1)" + noThresholds), csmiPort(""));
+    const std::string numbered = R"(, "number": 1, "changes": [{"atSeconds": 9)" +
+                                 answers("ataPassThrough", R"("error": 1117)") + "}]";
+    RaidMachine drive(member(both, 0, numbered + noThresholds), csmiPort(""));
     const std::uint8_t entity[64] = {};
     AtaBlock identify = smartIdentify();
     EXPECT_TRUE(
@@ -158,7 +160,16 @@ TEST(RaidDrives, ADriveOnCsmiAndAsAPhysicalDrive) {
                 ElementsAre(L"GetSmartAttributePd(1) - 1 CSMI", L"GetSmartAttributePd(1) - 1A CSMI",
                             L"GetSmartAttributeCsmi - 1 CSMI", L"GetSmartAttributeCsmi",
                             L"GetSmartAttributeCsmi"));
-    EXPECT_TRUE(drive.engine->vars[0].IsSmartCorrect && drive.engine->vars[0].IsThresholdCorrect);
+    const AtaSmartInfo& asi = drive.engine->vars[0];
+    EXPECT_TRUE(asi.IsSmartCorrect && asi.IsThresholdCorrect);
+    // The number's path falls silent: CSMI takes over for good.
+    drive.machine->clock().sleepNs(9'000'000'000);
+    drive.engine->UpdateSmartInfo(0);
+    EXPECT_EQ(std::tuple(CMD_TYPE_CSMI, L"cs", true),
+              std::tuple(asi.CommandType, asi.CommandTypeString, asi.answering.answers));
+    RaidMachine off(member(R"("csmi")", 0, R"(, "smartEnabled": false)"), csmiPort(""));
+    off.engine->AddDiskCsmi(2);
+    EXPECT_THAT(off.records(), ElementsAre("S0 cs 2 -1 smart"));
 }
 
 TEST(RaidDrives, MegaRaidRequestsAndAnswersThatLie) {

@@ -33,6 +33,8 @@ std::string machineWith(const std::string& sections) {
 TEST(WinRing0, EachStatusHasItsStateAndText) {
     const std::tuple<const char*, int, const char*> rows[] = {
         {"0", 0, ""},
+        {"1", 1, "DLL Status Error: UNSUPPORTED_PLATFORM"},
+        {"4", 4, "DLL Status Error: DRIVER_UNLOADED"},
         {"5", 5, "DLL Status Error: DRIVER_NOT_LOADED_ON_NETWORK"},
         {"6", 9, "DLL Status Error: UNKNOWN_ERROR, error code: 0 message: "},
     };
@@ -222,6 +224,10 @@ TEST_F(Smbus, AReadAndAWriteAreTheseAccesses) {
     amd(std::string(R"("base": "0x0B00", )") + kOneModule);
     SMBus().writeSlaveData(0x6F, 0, 0);
     EXPECT_THAT(taken(kPorts), Contains("WriteIoPortByte 0xb04 0x6e")) << "no direction bit on this maker's";
+    for (const char* behaviour : {"busy", "failing"}) {
+        amd(fmt::format(R"("base": "0x0B00", "behaviour": "{}", {})", behaviour, kOneModule));
+        EXPECT_EQ(0xFF, SMBus().readSlaveData(0xA2, 7)) << behaviour;
+    }
 }
 
 /// An AMD controller whose status gives values in turn, the last one for good.
@@ -270,6 +276,8 @@ TEST_F(Smbus, WhatTheStatusTells) {
         {"read: done at the 500th look", script({0, 0}, 499, 0, {2}), 0, 0x5A, 1, {}},
         {"read: done at the 501st", script({0, 0}, 500, 0, {2}), 0, kFailed, 1, kTimeout},
         {"read: done and in error", {0, 0, 6}, 0, kFailed, 1, noAnswer},
+        {"write: idle at the 501st look", script({}, 500, 1, {0, 2}), 0, true, 1, {}},
+        {"write: idle at the 502nd", script({}, 501, 1, {0, 2}), 0, false, 0, kTimeout},
         {"write: done at the 501st", script({0}, 500, 0, {2}), 0, false, 1, kTimeout},
         {"write: in error five times", {0, 4, 0, 0, 4, 0, 0, 4, 0, 0, 4, 0, 0, 4, 0, 0, 2}, 0, false, 5, {}},
         {"write: gone after the first attempt", {0, 0xFF, 0}, 0xFF, false, 1, {}},

@@ -11,6 +11,7 @@ namespace orv {
 /// The machine's processor, made once by vendor and family.
 class Cpu {
   public:
+    // For who holds a processor of his own; no export tells the two.
     virtual std::string Name() = 0;
     virtual std::string Vendor() = 0;
     virtual double GetTemperature() = 0;            ///< Degrees Celsius.

@@ -40,33 +40,12 @@ std::uint64_t timeStampCounter() {
     return platform::current().processor().timeStampCounter();
 }
 
-/// The nearest multiple of a bus clock. The differences keep their sign: a clock above its nearest multiple
-/// gives a negative one, which wins.
+/// The nearest multiple of a bus clock, of the one whose difference is lower. The differences keep their
+/// sign: a clock above its nearest multiple gives a negative one, which wins.
 double snapped(double kHz) {
-    double best = kHz;
-    const double n = RoundHalfEven(kHz / kBusClock);
-    double count = n;
-    double unit = kBusClock;
-    double d = n * kBusClock - kHz;
-    if (kHz > d) best = d;
-    d = kHz - (n - 1) * kBusClock;
-    if (best > d) {
-        best = d;
-        count = n - 1;
-    }
-    const double m = RoundHalfEven(kHz / kBusClockOfThirds);
-    d = m * kBusClockOfThirds - kHz;
-    if (best > d) {
-        best = d;
-        count = m;
-        unit = kBusClockOfThirds;
-    }
-    d = kHz - (m - 1) * kBusClockOfThirds;
-    if (best > d) {
-        count = m - 1;
-        unit = kBusClockOfThirds;
-    }
-    return count * unit;
+    const double ofWhole = RoundHalfEven(kHz / kBusClock) * kBusClock;
+    const double ofThirds = RoundHalfEven(kHz / kBusClockOfThirds) * kBusClockOfThirds;
+    return ofThirds - kHz < ofWhole - kHz ? ofThirds : ofWhole;
 }
 
 /// Against the multimedia timer, in MHz; 0 where there is none.

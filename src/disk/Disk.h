@@ -23,7 +23,7 @@ class Disk {
     /// Takes the first sample of the counters. Throws HWException when the drive does not give it.
     explicit Disk(const DiskSnapshot& snapshot);
     Disk(Disk&& other) noexcept;
-    Disk& operator=(Disk&& other) noexcept;
+    Disk& operator=(Disk&& other) noexcept; ///< for who orders a list of his own
     ~Disk();
 
     // Each of these renews the values first. Texts are in the system's narrow code page.

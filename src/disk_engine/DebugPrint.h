@@ -6,7 +6,8 @@
 
 namespace orv {
 
-/// Where the engine's own trace goes, apart from the library's log. Nothing in the library changes it.
+/// Where the engine's own trace goes, apart from the library's log. Nothing in the library changes it: who
+/// looks into the engine does, from a debugger or a program of his own.
 enum class DebugMode : std::uint32_t {
     off = 0,
     file = 1, ///< appended to a file named like the process's main module, with the extension ".log"

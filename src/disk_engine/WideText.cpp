@@ -42,10 +42,6 @@ std::wstring Right(std::wstring_view text, std::size_t count) {
     return std::wstring(text.substr(text.size() - std::min(count, text.size())));
 }
 
-std::wstring Mid(std::wstring_view text, std::size_t from, std::size_t count) {
-    return std::wstring(text.substr(std::min(from, text.size()), count));
-}
-
 void MakeUpper(std::wstring& text) {
     for (wchar_t& letter : text)
         letter = static_cast<wchar_t>(std::towupper(static_cast<std::wint_t>(letter)));

@@ -22,7 +22,6 @@ int Replace(std::wstring& text, std::wstring_view old, std::wstring_view fresh);
 /// Substrings; whatever lies outside the text is left out.
 std::wstring Left(std::wstring_view text, std::size_t count);
 std::wstring Right(std::wstring_view text, std::size_t count);
-std::wstring Mid(std::wstring_view text, std::size_t from, std::size_t count = std::wstring_view::npos);
 
 void MakeUpper(std::wstring& text);
 void MakeLower(std::wstring& text);

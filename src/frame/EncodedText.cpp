@@ -8,8 +8,6 @@ EncodedText::EncodedText(std::wstring text) : narrow(platform::wideToUtf8(text))
     if (narrow.empty()) wide.clear();
 }
 
-EncodedText::EncodedText(const wchar_t* text) : EncodedText(std::wstring(text)) {}
-
 EncodedText::EncodedText(std::string text) : narrow(std::move(text)), wide(platform::utf8ToWide(narrow)) {
     if (wide.empty()) narrow.clear();
 }

@@ -9,7 +9,6 @@ namespace orv {
 /// both.
 struct EncodedText {
     explicit EncodedText(std::wstring text);
-    explicit EncodedText(const wchar_t* text);
     explicit EncodedText(std::string text);
     EncodedText(const char* text, std::size_t length);
 

@@ -16,6 +16,7 @@ class regedit {
   public:
     regedit();
     ~regedit();
+    // A key may be handed on, though nothing here does.
     regedit(regedit&&) noexcept;
     regedit& operator=(regedit&&) noexcept;
 

@@ -16,7 +16,7 @@ class wmi {
   public:
     /// A connected session, or HWException.
     wmi();
-    wmi(wmi&&) noexcept;
+    wmi(wmi&&) noexcept; ///< for who hands a session on; nothing here does
     ~wmi();
 
     /// True when the query ran; its rows are then stored behind those of an earlier query.

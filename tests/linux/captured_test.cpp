@@ -6,6 +6,7 @@
 #include "linux/CapturedTree.h"
 #include "linux/standin_nvml.h"
 #include "memory/MemInfo.h"
+#include "platform/linux/files/PolledFile.h"
 #include "platform/linux/files/PolledFolder.h"
 #include "platform/servers/BatteryServer.h"
 
@@ -96,11 +97,12 @@ TEST(LinuxBattery, NamesAreCutToWhatAnUpdateHolds) {
     TreeInUse tree({kLaptop});
     for (const char* file : {"model_name", "manufacturer", "serial_number"})
         tree.file(battery + file, "é" + wide + "\n");
+    tree.file(battery + "manufacturer", "😀" + wide + "\n"); // two units of UTF-16
     ASSERT_EQ(1, initBattery());
     getBatteryAllMessage(0);
     const auto& record = battery::batteryList()[0];
     EXPECT_EQ(L"é" + std::wstring(98, L'n'), record.deviceName);
-    EXPECT_EQ(L"é" + std::wstring(300, L'n'), record.manufactureName);
+    EXPECT_EQ(L"😀" + std::wstring(300, L'n'), record.manufactureName);
     EXPECT_EQ("é" + std::string(48, 'n'), record.serialNumber);
     EXPECT_EQ("é" + std::string(97, 'n'), record.uniqueId);
 }
@@ -113,6 +115,13 @@ TEST(LinuxBattery, ABatteryThatIsPulledLeavesItsIndexToTheNext) {
     tree.remove(kSupplies);
     EXPECT_THAT(getBatteryAllMessage(1), EndsWith("SetupDiEnumDeviceInterfaces(1) failed: \"}"));
     EXPECT_EQ(0, initBattery()) << "a kernel without power supplies has no battery";
+}
+
+TEST(PolledFile, IsReadWholeHoweverLongItIs) {
+    const Tree tree;
+    const std::string content(100'000, 'x');
+    tree.file("long", content);
+    EXPECT_EQ(content, platform::PolledFile(platform::RootedFiles(tree.root()), "/long").read().value);
 }
 
 TEST(PolledFolder, ShowsWhatChangedWhileItStaysOpen) {

@@ -287,6 +287,13 @@ TEST_F(LinuxDriveTree, DescriptorAndAddressOfEachKind) {
     tree.scsi("sdr", "platform/host10/session1/target10:0:0", "10:0:0:1", "LIO-ORG", "LUN"); // iSCSI
     EXPECT_EQ(9u,
               ask(drive(10), IOCTL_STORAGE_QUERY_PROPERTY, query).as<STORAGE_DEVICE_DESCRIPTOR>().BusType);
+    for (const std::string media : {"disk", "cdrom"}) { // of the old IDE driver
+        tree.block("hd" + media.substr(0, 1), kPci + DriveTree::kIde + "/ide0/" + media);
+        tree.files(kPci + DriveTree::kIde + "/ide0/" + media, "model MAXTOR 6E040L0;media " + media);
+    }
+    const auto ide = ask(drive(11), IOCTL_STORAGE_QUERY_PROPERTY, query);
+    EXPECT_EQ("MAXTOR 6E040L0", ide.textAt(ide.as<STORAGE_DEVICE_DESCRIPTOR>().ProductIdOffset));
+    EXPECT_EQ(kFileNotFound, system.deviceFiles().open(drive(12), {}).error);
 }
 
 TEST_F(LinuxDriveTree, GeometryAndCounters) {
@@ -382,6 +389,11 @@ TEST(LinuxDrives, ANodeHasToBeTheDeviceThatTheKernelTells) {
     EXPECT_EQ(87U, readAt(10000, 0).error); // no block size
 }
 
+TEST(LinuxText, WhatIsNoUtf8IsOneReplacementAPart) {
+    for (const char* bad : {"\xF0\x9F\x98", "\xED\xA0\x80", "\xF0\x80\x80\x80", "\xF4\x90\x80\x80"})
+        EXPECT_EQ(L"\uFFFD!", utf8ToWide(bad + std::string("!")));
+}
+
 constexpr char kNvmeId[] = R"(PCI\VEN_8086&DEV_A808&SUBSYS_11001AF4&REV_02\3&00000001&0&00)";
 
 TEST_F(LinuxDriveTree, ManagementDataTellsOfDrivesAndControllers) {
@@ -400,6 +412,9 @@ TEST_F(LinuxDriveTree, ManagementDataTellsOfDrivesAndControllers) {
                {L"DeviceID", L"Model", L"InterfaceType", L"MediaType", L"Size", L"SCSIPort", L"SCSITargetId",
                 L"SCSIBus", L"PNPDeviceID"}));
 
+    // A second USB disk of one serial number.
+    tree.scsi("sdt", DriveTree::kUsb + "/usb2/2-4/2-4:1.0", "11:0:0:1", "JMicron ", "Generic         ");
+    tree.files(kPci + DriveTree::kUsb + "/usb2/2-4", "idVendor 152d;idProduct 0578;serial 12/34");
     const std::string uas = R"(USB\VID_174C&PID_55AA\6&2-2)";
     const auto ide = [](const char* place, const char* device) {
         return fmt::format("PCI\\VEN_8086&DEV_{}&SUBSYS_11001AF4&REV_02\\3&000000{}\n", device, place);
@@ -408,12 +423,13 @@ TEST_F(LinuxDriveTree, ManagementDataTellsOfDrivesAndControllers) {
     const std::pair<const wchar_t*, std::string> queries[] = {
         {LR"(ASSOCIATORS OF {Win32_DiskDrive.DeviceID='\\.\PhysicalDrive5'} WHERE ResultClass=Win32_PnPEntity)",
          "SCSI\\DISK&VEN_NVME&PROD_SAMSUNG_SSD_970\\5&00000080&0&000001\n"},
+        {LR"(ASSOCIATORS OF {Win32_DiskDrive.DeviceID='\\.\PhysicalDrive9'} WHERE ResultClass=Win32_PnPEntity)", R"(USBSTOR\DISK&VEN_JMICRON&PROD_GENERIC&REV_2.5+\12_34&1&SDT)" "\n"},
         {LR"(ASSOCIATORS OF {Win32_PnPEntity.DeviceID='SCSI\DISK&VEN_NVME&PROD_SAMSUNG_SSD_970\5&00000080&0&000001'} WHERE AssocClass=Win32_SCSIControllerDevice)",
          kNvmeId + std::string("\n")},
         {LR"(ASSOCIATORS OF {Win32_PnPEntity.DeviceID='SCSI\DISK&VEN_&PROD_ST1000DM003-1CH1\5&00000000&0&000000'} WHERE AssocClass=Win32_SCSIControllerDevice)",
          ""}, // on an IDE controller
         {LR"(ASSOCIATORS OF {Win32_USBController.DeviceID="PCI\\VEN_8086&DEV_A36D&SUBSYS_11001AF4&REV_02\\3&00000000&0&A0"} WHERE AssocClass = Win32_USBControllerDevice)",
-         "USB\\VID_152D&PID_0578\\12_34\nUSBSTOR\\DISK&VEN_JMICRON&PROD_GENERIC&REV_2.5+\\12_34&1\n" + uas + "\nSCSI\\DISK&VEN_ASMT&PROD_2115\\5&00000007&0&000200\n"},
+         "USB\\VID_152D&PID_0578\\12_34\nUSBSTOR\\DISK&VEN_JMICRON&PROD_GENERIC&REV_2.5+\\12_34&1\n" + uas + "\nSCSI\\DISK&VEN_ASMT&PROD_2115\\5&00000007&0&000200\nUSB\\VID_152D&PID_0578\\12_34\nUSBSTOR\\DISK&VEN_JMICRON&PROD_GENERIC&REV_2.5+\\12_34&1&SDT\n"},
         {L"select DeviceID from Win32_IDEController", ide("00&0&09", "7010") + ide("00&0&20", "0001") + ide("00&0&FA", "2922")},
         {L"select DeviceID from Win32_SCSIController", kNvmeId + std::string("\nPCI\\VEN_8086&DEV_0097&SUBSYS_11001AF4&REV_02\\3&00000003&0&00\n") + uas + "\n"},
         {L"SELECT * FROM Win32_Fan", "failed"},

@@ -109,7 +109,7 @@ class ProcessorTree : public testing::Test {
             tree.file(folder + "/topology/physical_package_id", number(thread.package) + "\n");
             tree.file(folder + "/cache/index0/level", "2\n");
             tree.file(folder + "/cache/index0/type", "Unified\n");
-            tree.file(folder + "/cache/index0/size", "1024K\n");
+            tree.file(folder + "/cache/index0/size", thread.core == 0 ? "1M\n" : "1024K\n");
             tree.file(folder + "/cache/index0/shared_cpu_map", core);
             leaves.apicIds[thread.number] = thread.apicId;
             onLine += (onLine.empty() ? "" : ",") + number(thread.number);

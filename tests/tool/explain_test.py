@@ -1,6 +1,7 @@
 """hwprobe explain on the sample drives: what a person reads and what a program parses."""
 import json
 import os
+import re
 import subprocess
 import sys
 import tempfile
@@ -58,17 +59,24 @@ class SampleDrives(unittest.TestCase):
         self.assertEqual("health page, bytes 32 to 47", drive["reading"]["basis"]["hostReadBytes"])
 
     def test_what_the_drive_says_beside_its_rule(self):
-        used = bytes([1, 0, 0, 0, 0, 0, 0, 0, 1, 7]).ljust(512, b"\0") + bytes([1, 0, 7, 0, 0, 0, 0, 0, 95, 0, 0, 0, 0, 0, 0, 0xC0]).ljust(512, b"\0")
+        page = lambda number, *counts: (bytes([1, 0, number, *[0] * 5]) + b"".join(count.to_bytes(7, "little") + b"\xC0" for count in counts)).ljust(512, b"\0")
+        used = bytes([1, *[0] * 7, 3, 1, 5, 7]).ljust(512, b"\0") + page(1, 250, 99, 1 << 31, 0, 1 << 33) + page(5, 60) + page(7, 95)
         with tempfile.TemporaryDirectory() as folder:
             file = Path(folder) / "statistics"
             file.write_bytes(used)
             _, out, err = explain(*blocks(DRIVES, "crucial-mx500"), "--statistics", file, "--json")
+            text = explain(*blocks(DRIVES, "crucial-mx500"), "--statistics", file)[1]
             file.write_bytes(used[:513])
             refused = explain(*blocks(DRIVES, "crucial-mx500"), "--statistics", file)
         drive = json.loads(out)
-        self.assertEqual((97, 5, "caution", ["life", "health"], ""),
-                         (drive["life"], drive["reading"]["life"], drive["reading"]["health"], drive["reading"]["differs"], err))
-        self.assertIn("5 % by device statistics, page 7", drive["reading"]["disagreements"][0])
+        self.assertEqual((97, 5, "caution", 6, ""),
+                         (drive["life"], drive["reading"]["life"], drive["reading"]["health"], len(drive["reading"]["differs"]), err))
+        told = ["", "Where the two differ", "  health: the rule tells good, the drive caution, by 5 % of its life left, by ",
+                "  life left: the rule tells 97 %, the drive 5 %, by device statistics, page 7, byte 8",
+                "  temperature: the rule tells 31 °C, the drive 60 °C, by ", "  power-on hours: the rule tells 8423, the drive 99, by ",
+                "  power cycles: the rule tells 211, the drive 250, by ", "  host reads: the rule tells unknown, the drive 4.40 TB, by ",
+                "", "Where its sources differ", "  life: 5 % by device statistics, page 7, byte 8: "]
+        self.assertRegex(text, ".*\n".join(map(re.escape, told)))
         self.assertEqual((2, ""), refused[:2])
         self.assertIn("513 bytes are no whole pages", refused[2])
         machine = ["--machine", DRIVES.parent / "server-sas.json", "--drive", "2"]
@@ -138,6 +146,7 @@ class BadFiles(unittest.TestCase):
                                      ("smart", lambda b: b + b, "more than 512 bytes"),
                                      ("identify", lambda b: bytes(512), refused + "no readable model"),
                                      ("identify", put(60, 127), refused + "no readable model"),
+                                     ("thresholds", lambda b: b[:9], "9 bytes, but the SMART READ THRESHOLDS block has 512"),
                                      ("identify", put(6, 17), refused + "words 1, 3 and 6"),
                                      ("identify", put(164, 0x6A), refused + "word 82 tells that it has no SMART data"),
                                      ("thresholds", lambda b: smart, refused + "the thresholds are the SMART data")]:
@@ -148,6 +157,10 @@ class BadFiles(unittest.TestCase):
             self.assertEqual((2, ""), (status, out), err)
             self.assertTrue(all("check sum" in line for line in sums), err)
             self.assertIn(reason, last)
+
+        (self.folder / "blank").write_bytes(bytes(4096))
+        for identify, reason in [("blank", refused + "no model in it"), ("missing", "cannot be read")]:
+            self.assertIn(reason, explain("--nvme", "--identify", self.folder / identify, "--smart", DRIVES / "nvme.smart")[2])
 
     def test_what_is_no_regular_file_is_refused_without_waiting(self):
         path = self.folder / "hard-disk.smart"

@@ -208,7 +208,7 @@ class Serving(unittest.TestCase):
                              [server.ask(path="/metrics/x")[0], server.ask("POST", body="x" * 9000)[0],
                               server.ask("DELETE")[0], server.ask("HEAD")[::2]])
             for address, status, hint in [
-                (f"127.0.0.1:{server.port}", 4, "in use"), ("203.0.113.7:9477", 4, "assign"),
+                (f"127.0.0.1:{server.port}", 4, "in use"), ("203.0.113.7:9477", 4, "assign"), ("[2001:db8::7]:9477", 4, ""),
                 *[(bad, 2, "ADDRESS:PORT") for bad in ("localhost:9477", "[::1:9477", "127.0.0.1:65536", "9477")],
             ]:
                 got, errors = hwprobe("--listen", address)

@@ -59,6 +59,8 @@ class Call(unittest.TestCase):
         for arguments, hint in [
             (["call", "getNothing"], "getCpuLoad"),
             (["call", "getMemoryLoad:1"], "takes no index"),
+            (["call", "getDiskTemperature:1x"], "a whole number from 0 to 4294967295 must follow the colon"),
+            (["explain", "--smart", "x"], "--identify and --smart, or --drive"),
             (["look"], "look: no such command; the commands are show, call, watch, explain, metrics"),
             (["wach"], "wach: no such command (did you mean watch?)"),
             (["call", "getCpuTemprature"], "getCpuTemprature: not an export (did you mean getCpuTemperature?)"),
@@ -162,7 +164,10 @@ class Show(unittest.TestCase):
         failing = odd_drives()
         for drive in failing["drives"]:
             drive["answers"] = [{"path": "performance", "nth": 2, "error": 5}]
+        uncounted = odd_drives()
+        del uncounted["drives"][1]["performance"]
         for machine, texts in [
+            (uncounted, [r"list fails at ACME NVMe \(drive 1\), which gives no byte counters\n"]),
             (sample("intel-desktop"), [r"In use +38 %\n", r"12\.5 MB/s down +250\.\d kB/s up +ACME Ethernet Controller I225"]),
             (sample("laptop"), [r"\(designed for 50000 mWh\), 112 cycles\n",
                                 r"C: +SKHynix_HFS512GDE9X084N +NVMe SSD +512 GB +43 °C +5120 h +96 % +good +\S+ .B/s"]),
@@ -271,6 +276,9 @@ class Watch(unittest.TestCase):
         self.assertEqual([False, "it is gone", "unknown", None, None], [after[key] for key in keys])
         self.assertEqual(before["lastAnswer"], after["lastAnswer"])
         self.assertEqual(f"has not answered since {after['lastAnswer']} s: it is gone", after["drive0_temp_C"])
+        scsi = self.samples(sample("server-sas"))[0]["drives"][2]
+        self.assertEqual(["drive 2", "failing", 41, None],
+                         [scsi[key] for key in ("place", "health", "temperatureCelsius", "readBytesPerSecond")])
         unlisted = silent(present=False)  # for want of counters; the clock goes on by the samples alone
         del unlisted["drives"][0]["performance"]
         unlisted["drives"][0]["changes"][0]["atSeconds"] = 1

@@ -223,13 +223,6 @@ std::int64_t Node::signedNumber(std::string_view key, std::int64_t smallest, std
     return number;
 }
 
-double Node::real(std::string_view key, double fallback) const {
-    if (!has(key)) return fallback;
-    const Node node = required(key);
-    if (!json(node.value_).is_number()) node.fail("must be a number");
-    return json(node.value_).get<double>();
-}
-
 bool Node::flag(std::string_view key, bool fallback) const {
     if (!has(key)) return fallback;
     const Node node = required(key);

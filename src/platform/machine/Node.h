@@ -42,7 +42,6 @@ class Node {
     std::uint64_t number(std::string_view key, std::uint64_t largest) const;
     std::uint64_t number(std::string_view key, std::uint64_t largest, std::uint64_t fallback) const;
     std::int64_t signedNumber(std::string_view key, std::int64_t smallest, std::int64_t largest) const;
-    double real(std::string_view key, double fallback) const;
     bool flag(std::string_view key, bool fallback) const;
     /// Bytes from hexadecimal text, blanks allowed between bytes: "00 1A ff".
     std::vector<std::uint8_t> bytes(std::string_view key) const;

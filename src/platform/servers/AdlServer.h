@@ -26,15 +26,15 @@ class AdlServer {
     virtual adl::Status adapterActive(int, int& status);
     virtual adl::Status createContext(adl::Allocator, int adapter, adl::Context& context);
     virtual adl::Status destroyContext(adl::Context) { return adl::kOk; }
-    virtual adl::Status pmLog(adl::Context, int, adl::PmLogData&) { return adl::kNotSupported; }
+    virtual adl::Status pmLog(adl::Context, int adapter, adl::PmLogData& data) = 0;
     virtual adl::Status overdriveCaps(int adapter, int& supported, int& enabled, int& version) = 0;
     virtual adl::Status od6Capabilities(adl::Context, int, adl::Od6Capabilities&) {
         return adl::kNotSupported;
     }
     virtual adl::Status od5Parameters(int, adl::Od5Parameters&) { return adl::kNotSupported; }
-    virtual adl::Status od5Temperature(int, int, adl::Od5Temperature&) { return adl::kNotSupported; }
+    virtual adl::Status od5Temperature(int adapter, int controller, adl::Od5Temperature& record) = 0;
     virtual adl::Status odnTemperature(adl::Context, int, int, int&) { return adl::kNotSupported; }
-    virtual adl::Status od5Activity(int, adl::Od5Activity&) { return adl::kNotSupported; }
+    virtual adl::Status od5Activity(int adapter, adl::Od5Activity& record) = 0;
     virtual adl::Status memorySize(adl::Context, int adapter, std::int64_t& bytes) = 0;
 };
 
