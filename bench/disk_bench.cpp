@@ -4,8 +4,8 @@
 
 #include "disk/Disk.h"
 #include "disk_engine/CAtaSmart.h"
-#include "disk_engine/record/DriveRecord.h"
 #include "disk_engine/dialects/Interpretation.h"
+#include "disk_engine/record/DriveRecord.h"
 #include "drive_reading/DriveReading.h"
 #include "frame/border/globals.h"
 #include "orvane/hwprobe.h"
