@@ -236,7 +236,7 @@ TEST_F(LinuxDriveTree, WhatCouldNotBeReadIsAskedForAgain) {
     const NumberedDisk disk = inventory.disks().at(5);
     const std::string controller = "sys/class/nvme/nvme0/", function = kPci + DriveTree::kNvme;
     const auto told = [&] {
-        return inventory.facts(disk)->serial + " " + inventory.commandWay(disk)->node.number + " " +
+        return inventory.facts(disk, true)->serial + " " + inventory.commandWay(disk)->node.number + " " +
                std::to_string(inventory.pciFunctions().of("/" + function).code);
     };
     for (const std::string& lost : {controller + "serial", controller + "dev", function + "/class"})
@@ -249,7 +249,7 @@ TEST_F(LinuxDriveTree, WhatCouldNotBeReadIsAskedForAgain) {
     EXPECT_EQ("S4EVNF0M 241:0 67586", told());
     // What was read whole stays, but for the firmware, which a drive may take while it runs.
     tree.files(controller, "serial OTHER;firmware_rev NEW");
-    EXPECT_EQ("S4EVNF0M NEW", inventory.facts(disk)->serial + " " + inventory.facts(disk)->firmware);
+    EXPECT_EQ("S4EVNF0M NEW", inventory.facts(disk, true)->serial + " " + inventory.facts(disk, true)->firmware);
 }
 
 TEST_F(LinuxDriveTree, DescriptorAndAddressOfEachKind) {

@@ -142,9 +142,8 @@ Result<std::unique_ptr<Devices>> LinuxDeviceTree::devicesOf(const Guid& setupCla
 
 Result<std::unique_ptr<Devices>> LinuxDeviceTree::devicesWith(const Guid& setupClass, std::wstring_view id) {
     std::vector<PciFunction> functions;
-    std::string folder =
-        setupClass == kScsiAdapterClass ? pciFolderOf(files_, wideToUtf8(id)) : std::string();
-    auto facts = pciFunctions_.of(folder);
+    if (setupClass != kScsiAdapterClass) return {std::make_unique<PciDevices>(files_, std::move(functions))};
+    auto [folder, facts] = pciFunctions_.at(wideToUtf8(id));
     const std::uint32_t code = facts.code >> 8;
     if (code >= kFirstStorageClass && code <= kLastStorageClass)
         functions.push_back({std::move(folder), std::move(facts)});

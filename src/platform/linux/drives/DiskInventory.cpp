@@ -163,18 +163,17 @@ std::uint64_t DiskInventory::sectors(const NumberedDisk& disk) {
     return count && holds(disk) ? *count : 0;
 }
 
-std::optional<DiskFacts> DiskInventory::facts(const NumberedDisk& disk) {
+std::optional<DiskFacts> DiskInventory::facts(const NumberedDisk& disk, bool firmwareCounts) {
     const auto way = commandWay(disk);
     if (!way) return std::nullopt;
     std::unique_lock hold(mutex_);
     std::optional<DiskFacts> facts = numbered_[disk.number].facts;
     const FolderStamp stamp = numbered_[disk.number].stamp;
     hold.unlock();
-    if (facts) {
-        facts->firmware = nvmeFirmware(files_, *facts->nvmeController); // all that may change while it stays
-    } else {
+    if (!facts)
         facts = readDiskFacts(files_, disk.name);
-    }
+    else if (firmwareCounts) // all that may change while it stays
+        facts->firmware = nvmeFirmware(files_, *facts->nvmeController);
     if (!holds(disk)) return std::nullopt;
     hold.lock();
     Entry& entry = numbered_[disk.number];

@@ -166,8 +166,9 @@ std::optional<Answer> answerFromSysfs(DiskInventory& inventory, const NumberedDi
     const bool descriptorAsked = code == IOCTL_STORAGE_QUERY_PROPERTY && asksForDescriptor(in);
     if (!descriptorAsked && code != IOCTL_DISK_GET_DRIVE_GEOMETRY && code != IOCTL_SCSI_GET_ADDRESS)
         return std::nullopt;
-    if (facts && !inventory.holds(disk)) facts.reset();
-    if (!facts) facts = inventory.facts(disk);
+    const bool aged = descriptorAsked && facts && facts->nvmeController; // maybe its firmware is
+    if (aged || (facts && !inventory.holds(disk))) facts.reset();
+    if (!facts) facts = inventory.facts(disk, descriptorAsked);
     if (!facts) return Answer::failed(kFileNotFound);
     if (descriptorAsked) return descriptor(*facts, out);
     if (code == IOCTL_SCSI_GET_ADDRESS) return address(*facts, out);

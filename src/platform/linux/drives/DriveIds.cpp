@@ -90,8 +90,8 @@ std::string modelOf(const DiskFacts& facts) {
     }
 }
 
-std::optional<Drive> named(DiskInventory& inventory, const NumberedDisk& disk) {
-    auto facts = inventory.facts(disk);
+std::optional<Drive> named(DiskInventory& inventory, const NumberedDisk& disk, bool firmwareCounts) {
+    auto facts = inventory.facts(disk, firmwareCounts);
     if (!facts) return std::nullopt;
     Drive drive{disk.number, std::move(*facts), {}, {}};
     drive.id = pnpId(inventory.files(), drive.facts, disk.number);
@@ -104,7 +104,7 @@ std::optional<Drive> named(DiskInventory& inventory, const NumberedDisk& disk) {
 std::optional<Drive> driveOf(DiskInventory& inventory, std::uint32_t number) {
     const std::string name = inventory.nameOf(number);
     if (name.empty()) return std::nullopt;
-    auto drive = named(inventory, {number, name});
+    auto drive = named(inventory, {number, name}, false);
     if (!drive || drive->facts.bus != kBusUsb) return drive; // its place on the machine stands in its id
     for (Drive& other : drivesOf(inventory))
         if (other.number == number) return std::move(other);
@@ -114,7 +114,7 @@ std::optional<Drive> driveOf(DiskInventory& inventory, std::uint32_t number) {
 std::vector<Drive> drivesOf(DiskInventory& inventory) {
     std::vector<Drive> drives;
     for (const NumberedDisk& disk : inventory.disks()) {
-        auto drive = named(inventory, disk);
+        auto drive = named(inventory, disk, true);
         if (!drive) continue;
         // Cheap USB devices share one serial number.
         const bool taken =

@@ -66,6 +66,26 @@ constexpr std::array kClassNames = {
     ClassName{0x0C03, "Standard USB Host Controller"},
 };
 
+/// The folder of the function whose place an id tells; empty when there is none.
+std::string pciFolderOf(const RootedFiles& files, std::string_view id) {
+    constexpr std::string_view instance = "\\3&";
+    constexpr std::size_t busDigits = 2;
+    const auto at = id.rfind(instance);
+    if (at == id.npos) return {};
+    const std::string_view numbers = id.substr(at + instance.size());
+    const auto split = numbers.find("&0&");
+    if (split == numbers.npos || split < busDigits) return {};
+    const auto domain = wholeNumber(numbers.substr(0, split - busDigits), 16);
+    const auto bus = wholeNumber(numbers.substr(split - busDigits, busDigits), 16);
+    const auto function = wholeNumber(numbers.substr(split + 3), 16);
+    if (!domain || !bus || !function) return {};
+    char name[64];
+    std::snprintf(name, sizeof name, "%s/%04llx:%02x:%02x.%x", kFunctions,
+                  static_cast<unsigned long long>(*domain), static_cast<unsigned>(*bus),
+                  static_cast<unsigned>(*function >> 3), static_cast<unsigned>(*function & 7));
+    return files.deviceFolder(name);
+}
+
 } // namespace
 
 std::string pciFunctionOf(std::string_view path) {
@@ -119,23 +139,15 @@ PciFunctionFacts::Facts PciFunctionFacts::of(const std::string& folder) {
     return facts;
 }
 
-std::string pciFolderOf(const RootedFiles& files, std::string_view id) {
-    constexpr std::string_view instance = "\\3&";
-    constexpr std::size_t busDigits = 2;
-    const auto at = id.rfind(instance);
-    if (at == id.npos) return {};
-    const std::string_view numbers = id.substr(at + instance.size());
-    const auto split = numbers.find("&0&");
-    if (split == numbers.npos || split < busDigits) return {};
-    const auto domain = wholeNumber(numbers.substr(0, split - busDigits), 16);
-    const auto bus = wholeNumber(numbers.substr(split - busDigits, busDigits), 16);
-    const auto function = wholeNumber(numbers.substr(split + 3), 16);
-    if (!domain || !bus || !function) return {};
-    char name[64];
-    std::snprintf(name, sizeof name, "%s/%04llx:%02x:%02x.%x", kFunctions,
-                  static_cast<unsigned long long>(*domain), static_cast<unsigned>(*bus),
-                  static_cast<unsigned>(*function >> 3), static_cast<unsigned>(*function & 7));
-    return files.deviceFolder(name);
+std::pair<std::string, PciFunctionFacts::Facts> PciFunctionFacts::at(std::string_view id) {
+    {
+        const std::scoped_lock hold(mutex_);
+        for (const auto& [folder, known] : known_)
+            if (known.second.id == id && files_.stamp(folder) == known.first) return {folder, known.second};
+    }
+    std::string folder = pciFolderOf(files_, id);
+    auto facts = of(folder);
+    return {std::move(folder), std::move(facts)};
 }
 
 std::string pciName(const RootedFiles& files, const std::string& folder) {

@@ -32,10 +32,6 @@ inline constexpr std::uint32_t kUsbControllerClass = 0x0C03;
 /// device and function in one byte.
 std::string pciDeviceId(const RootedFiles& files, const std::string& folder);
 
-/// The folder of the function whose place such an id tells; empty when there is none. Whether the function
-/// has that id is another question.
-std::string pciFolderOf(const RootedFiles& files, std::string_view id);
-
 /// What does not change about PCI functions. It is read once for a folder, as long as that is the same
 /// device's.
 class PciFunctionFacts {
@@ -49,6 +45,8 @@ class PciFunctionFacts {
 
     explicit PciFunctionFacts(const RootedFiles& files) : files_(files) {}
     Facts of(const std::string& folder);
+    /// Folder and facts of the function in the place that an id tells; both empty when there is none.
+    std::pair<std::string, Facts> at(std::string_view id);
 
   private:
     const RootedFiles& files_;
