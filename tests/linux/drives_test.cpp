@@ -249,7 +249,8 @@ TEST_F(LinuxDriveTree, WhatCouldNotBeReadIsAskedForAgain) {
     EXPECT_EQ("S4EVNF0M 241:0 67586", told());
     // What was read whole stays, but for the firmware, which a drive may take while it runs.
     tree.files(controller, "serial OTHER;firmware_rev NEW");
-    EXPECT_EQ("S4EVNF0M NEW", inventory.facts(disk, true)->serial + " " + inventory.facts(disk, true)->firmware);
+    EXPECT_EQ("S4EVNF0M NEW",
+              inventory.facts(disk, true)->serial + " " + inventory.facts(disk, true)->firmware);
 }
 
 TEST_F(LinuxDriveTree, DescriptorAndAddressOfEachKind) {

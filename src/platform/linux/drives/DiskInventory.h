@@ -95,8 +95,8 @@ class DiskInventory {
     bool holds(const NumberedDisk& disk) { return nameOf(disk.number) == disk.name; }
     /// Of 512 bytes, whatever the disk's own are; 0 when the disk is not there.
     std::uint64_t sectors(const NumberedDisk& disk);
-    /// Empty when the disk is not there. The firmware of an NVMe drive may be that of an earlier call where it
-    /// doesn't count.
+    /// Empty when the disk is not there. The firmware of an NVMe drive may be that of an earlier call where
+    /// it doesn't count.
     std::optional<DiskFacts> facts(const NumberedDisk& disk, bool firmwareCounts);
     /// Empty when the disk is not there. One that lasts is kept as long as the disk is not seen to go, so
     /// whoever opens its node asks afterwards whether it still holds().

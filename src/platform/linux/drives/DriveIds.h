@@ -18,8 +18,8 @@ struct Drive {
 
 /// All present disks by their numbers.
 std::vector<Drive> drivesOf(DiskInventory& inventory);
-/// The disk of a number alone, without a look at the others where its id tells it from them. The firmware of an
-/// NVMe drive may be that of an earlier look.
+/// The disk of a number alone, without a look at the others where its id tells it from them. The firmware of
+/// an NVMe drive may be that of an earlier look.
 std::optional<Drive> driveOf(DiskInventory& inventory, std::uint32_t number);
 
 /// "USB\VID_152D&PID_0578\SERIAL" of the USB device that a disk stands in.
